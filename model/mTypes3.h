@@ -1,0 +1,50 @@
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+namespace halden {
+
+/// What the driver is and what its channels are.
+struct tADCState {
+  std::string DriverName;           ///< name in the monitor window's caption; set once
+  std::string ADCName;              ///< name towards the host and last part of the settings key
+  std::uint8_t Resolution = 0;      ///< bits of a code
+  std::int16_t RangesCount = 0;     ///< rows of the range table
+  std::vector<std::string> Ranges;  ///< display text of each row, ANSI
+  std::vector<float> UnitScale;
+  std::vector<float> UnitOffset;
+  std::int16_t ChannelsCount = 0;          ///< 0: not detected; every channel lookup tests against it first
+  std::vector<std::int16_t> ChannelRange;  ///< row of each channel, 0 to RangesCount - 1
+  std::string LastError;                   ///< text of the last failure
+};
+
+/// What the host has asked for, the rate pair and the ring of frames.
+struct tInputState {
+  std::vector<std::int16_t>
+      InputChannels;                    ///< position in a frame to channel number; may name none that exists
+  std::int16_t InputCountChannels = 0;  ///< codes in a frame
+  float RateMax = 0;                    ///< frames per second
+  float Rate = 0;                       ///< frames per second
+  std::int32_t RequestedSize = 0;       ///< frames
+  std::int32_t InputSizeData = 0;       ///< capacity in codes
+  std::int32_t InputSizeKadrs = 0;      ///< capacity in frames
+  std::int32_t ReadIndex = 0;           ///< slot of the next frame to read, from 1
+  std::int32_t WriteIndex = 0;          ///< slot of the last frame written; 0: none since the allocation
+  std::int32_t InputCountKadrs = 0;     ///< frames waiting, as of the last count
+  bool BufferEmpty = false;             ///< tells a drained ring from a full one
+  std::vector<std::int16_t> Kadrs;      ///< frame after frame, slot 1 first, AllocChannels codes each
+  std::int32_t AllocChannels = 0;       ///< codes in a frame of Kadrs
+  std::int32_t AllocKadrs = 0;          ///< slots in Kadrs
+};
+
+struct mTypes3 {
+  tADCState ADCState;
+  tInputState InputState;
+  std::string SettingsKey;         ///< registry path of the driver's settings
+  std::int32_t InstanceCount = 0;  ///< live Halden_Text objects
+  bool Busy = false;               ///< a recording runs: every parsed line makes a frame
+};
+
+}  // namespace halden

@@ -1,0 +1,41 @@
+#pragma once
+
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "platform/platform.h"
+
+namespace halden {
+
+/// What stands for the user in the port dialog.
+struct UserAnswer {
+  int port = 0;      ///< row of the list, from 0
+  int channels = 1;  ///< 1 to 32
+  std::string rate;  ///< with a point as decimal mark, as typed on the command line
+};
+
+struct MachineOptions {
+  std::vector<std::string> devices;  ///< where devices come from, in listing order; empty: one "sim"
+  std::string registry_file;         ///< empty: the user's own
+  std::optional<UserAnswer> answer;  ///< answers the port dialog
+  bool cancel = false;               ///< cancels the port dialog
+};
+
+/// The backends of the system that the program runs on.
+class Machine {
+ public:
+  virtual ~Machine() = default;
+  /// Valid as long as the machine.
+  virtual Platform& platform() = 0;
+  /// One line for each listed device, in order, that says why it could not be opened the last time; empty
+  /// where it could, or was never tried.
+  virtual std::vector<std::string> OpenFailures() const = 0;
+};
+
+/// Builds the machine. Nothing on failure; then `error` is one line that names the option at fault and what
+/// is allowed.
+std::unique_ptr<Machine> OpenMachine(const MachineOptions& options, std::string* error);
+
+}  // namespace halden

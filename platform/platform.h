@@ -1,0 +1,25 @@
+#pragma once
+
+#include "platform/clock.h"
+#include "platform/comm_config.h"
+#include "platform/d2xx.h"
+#include "platform/number_rules.h"
+#include "platform/registry_api.h"
+#include "platform/text_resources.h"
+#include "platform/toolkit.h"
+
+namespace halden {
+
+/// Everything that the driver needs of the system it runs on. The backends behind the references outlive
+/// every driver that is built on them.
+struct Platform {
+  D2xx& d2xx;
+  CommConfigApi& comm_config;
+  RegistryApi& registry;
+  Clock& clock;
+  NumberRules& number_rules;
+  TextResources& texts;
+  Toolkit& toolkit;
+};
+
+}  // namespace halden
