@@ -32,47 +32,48 @@ struct Font {
 };
 
 enum class ControlKind {
-  Label,         ///< right-justified and as wide as its text: the right edge stays. Never has the focus
-  TextBox,       ///< shows text that the user can't change; lines end in CR LF
-  ListBox,       ///< rows of which one is selected, or none; a tab starts a row's second, aligned column
-  DropDownList,  ///< a combo box of which the user can only pick a row
-  ComboBox,      ///< a combo box with an edit box that takes any text; picking a row copies its text there
-  Button,
+  kLabel,         ///< right-justified and as wide as its text: the right edge stays. Never has the focus
+  kTextBox,       ///< shows text that the user can't change; lines end in CR LF
+  kListBox,       ///< rows of which one is selected, or none; a tab starts a row's second, aligned column
+  kDropDownList,  ///< a combo box of which the user can only pick a row
+  kComboBox,      ///< a combo box with an edit box that takes any text; picking a row copies its text there
+  kButton,
 };
 
 /// A control as the form's design has it. An "&" in the caption of a label or button marks its access key: a
 /// button is pressed by it, a label's goes to the next control that can have the focus.
 struct ControlSpec {
-  std::string name;
-  ControlKind kind = ControlKind::Label;
-  Bounds bounds;
-  std::string text;
+  std::string name = {};
+  ControlKind kind = ControlKind::kLabel;
+  Bounds bounds = {};
+  std::string text = {};
   bool tab_stop = true;
   bool multi_line = false;      ///< of a text box
   bool default_button = false;  ///< Enter presses it unless another button has the focus
   bool cancel_button = false;   ///< Esc presses it
-  Font font;
+  Font font = {};
   Color back_color = kWindowColor;
   Color fore_color = kWindowTextColor;
   /// A button was pressed; a list box row was clicked, or its selected row has become another one.
-  std::function<void()> click;
+  std::function<void()> click = {};
   /// The focus is about to leave by the user's act; `cancel` set to true keeps it. Enter, Esc and the close
   /// box don't move the focus.
-  std::function<void(bool& cancel)> validate;
+  std::function<void(bool& cancel)> validate = {};
 };
 
 /// A window: a fixed dialog without minimize or maximize button or task bar entry, shown in the screen's
 /// centre.
 struct WindowSpec {
-  std::string name;
-  std::string caption;
+  std::string name = {};
+  std::string caption = {};
   int width = 0;   ///< of the client area, twips
   int height = 0;  ///< of the client area, twips
   int icon = 0;    ///< number of the icon resource
-  Font font;
-  std::vector<ControlSpec> controls;  ///< in tab order
-  std::function<void()> activate;     ///< the window has become the active one
-  std::function<void()> close_box;    ///< the user wants it closed; what becomes of it is the form's choice
+  Font font = {};
+  std::vector<ControlSpec> controls = {};  ///< in tab order
+  std::function<void()> activate = {};     ///< the window has become the active one
+  std::function<void()> close_box =
+      {};  ///< the user wants it closed; what becomes of it is the form's choice
 };
 
 }  // namespace halden

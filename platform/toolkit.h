@@ -58,8 +58,8 @@ class Window {
   virtual bool SetFontCharset(int control, std::uint8_t charset) = 0;
 };
 
-enum class Pointer { Default = 0, Hourglass = 11 };
-enum class MessageIcon { Exclamation = 48 };
+enum class Pointer { kDefault = 0, kHourglass = 11 };
+enum class MessageIcon { kExclamation = 48 };
 
 /// The windows of the driver. Failing to show one is a result and harms nothing. Windows must not outlive it.
 class Toolkit {
