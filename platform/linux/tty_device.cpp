@@ -1,11 +1,13 @@
 #include "platform/linux/tty_device.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <charconv>
 #include <fcntl.h>
 #include <filesystem>
 #include <grp.h>
 #include <limits>
+#include <string_view>
 #include <sys/file.h>
 #include <sys/ioctl.h>
 #include <sys/stat.h>
@@ -16,8 +18,6 @@
 
 namespace halden {
 namespace {
-
-constexpr std::size_t kReceiveQueue = 65536;
 
 /// The file that links lead to; `path` itself where they lead nowhere.
 std::string Resolve(const std::string& path) {
@@ -127,7 +127,7 @@ class TtyDevice::File {
 };
 
 TtyDevice::TtyDevice(std::string path, std::optional<std::uint32_t> baud)
-    : path_(std::move(path)), identity_(IdentityOf(Resolve(path_))), received_(kReceiveQueue) {
+    : path_(std::move(path)), identity_(IdentityOf(Resolve(path_))) {
   if (!baud) return;
   default_line_.emplace();
   default_line_->BaudRate = *baud;
@@ -181,11 +181,13 @@ FT_STATUS TtyDevice::SetDataCharacteristics(std::uint8_t word_length, std::uint8
 }
 
 void TtyDevice::Receive() {
-  while (!lost_ && !received_.Room().empty()) {
-    const auto room = received_.Room();
-    const ssize_t count = read(file_->fd(), room.data(), room.size());
+  char bytes[4096];
+  while (!lost_) {
+    const std::size_t room = std::min(sizeof bytes, ByteQueue::kCapacity - received_.Size());
+    if (room == 0) return;  // the rest waits in the kernel
+    const ssize_t count = read(file_->fd(), bytes, room);
     if (count > 0) {
-      received_.Commit(static_cast<std::size_t>(count));
+      received_.Push({bytes, static_cast<std::size_t>(count)});
     } else if (count < 0 && errno == EAGAIN) {
       return;
     } else if (count == 0 || errno != EINTR) {
@@ -195,9 +197,9 @@ void TtyDevice::Receive() {
 }
 
 FT_STATUS TtyDevice::Read(void* buffer, std::uint32_t count, std::uint32_t* read) {
-  if (received_.size() < count) Receive();
-  if (lost_ && received_.size() == 0) return kDeviceFailed;
-  *read = static_cast<std::uint32_t>(received_.Take(buffer, count));
+  if (received_.Size() < count) Receive();
+  if (lost_ && received_.Size() == 0) return kDeviceFailed;
+  *read = static_cast<std::uint32_t>(received_.Pop(static_cast<char*>(buffer), count));
   return FT_OK;
 }
 
@@ -235,8 +237,8 @@ FT_STATUS TtyDevice::SetLatencyTimer(std::uint8_t) {
 
 FT_STATUS TtyDevice::GetQueueStatus(std::uint32_t* rx_bytes) {
   Receive();
-  if (lost_ && received_.size() == 0) return kDeviceFailed;
-  *rx_bytes = static_cast<std::uint32_t>(received_.size());
+  if (lost_ && received_.Size() == 0) return kDeviceFailed;
+  *rx_bytes = static_cast<std::uint32_t>(received_.Size());
   return FT_OK;
 }
 
@@ -270,23 +272,6 @@ bool TtyDevice::GetPortLine(Dcb* line) {
   if (line_) return line_->Found(line);
   const File file(Resolve(path_));
   return file.fd() >= 0 && TtyLine(file.fd()).Found(line);
-}
-
-std::unique_ptr<TtyDevice> MakeTtyDevice(std::string_view description, std::string* error) {
-  constexpr std::string_view kBaud = "baud=";
-  const std::size_t comma = description.find(',');
-  const std::string_view path = description.substr(0, comma);
-  std::optional<std::uint32_t> baud;
-  if (comma != description.npos) {
-    const std::string_view option = description.substr(comma + 1);
-    std::uint32_t number = 0;
-    if (option.starts_with(kBaud) && ParseNumber(option.substr(kBaud.size()), &number)) baud = number;
-  }
-  if (path.empty() || (comma != description.npos && baud.value_or(0) == 0)) {
-    *error = "tty:" + std::string(description) + ": expected tty:PATH or tty:PATH,baud=N with N above 0";
-    return nullptr;
-  }
-  return std::make_unique<TtyDevice>(std::string(path), baud);
 }
 
 }  // namespace halden

@@ -4,10 +4,9 @@
 #include <memory>
 #include <optional>
 #include <string>
-#include <string_view>
 
+#include "platform/devices/byte_queue.h"
 #include "platform/devices/device.h"
-#include "platform/linux/byte_queue.h"
 #include "platform/linux/tty_line.h"
 
 namespace halden {
@@ -68,9 +67,5 @@ class TtyDevice : public Device {
   ByteQueue received_;
   bool lost_ = false;
 };
-
-/// The device of "PATH[,baud=N]". Nothing if that is malformed; then `error` is one line that says what is
-/// allowed.
-std::unique_ptr<TtyDevice> MakeTtyDevice(std::string_view description, std::string* error);
 
 }  // namespace halden
