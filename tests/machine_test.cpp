@@ -55,7 +55,6 @@ TEST(OpenMachine, NamesTheOptionAtFault) {
     EXPECT_FALSE(OpenMachine({.devices = {"sim", option}}, &error)) << option;
     EXPECT_NE(error.find(option.substr(0, 4)), std::string::npos) << error;
     EXPECT_EQ(error.find('\n'), std::string::npos);
-    std::cout << error << "\n";
   }
 }
 
