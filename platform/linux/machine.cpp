@@ -1,11 +1,13 @@
 #include "platform/machine.h"
 
+#include <cstdlib>
 #include <utility>
 #include <variant>
 
 #include "platform/common_texts.h"
 #include "platform/devices/device_library.h"
 #include "platform/devices/device_options.h"
+#include "platform/linux/file_registry.h"
 #include "platform/linux/kernel_devices.h"
 #include "platform/linux/linux_clock.h"
 #include "platform/linux/locale_number_rules.h"
@@ -24,34 +26,6 @@ class NoScreen : public Toolkit {
   std::unique_ptr<Window> NewWindow(WindowSpec) override { return nullptr; }
   void ShowMessage(const std::string&, const std::string&, MessageIcon) override {}
   void SetPointer(Pointer) override {}
-};
-
-/// Holds no key and takes none.
-class NoRegistry : public RegistryApi {
- public:
-  std::int32_t RegOpenKeyExA(HKEY, const std::string&, std::uint32_t, HKEY*) override {
-    return ERROR_FILE_NOT_FOUND;
-  }
-  std::int32_t RegCreateKeyExA(HKEY, const std::string&, std::uint32_t, HKEY*) override {
-    return ERROR_ACCESS_DENIED;
-  }
-  std::int32_t RegCloseKey(HKEY) override { return ERROR_INVALID_HANDLE; }
-  std::int32_t RegQueryValueExA(HKEY, const std::string&, std::uint32_t*, void*, std::uint32_t*) override {
-    return ERROR_INVALID_HANDLE;
-  }
-  std::int32_t RegSetValueExA(HKEY, const std::string&, std::uint32_t, const void*, std::uint32_t) override {
-    return ERROR_INVALID_HANDLE;
-  }
-  std::int32_t RegDeleteKeyA(HKEY, const std::string&) override { return ERROR_INVALID_HANDLE; }
-  std::int32_t RegDeleteValueA(HKEY, const std::string&) override { return ERROR_INVALID_HANDLE; }
-  std::int32_t RegQueryInfoKeyA(HKEY, RegKeyInfo*) override { return ERROR_INVALID_HANDLE; }
-  std::int32_t RegEnumKeyExA(HKEY, std::uint32_t, char*, std::uint32_t*) override {
-    return ERROR_INVALID_HANDLE;
-  }
-  std::int32_t RegEnumValueA(HKEY, std::uint32_t, char*, std::uint32_t*, std::uint32_t*, void*,
-                             std::uint32_t*) override {
-    return ERROR_INVALID_HANDLE;
-  }
 };
 
 bool AddDevices(const std::string& text, Clock& clock, Devices* devices, std::string* error) {
@@ -90,6 +64,10 @@ CommonTexts TextsOf(const LocaleEnvironment& environment) {
   return {language == kRussianLanguage ? TextLanguage::kRussian : TextLanguage::kEnglish, language};
 }
 
+std::string RegistryFileOf(const MachineOptions& options) {
+  return options.registry_file.empty() ? DefaultRegistryFile(std::getenv) : options.registry_file;
+}
+
 class LinuxMachine : public Machine {
  public:
   LinuxMachine(std::unique_ptr<LinuxClock> clock, Devices devices, const LocaleEnvironment& environment,
@@ -97,6 +75,7 @@ class LinuxMachine : public Machine {
       : clock_(std::move(clock)),
         library_(std::move(devices)),
         number_rules_(LocaleNumberRules(environment)),
+        registry_(RegistryFileOf(options), number_rules_),
         texts_(TextsOf(environment)),
         answering_(screen_, *clock_, number_rules_, options.answer),
         platform_{library_, library_, registry_, *clock_, number_rules_, texts_, ToolkitFor(options)} {}
@@ -112,8 +91,8 @@ class LinuxMachine : public Machine {
 
   std::unique_ptr<LinuxClock> clock_;
   DeviceLibrary library_;
-  NoRegistry registry_;
   FixedNumberRules number_rules_;
+  FileRegistry registry_;
   CommonTexts texts_;
   NoScreen screen_;
   AnsweringToolkit answering_;
