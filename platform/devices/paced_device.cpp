@@ -77,8 +77,9 @@ FT_STATUS PacedDevice::Do(const std::string& call) {
 }
 
 FT_STATUS PacedDevice::Open() {
-  open_failure_ = Present() ? Join() : "not plugged in";
-  if (!open_failure_.empty()) return kDeviceFailed;
+  const std::string fault = Present() ? Join() : "not plugged in";
+  open_failure_ = fault.empty() ? "" : identity_.serial + ": " + fault;
+  if (!fault.empty()) return kDeviceFailed;
   Advance();
   queue_.Clear();
   open_ = true;
