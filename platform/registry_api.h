@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <string>
+#include <string_view>
 
 namespace halden {
 
@@ -16,6 +17,14 @@ inline constexpr HKEY HKEY_PERFORMANCE_DATA = 0x80000004;
 inline constexpr HKEY HKEY_CURRENT_CONFIG = 0x80000005;
 inline constexpr HKEY HKEY_DYN_DATA = 0x80000006;
 
+/// The names of the roots, from HKEY_CLASSES_ROOT on.
+inline constexpr std::string_view kRootKeyNames[] = {
+    "HKEY_CLASSES_ROOT",     "HKEY_CURRENT_USER",   "HKEY_LOCAL_MACHINE", "HKEY_USERS",
+    "HKEY_PERFORMANCE_DATA", "HKEY_CURRENT_CONFIG", "HKEY_DYN_DATA"};
+constexpr bool IsRootKey(HKEY key) {
+  return key >= HKEY_CLASSES_ROOT && key <= HKEY_DYN_DATA;
+}
+
 inline constexpr std::uint32_t REG_NONE = 0;
 inline constexpr std::uint32_t REG_SZ = 1;
 inline constexpr std::uint32_t REG_EXPAND_SZ = 2;
@@ -24,6 +33,11 @@ inline constexpr std::uint32_t REG_DWORD = 4;
 inline constexpr std::uint32_t REG_DWORD_BIG_ENDIAN = 5;
 inline constexpr std::uint32_t REG_LINK = 6;
 inline constexpr std::uint32_t REG_MULTI_SZ = 7;
+
+/// Whether the data of a value is text.
+constexpr bool IsTextType(std::uint32_t type) {
+  return type == REG_SZ || type == REG_EXPAND_SZ || type == REG_MULTI_SZ;
+}
 
 inline constexpr std::uint32_t KEY_QUERY_VALUE = 0x00001;
 inline constexpr std::uint32_t KEY_SET_VALUE = 0x00002;
@@ -38,11 +52,15 @@ inline constexpr std::int32_t ERROR_FILE_NOT_FOUND = 2;
 inline constexpr std::int32_t ERROR_ACCESS_DENIED = 5;
 inline constexpr std::int32_t ERROR_INVALID_HANDLE = 6;
 inline constexpr std::int32_t ERROR_WRITE_FAULT = 29;
+inline constexpr std::int32_t ERROR_SHARING_VIOLATION = 32;
 inline constexpr std::int32_t ERROR_INVALID_PARAMETER = 87;
 inline constexpr std::int32_t ERROR_DISK_FULL = 112;
+inline constexpr std::int32_t ERROR_BAD_PATHNAME = 161;
 inline constexpr std::int32_t ERROR_MORE_DATA = 234;
 inline constexpr std::int32_t ERROR_NO_MORE_ITEMS = 259;
 inline constexpr std::int32_t ERROR_BADDB = 1009;
+inline constexpr std::int32_t ERROR_CANTREAD = 1012;
+inline constexpr std::int32_t ERROR_KEY_DELETED = 1018;
 
 /// What RegQueryInfoKeyA tells of a key. Lengths are in characters, without a terminating NUL.
 struct RegKeyInfo {
@@ -77,7 +95,8 @@ class RegistryApi {
   /// Stores `size` bytes as they are, whatever the type. Needs KEY_SET_VALUE.
   virtual std::int32_t RegSetValueExA(HKEY key, const std::string& name, std::uint32_t type, const void* data,
                                       std::uint32_t size) = 0;
-  /// Deletes a key that has no subkeys; with subkeys ERROR_ACCESS_DENIED. Handles open on it become invalid.
+  /// Deletes a key that has no subkeys; with subkeys ERROR_ACCESS_DENIED. Calls on handles that are open on
+  /// it answer ERROR_KEY_DELETED from then on; they must still be closed.
   virtual std::int32_t RegDeleteKeyA(HKEY parent, const std::string& path) = 0;
   /// Needs KEY_SET_VALUE.
   virtual std::int32_t RegDeleteValueA(HKEY key, const std::string& name) = 0;
