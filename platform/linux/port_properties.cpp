@@ -57,7 +57,8 @@ class PortProperties {
   PortProperties(Toolkit& toolkit, const Texts& texts) : toolkit_(toolkit), texts_(texts) {}
 
   bool Edit(const std::string& port, Dcb* line) {
-    form_ = toolkit_.NewWindow(Design(texts_.caption + port));
+    caption_ = texts_.caption + port;
+    form_ = toolkit_.NewWindow(Design());
     if (!form_) return false;
     Fill(*line);
     form_->ShowModal();
@@ -66,7 +67,7 @@ class PortProperties {
   }
 
  private:
-  WindowSpec Design(const std::string& caption);
+  WindowSpec Design();
   void AddField(int row, const char* label, ControlKind kind, WindowSpec* spec) const;
   void Fill(const Dcb& line);
   void Take(Dcb* line) const;
@@ -74,6 +75,7 @@ class PortProperties {
 
   Toolkit& toolkit_;
   const Texts& texts_;
+  std::string caption_;
   std::unique_ptr<Window> form_;
   bool accepted_ = false;
 };
@@ -85,10 +87,10 @@ void PortProperties::AddField(int row, const char* label, ControlKind kind, Wind
   spec->controls.push_back({.kind = kind, .bounds = {1760, top, 1440, 315}});
 }
 
-WindowSpec PortProperties::Design(const std::string& caption) {
+WindowSpec PortProperties::Design() {
   const auto close = [this] { form_->Hide(); };
   WindowSpec spec{
-      .name = "PortProperties", .caption = caption, .width = 3360, .height = 2600, .close_box = close};
+      .name = "PortProperties", .caption = caption_, .width = 3360, .height = 2600, .close_box = close};
   AddField(0, texts_.rate, ControlKind::kComboBox, &spec);
   AddField(1, texts_.data_bits, ControlKind::kDropDownList, &spec);
   AddField(2, texts_.parity, ControlKind::kDropDownList, &spec);
@@ -142,7 +144,7 @@ void PortProperties::Accept() {
     return;
   }
   form_->SetFocus(cboRate);
-  toolkit_.ShowMessage(texts_.bad_rate, texts_.caption, MessageIcon::kExclamation);
+  toolkit_.ShowMessage(texts_.bad_rate, caption_, MessageIcon::kExclamation);
 }
 
 }  // namespace
