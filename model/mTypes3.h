@@ -1,6 +1,8 @@
 #pragma once
 
 #include <cstdint>
+#include <cstdlib>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -20,6 +22,10 @@ struct tADCState {
   std::string LastError;                   ///< text of the last failure
 };
 
+struct FreeMemory {
+  void operator()(void* block) const { std::free(block); }
+};
+
 /// What the host has asked for, the rate pair and the ring of frames.
 struct tInputState {
   std::vector<std::int16_t>
@@ -34,9 +40,11 @@ struct tInputState {
   std::int32_t WriteIndex = 0;          ///< slot of the last frame written; 0: none since the allocation
   std::int32_t InputCountKadrs = 0;     ///< frames waiting, as of the last count
   bool BufferEmpty = false;             ///< tells a drained ring from a full one
-  std::vector<std::int16_t> Kadrs;      ///< frame after frame, slot 1 first, AllocChannels codes each
-  std::int32_t AllocChannels = 0;       ///< codes in a frame of Kadrs
-  std::int32_t AllocKadrs = 0;          ///< slots in Kadrs
+  /// Frame after frame, slot 1 first, AllocChannels codes each. From the C allocator, whose zeroed pages cost
+  /// nothing until a frame is stored in them.
+  std::unique_ptr<std::int16_t[], FreeMemory> Kadrs;
+  std::int32_t AllocChannels = 0;  ///< codes in a frame of Kadrs
+  std::int32_t AllocKadrs = 0;     ///< slots in Kadrs
 };
 
 struct mTypes3 {

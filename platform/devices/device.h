@@ -9,6 +9,9 @@
 
 namespace halden {
 
+/// A device's answer where a call fails. Nobody tells one failure status from another.
+inline constexpr FT_STATUS kDeviceFailed = 1;
+
 /// What the device list tells of a device.
 struct DeviceIdentity {
   std::uint32_t type = 5;         ///< chip type code of the device library

@@ -1,0 +1,111 @@
+#include "model/ranges.h"
+
+#include <algorithm>
+#include <cmath>
+#include <limits>
+#include <string>
+
+namespace halden {
+
+namespace {
+
+constexpr std::int16_t kDecimalRows = 5;     // from row 0: the device sends a physical value
+constexpr std::int16_t kSignedRowsEnd = 10;  // from row 5: signed counts; behind it unsigned counts
+constexpr std::int16_t kRows = 15;
+constexpr int kCountBits[] = {8, 10, 12, 14, 16};
+constexpr char kPlusMinus = '\xB1';  // in every ANSI code page that the driver meets
+
+void AddRow(tADCState& state, std::string text, float scale, float offset) {
+  state.Ranges.push_back(std::move(text));
+  state.UnitScale.push_back(scale);
+  state.UnitOffset.push_back(offset);
+}
+
+void FillRangeTable(tADCState& state, const NumberRules& rules) {
+  state.Ranges.clear();
+  state.UnitScale.clear();
+  state.UnitOffset.clear();
+  double limit = 1000;
+  float scale = 20;
+  for (int row = 0; row < kDecimalRows; ++row, limit /= 10, scale *= 10)
+    AddRow(state, kPlusMinus + rules.NumberToText(limit, 15), scale, 0);
+  for (int bits : kCountBits)
+    AddRow(state, "Int " + std::to_string(bits) + "-bit", static_cast<float>(1 << (bits - 1)), 0);
+  for (int bits : kCountBits) {
+    const float full = static_cast<float>((1 << bits) - 1);
+    AddRow(state, "UInt " + std::to_string(bits) + "-bit", full, static_cast<float>(1 << (bits - 1)) / full);
+  }
+}
+
+}  // namespace
+
+void InitRanges(Store& store, const NumberRules& rules) {
+  store.ADCState.Resolution = 16;
+  store.ADCState.RangesCount = kRows;
+  FillRangeTable(store.ADCState, rules);
+  store.ADCState.ChannelsCount = 0;
+  store.InputState.RateMax = 1000;
+  store.InputState.Rate = 10;
+  store.InputState.RequestedSize = 1 << 18;
+  store.InputState.InputCountChannels = 1;
+  store.InputState.InputChannels.assign(1, 0);
+}
+
+void SetChannelsCount(Store& store, std::int16_t Count) {
+  if (Count < 1) {
+    store.ADCState.ChannelsCount = 0;
+    return;
+  }
+  std::vector<std::int16_t> rows(Count, 0);
+  std::vector<float> values(Count, 0.0f);
+  store.ADCState.ChannelsCount = Count;
+  store.ADCState.ChannelRange.swap(rows);
+  store.ChannelValues.swap(values);
+}
+
+std::int16_t ScaleToCode(float Value, float Scale, float Offset) {
+  constexpr int kHighest = std::numeric_limits<std::int16_t>::max();
+  constexpr int kLowest = std::numeric_limits<std::int16_t>::min();
+  const double product = (static_cast<double>(Value) - Offset) * Scale;
+  if (product > kHighest) return kHighest;
+  // Far below the span a float could not hold the product; NaN fails the test too.
+  if (!(product > 2 * kLowest)) return kLowest;
+  const float rounded = static_cast<float>(product);
+  if (rounded < kLowest) return kLowest;
+  return static_cast<std::int16_t>(std::lrint(rounded));
+}
+
+std::int16_t GetChannel(const Store& store, std::int16_t Index) {
+  const std::int16_t row = RowOfChannel(store, Index);
+  if (row < 0 || row >= kRows) return 0;
+  const float value = store.ChannelValues[Index];
+  const float scale = store.ADCState.UnitScale[row];
+  if (row < kDecimalRows) return ScaleToCode(value, scale, 0);
+  if (row < kSignedRowsEnd) return ScaleToCode(value, 1, 0);
+  return ScaleToCode(value, 1, (scale + 1) / 2);
+}
+
+std::int16_t ChannelAt(const Store& store, std::int32_t position) {
+  const auto& table = store.InputState.InputChannels;
+  return static_cast<std::size_t>(position) < table.size() ? table[position] : std::int16_t{-1};
+}
+
+std::vector<std::int16_t> GetKadr(const Store& store) {
+  std::vector<std::int16_t> kadr(store.InputState.InputCountChannels, 0);
+  for (std::size_t i = 0; i < kadr.size(); ++i)
+    kadr[i] = GetChannel(store, ChannelAt(store, static_cast<std::int32_t>(i)));
+  return kadr;
+}
+
+void SetChannelRange(Store& store, std::int16_t Index, std::int16_t RangeIndex) {
+  if (RowOfChannel(store, Index) < 0) return;
+  const std::int16_t last = store.ADCState.RangesCount - 1;
+  store.ADCState.ChannelRange[Index] = RangeIndex < 0 ? std::int16_t{0} : std::min(RangeIndex, last);
+}
+
+std::int16_t RowOfChannel(const Store& store, std::int16_t Index) {
+  if (Index < 0 || Index >= store.ADCState.ChannelsCount) return -1;
+  return store.ADCState.ChannelRange[Index];
+}
+
+}  // namespace halden

@@ -1,0 +1,40 @@
+#pragma once
+
+#include <cstdint>
+#include <vector>
+
+#include "model/store.h"
+#include "platform/number_rules.h"
+
+namespace halden {
+
+/// Fills the table of 15 ranges and sets the defaults that a first object starts from. The texts of the
+/// decimal rows follow the user's number rules.
+void InitRanges(Store& store, const NumberRules& rules);
+
+/// Gives the per-channel tables their size: every channel goes to row 0 and value 0.0. Count <= 0 makes the
+/// driver undetected and leaves the tables. Throws std::bad_alloc with the store as it was.
+void SetChannelsCount(Store& store, std::int16_t Count);
+
+/// (Value - Offset) * Scale as a code: rounded to the nearest, a tie to the even one, saturated; NaN is
+/// -32768.
+std::int16_t ScaleToCode(float Value, float Scale, float Offset);
+
+/// The code of a channel's last parsed value under its range; 0 for a channel that doesn't exist.
+std::int16_t GetChannel(const Store& store, std::int16_t Index);
+
+/// The channel number at a position of the channel table, -1 where the table has no such entry.
+std::int16_t ChannelAt(const Store& store, std::int32_t position);
+
+/// GetChannel for each position of the channel table, on every row: a live frame holds the same codes as a
+/// stored one, so that both read back by the row's scale and offset alike. A position without an entry gives
+/// 0.
+std::vector<std::int16_t> GetKadr(const Store& store);
+
+/// Chooses a channel's row, clamped into the table; nothing for a channel that doesn't exist.
+void SetChannelRange(Store& store, std::int16_t Index, std::int16_t RangeIndex);
+
+/// The row of a channel, or nothing (-1) for a channel that doesn't exist.
+std::int16_t RowOfChannel(const Store& store, std::int16_t Index);
+
+}  // namespace halden

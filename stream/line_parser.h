@@ -1,0 +1,47 @@
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+
+#include "model/store.h"
+#include "platform/number_rules.h"
+
+namespace halden {
+
+/// A text that begins with a digit, or that is exactly one of "-", "+", "." and ",".
+bool IsNumberChar(std::string_view text);
+
+/// Gets a number out of a field that may carry a unit or a label around it and a decimal mark that isn't the
+/// system's. True: the field counts as read. `value` is stored only when a number was found: a field such as
+/// "12:34" counts as read and leaves it. `text` is left stripped, with its decimal mark replaced where that
+/// was needed.
+bool ParseValue(const NumberRules& rules, std::string& text, float& value);
+
+/// Turns lines into columns and numbers, by the format in the store.
+class LineParser {
+ public:
+  /// `longest_line`: bytes of the longest line that parses without an allocation.
+  LineParser(Store& store, const NumberRules& rules, std::size_t longest_line) : store_(store), rules_(rules) {
+    field_.reserve(longest_line);
+  }
+
+  /// Settles separator and column count by this line and gives its columns, saturated at 32767. An empty line
+  /// gives 0 and changes nothing. May change `line`.
+  std::int16_t DetectColumns(std::string& line);
+
+  /// Reads a line by the format into ChannelValues and, while Busy, stores a frame. Gives the fields in which
+  /// a number was read. An empty line, and any line without channels to fill, gives 0 and does nothing.
+  std::int16_t ParseLine(const std::string& line);
+
+ private:
+  std::int16_t CountColumns(std::string_view rest) const;
+  std::int16_t ParseFields(std::string_view rest);
+  bool ParseField(std::string_view text, float& value);
+
+  Store& store_;
+  const NumberRules& rules_;
+  std::string field_;  // keeps its room from field to field
+};
+
+}  // namespace halden

@@ -1,0 +1,51 @@
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "stream/byte_source.h"
+#include "stream/line_parser.h"
+#include "stream/rate_meter.h"
+
+namespace halden {
+
+/// The bytes received and not yet decoded. Lines end with CR; an LF directly behind it belongs to the line
+/// end, any other LF is a byte of its line.
+class ReceiveBuffer {
+ public:
+  static constexpr std::int32_t kSize = 65536;
+
+  /// Throws std::bad_alloc.
+  ReceiveBuffer(ByteSource& source, LineParser& parser, RateMeter& rate);
+
+  /// Fetches what the source holds behind the bytes held; with `reset` the buffer starts empty. Bytes that
+  /// don't fit replace all that is held. Gives the bytes stored, 0 if there were none, -1 if the read failed.
+  std::int32_t ReadPort(bool reset);
+  /// Learns the format and MeanLineLength from the lines behind the first CR. True if at least two of them
+  /// are good; then, with `remove`, the lines leave the buffer.
+  bool AnalyzeBuffer(bool remove);
+  /// Takes all complete lines. Gives those in which at least one field was read, saturated at 32767.
+  std::int16_t ParseBuffer();
+  /// Forgets the bytes held.
+  void Clear() { RxCount = 0; }
+
+  std::int32_t RxCount = 0;         ///< bytes held, 0 to kSize
+  std::string LastLine;             ///< the line that ParseBuffer took last, trimmed, ANSI
+  std::int16_t MeanLineLength = 0;  ///< bytes a line by the last AnalyzeBuffer; 0: fewer than 2 good lines
+  std::int16_t MaxColumns = 0;      ///< most columns of a line in the last AnalyzeBuffer
+
+ private:
+  std::int32_t FindCR(std::int32_t start) const;
+  std::string_view GetLine(std::int32_t start, std::int32_t length) const;
+  std::int32_t LineEnd(std::int32_t cr) const;
+  void KeepBehind(std::int32_t last);
+
+  ByteSource& source_;
+  LineParser& parser_;
+  RateMeter& rate_;
+  std::vector<char> RxBuffer;
+};
+
+}  // namespace halden

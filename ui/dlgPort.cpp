@@ -1,0 +1,212 @@
+#include "ui/dlgPort.h"
+
+#include <cmath>
+
+#include "link/port_table.h"
+#include "stream/number_text.h"
+#include "ui/text_table.h"
+
+namespace halden {
+
+namespace {
+
+constexpr int kMaxChannels = 32;
+constexpr int kRateDigits = 7;
+constexpr int kIcon = 2;
+
+/// The controls in tab order.
+enum Control : int { lblCh, cboCh, lblRate, cboRate, cmdOK, cmdCancel, cmdConfig, lstPort };
+
+ControlSpec Button(const char* name, Bounds bounds, const char* caption, std::function<void()> click) {
+  return {.name = name,
+          .kind = ControlKind::kButton,
+          .bounds = bounds,
+          .text = caption,
+          .back_color = kButtonFaceColor,
+          .fore_color = kButtonTextColor,
+          .click = std::move(click)};
+}
+
+ControlSpec Label(const char* name, Bounds bounds, const char* caption) {
+  return {.name = name,
+          .kind = ControlKind::kLabel,
+          .bounds = bounds,
+          .text = caption,
+          .back_color = kButtonFaceColor,
+          .fore_color = kButtonTextColor};
+}
+
+}  // namespace
+
+bool dlgPort::GetUserPort(std::int16_t& iGetPort, std::int16_t& iGetCh, float& sGetRate) {
+  if (store_.PortCount <= 0) return false;
+  if (Load()) {
+    FillPortList();
+    Seed(iGetPort, iGetCh, sGetRate);
+  }
+  // Filling the list has already clicked it.
+  Accepted = false;
+  SelectedRow = -1;
+  if (form_) form_->ShowModal();
+  form_.reset();
+
+  const bool chosen = Accepted && SelectedRow >= 0;
+  if (chosen) {
+    iGetPort = SelectedRow;
+    iGetCh = SelectedChannels;
+    sGetRate = SelectedRate;
+    platform_.toolkit.SetPointer(Pointer::kHourglass);
+  }
+  // Takes the closed dialog off the screen before the caller goes on.
+  platform_.clock.ServeMessages();
+  return chosen;
+}
+
+bool dlgPort::Load() {
+  form_ = platform_.toolkit.NewWindow(Design());
+  if (form_) Form_Load();
+  return form_ != nullptr;
+}
+
+WindowSpec dlgPort::Design() {
+  ControlSpec channels{
+      .name = "cboCh", .kind = ControlKind::kDropDownList, .bounds = {1260, 1560, 1365, 315}};
+  ControlSpec rate{.name = "cboRate",
+                   .kind = ControlKind::kComboBox,
+                   .bounds = {1260, 2010, 1365, 315},
+                   .text = "1",
+                   .validate = [this](bool& cancel) { cboRate_Validate(cancel); }};
+  ControlSpec ok = Button("cmdOK", {120, 2475, 1185, 405}, "OK", [this] { cmdOK_Click(); });
+  ok.default_button = true;
+  ControlSpec cancel = Button("cmdCancel", {1440, 2490, 1155, 375}, "Cancel", [this] { cmdCancel_Click(); });
+  cancel.cancel_button = true;
+  ControlSpec list{
+      .name = "lstPort", .kind = ControlKind::kListBox, .bounds = {120, 120, 2505, 840}, .click = [this] {
+        lstPort_Click();
+      }};
+  return {
+      .name = "dlgPort",
+      .caption = "Select Port",
+      .width = 2745,
+      .height = 3015,
+      .icon = kIcon,
+      .controls = {Label("lblCh", {150, 1620, 1050, 195}, "N of &Channels:"), channels,
+                   Label("lblRate", {480, 2055, 720, 195}, "&Rate (Hz):"), rate, ok, cancel,
+                   Button("cmdConfig", {150, 1020, 2445, 375}, "Properties", [this] { cmdConfig_Click(); }),
+                   list},
+      .close_box = [this] { cmdCancel_Click(); }};
+}
+
+void dlgPort::Seed(std::int16_t port, std::int16_t channels, float rate) {
+  if (port >= 0 && port < store_.PortCount) form_->SelectRow(lstPort, port);
+  form_->SelectRow(cboCh, channels >= 1 && channels <= kMaxChannels ? channels - 1 : 0);
+  if (rate > 0) {
+    const NumberRules& rules = platform_.number_rules;
+    form_->SetText(cboRate, rules.AnsiToUtf8(rules.NumberToText(rate, kRateDigits)));
+  }
+}
+
+void dlgPort::Form_Load() {
+  platform_.toolkit.SetPointer(Pointer::kDefault);
+  form_->ClearRows(cboCh);
+  for (int channels = 1; channels <= kMaxChannels; ++channels) form_->AddRow(cboCh, std::to_string(channels));
+  form_->SelectRow(cboCh, 0);
+  form_->ClearRows(cboRate);
+  for (const char* rate : {"1", "2", "5", "10", "20", "50", "100"}) form_->AddRow(cboRate, rate);
+  form_->SetText(cboRate, "1");
+  LocalizeForm();
+  config_tag_ = form_->Text(cmdConfig);
+}
+
+void dlgPort::LocalizeForm() {
+  SetFormCharset(*form_, platform_.texts);
+  if (const auto title = platform_.texts.LoadText(kTextSelectPort)) form_->SetCaption(*title);
+  const auto localize = [this](Control control, TextId id) {
+    if (const auto text = platform_.texts.LoadText(id)) form_->SetText(control, *text);
+  };
+  localize(cmdCancel, kTextCancel);
+  localize(cmdConfig, kTextProperties);
+  localize(lblCh, kTextChannels);
+  localize(lblRate, kTextRate);
+}
+
+void dlgPort::FillPortList() {
+  form_->ClearRows(lstPort);
+  for (int row = 0; row < store_.PortCount; ++row) form_->AddRow(lstPort, RowText(store_.PortTable[row]));
+  form_->SelectRow(lstPort, 0);
+}
+
+void dlgPort::lstPort_Click() {
+  tPortInfo* row = SelectPortInfo();
+  if (!row) return;
+  form_->SetText(cmdConfig, config_tag_ + " " + platform_.number_rules.AnsiToUtf8(row->Name) + "...");
+  std::uint32_t size = sizeof row->Config;
+  const bool has_default = platform_.comm_config.GetDefaultCommConfigA(row->Name, &row->Config, &size);
+  if (has_default) ShowPortInfo(*row);
+  form_->SetEnabled(cmdConfig, has_default);
+}
+
+void dlgPort::cmdConfig_Click() {
+  tPortInfo* row = SelectPortInfo();
+  if (!row) return;
+  CommConfigApi& system = platform_.comm_config;
+  if (!system.CommConfigDialogA(row->Name, form_->Handle(), &row->Config)) return;
+  system.SetDefaultCommConfigA(row->Name, &row->Config, sizeof row->Config);
+  ShowPortInfo(*row);
+}
+
+void dlgPort::cmdOK_Click() {
+  if (SelectPortInfo()) {
+    SelectedChannels = static_cast<std::int16_t>(form_->SelectedRow(cboCh) + 1);
+    if (!ReadRate()) {
+      form_->SetFocus(cboRate);
+      form_->SetSelection(cboRate, 1, static_cast<int>(form_->Text(cboRate).size()));
+      ShowRateMessage();
+      return;
+    }
+    Accepted = true;
+  }
+  form_->Hide();
+}
+
+void dlgPort::cmdCancel_Click() {
+  form_->Hide();
+}
+
+void dlgPort::cboRate_Validate(bool& Cancel) {
+  if (ReadRate()) return;
+  ShowRateMessage();
+  Cancel = true;
+}
+
+/// Takes over the selected row of the list; null if there is none.
+tPortInfo* dlgPort::SelectPortInfo() {
+  SelectedRow = static_cast<std::int16_t>(form_->SelectedRow(lstPort));
+  return SelectedRow < 0 ? nullptr : &store_.PortTable[SelectedRow];
+}
+
+/// Rebuilds the text of the selected row from its configuration.
+void dlgPort::ShowPortInfo(tPortInfo& row) {
+  FormatPortConfig(row);
+  form_->SetRow(lstPort, SelectedRow, RowText(row));
+}
+
+std::string dlgPort::RowText(const tPortInfo& row) const {
+  return platform_.number_rules.AnsiToUtf8(row.Name + "\t" + row.ConfigText);
+}
+
+/// A rate that a 32-bit float can't hold is as bad as one that is no number.
+bool dlgPort::ReadRate() {
+  const NumberRules& rules = platform_.number_rules;
+  const std::string text = rules.Utf8ToAnsi(form_->Text(cboRate));
+  if (!IsNumericText(rules, text)) return false;
+  SelectedRate = TextToFloat(rules, text);
+  return SelectedRate > 0 && std::isfinite(SelectedRate);
+}
+
+void dlgPort::ShowRateMessage() {
+  platform_.toolkit.ShowMessage("The \"Rate\" value must be positive number!", "Halden-Text Driver",
+                                MessageIcon::kExclamation);
+}
+
+}  // namespace halden

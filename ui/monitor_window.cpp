@@ -1,0 +1,115 @@
+#include "ui/monitor_window.h"
+
+#include "ui/text_table.h"
+
+namespace halden {
+
+namespace {
+
+constexpr int kIcon = 1;
+constexpr Color kBlack = 0x000000;
+constexpr Color kGreen = 0x00FF00;
+
+/// Who wants the form unloaded.
+constexpr int kByUser = 0;
+constexpr int kByCode = 1;
+
+/// The controls in tab order.
+enum Control : int { cmdClose, txtInfo, txtValue };
+
+std::string VersionText(const ComponentVersion& version) {
+  return " (v" + std::to_string(version.major) + "." + std::to_string(version.minor) + "." +
+         std::to_string(version.revision) + ")";
+}
+
+}  // namespace
+
+void MonitorWindow::Load(const std::string& driver_name) {
+  form_ = platform_.toolkit.NewWindow(Design());
+  if (form_) LocalizeForm(driver_name);
+}
+
+void MonitorWindow::Unload() {
+  bool cancel = false;
+  Form_QueryUnload(cancel, kByCode);
+  if (!cancel) form_.reset();
+}
+
+void MonitorWindow::ShowInfo(const std::string& text) {
+  SetAnsiText(txtInfo, text);
+}
+
+void MonitorWindow::ShowValue(const std::string& text) {
+  SetAnsiText(txtValue, text);
+}
+
+void MonitorWindow::SetAnsiText(int control, const std::string& text) {
+  if (form_) form_->SetText(control, platform_.number_rules.AnsiToUtf8(text));
+}
+
+WindowSpec MonitorWindow::Design() {
+  const ControlSpec close{.name = "cmdClose",
+                          .kind = ControlKind::kButton,
+                          .bounds = {2280, 1080, 1500, 420},
+                          .text = "Close",
+                          .default_button = true,
+                          .cancel_button = true,
+                          .back_color = kButtonFaceColor,
+                          .fore_color = kButtonTextColor,
+                          .click = [this] { cmdClose_Click(); }};
+  const ControlSpec info{.name = "txtInfo",
+                         .kind = ControlKind::kTextBox,
+                         .bounds = {1268, 90, 3525, 435},
+                         .text = "Port:\r\nFTDI\r\n",
+                         .tab_stop = false,
+                         .multi_line = true,
+                         .font = {.bold = true, .charset = kRussianCharset},
+                         .back_color = kButtonFaceColor,
+                         .fore_color = kButtonTextColor};
+  const ControlSpec value{.name = "txtValue",
+                          .kind = ControlKind::kTextBox,
+                          .bounds = {173, 570, 5715, 360},
+                          .text = "0",
+                          .font = {.name = "Fixedsys", .points = 9.75, .charset = kRussianCharset},
+                          .back_color = kBlack,
+                          .fore_color = kGreen};
+  const auto close_box = [this] {
+    bool cancel = false;
+    Form_QueryUnload(cancel, kByUser);
+  };
+  return {.name = "dlgFTDI",
+          .caption = "Setup",
+          .width = 6060,
+          .height = 1650,
+          .icon = kIcon,
+          .controls = {close, info, value},
+          .activate = [this] { Form_Activate(); },
+          .close_box = close_box};
+}
+
+void MonitorWindow::LocalizeForm(const std::string& driver_name) {
+  SetFormCharset(*form_, platform_.texts);
+  const TextTable table(platform_.texts, platform_.number_rules);
+  form_->SetCaption(table.LoadResFormat(kTextSetup, platform_.number_rules.AnsiToUtf8(driver_name)) +
+                    VersionText(platform_.texts.Version()));
+  if (const auto close = platform_.texts.LoadText(kTextClose)) form_->SetText(cmdClose, *close);
+}
+
+/// In front of all windows, and an ordinary one again at once.
+void MonitorWindow::Form_Activate() {
+  form_->SetTopmost(true);
+  form_->SetTopmost(false);
+}
+
+/// The user's closing only hides the form: it stays loaded as long as the driver lives.
+void MonitorWindow::Form_QueryUnload(bool& Cancel, int UnloadMode) {
+  if (UnloadMode != kByUser) return;
+  Cancel = true;
+  form_->Hide();
+}
+
+void MonitorWindow::cmdClose_Click() {
+  form_->Hide();
+}
+
+}  // namespace halden

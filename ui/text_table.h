@@ -1,0 +1,45 @@
+#pragma once
+
+#include <cstdint>
+#include <string>
+
+#include "platform/number_rules.h"
+#include "platform/text_resources.h"
+#include "platform/toolkit.h"
+
+namespace halden {
+
+/// Numbers of the texts that the forms use.
+enum TextId : std::int32_t {
+  kTextCancel = 21,
+  kTextClose = 24,
+  kTextSetup = 50,
+  kTextChannels = 71,
+  kTextRate = 72,
+  kTextSelectPort = 200,
+  kTextProperties = 201,
+};
+
+/// Loads texts and fills in their arguments. All strings are UTF-8; the formatter between works in the ANSI
+/// code page, so characters that it lacks come back as "?".
+class TextTable {
+ public:
+  TextTable(TextResources& texts, const NumberRules& rules) : texts_(texts), rules_(rules) {}
+
+  /// The text of `id` with its arguments filled in; empty if there is no such text.
+  std::string LoadResFormat(std::int32_t id, const std::string& a1, const std::string& a2 = {},
+                            const std::string& a3 = {}) const;
+  /// `text` with %1 to %5 replaced by the arguments; with its "%" signs removed if the formatter fails.
+  std::string FormatResText(const std::string& text, const std::string& a1, const std::string& a2,
+                            const std::string& a3, const std::string& a4, const std::string& a5) const;
+
+ private:
+  TextResources& texts_;
+  const NumberRules& rules_;
+};
+
+/// On a Russian system: gives the form's font and the font of each control the Cyrillic character set, unless
+/// the form's font has it already. Fonts that are missing or can't be set are passed over.
+void SetFormCharset(Window& form, TextResources& texts);
+
+}  // namespace halden
