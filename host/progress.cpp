@@ -15,12 +15,16 @@ Progress::Progress(bool quiet)
 void Progress::Say(const std::string& line) {
   if (quiet_) return;
   EndRedrawnLine();
-  std::fputs((line + "\n").c_str(), stderr);
+  Put(line);
+}
+
+void Progress::Hint(const std::string& state) {
+  if (!quiet_ && terminal_) std::fputs((state + "\x1b[K\r").c_str(), stderr);
 }
 
 void Progress::Fail(const std::string& reason) {
   EndRedrawnLine();
-  std::fputs(("halden-host: " + reason + "\n").c_str(), stderr);
+  Put("halden-host: " + reason);
 }
 
 bool Progress::Due() const {
@@ -32,6 +36,10 @@ void Progress::Update(const std::string& state) {
   std::fputs((terminal_ ? "\r" + state + "\x1b[K" : state + "\n").c_str(), stderr);
   line_open_ = terminal_;
   due_ = steady_clock::now() + milliseconds(terminal_ ? 100 : 1000);
+}
+
+void Progress::Put(const std::string& line) {
+  std::fputs((line + (terminal_ ? "\x1b[K\n" : "\n")).c_str(), stderr);
 }
 
 void Progress::EndRedrawnLine() {

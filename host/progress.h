@@ -11,6 +11,8 @@ class Progress {
   explicit Progress(bool quiet);
 
   void Say(const std::string& line);
+  /// What goes on now, for a person at a terminal alone; the next line takes its place.
+  void Hint(const std::string& state);
   void Fail(const std::string& reason);
   /// Whether it is time for Update again: ten times a second on a terminal, else once.
   bool Due() const;
@@ -18,6 +20,7 @@ class Progress {
   void Update(const std::string& state);
 
  private:
+  void Put(const std::string& line);
   void EndRedrawnLine();
 
   bool quiet_;

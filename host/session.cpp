@@ -8,7 +8,7 @@ Session::Session(Machine& machine)
     : machine_(machine), apartment_(machine.platform()), adc_(apartment_.CreateObject()) {}
 
 bool Session::Detect(Progress& progress) {
-  progress.Say("Looking for a device ...");
+  progress.Hint("Looking for a device ...");
   if (!adc_->Test()) {
     progress.Fail(WhyNotDetected());
     return false;
