@@ -41,6 +41,7 @@ constexpr Sentence kSentences[] = {
     {87, "The parameter is incorrect."},
     {112, "There is not enough space on the disk."},
     {122, "The data area passed to a system call is too small."},
+    {161, "The specified path is invalid."},
     {183, "Cannot create a file when that file already exists."},
     {234, "More data is available."},
     {259, "No more data is available."},

@@ -38,11 +38,15 @@ inline constexpr std::int32_t ERROR_FILE_NOT_FOUND = 2;
 inline constexpr std::int32_t ERROR_ACCESS_DENIED = 5;
 inline constexpr std::int32_t ERROR_INVALID_HANDLE = 6;
 inline constexpr std::int32_t ERROR_WRITE_FAULT = 29;
+inline constexpr std::int32_t ERROR_SHARING_VIOLATION = 32;
 inline constexpr std::int32_t ERROR_INVALID_PARAMETER = 87;
 inline constexpr std::int32_t ERROR_DISK_FULL = 112;
+inline constexpr std::int32_t ERROR_BAD_PATHNAME = 161;
 inline constexpr std::int32_t ERROR_MORE_DATA = 234;
 inline constexpr std::int32_t ERROR_NO_MORE_ITEMS = 259;
 inline constexpr std::int32_t ERROR_BADDB = 1009;
+inline constexpr std::int32_t ERROR_CANTREAD = 1012;
+inline constexpr std::int32_t ERROR_KEY_DELETED = 1018;
 
 /// What RegQueryInfoKeyA tells of a key. Lengths are in characters, without a terminating NUL.
 struct RegKeyInfo {
@@ -77,7 +81,8 @@ class RegistryApi {
   /// Stores `size` bytes as they are, whatever the type. Needs KEY_SET_VALUE.
   virtual std::int32_t RegSetValueExA(HKEY key, const std::string& name, std::uint32_t type, const void* data,
                                       std::uint32_t size) = 0;
-  /// Deletes a key that has no subkeys; with subkeys ERROR_ACCESS_DENIED. Handles open on it become invalid.
+  /// Deletes a key that has no subkeys; with subkeys ERROR_ACCESS_DENIED. Calls on handles that are open on
+  /// it answer ERROR_KEY_DELETED from then on; they must still be closed.
   virtual std::int32_t RegDeleteKeyA(HKEY parent, const std::string& path) = 0;
   /// Needs KEY_SET_VALUE.
   virtual std::int32_t RegDeleteValueA(HKEY key, const std::string& name) = 0;

@@ -1,0 +1,63 @@
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "platform/common_texts.h"
+#include "platform/devices/device_library.h"
+#include "platform/devices/paced_device.h"
+#include "platform/fixed_number_rules.h"
+#include "platform/platform.h"
+#include "platform/sim/virtual_clock.h"
+
+namespace halden {
+
+/// What a simulated machine is like, devices apart.
+struct SimMachine {
+  FixedNumberRules number_rules = FixedNumberRules::Point();
+  TextLanguage language = TextLanguage::kEnglish;
+  std::uint16_t system_language = 0x0409;
+  std::uint32_t start_tick = 0;
+};
+
+/// A whole machine in memory on a virtual clock, with simulated and replayed devices. Two of them share
+/// nothing.
+class SimPlatform {
+ public:
+  /// `devices` are --device options; a bad one, or one of another kind than "sim" and "replay", throws
+  /// std::invalid_argument.
+  explicit SimPlatform(const std::vector<std::string>& devices, SimMachine machine = {});
+  ~SimPlatform();
+  SimPlatform(const SimPlatform&) = delete;
+  SimPlatform& operator=(const SimPlatform&) = delete;
+
+  Platform& platform() { return platform_; }
+  VirtualClock& clock() { return clock_; }
+  DeviceLibrary& library() { return library_; }
+  FixedNumberRules& number_rules() { return machine_.number_rules; }
+  /// The device of the option at this place.
+  PacedDevice& device(std::size_t index) { return *devices_.at(index).device; }
+  /// What was done to it, as PacedDevice::LogCallsTo tells.
+  const std::vector<std::string>& calls(std::size_t index) const { return devices_.at(index).calls; }
+
+ private:
+  struct SimulatedDevice {
+    PacedDevice* device = nullptr;  // owned by library_
+    std::vector<std::string> calls;
+  };
+
+  std::vector<std::unique_ptr<Device>> MakeDevices(const std::vector<std::string>& options);
+
+  SimMachine machine_;
+  VirtualClock clock_;
+  std::vector<SimulatedDevice> devices_;
+  DeviceLibrary library_;
+  std::unique_ptr<RegistryApi> registry_;
+  CommonTexts texts_;
+  std::unique_ptr<Toolkit> toolkit_;
+  Platform platform_;
+};
+
+}  // namespace halden
