@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstdint>
 
 #include "host/fixed.h"
 
@@ -23,9 +24,9 @@ Axis MakeAxis(double low, double high, int most) {
   if (factor == 10) ++exponent;
 
   Axis axis{low, high, {}, std::max(0, -exponent)};
-  const double first = std::ceil(low / step - 1e-9);
-  const double last = std::floor(high / step + 1e-9);
-  for (double n = first; n <= last; ++n) axis.ticks.push_back(n * step);
+  const auto first = static_cast<std::int64_t>(std::ceil(low / step - 1e-9));
+  const auto last = static_cast<std::int64_t>(std::floor(high / step + 1e-9));
+  for (std::int64_t n = first; n <= last; ++n) axis.ticks.push_back(static_cast<double>(n) * step);
   return axis;
 }
 

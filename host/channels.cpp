@@ -33,6 +33,7 @@ bool ApplyChannels(IADC3& adc, const std::vector<std::int16_t>& channels, std::s
 
 std::vector<Column> ColumnsOf(IADC3& adc, const std::vector<std::int16_t>& channels) {
   std::vector<Column> columns;
+  columns.reserve(channels.size());
   for (const std::int16_t channel : channels) {
     columns.push_back(
         {adc.ChannelName(channel), FormatOf(adc.ChannelUnitScale(channel), adc.ChannelUnitOffset(channel))});

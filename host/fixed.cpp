@@ -6,7 +6,7 @@
 namespace halden::host {
 
 std::string Fixed(double value, int decimals) {
-  std::array<char, 400> room;
+  std::array<char, 400> room{};
   const auto [end, result] =
       std::to_chars(room.data(), room.data() + room.size(), value, std::chars_format::fixed, decimals);
   std::string text(room.data(), result == std::errc() ? end : room.data());

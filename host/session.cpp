@@ -21,7 +21,7 @@ bool Session::Detect(Progress& progress) {
 }
 
 std::string Session::WhyNotDetected() {
-  const std::string reason = adc_->LastError();
+  std::string reason = adc_->LastError();
   if (!reason.empty()) return reason;
   const auto failures = machine_.OpenFailures();
   std::string tried;
