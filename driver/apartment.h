@@ -16,12 +16,12 @@ class Apartment {
 
   /// A new object of the driver's class. The first one sets the driver up (the device is not touched yet),
   /// the release of the last one closes the port and saves the settings; a release inside a running Test or
-  /// ShowSetting takes effect when that call returns.
-  std::shared_ptr<IADC3> CreateObject();
+  /// ShowSetting takes effect when that call returns. Null without memory for it.
+  std::shared_ptr<IADC3> CreateObject() noexcept;
 
   /// One pass of the message queue, which the driver's ticks come inside. A host whose thread has no message
   /// loop of its own makes it between its polls, at least every 50 ms; may rest for 1 ms.
-  void ServeMessages();
+  void ServeMessages() noexcept;
 
  private:
   struct Parts;

@@ -22,7 +22,8 @@ bool ParseValue(const NumberRules& rules, std::string& text, float& value);
 class LineParser {
  public:
   /// `longest_line`: bytes of the longest line that parses without an allocation.
-  LineParser(Store& store, const NumberRules& rules, std::size_t longest_line) : store_(store), rules_(rules) {
+  LineParser(Store& store, const NumberRules& rules, std::size_t longest_line)
+      : store_(store), rules_(rules) {
     field_.reserve(longest_line);
   }
 

@@ -18,15 +18,16 @@ constexpr std::int16_t kMostInt16 = std::numeric_limits<std::int16_t>::max();
 
 }  // namespace
 
-ReceiveBuffer::ReceiveBuffer(ByteSource& source, LineParser& parser, RateMeter& rate)
-    : source_(source), parser_(parser), rate_(rate), RxBuffer(kSize) {
+void ReceiveBuffer::Load() {
+  RxCount = 0;
+  RxBuffer.assign(kSize, 0);
   LastLine.reserve(kSize);  // a tick never has to allocate
 }
 
 std::int32_t ReceiveBuffer::ReadPort(bool reset) {
   if (reset) RxCount = 0;
   std::int32_t count = source_.RxQueueCount();
-  if (count <= 0) return 0;
+  if (count <= 0 || RxBuffer.empty()) return 0;
   if (count > kSize - RxCount) RxCount = 0;  // no room: what is held is lost, not what is new
   count = std::min(count, kSize);
   const std::int32_t read = std::min(source_.Read(RxBuffer.data() + RxCount, count), count);

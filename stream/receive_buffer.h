@@ -17,8 +17,11 @@ class ReceiveBuffer {
  public:
   static constexpr std::int32_t kSize = 65536;
 
-  /// Throws std::bad_alloc.
-  ReceiveBuffer(ByteSource& source, LineParser& parser, RateMeter& rate);
+  ReceiveBuffer(ByteSource& source, LineParser& parser, RateMeter& rate)
+      : source_(source), parser_(parser), rate_(rate) {}
+
+  /// Makes the storage anew; before it ReadPort reads nothing. Throws std::bad_alloc.
+  void Load();
 
   /// Fetches what the source holds behind the bytes held; with `reset` the buffer starts empty. Bytes that
   /// don't fit replace all that is held. Gives the bytes stored, 0 if there were none, -1 if the read failed.

@@ -1,0 +1,43 @@
+#include "driver/apartment.h"
+
+#include "model/Halden_Text.h"
+#include "model/driver_services.h"
+#include "model/store.h"
+#include "settings/driver_settings.h"
+#include "ui/dlgFTDI.h"
+
+namespace halden {
+
+struct Apartment::Parts final : DriverServices {
+  explicit Parts(Platform& with)
+      : platform(with), settings(store, with.registry, with.texts), form(store, with, settings) {}
+
+  void InitSettingsKey(const std::string& name) noexcept override { settings.InitSettingsKey(name); }
+  void LoadForm() noexcept override { form.Form_Load(); }
+  void UnloadForm() noexcept override { form.Form_Unload(); }
+  bool DetectPort() noexcept override { return form.DetectPort(); }
+  void ShowForm() noexcept override { form.ShowModal(); }
+
+  Platform& platform;
+  Store store;
+  DriverSettings settings;
+  dlgFTDI form;
+};
+
+Apartment::Apartment(Platform& platform) : parts_(std::make_unique<Parts>(platform)) {}
+
+Apartment::~Apartment() = default;
+
+std::shared_ptr<IADC3> Apartment::CreateObject() noexcept {
+  try {
+    return std::make_shared<Halden_Text>(parts_->store, parts_->platform, *parts_);
+  } catch (...) {
+    return nullptr;
+  }
+}
+
+void Apartment::ServeMessages() noexcept {
+  parts_->platform.clock.ServeMessages();
+}
+
+}  // namespace halden

@@ -1,0 +1,87 @@
+#include "ui/dlgFTDI.h"
+
+#include <string>
+
+namespace halden {
+
+namespace {
+
+constexpr std::uint32_t kReadInterval = 50;  // milliseconds
+
+}  // namespace
+
+dlgFTDI::dlgFTDI(Store& store, Platform& platform, DriverSettings& settings)
+    : store_(store),
+      platform_(platform),
+      settings_(settings),
+      parser_(store, platform.number_rules, ReceiveBuffer::kSize),
+      rate_(store, platform.clock),
+      buffer_(device_, parser_, rate_),
+      tmrReadData_(platform.clock.NewTimer(kReadInterval, [this] { tmrReadData_Timer(); })),
+      detection_(store, platform.comm_config, platform.clock, device_, buffer_, rate_, *this),
+      window_(platform) {}
+
+dlgFTDI::~dlgFTDI() {
+  detection_.ClosePort();
+}
+
+void dlgFTDI::Form_Load() noexcept {
+  try {
+    device_.FTDI = std::make_unique<cFTDI>(platform_.d2xx, platform_.clock);
+    buffer_.Load();
+    window_.Load(store_.ADCState.DriverName);
+  } catch (...) {
+    device_.FTDI.reset();
+  }
+}
+
+void dlgFTDI::Form_Unload() noexcept {
+  detection_.ClosePort();
+  settings_.SaveSetting(user_);
+  window_.Unload();
+  device_.FTDI.reset();
+}
+
+bool dlgFTDI::DetectPort() noexcept {
+  if (!device_.FTDI) return false;
+  try {
+    return detection_.DetectPort();
+  } catch (...) {
+    detection_.ClosePort();
+    return false;
+  }
+}
+
+void dlgFTDI::ShowModal() noexcept {
+  try {
+    window_.ShowModal();
+  } catch (...) {
+  }
+}
+
+/// Without memory for a tick its bytes wait for the next one.
+void dlgFTDI::tmrReadData_Timer() noexcept {
+  try {
+    Tick();
+  } catch (...) {
+  }
+}
+
+void dlgFTDI::Tick() {
+  if (buffer_.ReadPort(false) <= 0) return;
+  if (!store_.FormatKnown && !buffer_.AnalyzeBuffer(false)) return;
+  buffer_.ParseBuffer();
+  if (window_.Visible()) window_.ShowValue(buffer_.LastLine);
+}
+
+void dlgFTDI::ShowPortInfo() {
+  window_.ShowInfo("Port: COM" + std::to_string(store_.BasePort) + "\r\n" + store_.DeviceName + "  " +
+                   store_.DeviceSerial);
+}
+
+bool dlgFTDI::GetUserPort(std::int16_t& row) {
+  if (!dlgPort_) dlgPort_ = std::make_unique<dlgPort>(store_, platform_);
+  return dlgPort_->GetUserPort(row, user_.UserChannels, user_.UserRate);
+}
+
+}  // namespace halden
