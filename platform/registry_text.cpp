@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <charconv>
 
+#include "platform/code_page.h"
+
 namespace halden {
 namespace {
 
@@ -143,6 +145,15 @@ bool ParseData(std::string_view text, RegistryValue* value) {
   return (any_type || Take(text, "hex:")) && ParseHexBytes(text, &value->data);
 }
 
+bool IsWellFormed(std::string_view utf8) {
+  constexpr std::string_view kReplacement = "\xEF\xBF\xBD";
+  while (!utf8.empty()) {
+    const bool replacement = utf8.starts_with(kReplacement);
+    if (TakeCharacter(&utf8) == 0xFFFD && !replacement) return false;
+  }
+  return true;
+}
+
 class Parser {
  public:
   explicit Parser(std::string_view text) : rest_(text) {}
@@ -217,7 +228,7 @@ std::string FormatRegistryText(const RegistryTree& tree) {
 }
 
 std::optional<RegistryTree> ParseRegistryText(std::string_view text) {
-  return Parser(text).Parse();
+  return IsWellFormed(text) ? Parser(text).Parse() : std::nullopt;
 }
 
 std::string RootKeyName(HKEY root) {

@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-#include "platform/utf8.h"
+#include "platform/code_page.h"
 
 namespace halden {
 namespace {
@@ -20,7 +20,7 @@ char32_t UpperCase(char32_t c) {
 bool IsKeyName(std::string_view name) {
   std::size_t length = 0;
   while (!name.empty()) {
-    if (NextCharacter(name) < 0x20) return false;
+    if (TakeCharacter(&name) < 0x20) return false;
     ++length;
   }
   return length >= 1 && length <= kLongestKeyName;
@@ -38,7 +38,7 @@ Item* FindByName(std::vector<Item>& items, std::string_view name) {
 
 std::string FoldCase(std::string_view name) {
   std::string folded;
-  while (!name.empty()) AppendCharacter(folded, UpperCase(NextCharacter(name)));
+  while (!name.empty()) AppendUtf8(UpperCase(TakeCharacter(&name)), &folded);
   return folded;
 }
 

@@ -138,13 +138,8 @@ std::int32_t GuardedFile::Replace(std::string_view content) const {
   unlink(fresh.c_str());
   std::int32_t result = WriteNew(fresh, content, exists ? &old : nullptr);
   if (!result) result = WriteResult(rename(fresh.c_str(), path_.c_str()) == 0);
-  if (result) {
-    unlink(fresh.c_str());
-    return result;
-  }
-  const Descriptor directory(open(DirectoryOf(path_).c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-  if (directory) fsync(directory.get());
-  return ERROR_SUCCESS;
+  if (result) unlink(fresh.c_str());
+  return result;
 }
 
 std::int32_t GuardedFile::SetAside() const {

@@ -6,7 +6,8 @@ namespace halden {
 
 std::unique_ptr<Window> AnsweringToolkit::NewWindow(WindowSpec spec) {
   if (spec.name != "dlgPort") return others_.NewWindow(std::move(spec));
-  return std::make_unique<MemoryWindow>(std::move(spec), *this, clock_);
+  WindowStage& stage = *this;
+  return std::make_unique<MemoryWindow>(std::move(spec), stage, clock_);
 }
 
 void AnsweringToolkit::ShowMessage(const std::string& text, const std::string& title, MessageIcon icon) {
