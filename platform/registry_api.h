@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <string>
+#include <string_view>
 
 namespace halden {
 
@@ -16,6 +17,14 @@ inline constexpr HKEY HKEY_PERFORMANCE_DATA = 0x80000004;
 inline constexpr HKEY HKEY_CURRENT_CONFIG = 0x80000005;
 inline constexpr HKEY HKEY_DYN_DATA = 0x80000006;
 
+/// The names of the roots, from HKEY_CLASSES_ROOT on.
+inline constexpr std::string_view kRootKeyNames[] = {
+    "HKEY_CLASSES_ROOT",     "HKEY_CURRENT_USER",   "HKEY_LOCAL_MACHINE", "HKEY_USERS",
+    "HKEY_PERFORMANCE_DATA", "HKEY_CURRENT_CONFIG", "HKEY_DYN_DATA"};
+constexpr bool IsRootKey(HKEY key) {
+  return key >= HKEY_CLASSES_ROOT && key <= HKEY_DYN_DATA;
+}
+
 inline constexpr std::uint32_t REG_NONE = 0;
 inline constexpr std::uint32_t REG_SZ = 1;
 inline constexpr std::uint32_t REG_EXPAND_SZ = 2;
@@ -24,6 +33,11 @@ inline constexpr std::uint32_t REG_DWORD = 4;
 inline constexpr std::uint32_t REG_DWORD_BIG_ENDIAN = 5;
 inline constexpr std::uint32_t REG_LINK = 6;
 inline constexpr std::uint32_t REG_MULTI_SZ = 7;
+
+/// Whether the data of a value is text.
+constexpr bool IsTextType(std::uint32_t type) {
+  return type == REG_SZ || type == REG_EXPAND_SZ || type == REG_MULTI_SZ;
+}
 
 inline constexpr std::uint32_t KEY_QUERY_VALUE = 0x00001;
 inline constexpr std::uint32_t KEY_SET_VALUE = 0x00002;

@@ -57,7 +57,7 @@ void DeliverName(const std::string& name, char* buffer, std::uint32_t* length) {
 }  // namespace
 
 std::int32_t RegistryBase::FindPlace(HKEY key, Place* place) const {
-  if (RegistryTree::IsRoot(key)) {
+  if (IsRootKey(key)) {
     *place = {key, {}};
     return ERROR_SUCCESS;
   }
@@ -137,7 +137,7 @@ std::int32_t RegistryBase::RegCreateKeyExA(HKEY parent, const std::string& path,
 }
 
 std::int32_t RegistryBase::RegCloseKey(HKEY key) {
-  if (RegistryTree::IsRoot(key)) return ERROR_SUCCESS;
+  if (IsRootKey(key)) return ERROR_SUCCESS;
   return open_keys_.erase(key) ? ERROR_SUCCESS : ERROR_INVALID_HANDLE;
 }
 

@@ -4,6 +4,7 @@
 #include <charconv>
 
 #include "platform/code_page.h"
+#include "platform/hex_text.h"
 
 namespace halden {
 namespace {
@@ -13,26 +14,15 @@ constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";
 constexpr std::string_view kBlanks = " \t\r";
 constexpr std::size_t kBytesInLine = 25;
 
-constexpr std::string_view kRootNames[RegistryTree::kRoots] = {
-    "HKEY_CLASSES_ROOT",     "HKEY_CURRENT_USER",   "HKEY_LOCAL_MACHINE", "HKEY_USERS",
-    "HKEY_PERFORMANCE_DATA", "HKEY_CURRENT_CONFIG", "HKEY_DYN_DATA"};
-
 bool IsControl(char c) {
   return static_cast<unsigned char>(c) < 0x20 || c == 0x7F;
-}
-
-std::string Hex(std::uint32_t number, int digits) {
-  constexpr char kDigits[] = "0123456789abcdef";
-  std::string text(digits, '0');
-  for (int i = digits - 1; i >= 0; --i, number >>= 4) text[i] = kDigits[number & 15];
-  return text;
 }
 
 std::string Quoted(std::string_view text) {
   std::string quoted = "\"";
   for (const char c : text) {
     if (IsControl(c)) {
-      quoted += "\\x" + Hex(static_cast<unsigned char>(c), 2);
+      quoted += "\\x" + HexText(static_cast<unsigned char>(c), 2);
       continue;
     }
     if (c == '\\' || c == '"') quoted += '\\';
@@ -45,7 +35,7 @@ std::string HexBytes(std::string_view data) {
   std::string text;
   for (std::size_t i = 0; i < data.size(); ++i) {
     if (i) text += i % kBytesInLine ? "," : ",\\\n  ";
-    text += Hex(static_cast<unsigned char>(data[i]), 2);
+    text += HexText(static_cast<unsigned char>(data[i]), 2);
   }
   return text;
 }
@@ -61,7 +51,7 @@ std::string FormatData(const RegistryValue& value) {
   }
   std::uint32_t number = 0;
   for (int i = 3; i >= 0; --i) number = number << 8 | static_cast<unsigned char>(data[i]);
-  return "dword:" + Hex(number, 8);
+  return "dword:" + HexText(number, 8);
 }
 
 void AppendSection(std::string& text, const std::string& path, const RegistryNode& node) {
@@ -190,11 +180,11 @@ class Parser {
     if (!line.ends_with(']')) return false;
     line = line.substr(1, line.size() - 2);
     const std::string_view root_name = line.substr(0, line.find('\\'));
-    const auto root = std::find(std::begin(kRootNames), std::end(kRootNames), root_name);
+    const auto root = std::find(std::begin(kRootKeyNames), std::end(kRootKeyNames), root_name);
     line.remove_prefix(std::min(root_name.size() + 1, line.size()));
     const std::optional<RegistryPath> path = SplitPath(line);
-    if (root == std::end(kRootNames) || !path) return false;
-    section_ = &tree_.Root(RegistryTree::RootHandle(root - std::begin(kRootNames)));
+    if (root == std::end(kRootKeyNames) || !path) return false;
+    section_ = &tree_.Root(HKEY_CLASSES_ROOT + static_cast<HKEY>(root - std::begin(kRootKeyNames)));
     for (const std::string& name : *path) section_ = &section_->Subkey(name);
     return true;
   }
@@ -220,19 +210,16 @@ class Parser {
 std::string FormatRegistryText(const RegistryTree& tree) {
   std::string text(kHeader);
   text += '\n';
-  for (std::size_t i = 0; i < RegistryTree::kRoots; ++i) {
-    const RegistryNode& root = tree.Root(RegistryTree::RootHandle(i));
-    if (!root.values.empty() || !root.subkeys.empty()) AppendSection(text, std::string(kRootNames[i]), root);
+  HKEY handle = HKEY_CLASSES_ROOT;
+  for (const std::string_view name : kRootKeyNames) {
+    const RegistryNode& root = tree.Root(handle++);
+    if (!root.values.empty() || !root.subkeys.empty()) AppendSection(text, std::string(name), root);
   }
   return text;
 }
 
 std::optional<RegistryTree> ParseRegistryText(std::string_view text) {
   return IsWellFormed(text) ? Parser(text).Parse() : std::nullopt;
-}
-
-std::string RootKeyName(HKEY root) {
-  return RegistryTree::IsRoot(root) ? std::string(kRootNames[root - HKEY_CLASSES_ROOT]) : std::string();
 }
 
 }  // namespace halden

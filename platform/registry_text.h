@@ -20,7 +20,4 @@ std::string FormatRegistryText(const RegistryTree& tree);
 /// Nothing if any line is not as told above, or the text is not UTF-8.
 std::optional<RegistryTree> ParseRegistryText(std::string_view text);
 
-/// "HKEY_CURRENT_USER" and the like; empty for what is no root.
-std::string RootKeyName(HKEY root);
-
 }  // namespace halden

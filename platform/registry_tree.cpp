@@ -42,10 +42,6 @@ std::string FoldCase(std::string_view name) {
   return folded;
 }
 
-bool IsTextType(std::uint32_t type) {
-  return type == REG_SZ || type == REG_EXPAND_SZ || type == REG_MULTI_SZ;
-}
-
 RegistryNode* RegistryNode::FindSubkey(std::string_view subkey) {
   return FindByName(subkeys, subkey);
 }

@@ -2,6 +2,7 @@
 
 #include <array>
 #include <cstdint>
+#include <iterator>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -14,9 +15,6 @@ namespace halden {
 /// `name` in the one case that tells whether two names are the same, and which comes first. Both names and
 /// result are UTF-8; the letters of the code pages 1251 and 1252 have a case.
 std::string FoldCase(std::string_view name);
-
-/// REG_SZ, REG_EXPAND_SZ and REG_MULTI_SZ, whose data is text.
-bool IsTextType(std::uint32_t type);
 
 struct RegistryValue {
   std::string name;  ///< UTF-8; empty for the default value
@@ -59,10 +57,6 @@ std::optional<RegistryPath> SplitPath(std::string_view path);
 /// All trees, one under each root.
 class RegistryTree {
  public:
-  static constexpr std::size_t kRoots = 7;
-  static constexpr HKEY RootHandle(std::size_t index) { return HKEY_CLASSES_ROOT + static_cast<HKEY>(index); }
-  static bool IsRoot(HKEY key) { return key >= HKEY_CLASSES_ROOT && key <= HKEY_DYN_DATA; }
-
   bool operator==(const RegistryTree&) const = default;
 
   RegistryNode& Root(HKEY root) { return roots_[root - HKEY_CLASSES_ROOT]; }
@@ -71,7 +65,7 @@ class RegistryTree {
   RegistryNode* Find(HKEY root, const RegistryPath& path);
 
  private:
-  std::array<RegistryNode, kRoots> roots_;
+  std::array<RegistryNode, std::size(kRootKeyNames)> roots_;
 };
 
 }  // namespace halden

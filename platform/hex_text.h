@@ -1,0 +1,15 @@
+#pragma once
+
+#include <cstdint>
+#include <string>
+
+namespace halden {
+
+/// `number` as exactly `digits` lower-case hexadecimal digits.
+inline std::string HexText(std::uint32_t number, int digits) {
+  std::string text(digits, '0');
+  for (int i = digits - 1; i >= 0; --i, number >>= 4) text[i] = "0123456789abcdef"[number & 15];
+  return text;
+}
+
+}  // namespace halden

@@ -1,0 +1,187 @@
+#include <algorithm>
+#include <optional>
+
+#include "platform/hex_text.h"
+#include "settings/cRegistry.h"
+
+namespace halden {
+namespace {
+
+/// A value as an enumeration shows it, without its data.
+struct ValueEntry {
+  std::string name;
+  std::uint32_t type = REG_NONE;
+  std::uint32_t size = 0;
+};
+
+bool IsNumber(std::uint32_t type) {
+  return type == REG_DWORD || type == REG_DWORD_BIG_ENDIAN;
+}
+
+std::string Trim(const std::string& text) {
+  const std::size_t first = text.find_first_not_of(' ');
+  if (first == text.npos) return {};
+  return text.substr(first, text.find_last_not_of(' ') - first + 1);
+}
+
+std::string ExportText(const std::string& text) {
+  std::string doubled;
+  for (const char c : text) doubled += c == '\\' ? "\\\\" : std::string(1, c);
+  return "\"" + Trim(doubled) + "\"\r\n";
+}
+
+std::string ExportBytes(const ByteArray& data) {
+  std::string text = "hex:";
+  for (std::size_t i = 0; i < data.size(); ++i) text += (i ? "," : "") + HexText(data[i], 2);
+  return text + "\r\n";
+}
+
+/// The first 4 bytes, low one first, missing ones 0.
+std::uint32_t Number(const ByteArray& data) {
+  std::uint32_t number = 0;
+  for (std::size_t i = 0; i < std::min<std::size_t>(data.size(), 4); ++i)
+    number |= std::uint32_t{data[i]} << 8 * i;
+  return number;
+}
+
+/// The data part of an entry with its line end; nothing, not even that, for a type without a form as text.
+std::string ExportData(std::uint32_t type, const ByteArray& data) {
+  if (IsTextType(type)) return ExportText(std::string(data.begin(), std::find(data.begin(), data.end(), 0)));
+  if (type == REG_BINARY) return ExportBytes(data);
+  if (IsNumber(type)) return "dword:" + HexText(Number(data), 8) + "\r\n";
+  return {};
+}
+
+}  // namespace
+
+/// A key open for looking at it as a whole, closed with the object. An empty path is the root itself, which
+/// stays open.
+class cRegistry::KeyView {
+ public:
+  KeyView(cRegistry& registry, HKEY root, const std::string& key) : registry_(registry), handle_(root) {
+    if (key.empty()) {
+      open_ = registry_.Record(ERROR_SUCCESS);
+    } else {
+      open_ = close_ = registry_.Record(registry_.api_.RegOpenKeyExA(root, key, kReadAccess, &handle_));
+    }
+    if (open_) registry_.Record(registry_.api_.RegQueryInfoKeyA(handle_, &info_));
+  }
+  KeyView(const KeyView&) = delete;
+  KeyView& operator=(const KeyView&) = delete;
+  ~KeyView() {
+    if (close_) registry_.api_.RegCloseKey(handle_);
+  }
+
+  bool open() const { return open_; }
+  /// All 0 where the system does not tell.
+  const RegKeyInfo& info() const { return info_; }
+
+  std::optional<std::string> Subkey(std::uint32_t index) {
+    std::uint32_t length = info_.longest_subkey + 1;
+    std::string name(length, '\0');
+    if (!registry_.Record(registry_.api_.RegEnumKeyExA(handle_, index, name.data(), &length)))
+      return std::nullopt;
+    return name.substr(0, length);
+  }
+
+  std::optional<ValueEntry> Value(std::uint32_t index) {
+    ValueEntry entry;
+    std::uint32_t length = info_.longest_value_name + 1;
+    entry.name.resize(length);
+    if (!registry_.Record(registry_.api_.RegEnumValueA(handle_, index, entry.name.data(), &length,
+                                                       &entry.type, nullptr, &entry.size)))
+      return std::nullopt;
+    entry.name.resize(length);
+    return entry;
+  }
+
+  /// Of a type without a form as text, and of size 0, nothing is read.
+  std::optional<ByteArray> Data(std::uint32_t index, const ValueEntry& entry) {
+    const bool known = IsTextType(entry.type) || entry.type == REG_BINARY || IsNumber(entry.type);
+    std::uint32_t size = known ? entry.size : 0;
+    ByteArray data(size);
+    if (size == 0) return data;
+    std::uint32_t length = info_.longest_value_name + 1;
+    std::string name(length, '\0');
+    if (!registry_.Record(
+            registry_.api_.RegEnumValueA(handle_, index, name.data(), &length, nullptr, data.data(), &size)))
+      return std::nullopt;
+    data.resize(size);
+    return data;
+  }
+
+ private:
+  cRegistry& registry_;
+  HKEY handle_;
+  bool open_ = false;
+  bool close_ = false;
+  RegKeyInfo info_;
+};
+
+std::int32_t cRegistry::ReadAnyValue(HKEY root, const std::string& key, const std::string& name,
+                                     AnyValue& value) {
+  KeyView view(*this, root, key);
+  for (std::uint32_t i = 0; i < view.info().values; ++i) {
+    const std::optional<ValueEntry> entry = view.Value(i);
+    if (!entry || entry->name != name) continue;
+    const std::optional<ByteArray> data = view.Data(i, *entry);
+    if (data && IsNumber(entry->type)) {
+      value = static_cast<std::int32_t>(Number(*data));
+    } else if (data && !data->empty()) {
+      if (IsTextType(entry->type)) value = std::string(data->begin(), data->end() - 1);
+      if (entry->type == REG_BINARY) value = *data;
+    }
+    return static_cast<std::int32_t>(entry->type);
+  }
+  return 0;
+}
+
+std::int32_t cRegistry::ListSubKeys(HKEY root, const std::string& key, std::vector<std::string>& names) {
+  names.assign(1, key);
+  KeyView view(*this, root, key);
+  for (std::uint32_t i = 0; i < view.info().subkeys; ++i) names.push_back(view.Subkey(i).value_or(""));
+  return static_cast<std::int32_t>(view.info().subkeys);
+}
+
+std::int32_t cRegistry::ListValues(HKEY root, const std::string& key, std::vector<std::string>& names) {
+  names.assign(1, key);
+  KeyView view(*this, root, key);
+  for (std::uint32_t i = 0; i < view.info().values; ++i)
+    names.push_back(view.Value(i).value_or(ValueEntry{}).name);
+  return static_cast<std::int32_t>(view.info().values);
+}
+
+std::string cRegistry::ExportKey(HKEY root, const std::string& key, bool recursive) {
+  std::string text;
+  {
+    KeyView view(*this, root, key);
+    if (!view.open()) return {};
+    text = "\r\n[" + RootName(root) + (key.empty() ? "" : "\\" + key) + "]\r\n";
+    for (std::uint32_t i = 0; i < view.info().values; ++i) {
+      const std::optional<ValueEntry> entry = view.Value(i);
+      const std::optional<ByteArray> data = entry ? view.Data(i, *entry) : std::nullopt;
+      if (!data) continue;
+      text += entry->name.empty() ? "@=" : "\"" + entry->name + "\"=";
+      text += ExportData(entry->type, *data);
+    }
+  }
+  return recursive ? text + ExportSubKeys(root, key, recursive) : text;
+}
+
+std::string cRegistry::ExportSubKeys(HKEY root, const std::string& key, bool recursive) {
+  std::vector<std::string> names;
+  ListSubKeys(root, key, names);
+  const std::string prefix = names[0].empty() ? "" : names[0] + "\\";
+  std::string text;
+  for (std::size_t i = 1; i < names.size(); ++i) {
+    // A name that could not be read would lead to the key itself again.
+    if (!names[i].empty()) text += ExportKey(root, prefix + names[i], recursive);
+  }
+  return text;
+}
+
+std::string cRegistry::RootName(HKEY root) {
+  return IsRootKey(root) ? std::string(kRootKeyNames[root - HKEY_CLASSES_ROOT]) : std::string();
+}
+
+}  // namespace halden
