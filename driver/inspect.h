@@ -27,10 +27,11 @@ struct StoredSetting {
   std::string text;
 };
 
-/// What the driver remembers; nothing if it has not stored anything yet. Makes no key.
-std::vector<StoredSetting> DescribeSettings(Platform& platform);
+/// What the driver remembers; nothing if it has not stored anything yet. Makes no key. `error` is one line
+/// that says why the registry can't be read, and empty where it can.
+std::vector<StoredSetting> DescribeSettings(Platform& platform, std::string* error);
 
 /// The same in the layout of the registry editor's export, in UTF-8; empty if there is no key.
-std::string ExportSettings(Platform& platform);
+std::string ExportSettings(Platform& platform, std::string* error);
 
 }  // namespace halden

@@ -68,8 +68,14 @@ int RunMonitor(Machine& machine, const Arguments&, Progress& progress) {
 }
 
 int RunSettings(Machine& machine, const Arguments& arguments, Progress& progress) {
-  if (arguments.export_text) return Print(ExportSettings(machine.platform()), progress);
-  const auto settings = DescribeSettings(machine.platform());
+  std::string error;
+  const std::string exported = arguments.export_text ? ExportSettings(machine.platform(), &error) : "";
+  const auto settings = DescribeSettings(machine.platform(), &error);
+  if (!error.empty()) {
+    progress.Fail(error);
+    return kRefused;
+  }
+  if (arguments.export_text) return Print(exported, progress);
   JsonObject object;
   std::string rows;
   for (const auto& [name, text] : settings) {
