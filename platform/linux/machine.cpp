@@ -11,22 +11,16 @@
 #include "platform/linux/kernel_devices.h"
 #include "platform/linux/linux_clock.h"
 #include "platform/linux/locale_number_rules.h"
+#include "platform/linux/port_properties.h"
+#include "platform/linux/terminal_toolkit.h"
 #include "platform/linux/tty_device.h"
+#include "platform/linux/tty_terminal.h"
 #include "platform/toolkit/answering_toolkit.h"
 
 namespace halden {
 namespace {
 
 using Devices = std::vector<std::unique_ptr<Device>>;
-
-/// Has nothing to show a window on.
-class NoScreen : public Toolkit {
- public:
-  bool CanShow() const override { return false; }
-  std::unique_ptr<Window> NewWindow(WindowSpec) override { return nullptr; }
-  void ShowMessage(const std::string&, const std::string&, MessageIcon) override {}
-  void SetPointer(Pointer) override {}
-};
 
 bool AddDevices(const std::string& text, Clock& clock, Devices* devices, std::string* error) {
   const auto option = ParseDeviceOption(text, error);
@@ -59,9 +53,8 @@ bool MakeDevices(const std::vector<std::string>& options, Clock& clock, Devices*
   return true;
 }
 
-CommonTexts TextsOf(const LocaleEnvironment& environment) {
-  const std::uint16_t language = MessageLanguage(environment);
-  return {language == kRussianLanguage ? TextLanguage::kRussian : TextLanguage::kEnglish, language};
+TextLanguage LanguageOf(const LocaleEnvironment& environment) {
+  return MessageLanguage(environment) == kRussianLanguage ? TextLanguage::kRussian : TextLanguage::kEnglish;
 }
 
 std::string RegistryFileOf(const MachineOptions& options) {
@@ -76,9 +69,14 @@ class LinuxMachine : public Machine {
         library_(std::move(devices)),
         number_rules_(LocaleNumberRules(environment)),
         registry_(RegistryFileOf(options), number_rules_),
-        texts_(TextsOf(environment)),
+        texts_(LanguageOf(environment), MessageLanguage(environment)),
+        screen_(terminal_, *clock_, LanguageOf(environment)),
         answering_(screen_, *clock_, number_rules_, options.answer),
-        platform_{library_, library_, registry_, *clock_, number_rules_, texts_, ToolkitFor(options)} {}
+        platform_{library_, library_, registry_, *clock_, number_rules_, texts_, ToolkitFor(options)} {
+    library_.SetLineDialog([this, language = LanguageOf(environment)](const std::string& port, Dcb* line) {
+      return EditPortProperties(screen_, language, port, line);
+    });
+  }
 
   Platform& platform() override { return platform_; }
   std::vector<std::string> OpenFailures() const override { return library_.OpenFailures(); }
@@ -94,7 +92,8 @@ class LinuxMachine : public Machine {
   FixedNumberRules number_rules_;
   FileRegistry registry_;
   CommonTexts texts_;
-  NoScreen screen_;
+  TtyTerminal terminal_;
+  TerminalToolkit screen_;
   AnsweringToolkit answering_;
   Platform platform_;
 };
