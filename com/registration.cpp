@@ -67,9 +67,10 @@ bool Delete(const std::wstring& key) {
 
 bool RegisterLibrary(const std::wstring& path) {
   ITypeLib* library = nullptr;
-  if (FAILED(LoadTypeLibEx(path.c_str(), REGKIND_REGISTER, &library))) return false;
+  if (FAILED(LoadTypeLibEx(path.c_str(), REGKIND_NONE, &library))) return false;
+  const HRESULT result = RegisterTypeLib(library, const_cast<LPOLESTR>(path.c_str()), nullptr);
   library->Release();
-  return true;
+  return SUCCEEDED(result);
 }
 
 bool UnregisterLibrary() {
