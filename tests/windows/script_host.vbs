@@ -35,7 +35,7 @@ Check "parent", parent.ADCName = adc.ADCName
 Check "recording: " & adc.LastError, adc.StartRecord() And parent.Busy
 WaitForFrames
 adc.StopRecord
-Check "frames", adc.InputCountKadrs > 30 And adc.InputCountData = 2 * adc.InputCountKadrs
+Check "frames: " & adc.InputCountKadrs, adc.InputCountKadrs > 30 And adc.InputCountData = 2 * adc.InputCountKadrs
 Check "reading", VarType(parent.InputData) = codes And adc.InputCountKadrs = 0
 WScript.Echo "script: complete"
 

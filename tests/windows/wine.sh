@@ -10,6 +10,8 @@ wine_start() {
   timeout 120 wine wineboot -i >/dev/null 2>&1 || return 1
   timeout 30 wine reg add 'HKCU\Software\Wine\Drivers' /v Graphics /d null /f >/dev/null
   timeout 30 wine reg add 'HKLM\Software\Microsoft\Windows NT\CurrentVersion\AeDebug' /v Debugger /d false /f >/dev/null
+  wineserver -k  # the desktop's process has looked for a screen before it was told that there is none
+  wineserver -w
 }
 
 wine_stop() {
