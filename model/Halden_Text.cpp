@@ -13,12 +13,6 @@ namespace {
 constexpr std::string_view kClassName = "Halden_Text";
 constexpr std::uint32_t kStopWait = 50;  // milliseconds
 
-std::string DriverNameOfClass() {
-  std::string name(kClassName);
-  std::replace(name.begin(), name.end(), '_', '-');
-  return name;
-}
-
 /// What `answer` gives, or an empty answer if there is no memory for it: nothing is thrown at the host.
 template <class Answer>
 auto OrEmpty(Answer answer) noexcept -> decltype(answer()) {
@@ -31,9 +25,15 @@ auto OrEmpty(Answer answer) noexcept -> decltype(answer()) {
 
 }  // namespace
 
+std::string Halden_Text::DriverName() {
+  std::string name(kClassName);
+  std::replace(name.begin(), name.end(), '_', '-');
+  return name;
+}
+
 Halden_Text::Halden_Text(Store& store, Platform& platform, DriverServices& services)
     : store_(store), platform_(platform), services_(services) {
-  store_.ADCState.ADCName = DriverNameOfClass();
+  store_.ADCState.ADCName = DriverName();
   if (store_.InstanceCount < 1) {
     services_.InitSettingsKey(store_.ADCState.ADCName);
     InitRanges(store_, platform_.number_rules);

@@ -20,6 +20,9 @@ class Halden_Text final : public IADC3, public std::enable_shared_from_this<Hald
   Halden_Text(const Halden_Text&) = delete;
   Halden_Text& operator=(const Halden_Text&) = delete;
 
+  /// Name of the driver, from that of the class.
+  static std::string DriverName();
+
   /// The object itself, for a host that holds the class and wants the interface.
   std::shared_ptr<IADC3> GetADC3() noexcept { return shared_from_this(); }
 

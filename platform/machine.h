@@ -17,10 +17,10 @@ struct UserAnswer {
 };
 
 struct MachineOptions {
-  std::vector<std::string> devices;  ///< where devices come from, in listing order; empty: one "sim"
-  std::string registry_file;         ///< empty: the user's own
-  std::optional<UserAnswer> answer;  ///< answers the port dialog
-  bool cancel = false;               ///< cancels the port dialog
+  std::vector<std::string> devices = {};  ///< where devices come from, in listing order; empty: one "sim"
+  std::string registry_file = {};         ///< empty: the user's own
+  std::optional<UserAnswer> answer = {};  ///< answers the port dialog
+  bool cancel = false;                    ///< cancels the port dialog
 };
 
 /// The backends of the system that the program runs on.

@@ -12,9 +12,13 @@ constexpr std::int16_t kMostChannels = 32;
 
 }  // namespace
 
+std::string DriverSettings::KeyOf(const std::string& name) {
+  return std::string(kVendorKey) + kFamilyKey + "\\" + name;
+}
+
 void DriverSettings::InitSettingsKey(const std::string& name) {
   if (store_.ADCState.DriverName.empty()) store_.ADCState.DriverName = name;
-  store_.SettingsKey = std::string(kVendorKey) + kFamilyKey + "\\" + name;
+  store_.SettingsKey = KeyOf(name);
   cRegistry& registry = OpenSettings();
   if (registry.StringValue("") != name) registry.SetString("", name);
 }

@@ -23,6 +23,9 @@ class DriverSettings {
   DriverSettings(Store& store, RegistryApi& api, TextResources& texts)
       : store_(store), api_(api), texts_(texts) {}
 
+  /// Path below the current user's root of the key that a driver of this name keeps.
+  static std::string KeyOf(const std::string& name);
+
   /// Fixes SettingsKey, makes the key and gives it `name` as its label, all before any device is looked for.
   void InitSettingsKey(const std::string& name);
   /// Fills BasePort and the user's choice.

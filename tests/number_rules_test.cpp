@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 #include <limits>
 #include <string>
+#include <string_view>
 
 #include "platform/code_page.h"
 #include "platform/fixed_number_rules.h"
@@ -45,6 +46,7 @@ TEST(CodePage, TurnsWhatItCanNotMapIntoQuestionMarks) {
   } const cases[] = {
       {"\u0416x", "?x"},             // not in the western page
       {"\U0001F600x", "?x"},         // one for a character of four bytes
+      {"\u0080x", "?x"},             // a control character, not the byte 80h
       {"\xC3", "?"},                 // cut short
       {"\xE2\x82x", "?x"},           // cut short: the part that could begin a character is one
       {"\xC0\xAF", "??"},            // overlong
@@ -55,6 +57,20 @@ TEST(CodePage, TurnsWhatItCanNotMapIntoQuestionMarks) {
       {std::string("\0", 1), std::string("\0", 1)},
   };
   for (const auto& c : cases) EXPECT_EQ(Utf8ToAnsi(c.utf8, CodePage::kWestern), c.ansi);
+}
+
+TEST(CodePage, ReadsEveryLengthOfUtf8UpToItsBorders) {
+  for (const char32_t character : {0x01, 0x7F, 0x80, 0x7FF, 0x800, 0xFFF, 0x1000, 0xD7FF, 0xE000, 0xFFFF,
+                                   0x10000, 0x3FFFF, 0x40000, 0x10FFFF}) {
+    std::string utf8;
+    AppendUtf8(character, &utf8);
+    const std::size_t length = character < 0x80 ? 1 : character < 0x800 ? 2 : character < 0x10000 ? 3 : 4;
+    EXPECT_EQ(utf8.size(), length);
+    utf8 += "x";
+    std::string_view rest = utf8;
+    EXPECT_EQ(TakeCharacter(&rest), character);
+    EXPECT_EQ(rest, "x");
+  }
 }
 
 TEST(NumberToText, GivesTheShortestTextAtItsDigits) {

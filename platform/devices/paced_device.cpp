@@ -18,11 +18,11 @@ PacedDevice::PacedDevice(Clock& clock, DeviceIdentity identity, std::uint32_t ba
   port_line_ = default_line_;
 }
 
-double PacedDevice::Seconds() const {
+double PacedDevice::Milliseconds() const {
   const std::uint32_t tick = clock_.GetTickCount();
   elapsed_ms_ += tick - last_tick_;
   last_tick_ = tick;
-  return static_cast<double>(elapsed_ms_) / 1000;
+  return static_cast<double>(elapsed_ms_);
 }
 
 void PacedDevice::SpeakFrom(double origin, std::uint64_t line) {
@@ -30,27 +30,27 @@ void PacedDevice::SpeakFrom(double origin, std::uint64_t line) {
   next_line_ = line;
   sending_ = {};
   sent_ = 0;
-  line_end_ = origin;
+  line_end_ = 0;
 }
 
 /// Takes up the next line if its time has come.
 bool PacedDevice::BeginLine(double now) {
-  const double due = origin_ + static_cast<double>(next_line_) / pace_.lines_per_second;
+  const double due = static_cast<double>(next_line_) * 1000 / pace_.lines_per_second;
   const double start = std::max(due, line_end_);
   if (start > now) return false;
   sending_ = NextLine(next_line_++);
   sent_ = 0;
   line_start_ = start;
-  line_end_ = start + static_cast<double>(sending_.size()) / pace_.bytes_per_second;
+  line_end_ = start + static_cast<double>(sending_.size()) * 1000 / pace_.bytes_per_second;
   return !sending_.empty();
 }
 
 void PacedDevice::Advance() {
-  const double now = Seconds();
+  const double now = Milliseconds() - origin_;
   while (sent_ < sending_.size() || BeginLine(now)) {
-    const std::size_t due = now >= line_end_
-                                ? sending_.size()
-                                : static_cast<std::size_t>((now - line_start_) * pace_.bytes_per_second);
+    const std::size_t due =
+        now >= line_end_ ? sending_.size()
+                         : static_cast<std::size_t>((now - line_start_) * pace_.bytes_per_second / 1000);
     if (due > sent_) Hear(sending_.substr(sent_, due - sent_), queue_);
     sent_ = std::max(sent_, due);
     if (sent_ < sending_.size()) return;
@@ -66,7 +66,7 @@ void PacedDevice::Feed(std::string_view bytes) {
 void PacedDevice::Plug() {
   if (Present()) return;
   plugged_ = true;
-  unplug_at_ = kNever;
+  unplug_at_ = std::numeric_limits<double>::infinity();
   open_ = false;
 }
 
@@ -77,9 +77,10 @@ FT_STATUS PacedDevice::Do(const std::string& call) {
 }
 
 FT_STATUS PacedDevice::Open() {
-  open_failure_ = Present() ? Join() : "not plugged in";
-  if (!open_failure_.empty()) return kDeviceFailed;
-  Advance();
+  const std::string fault = Present() ? Join() : "not plugged in";
+  open_failure_ = fault.empty() ? "" : identity_.serial + ": " + fault;
+  if (!fault.empty()) return kDeviceFailed;
+  if (origin_ < Milliseconds()) Advance();
   queue_.Clear();
   open_ = true;
   return Do("open");

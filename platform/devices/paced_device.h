@@ -28,7 +28,7 @@ class PacedDevice : public Device {
   void LogCallsTo(std::vector<std::string>* log) { log_ = log; }
 
   const DeviceIdentity& Identity() const override { return identity_; }
-  bool Present() const override { return plugged_ && Seconds() < unplug_at_; }
+  bool Present() const override { return plugged_ && Milliseconds() < unplug_at_; }
   FT_STATUS Open() override;
   void Close() override;
   FT_STATUS SetBaudRate(std::uint32_t bits_per_second) override;
@@ -49,7 +49,6 @@ class PacedDevice : public Device {
   std::string OpenFailure() const override { return open_failure_; }
 
  protected:
-  static constexpr double kNever = std::numeric_limits<double>::infinity();
   static constexpr double kUnbounded = std::numeric_limits<double>::infinity();
   static constexpr double kBitsPerByte = 10;  // a start bit, eight data bits, a stop bit
 
@@ -65,17 +64,18 @@ class PacedDevice : public Device {
   /// The bytes of a line with its end, valid until the next call; nothing where the device has no more to
   /// say.
   virtual std::string_view NextLine(std::uint64_t line) = 0;
-  /// The device is being opened and is to say by SpeakFrom what comes next. What is due by then is lost, as
-  /// nobody listened. The answer is why it can't be opened; empty if it can.
+  /// The device is being opened, and SpeakFrom is to say what comes next. The answer is why it can't be
+  /// opened; empty if it can.
   virtual std::string Join() = 0;
   /// What the port makes of bytes that the device has sent.
   virtual void Hear(std::string_view sent, ByteQueue& queue) { queue.Push(sent); }
 
-  /// Seconds since the device was made.
-  double Seconds() const;
-  /// Line 0 is due at the time `origin`, and the next line is `line`.
+  /// Whole milliseconds since the device was made.
+  double Milliseconds() const;
+  /// Line 0 is due at the time `origin`, infinity for never, and the next line is `line`. What was due before
+  /// the opening is lost, as nobody listened.
   void SpeakFrom(double origin, std::uint64_t line);
-  void UnplugAt(double seconds) { unplug_at_ = seconds; }
+  void UnplugAt(double milliseconds) { unplug_at_ = milliseconds; }
   std::uint32_t LineRate() const { return port_line_.BaudRate; }
 
  private:
@@ -96,14 +96,14 @@ class PacedDevice : public Device {
   mutable std::uint64_t elapsed_ms_ = 0;
   bool plugged_ = true;
   bool open_ = false;
-  double unplug_at_ = kNever;
+  double unplug_at_ = std::numeric_limits<double>::infinity();  // milliseconds
 
   ByteQueue queue_;
   std::string_view sending_;  // the line that is on its way
   std::size_t sent_ = 0;      // of its bytes
-  double line_start_ = 0;
+  double line_start_ = 0;     // seconds behind origin_
   double line_end_ = 0;
-  double origin_ = kNever;
+  double origin_ = 0;  // milliseconds
   std::uint64_t next_line_ = 0;
 };
 

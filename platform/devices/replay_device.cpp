@@ -29,7 +29,7 @@ ReplayDevice::ReplayDevice(Clock& clock, const ReplaySettings& settings, const s
 
 std::string ReplayDevice::Join() {
   place_ = 0;
-  SpeakFrom(Seconds(), 0);
+  SpeakFrom(Milliseconds(), 0);
   return "";
 }
 

@@ -140,9 +140,8 @@ FixedNumberRules LocaleNumberRules(const LocaleEnvironment& environment) {
 }
 
 std::uint16_t MessageLanguage(const LocaleEnvironment& environment) {
-  constexpr std::uint16_t kEnglish = 0x0409;
-  constexpr std::uint16_t kRussian = 0x0419;
-  return LanguageOf(LocaleOf(environment, environment.lc_messages)) == "ru" ? kRussian : kEnglish;
+  const bool russian = LanguageOf(LocaleOf(environment, environment.lc_messages)) == "ru";
+  return russian ? kRussianLanguage : kEnglishLanguage;
 }
 
 }  // namespace halden

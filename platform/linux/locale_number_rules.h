@@ -24,7 +24,10 @@ struct LocaleEnvironment {
 /// language that is written so: with one of the two only, texts of the other would be lost.
 FixedNumberRules LocaleNumberRules(const LocaleEnvironment& environment);
 
-/// The language identifier of the messages: 0x0419 for Russian, else 0x0409, English.
+inline constexpr std::uint16_t kEnglishLanguage = 0x0409;
+inline constexpr std::uint16_t kRussianLanguage = 0x0419;
+
+/// The identifier of the messages' language: Russian, or English for every other.
 std::uint16_t MessageLanguage(const LocaleEnvironment& environment);
 
 }  // namespace halden

@@ -34,10 +34,11 @@ SimDevice::SimDevice(Clock& clock, const SimSettings& settings)
 
 std::string SimDevice::Join() {
   if (settings_.busy) return "held by another program";
-  const double now = Seconds();
-  const double lines_so_far = now > settings_.silent ? (now - settings_.silent) * settings_.rate : 0;
-  SpeakFrom(settings_.silent, static_cast<std::uint64_t>(lines_so_far));
-  UnplugAt(now + settings_.unplug_after);
+  const double now = Milliseconds();
+  const double start = std::round(settings_.silent * 1000);
+  const double lines_so_far = now > start ? (now - start) * settings_.rate / 1000 : 0;
+  SpeakFrom(start, static_cast<std::uint64_t>(lines_so_far));
+  UnplugAt(now + settings_.unplug_after * 1000);
   return "";
 }
 

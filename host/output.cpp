@@ -1,0 +1,52 @@
+#include "host/output.h"
+
+#include <cerrno>
+#include <system_error>
+#include <utility>
+
+namespace halden::host {
+namespace {
+
+constexpr std::size_t kBlock = 1 << 16;
+
+}  // namespace
+
+Output::Output(const std::string& path)
+    : path_(path), file_(path == "-" ? stdout : std::fopen(path.c_str(), "wb")) {
+  block_.reserve(kBlock);
+  if (file_) {
+    std::setvbuf(file_, nullptr, _IONBF, 0);
+  } else {
+    Fail();
+  }
+}
+
+Output::~Output() {
+  Close();
+}
+
+void Output::Write(std::string_view text) {
+  if (!file_) return;
+  if (block_.size() + text.size() > kBlock) Flush();
+  block_ += text;
+}
+
+void Output::Flush() {
+  if (Ok() && file_ && std::fwrite(block_.data(), 1, block_.size(), file_) < block_.size()) Fail();
+  block_.clear();
+}
+
+void Output::Close() {
+  Flush();
+  std::FILE* const file = std::exchange(file_, nullptr);
+  if (file && file != stdout && std::fclose(file) != 0 && Ok()) Fail();
+}
+
+void Output::Fail() {
+  closed_pipe_ = errno == EPIPE && file_ == stdout;
+  if (closed_pipe_) return;
+  failure_ = (path_ == "-" ? "standard output" : path_) +
+             " could not be written: " + std::generic_category().message(errno);
+}
+
+}  // namespace halden::host

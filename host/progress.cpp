@@ -1,0 +1,49 @@
+#include "host/progress.h"
+
+#include <cstdio>
+
+#include "host/terminal.h"
+
+namespace halden::host {
+
+using std::chrono::steady_clock;
+
+Progress::Progress(bool quiet) : quiet_(quiet), terminal_(ErrorIsTerminal()) {}
+
+void Progress::Say(const std::string& line) {
+  if (quiet_) return;
+  EndRedrawnLine();
+  Put(line);
+  due_ = steady_clock::now() + Pace();
+}
+
+void Progress::Hint(const std::string& state) {
+  if (!quiet_ && terminal_) std::fputs((state + "\x1b[K\r").c_str(), stderr);
+}
+
+void Progress::Fail(const std::string& reason) {
+  EndRedrawnLine();
+  Put("halden-host: " + reason);
+}
+
+bool Progress::Due() const {
+  return !quiet_ && steady_clock::now() >= due_;
+}
+
+void Progress::Update(const std::string& state) {
+  if (quiet_) return;
+  std::fputs((terminal_ ? "\r" + state + "\x1b[K" : state + "\n").c_str(), stderr);
+  line_open_ = terminal_;
+  due_ = steady_clock::now() + Pace();
+}
+
+void Progress::Put(const std::string& line) {
+  std::fputs((line + (terminal_ ? "\x1b[K\n" : "\n")).c_str(), stderr);
+}
+
+void Progress::EndRedrawnLine() {
+  if (line_open_) std::fputs("\n", stderr);
+  line_open_ = false;
+}
+
+}  // namespace halden::host

@@ -1,0 +1,107 @@
+#include <chrono>
+
+#include "host/channels.h"
+#include "host/commands.h"
+#include "host/fixed.h"
+#include "host/json.h"
+#include "host/session.h"
+#include "host/stop_signal.h"
+#include "host/terminal.h"
+
+namespace halden::host {
+namespace {
+
+using std::chrono::milliseconds;
+using std::chrono::steady_clock;
+
+constexpr milliseconds kPace{250};
+constexpr std::size_t kMostRowsRedrawn = 20;
+
+/// Shows the last value of every channel: redrawn in place for a person, else a line each time.
+class LiveView {
+ public:
+  LiveView(IADC3& adc, bool json)
+      : adc_(adc),
+        channels_(AllChannels(adc)),
+        columns_(ColumnsOf(adc, channels_)),
+        json_(json),
+        redraw_(!json && OutputIsTerminal() && channels_.size() <= kMostRowsRedrawn) {}
+
+  std::string Show(double seconds) {
+    if (json_) return Json(seconds);
+    return redraw_ ? Rows() : Line(seconds);
+  }
+
+ private:
+  std::string Value(std::size_t i) {
+    char text[kValueRoom];
+    return {text, WriteValue(adc_.GetChannel(channels_[i]), columns_[i].format, text)};
+  }
+
+  std::string Rows() {
+    std::string rows = drawn_ ? "\x1b[" + std::to_string(columns_.size() + 1) + "A" : "";
+    drawn_ = true;
+    for (std::size_t i = 0; i < columns_.size(); ++i) {
+      const std::string value = Value(i);
+      rows += columns_[i].name + std::string(12 - std::min<std::size_t>(columns_[i].name.size(), 11), ' ') +
+              std::string(12 - std::min<std::size_t>(value.size(), 12), ' ') + value + "\x1b[K\n";
+    }
+    return rows + Fixed(adc_.Rate(), 1) + " lines a second\x1b[K\n";
+  }
+
+  std::string Line(double seconds) {
+    std::string line = Fixed(seconds, 2) + " s ";
+    for (std::size_t i = 0; i < columns_.size(); ++i) line += " " + Value(i);
+    return line + "\n";
+  }
+
+  std::string Json(double seconds) {
+    std::string values, codes;
+    for (std::size_t i = 0; i < columns_.size(); ++i) {
+      values += (i ? ", " : "") + Value(i);
+      codes += (i ? ", " : "") + std::to_string(adc_.GetChannel(channels_[i]));
+    }
+    return JsonObject()
+               .Raw("seconds", Fixed(seconds, 3))
+               .Raw("rate", Short(adc_.Rate(), 3))
+               .Raw("values", "[" + values + "]")
+               .Raw("codes", "[" + codes + "]")
+               .Close() +
+           "\n";
+  }
+
+  IADC3& adc_;
+  std::vector<std::int16_t> channels_;
+  std::vector<Column> columns_;
+  bool json_;
+  bool redraw_;
+  bool drawn_ = false;
+};
+
+}  // namespace
+
+int RunWatch(Machine& machine, const Arguments& arguments, Progress& progress) {
+  Session session(machine);
+  if (!session.Detect(progress)) return kRefused;
+  std::string error;
+  if (!ApplyRanges(session.Adc(), arguments.ranges, &error)) {
+    progress.Fail(error);
+    return kWrongArguments;
+  }
+  CatchStopSignals();
+  LiveView view(session.Adc(), arguments.json);
+  Output output("-");
+  const auto start = steady_clock::now();
+  const auto elapsed = [&] { return std::chrono::duration<double>(steady_clock::now() - start).count(); };
+  for (auto due = start + kPace; !StopRequested() && output.Ok(); due += kPace) {
+    while (steady_clock::now() < due && !StopRequested()) session.Serve();
+    output.Write(view.Show(elapsed()));
+    output.Flush();
+    if (arguments.seconds && elapsed() >= *arguments.seconds) break;
+  }
+  if (output.Failure().empty()) return kDone;
+  progress.Fail(output.Failure());
+  return kRefused;
+}
+
+}  // namespace halden::host

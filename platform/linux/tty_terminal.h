@@ -1,0 +1,28 @@
+#pragma once
+
+#include "platform/linux/text_terminal.h"
+
+namespace halden {
+
+/// The terminal that the process belongs to, also where its standard streams lead elsewhere. Whatever ends
+/// the process while it is open gives the terminal back first, and stopping it does so until it goes on; a
+/// signal then acts as it would have without us. One can be open at a time.
+class TtyTerminal : public TextTerminal {
+ public:
+  ~TtyTerminal() override { Close(); }
+
+  bool Available() const override;
+  bool Open() override;
+  void Close() override;
+  TerminalSize Size() const override;
+  std::string Read() override;
+  void Write(std::string_view output) override;
+  bool TakeScreenLost() override;
+  bool Ended() const override;
+
+ private:
+  int fd_ = -1;
+  bool hung_up_ = false;
+};
+
+}  // namespace halden

@@ -1,0 +1,58 @@
+#pragma once
+
+#include <asm/termbits.h>
+#include <fcntl.h>
+#include <stdlib.h>
+#include <string>
+#include <string_view>
+#include <sys/ioctl.h>
+#include <unistd.h>
+
+namespace halden {
+
+/// A pseudo-terminal. The test holds the one end and a device is opened on the other.
+class Pty {
+ public:
+  Pty() : fd_(posix_openpt(O_RDWR | O_NOCTTY | O_CLOEXEC)) {
+    grantpt(fd_);
+    unlockpt(fd_);
+    char name[64] = "";
+    ptsname_r(fd_, name, sizeof name);
+    path_ = name;
+  }
+  ~Pty() { Hangup(); }
+  Pty(const Pty&) = delete;
+  Pty& operator=(const Pty&) = delete;
+
+  /// The path of the device's end.
+  const std::string& path() const { return path_; }
+
+  /// Short enough a text doesn't block. It arrives at the other end within a moment, not at once.
+  bool Write(std::string_view text) {
+    return write(fd_, text.data(), text.size()) == static_cast<ssize_t>(text.size());
+  }
+  /// Blocks until the other end has written something.
+  std::string Read() {
+    char text[4096];
+    const ssize_t count = read(fd_, text, sizeof text);
+    return count > 0 ? std::string(text, static_cast<std::size_t>(count)) : "";
+  }
+  /// The settings of the device's end.
+  termios2 Settings() const {
+    termios2 settings{};
+    ioctl(fd_, TCGETS2, &settings);
+    return settings;
+  }
+  void Configure(const termios2& settings) { ioctl(fd_, TCSETS2, &settings); }
+
+  void Hangup() {
+    if (fd_ >= 0) close(fd_);
+    fd_ = -1;
+  }
+
+ private:
+  int fd_;
+  std::string path_;
+};
+
+}  // namespace halden

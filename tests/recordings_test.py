@@ -1,0 +1,136 @@
+#!/usr/bin/env python3
+"""Records what independent processes write into pseudo-terminals at their own pace, and captured files.
+
+Each line of a source tells its number in the first column and is different in every other, so a recording proves that
+it holds every line from some line on, each once. The sources run side by side, in real time.
+
+usage: recordings_test.py HALDEN_HOST
+"""
+import os
+import random
+import subprocess
+import sys
+import tempfile
+import time
+import tty
+from concurrent.futures import ThreadPoolExecutor
+from dataclasses import dataclass
+
+STEPS = 64001  # multiples of 0.05 from -1600 to 1600
+
+
+@dataclass
+class Source:
+    name: str
+    columns: int
+    separator: str = ""
+    end: str = "\r\n"
+    locale: str = "C"
+    mark: str = "."  # what the device writes, whatever the locale
+    before: str = ""
+    behind: str = ""
+    groups: bool = False
+    rate: int = 150  # lines a second
+
+    def line(self, number):
+        fields = []
+        for column in range(self.columns):
+            text = format(step(number, column) / 20, ",.2f" if self.groups else ".2f")
+            fields.append(self.before + text.replace(".", self.mark) + self.behind)
+        return (self.separator.join(fields) + self.end).encode("latin-1")
+
+
+def step(line, column):
+    """What the column holds in this line, in units of 0.05; in column 0 it counts the lines."""
+    return (line * (1 + 7918 * column) + 4099 * column) % STEPS - STEPS // 2
+
+
+SOURCES = {source.name: source for source in [
+    Source("one column", 1, end="\r", rate=400),
+    Source("one column with a unit, comma", 1, locale="de_DE.UTF-8", mark=",", behind="\xb0C"),
+    Source("four, tabs", 4, "\t"),
+    Source("four, labels and units, point under a comma locale", 4, ";", "\r", "ru_RU.UTF-8", before="U= ",
+           behind=" V"),
+    Source("four, blanks, comma", 4, "  ", locale="de_DE.UTF-8", mark=","),
+    Source("four, parentheses", 4, "(", "\r", behind=")", rate=300),
+    Source("forty, tabs, comma", 40, "\t", "\r", "fr_FR.UTF-8", mark=",", rate=60),
+    Source("forty, groups of digits", 40, ";", locale="en_US.UTF-8", groups=True, rate=60),
+    Source("forty, units, comma under a point locale", 40, " ", mark=",", behind="mV", rate=60),
+    Source("forty, parentheses, comma", 40, "(", locale="ru_RU.UTF-8", mark=",", behind=")", rate=60),
+]}
+
+
+def write(source, fd):
+    """The writer process: lines on time, but cut anywhere, as a line of bytes arrives."""
+    chance = random.Random(source.name)
+    os.write(fd, source.line(0))
+    print("speaking", flush=True)
+    start, number, pending = time.monotonic(), 1, b""
+    while True:
+        while number < (time.monotonic() - start) * source.rate:
+            pending += source.line(number)
+            number += 1
+        written = os.write(fd, pending[:chance.randrange(len(pending) + 1)])
+        pending = pending[written:]
+        time.sleep(chance.uniform(0.001, 0.02))
+
+
+def check(source, csv, frames):
+    lines = csv.split("\n")
+    assert lines.pop() == "", "the last line is not whole"
+    assert lines.pop(0) == ",".join(f"Column{i + 1}" for i in range(source.columns)), "wrong header"
+    assert len(lines) == frames, f"{len(lines)} frames instead of {frames}"
+    first = round(float(lines[0].split(",")[0]) * 20) + STEPS // 2
+    for i, line in enumerate(lines):
+        expected = ",".join(f"{step(first + i, column) / 20:.2f}".rstrip("0").rstrip(".")
+                            for column in range(source.columns))
+        assert line == expected, f"frame {i} is {line[:60]} instead of {expected[:60]}"
+
+
+def record(host, source, device, folder):
+    frames = source.rate * 2
+    command = [host, "record", "--device", device, "--frames", str(frames), "--csv", "-", "--quiet",
+               "--registry", os.path.join(folder, source.name)]
+    environment = {**os.environ, "LC_ALL": source.locale}
+    done = subprocess.run(command, capture_output=True, text=True, env=environment, timeout=60)
+    assert done.returncode == 0 and not done.stderr, f"exit code {done.returncode}: {done.stderr}"
+    check(source, done.stdout, frames)
+
+
+def record_terminal(host, source, folder):
+    master, slave = os.openpty()
+    tty.setraw(slave)
+    writer = subprocess.Popen([sys.executable, __file__, "--write", source.name, str(master)], pass_fds=[master],
+                              stdout=subprocess.PIPE)
+    try:
+        writer.stdout.readline()
+        record(host, source, f"tty:{os.ttyname(slave)}", folder)
+    finally:
+        writer.kill()
+        writer.communicate()
+        os.close(master)
+        os.close(slave)
+
+
+def record_capture(host, source, folder):
+    path = os.path.join(folder, "capture")
+    with open(path, "wb") as file:
+        file.writelines(source.line(number) for number in range(source.rate * 6))
+    record(host, source, f"replay:{path},rate={source.rate}", folder)
+
+
+def main(host):
+    failed = 0
+    with tempfile.TemporaryDirectory() as folder, ThreadPoolExecutor(len(SOURCES) + 1) as pool:
+        runs = {name: pool.submit(record_terminal, host, source, folder) for name, source in SOURCES.items()}
+        runs["a captured file"] = pool.submit(record_capture, host, SOURCES["four, tabs"], folder)
+        for name, run in runs.items():
+            failure = run.exception()
+            print(f"{name}: {failure or 'ok'}")
+            failed += failure is not None
+    return failed
+
+
+if sys.argv[1] == "--write":
+    write(SOURCES[sys.argv[2]], int(sys.argv[3]))
+sys.exit(main(sys.argv[1]))

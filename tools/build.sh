@@ -1,0 +1,41 @@
+# For the commands in the root, which source it.
+
+root=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
+
+# need COMMAND-OR-FILE PACKAGE...: installs the packages of those that are missing, in pairs.
+need() {
+  local missing=()
+  while (($#)); do
+    [[ -e $1 ]] || command -v "$1" >/dev/null || missing+=("$2")
+    shift 2
+  done
+  ((${#missing[@]})) || return 0
+  echo "installing ${missing[*]}" >&2
+  local become=()
+  ((EUID == 0)) || become=(sudo)
+  {
+    "${become[@]}" apt-get update -q
+    "${become[@]}" env DEBIAN_FRONTEND=noninteractive apt-get install -qy --no-install-recommends "${missing[@]}"
+  } >&2
+}
+
+need_compiler() {
+  need g++ g++ cmake cmake ninja ninja-build
+}
+
+# build PRESET [TARGET]...: builds below build/PRESET. Says nothing unless it fails.
+build() {
+  local preset=$1 log
+  shift
+  log=$(mktemp)
+  if ! {
+    cd "$root" &&
+      { [[ -e build/$preset/build.ninja ]] || cmake --preset "$preset" ${configure:+"$configure"}; } &&
+      ninja -C "build/$preset" "$@"
+  } >"$log" 2>&1; then
+    cat "$log" >&2
+    rm -f "$log"
+    return 1
+  fi
+  rm -f "$log"
+}
