@@ -120,9 +120,9 @@ def dialog_beside_redirected_output(open_terminal):
 
 def monitor(open_terminal, language, caption, close):
     terminal = open_terminal(run('"$H" monitor --device sim:com=5 --registry "$D/mon.reg"'), language)
-    first = terminal.see(caption, "Port: COM5", "FT232R  SIM", f" {close} ")
-    line = re.search(r"│  (-?\d+\.\d\d .*?) +│", first).group(1)
-    terminal.see("Port: COM5", gone=[line])
+    screen = terminal.see(caption, "Port: COM5", "FT232R  SIM", f" {close} ")
+    line = re.search(r"FT232R.*?\n.*?\n.*?(│  \S.*?  )", screen).group(1)
+    terminal.see("FT232R", gone=[line])
     terminal.tmux("resize-window", "-t", terminal.name, "-x", "77", "-y", "30")
     terminal.see("78 x 10", gone=["Port:"])
     terminal.tmux("resize-window", "-t", terminal.name, "-x", "90", "-y", "12")
@@ -155,6 +155,10 @@ def stopped_and_continued(open_terminal):
     assert terminal.ask("alternate_on") == "0"
     terminal.keys("fg", "Enter")
     terminal.see("Port: COM5", " Close ")
+    os.kill(terminal.program(), signal.SIGSTOP)
+    terminal.see("[1]+  Stopped")
+    terminal.keys("fg", "Enter")
+    terminal.see("Port: COM5", " Close ", gone=["Stopped"])
     terminal.keys("Enter")
     terminal.see("$", gone=["Port: COM5"])
     assert terminal.ask("alternate_on") == "0"
