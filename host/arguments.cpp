@@ -293,7 +293,7 @@ std::string HelpText() {
   for (const auto& option : kOptions) {
     std::string line = "  " + std::string(option.name) + " " + std::string(option.value);
     line.resize(std::max<std::size_t>(line.size() + 2, 26), ' ');
-    if (line.size() > 26) line += "\n" + std::string(26, ' ');
+    if (line.size() > 26) line.replace(line.size() - 2, 2, "\n" + std::string(26, ' '));
     text += line + std::string(option.purpose);
     if (option.commands != kEvery) text += "; " + ListCommands(option.commands);
     text += "\n";

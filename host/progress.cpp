@@ -6,16 +6,15 @@
 
 namespace halden::host {
 
-using std::chrono::milliseconds;
 using std::chrono::steady_clock;
 
-Progress::Progress(bool quiet)
-    : quiet_(quiet), terminal_(ErrorIsTerminal()), due_(steady_clock::now() + milliseconds(1000)) {}
+Progress::Progress(bool quiet) : quiet_(quiet), terminal_(ErrorIsTerminal()) {}
 
 void Progress::Say(const std::string& line) {
   if (quiet_) return;
   EndRedrawnLine();
   Put(line);
+  due_ = steady_clock::now() + Pace();
 }
 
 void Progress::Hint(const std::string& state) {
@@ -35,7 +34,7 @@ void Progress::Update(const std::string& state) {
   if (quiet_) return;
   std::fputs((terminal_ ? "\r" + state + "\x1b[K" : state + "\n").c_str(), stderr);
   line_open_ = terminal_;
-  due_ = steady_clock::now() + milliseconds(terminal_ ? 100 : 1000);
+  due_ = steady_clock::now() + Pace();
 }
 
 void Progress::Put(const std::string& line) {

@@ -20,6 +20,7 @@ class Progress {
   void Update(const std::string& state);
 
  private:
+  std::chrono::milliseconds Pace() const { return std::chrono::milliseconds(terminal_ ? 100 : 1000); }
   void Put(const std::string& line);
   void EndRedrawnLine();
 

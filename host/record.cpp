@@ -106,25 +106,28 @@ class Recording {
 
   std::string State() const {
     std::string state = Fixed(SecondsSince(start_), 1) + " s, " + std::to_string(frames_) + " frames, " +
-                        Fixed(adc_.Rate(), 1) + " a second";
+                        Fixed(FramesASecond(SecondsSince(start_)), 1) + " a second (Rate " +
+                        Fixed(adc_.Rate(), 1) + ")";
     const double silence = SecondsSince(last_frame_);
     if (silence >= 2) state += ", none for " + Fixed(silence, 0) + " s";
     return state;
   }
 
-  double FramesASecond() const { return seconds_ > 0 ? static_cast<double>(frames_) / seconds_ : 0; }
+  double FramesASecond(double seconds) const {
+    return seconds > 0 ? static_cast<double>(frames_) / seconds : 0;
+  }
 
   int Finish() {
     if (csv_file_) csv_file_->Close();
     if (svg_file_ && svg_file_->Ok()) {
       WriteSvg("COM" + std::to_string(adc_.BasePort()) + ": " + std::to_string(frames_) + " frames, " +
-                   Fixed(FramesASecond(), 1) + " a second",
+                   Fixed(FramesASecond(seconds_), 1) + " a second",
                *trace_, columns_, seconds_, *svg_file_);
       svg_file_->Close();
     }
     progress_.Say(std::to_string(frames_) + " frames in " + Fixed(seconds_, 2) + " s, " +
-                  Fixed(FramesASecond(), 1) + " frames a second (Rate " + Fixed(rate_, 1) + "); the ring " +
-                  (ring_full_ ? "stood full: frames may be missing" : "never stood full"));
+                  Fixed(FramesASecond(seconds_), 1) + " frames a second (Rate " + Fixed(rate_, 1) +
+                  "); the ring " + (ring_full_ ? "stood full: frames may be missing" : "never stood full"));
     const int printed = arguments_.json ? PrintSummary() : kDone;
     for (const auto* file : {&csv_file_, &svg_file_}) {
       if (!*file || (*file)->Failure().empty()) continue;
@@ -143,7 +146,7 @@ class Recording {
                                     .Raw("rate", Short(rate_, 3))
                                     .Raw("frames", std::to_string(frames_))
                                     .Raw("seconds", Fixed(seconds_, 3))
-                                    .Raw("frames_per_second", Fixed(FramesASecond(), 3))
+                                    .Raw("frames_per_second", Fixed(FramesASecond(seconds_), 3))
                                     .Flag("ring_full", ring_full_)
                                     .Close() +
                                 "\n";

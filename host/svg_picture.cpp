@@ -58,7 +58,7 @@ class Picture {
     plot_height_ = std::max(kLeastPlotHeight, legend_height);
     time_ = MakeAxis(0, seconds > 0 ? seconds : 1, 11);
     const auto [low, high] = ValueSpan();
-    value_ = MakeAxis(low, high, 9);
+    value_ = MakeAxis(low, high, 11);
   }
 
   void Write(const std::string& title) {

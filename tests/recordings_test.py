@@ -63,7 +63,9 @@ SOURCES = {source.name: source for source in [
 def write(source, fd):
     """The writer process: lines on time, but cut anywhere, as a line of bytes arrives."""
     chance = random.Random(source.name)
-    start, number, pending = time.monotonic(), 0, b""
+    os.write(fd, source.line(0))
+    print("speaking", flush=True)
+    start, number, pending = time.monotonic(), 1, b""
     while True:
         while number < (time.monotonic() - start) * source.rate:
             pending += source.line(number)
@@ -98,12 +100,14 @@ def record(host, source, device, folder):
 def record_terminal(host, source, folder):
     master, slave = os.openpty()
     tty.setraw(slave)
-    writer = subprocess.Popen([sys.executable, __file__, "--write", source.name, str(master)], pass_fds=[master])
+    writer = subprocess.Popen([sys.executable, __file__, "--write", source.name, str(master)], pass_fds=[master],
+                              stdout=subprocess.PIPE)
     try:
+        writer.stdout.readline()
         record(host, source, f"tty:{os.ttyname(slave)}", folder)
     finally:
         writer.kill()
-        writer.wait()
+        writer.communicate()
         os.close(master)
         os.close(slave)
 
