@@ -92,7 +92,9 @@ def record(host, source, device, folder):
     command = [host, "record", "--device", device, "--frames", str(frames), "--csv", "-", "--quiet",
                "--registry", os.path.join(folder, source.name)]
     environment = {**os.environ, "LC_ALL": source.locale}
-    done = subprocess.run(command, capture_output=True, text=True, env=environment, timeout=60)
+    # Without a terminal on which the port dialog would wait for a key.
+    done = subprocess.run(command, capture_output=True, text=True, env=environment, timeout=60,
+                          stdin=subprocess.DEVNULL, start_new_session=True)
     assert done.returncode == 0 and not done.stderr, f"exit code {done.returncode}: {done.stderr}"
     check(source, done.stdout, frames)
 
