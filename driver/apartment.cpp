@@ -12,7 +12,13 @@ struct Apartment::Parts final : DriverServices {
   explicit Parts(Platform& with)
       : platform(with), settings(store, with.registry, with.texts), form(store, with, settings) {}
 
-  void InitSettingsKey(const std::string& name) noexcept override { settings.InitSettingsKey(name); }
+  /// Without memory for it the driver works and remembers nothing.
+  void InitSettingsKey(const std::string& name) noexcept override {
+    try {
+      settings.InitSettingsKey(name);
+    } catch (...) {
+    }
+  }
   void LoadForm() noexcept override { form.Form_Load(); }
   void UnloadForm() noexcept override { form.Form_Unload(); }
   bool DetectPort() noexcept override { return form.DetectPort(); }

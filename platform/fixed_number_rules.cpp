@@ -18,7 +18,7 @@ struct Decimal {
 };
 
 Decimal Decompose(double value, int significant_digits) {
-  char text[32];
+  char text[32] = {};
   const auto end =
       std::to_chars(text, text + sizeof text, value, std::chars_format::scientific, significant_digits - 1);
   const std::string_view whole(text, static_cast<std::size_t>(end.ptr - text));

@@ -37,6 +37,8 @@ TEST_F(Registry, SelectsRootAndKey) {
   EXPECT_EQ(counting.calls(), 0);
   fresh.KeyPath("A\\B\\C");
   EXPECT_TRUE(fresh.KeyExists(HKEY_CURRENT_USER, "a\\b\\c"));
+  EXPECT_TRUE(fresh.CreateKey(HKEY_CURRENT_USER, "A", "label"));
+  EXPECT_EQ(GetRaw(memory, "A", ""), "1:label");
   fresh.RootKey(0x1234);
   EXPECT_EQ(fresh.ErrorCode(), ERROR_INVALID_HANDLE);
   EXPECT_EQ(fresh.KeyPath(), "A\\B\\C");

@@ -180,6 +180,31 @@ class SimDevicesUnderTest : public DevicesUnderTest {
 INSTANTIATE_TEST_SUITE_P(Simulated, DeviceContract,
                          testing::Values([] { return std::make_unique<SimDevicesUnderTest>(); }));
 
+TEST(DeviceLibrary, PassesEachCallOnAsWhatItIs) {
+  SimPlatform sim({"sim:baud=57600"});
+  DeviceLibrary& library = sim.library();
+  std::int32_t count = 0;
+  FT_HANDLE handle = -1;
+  library.FT_CreateDeviceInfoList(&count);
+  library.FT_Open(0, &handle);
+  library.FT_SetDataCharacteristics(handle, 7, 2, 1);
+  library.FT_SetDtr(handle);
+  library.FT_ClrDtr(handle);
+  library.FT_SetRts(handle);
+  library.FT_ClrRts(handle);
+  library.FT_ResetDevice(handle);
+  library.FT_ResetPort(handle);
+  library.FT_Purge(handle, FT_PURGE_TX);
+  library.FT_Close(handle);
+  EXPECT_EQ(sim.calls(0), (std::vector<std::string>{"open", "data 7 2 1", "dtr 1", "dtr 0", "rts 1", "rts 0",
+                                                    "reset", "reset", "purge 2", "close"}));
+  CommConfig config;
+  std::uint32_t size = sizeof config;
+  ASSERT_TRUE(library.GetDefaultCommConfigA("COM256", &config, &size));
+  EXPECT_EQ(config.dcb.BaudRate, 57600u);
+  EXPECT_EQ(config.dcb.ByteSize, 8);
+}
+
 TEST(DeviceLibrary, GivesEachDeviceANumberOfItsOwn) {
   const struct {
     std::vector<std::string> devices;

@@ -87,6 +87,21 @@ TEST(MessageQueue, HandlersMakeTimersWhileTheQueueWalksOverThem) {
   EXPECT_EQ(ticks, 100);
 }
 
+TEST(MessageQueue, APassTellsWhetherThereWasAnythingToDo) {
+  VirtualClock clock;
+  MessageQueue queue(clock);
+  const auto timer = queue.NewTimer(10, [] {});
+  timer->Enable(true);
+  EXPECT_FALSE(queue.Serve()) << "else a clock would never rest";
+  clock.Sleep(10);
+  EXPECT_TRUE(queue.Serve());
+  timer->Enable(false);
+  clock.Sleep(10);
+  EXPECT_FALSE(queue.Serve());
+  queue.Post([] {});
+  EXPECT_TRUE(queue.Serve());
+}
+
 TEST(MessageQueue, MessagesComeInOrderOnceAndBeforeTicks) {
   VirtualClock clock;
   std::string served;

@@ -37,7 +37,10 @@ void dlgFTDI::Form_Load() noexcept {
 
 void dlgFTDI::Form_Unload() noexcept {
   detection_.ClosePort();
-  settings_.SaveSetting(user_);
+  try {
+    settings_.SaveSetting(user_);
+  } catch (...) {  // without memory for it what was stored stands
+  }
   window_.Unload();
   device_.FTDI.reset();
 }

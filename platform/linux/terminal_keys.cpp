@@ -56,9 +56,12 @@ Key KeyOfNumber(int number) {
   }
 }
 
-/// The number at this place of "number;number", at most three digits of it.
+/// The number at this place of "number;number", at most three digits of it; 0 if there is none.
 int Parameter(std::string_view parameters, int place) {
-  for (; place > 0; --place) parameters.remove_prefix(std::min(parameters.size(), parameters.find(';') + 1));
+  for (; place > 0; --place) {
+    const std::size_t end = parameters.find(';');
+    parameters.remove_prefix(end == std::string_view::npos ? parameters.size() : end + 1);
+  }
   int number = 0;
   for (std::size_t i = 0; i < std::min<std::size_t>(parameters.size(), 3); ++i) {
     if (parameters[i] < '0' || parameters[i] > '9') break;
@@ -69,8 +72,8 @@ int Parameter(std::string_view parameters, int place) {
 
 Key KeyOfSequence(std::string_view parameters, char last) {
   Key key = last == '~' ? KeyOfNumber(Parameter(parameters, 0)) : KeyOfLetter(last);
-  const bool has_modifiers = parameters.find(';') != std::string_view::npos;
-  key.alt = has_modifiers && ((Parameter(parameters, 1) - 1) & 2) != 0;
+  const int modifiers = Parameter(parameters, 1);
+  key.alt = modifiers > 0 && ((modifiers - 1) & 2) != 0;
   return key;
 }
 

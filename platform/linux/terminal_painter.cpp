@@ -227,8 +227,9 @@ void PaintWindow(const MemoryWindow& window, const DropDown& drop_down, Terminal
   if (drop_down.control >= 0) painter.PaintDropDown(drop_down);
 }
 
-int VisibleRows(const MemoryControl& list) {
-  return std::max(1, RectOf(list.spec).height - 2);
+int VisibleRows(const MemoryControl& control) {
+  if (control.spec.kind != ControlKind::kListBox) return kMaxDropDownRows;
+  return std::max(1, RectOf(control.spec).height - 2);
 }
 
 }  // namespace halden

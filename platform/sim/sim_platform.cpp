@@ -6,61 +6,15 @@
 
 namespace halden {
 
-namespace {
-
-/// A registry that is empty and can't be written.
-class NoRegistry final : public RegistryApi {
- public:
-  std::int32_t RegOpenKeyExA(HKEY, const std::string&, std::uint32_t, HKEY*) override {
-    return ERROR_FILE_NOT_FOUND;
-  }
-  std::int32_t RegCreateKeyExA(HKEY, const std::string&, std::uint32_t, HKEY*) override {
-    return ERROR_ACCESS_DENIED;
-  }
-  std::int32_t RegCloseKey(HKEY) override { return ERROR_SUCCESS; }
-  std::int32_t RegQueryValueExA(HKEY, const std::string&, std::uint32_t*, void*, std::uint32_t*) override {
-    return ERROR_FILE_NOT_FOUND;
-  }
-  std::int32_t RegSetValueExA(HKEY, const std::string&, std::uint32_t, const void*, std::uint32_t) override {
-    return ERROR_ACCESS_DENIED;
-  }
-  std::int32_t RegDeleteKeyA(HKEY, const std::string&) override { return ERROR_FILE_NOT_FOUND; }
-  std::int32_t RegDeleteValueA(HKEY, const std::string&) override { return ERROR_FILE_NOT_FOUND; }
-  std::int32_t RegQueryInfoKeyA(HKEY, RegKeyInfo* info) override {
-    *info = {};
-    return ERROR_SUCCESS;
-  }
-  std::int32_t RegEnumKeyExA(HKEY, std::uint32_t, char*, std::uint32_t*) override {
-    return ERROR_NO_MORE_ITEMS;
-  }
-  std::int32_t RegEnumValueA(HKEY, std::uint32_t, char*, std::uint32_t*, std::uint32_t*, void*,
-                             std::uint32_t*) override {
-    return ERROR_NO_MORE_ITEMS;
-  }
-};
-
-/// A system without a screen.
-class NoToolkit final : public Toolkit {
- public:
-  bool CanShow() const override { return false; }
-  std::unique_ptr<Window> NewWindow(WindowSpec) override { return nullptr; }
-  void ShowMessage(const std::string&, const std::string&, MessageIcon) override {}
-  void SetPointer(Pointer) override {}
-};
-
-}  // namespace
-
 SimPlatform::SimPlatform(const std::vector<std::string>& devices, SimMachine machine)
     : machine_(machine),
       clock_(machine.start_tick),
       devices_(devices.size()),
       library_(MakeDevices(devices)),
-      registry_(std::make_unique<NoRegistry>()),
+      registry_(machine_.number_rules),
       texts_(machine.language, machine.system_language),
-      toolkit_(std::make_unique<NoToolkit>()),
-      platform_{library_, library_, *registry_, clock_, machine_.number_rules, texts_, *toolkit_} {}
-
-SimPlatform::~SimPlatform() = default;
+      toolkit_(clock_),
+      platform_{library_, library_, registry_, clock_, machine_.number_rules, texts_, toolkit_} {}
 
 std::vector<std::unique_ptr<Device>> SimPlatform::MakeDevices(const std::vector<std::string>& options) {
   std::vector<std::unique_ptr<Device>> made;

@@ -10,7 +10,9 @@
 #include "platform/devices/paced_device.h"
 #include "platform/fixed_number_rules.h"
 #include "platform/platform.h"
+#include "platform/sim/memory_registry.h"
 #include "platform/sim/virtual_clock.h"
+#include "platform/toolkit/scripted_toolkit.h"
 
 namespace halden {
 
@@ -22,20 +24,22 @@ struct SimMachine {
   std::uint32_t start_tick = 0;
 };
 
-/// A whole machine in memory on a virtual clock, with simulated and replayed devices. Two of them share
-/// nothing.
+/// A whole machine in memory on a virtual clock, with simulated and replayed devices. Its user follows the
+/// script of the toolkit. Two machines share nothing.
 class SimPlatform {
  public:
   /// `devices` are --device options; a bad one, or one of another kind than "sim" and "replay", throws
   /// std::invalid_argument.
   explicit SimPlatform(const std::vector<std::string>& devices, SimMachine machine = {});
-  ~SimPlatform();
   SimPlatform(const SimPlatform&) = delete;
   SimPlatform& operator=(const SimPlatform&) = delete;
 
   Platform& platform() { return platform_; }
   VirtualClock& clock() { return clock_; }
   DeviceLibrary& library() { return library_; }
+  MemoryRegistry& registry() { return registry_; }
+  ScriptedToolkit& toolkit() { return toolkit_; }
+  /// May be set to other rules at any time.
   FixedNumberRules& number_rules() { return machine_.number_rules; }
   /// The device of the option at this place.
   PacedDevice& device(std::size_t index) { return *devices_.at(index).device; }
@@ -54,9 +58,9 @@ class SimPlatform {
   VirtualClock clock_;
   std::vector<SimulatedDevice> devices_;
   DeviceLibrary library_;
-  std::unique_ptr<RegistryApi> registry_;
+  MemoryRegistry registry_;
   CommonTexts texts_;
-  std::unique_ptr<Toolkit> toolkit_;
+  ScriptedToolkit toolkit_;
   Platform platform_;
 };
 

@@ -44,7 +44,9 @@ void MemoryWindow::SetText(int control, const std::string& text) {
 }
 
 std::string MemoryWindow::Text(int control) const {
-  return EncodeUtf8(controls_[control].text.Text());
+  const MemoryControl& asked = controls_[control];
+  if (asked.spec.kind != ControlKind::kDropDownList) return EncodeUtf8(asked.text.Text());
+  return asked.selected < 0 ? std::string() : asked.rows[asked.selected];
 }
 
 void MemoryWindow::SetEnabled(int control, bool enabled) {
