@@ -93,21 +93,12 @@ std::int32_t CountKadrs(Store& store) {
 }
 
 void KadrWriter::LookUp() {
-  positions_.resize(store_.InputState.InputCountChannels);
+  const tInputState& state = store_.InputState;
+  room_ = 0;
+  positions_.resize(state.InputCountChannels);
   for (std::size_t i = 0; i < positions_.size(); ++i)
     positions_[i] = ConversionOf(store_, ChannelAt(store_, static_cast<std::int32_t>(i)));
-}
-
-void KadrWriter::AddBufferKadr() {
-  tInputState& state = store_.InputState;
-  const auto width = static_cast<std::int32_t>(positions_.size());
-  if (state.AllocChannels != width || CountKadrs(store_) >= state.AllocKadrs) return;
-  const std::int32_t slot = SlotBehind(state, state.WriteIndex);
-  std::int16_t* code = Slot(state, slot);
-  for (const Conversion& position : positions_) *code++ = position.CodeOf(store_.ChannelValues);
-  state.WriteIndex = slot;
-  state.BufferEmpty = false;
-  CountKadrs(store_);
+  if (state.AllocChannels == state.InputCountChannels) room_ = state.AllocKadrs - CountKadrs(store_);
 }
 
 void SetInputChannels(Store& store, const std::vector<std::int16_t>& ChTable) {

@@ -92,25 +92,14 @@ void LineParser::BeginPass() {
   const bool agree = SystemDecimalSeparator(rules_) == decimal;
   scanner_.Prepare(agree ? decimal : '\0', rules_.GroupSeparator(),
                    HasColumns() ? store_.Separator[0] : LineScanner::kNoSeparator);
+  const std::int16_t channels = store_.ADCState.ChannelsCount;
+  columns_ = HasColumns() ? channels : std::min(channels, std::int16_t{1});
   if (store_.Busy) kadrs_.LookUp();
 }
 
-const char* LineParser::TakeLine(const char* line, const char* last_cr, std::int16_t& read) {
-  read = 0;
-  while (*line == ' ') ++line;
-  if (*line == '\r') return line;
-  const std::int16_t channels = store_.ADCState.ChannelsCount;
-  if (channels > 0) {
-    const auto scanned =
-        scanner_.Scan(line, last_cr, store_.ChannelValues.data(), HasColumns() ? channels : 1);
-    if (scanned.end) {
-      read = scanned.read;
-      if (store_.Busy) kadrs_.AddBufferKadr();
-      return scanned.end;
-    }
-  }
+const char* LineParser::TakeByFullRules(const char* line, const char* last_cr, std::int16_t& read) {
   const auto* cr = static_cast<const char*>(std::memchr(line, '\r', last_cr - line + 1));
-  read = ParseLine(Trim({line, static_cast<std::size_t>(cr - line)}));
+  read = ParseLine({line, static_cast<std::size_t>(cr - line)});
   return cr;
 }
 

@@ -37,9 +37,19 @@ class LineParser {
   /// nothing of the host runs on this thread; rules that the user changes meanwhile count from the next pass
   /// on.
   void BeginPass();
-  /// Reads the line that begins here and whose CR is at `last_cr` or in front of it. Gives its CR; `read`
-  /// becomes what ParseLine gives.
-  const char* TakeLine(const char* line, const char* last_cr, std::int16_t& read);
+  /// Reads the line that begins here and whose CR is at `last_cr` or in front of it; LineScanner::kReadAhead
+  /// bytes can be read behind that. Gives its CR; `read` becomes what ParseLine gives.
+  const char* TakeLine(const char* line, const char* last_cr, std::int16_t& read) {
+    read = 0;
+    while (*line == ' ') ++line;
+    if (*line == '\r') return line;
+    if (columns_ == 0) return TakeByFullRules(line, last_cr, read);
+    const auto scanned = scanner_.Scan(line, last_cr, store_.ChannelValues.data(), columns_);
+    if (!scanned.end) return TakeByFullRules(line, last_cr, read);
+    read = scanned.read;
+    if (store_.Busy) kadrs_.AddBufferKadr();
+    return scanned.end;
+  }
 
   /// Reads a line by the format into ChannelValues and, while Busy, stores a frame. Gives the fields in which
   /// a number was read. An empty line, and any line without channels to fill, gives 0 and does nothing.
@@ -47,6 +57,7 @@ class LineParser {
 
  private:
   std::int16_t CountColumns(std::string_view rest) const;
+  const char* TakeByFullRules(const char* line, const char* last_cr, std::int16_t& read);
   bool HasColumns() const { return !store_.Separator.empty() && store_.ColumnsCount >= 2; }
   std::int16_t ParseFields(std::string_view rest);
   bool ParseField(std::string_view text, float& value);
@@ -55,7 +66,8 @@ class LineParser {
   const NumberRules& rules_;
   KadrWriter kadrs_;
   LineScanner scanner_;
-  std::string field_;  // keeps its room from field to field
+  std::int16_t columns_ = 0;  // values that a line fills in this pass
+  std::string field_;         // keeps its room from field to field
 };
 
 }  // namespace halden
