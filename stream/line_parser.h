@@ -37,8 +37,8 @@ class LineParser {
   /// nothing of the host runs on this thread; rules that the user changes meanwhile count from the next pass
   /// on.
   void BeginPass();
-  /// Reads the line that begins here and whose CR is at `last_cr` or in front of it; LineScanner::kReadAhead
-  /// bytes can be read behind that. Gives its CR; `read` becomes what ParseLine gives.
+  /// Reads the line that begins here and whose CR is at `last_cr` or in front of it. Gives its CR; `read`
+  /// becomes what ParseLine gives.
   const char* TakeLine(const char* line, const char* last_cr, std::int16_t& read) {
     read = 0;
     while (*line == ' ') ++line;

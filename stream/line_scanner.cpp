@@ -18,7 +18,7 @@ void LineScanner::Prepare(char decimal, char group, char separator) {
 }
 
 /// Behind what stripping removes and a sign; where the field ends first, its end.
-const char* LineScanner::FindNumber(const char* at) const {
+const char* LineScanner::SkipLabel(const char* at) const {
   while (ClassOf(*at) == kOther) ++at;
   return ClassOf(*at) == kSign ? at + 1 : at;
 }

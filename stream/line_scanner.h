@@ -1,11 +1,11 @@
 #pragma once
 
-#include <algorithm>
 #include <array>
+#include <bit>
+#include <cstddef>
 #include <cstdint>
 #include <cstring>
-
-#include "stream/digits.h"
+#include <iterator>
 
 namespace halden {
 
@@ -19,8 +19,6 @@ namespace halden {
 class LineScanner {
  public:
   static constexpr char kNoSeparator = '\0';
-  /// Bytes that must be readable behind the last CR.
-  static constexpr std::int32_t kReadAhead = 8;
 
   /// Fixes the rules for the lines that follow. `separator` may be kNoSeparator: a line is one value.
   void Prepare(char decimal, char group, char separator);
@@ -36,11 +34,15 @@ class LineScanner {
   Result Scan(const char* line, const char* last_cr, float* values, std::int16_t channels) const;
 
  private:
+  static constexpr int kMostDigits = 15;  // so many make a number that a double holds exactly
+
   enum Class : std::uint8_t { kOther, kDigit, kSign, kMark, kNumberChar, kSeparator, kEnd };
 
   const char* ReadField(const char* at, float& value, std::int16_t& read) const;
-  const char* FindNumber(const char* at) const;
-  static bool Quotient(std::uint64_t digits, std::ptrdiff_t decimals, float& rounded);
+  const char* SkipLabel(const char* at) const;
+  static const char* ReadDigits(const char* at, std::uint64_t& number);
+  static bool Quotient(std::uint64_t digits, std::ptrdiff_t decimals, bool negative, float& value);
+  static unsigned DigitOf(char c) { return static_cast<unsigned char>(c) - static_cast<unsigned>('0'); }
 
   Class ClassOf(char c) const { return classes_[static_cast<unsigned char>(c)]; }
   bool EndsField(char c) const { return ClassOf(c) >= kSeparator; }
@@ -82,45 +84,54 @@ inline LineScanner::Result LineScanner::Scan(const char* line, const char* last_
 /// Gives the separator or CR behind the field; null if it is not ordinary. Stores only what the full rules
 /// store.
 inline const char* LineScanner::ReadField(const char* at, float& value, std::int16_t& read) const {
-  const char* number = at + (*at == '-');  // no branch: the processor can't foresee a sign
-  if (DigitOf(*number) > 9) {
-    number = FindNumber(at);
-    if (EndsField(*number)) {
+  const char* first = at + (*at == '-');  // no branch: the processor can't foresee a sign
+  if (DigitOf(*first) > 9) {
+    first = SkipLabel(at);
+    if (EndsField(*first)) {
       value = 0;
-      return number;
+      return first;
     }
-    if (DigitOf(*number) > 9) return nullptr;
+    if (DigitOf(*first) > 9) return nullptr;
   }
-  Digits digits = ReadDigits(number);
-  const char* behind = number + digits.count;
+  std::uint64_t number = 0;
+  const char* behind = ReadDigits(first, number);
+  std::ptrdiff_t digits = behind - first;
   std::ptrdiff_t decimals = 0;
   if (ClassOf(*behind) == kMark) {
-    const Digits fraction = ReadDigits(behind + 1);
-    decimals = fraction.count;
-    behind += 1 + decimals;
-    constexpr std::uint64_t kPowersOfTen[] = {1, 10, 100, 1000, 10000, 100000, 1000000, 10000000};
-    if (decimals == 0 || decimals >= std::ssize(kPowersOfTen)) return nullptr;
-    digits.number = digits.number * kPowersOfTen[decimals] + fraction.number;
+    const char* const fraction = behind + 1;
+    behind = ReadDigits(fraction, number);
+    decimals = behind - fraction;
+    if (decimals == 0) return nullptr;
+    digits += decimals;
   }
   while (ClassOf(*behind) == kOther) ++behind;
-  float magnitude;
-  if (!EndsField(*behind) || digits.count >= 8 || !Quotient(digits.number, decimals, magnitude))
+  const bool negative = first[-(first > at)] == '-';
+  if (!EndsField(*behind) || digits > kMostDigits || !Quotient(number, decimals, negative, value))
     return nullptr;
-  value = number > at && number[-1] == '-' ? -magnitude : magnitude;
   ++read;
   return behind;
 }
 
-/// digits / 10^decimals as the nearest float. Both are doubles without error, so the quotient is the nearest
-/// double, and rounding that once more goes wrong only where it lies halfway between two floats; then the
-/// answer is false.
-inline bool LineScanner::Quotient(std::uint64_t digits, std::ptrdiff_t decimals, float& rounded) {
-  constexpr double kPowersOfTen[] = {1e0, 1e1, 1e2, 1e3, 1e4, 1e5, 1e6, 1e7};
+inline const char* LineScanner::ReadDigits(const char* at, std::uint64_t& number) {
+  for (unsigned digit; (digit = DigitOf(*at)) <= 9; ++at) number = number * 10 + digit;
+  return at;
+}
+
+/// Stores digits / 10^decimals as the nearest float. Both are doubles without error, so the quotient is the
+/// nearest double, and rounding that once more goes wrong only where it lies halfway between two floats; then
+/// nothing is stored and the answer is false.
+inline bool LineScanner::Quotient(std::uint64_t digits, std::ptrdiff_t decimals, bool negative,
+                                  float& value) {
+  constexpr double kPowersOfTen[] = {1e0, 1e1, 1e2,  1e3,  1e4,  1e5,  1e6,  1e7,
+                                     1e8, 1e9, 1e10, 1e11, 1e12, 1e13, 1e14, 1e15};
+  static_assert(std::size(kPowersOfTen) > kMostDigits);
   constexpr std::uint64_t kBelowFloat = (1u << 29) - 1;
   constexpr std::uint64_t kHalfway = 1u << 28;
   const double quotient = static_cast<double>(static_cast<std::int64_t>(digits)) / kPowersOfTen[decimals];
-  rounded = static_cast<float>(quotient);
-  return (std::bit_cast<std::uint64_t>(quotient) & kBelowFloat) != kHalfway;
+  if ((std::bit_cast<std::uint64_t>(quotient) & kBelowFloat) == kHalfway) return false;
+  const auto magnitude = std::bit_cast<std::uint32_t>(static_cast<float>(quotient));
+  value = std::bit_cast<float>(magnitude | static_cast<std::uint32_t>(negative) << 31);
+  return true;
 }
 
 }  // namespace halden

@@ -20,7 +20,7 @@ constexpr std::int16_t kMostInt16 = std::numeric_limits<std::int16_t>::max();
 
 void ReceiveBuffer::Load() {
   RxCount = 0;
-  RxBuffer.assign(kSize + LineScanner::kReadAhead, 0);
+  RxBuffer.assign(kSize, 0);
   LastLine.reserve(kSize);  // a tick never has to allocate
 }
 
