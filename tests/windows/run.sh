@@ -4,7 +4,7 @@ set -euo pipefail
 here=$(cd "$(dirname "${BASH_SOURCE[0]}")" && pwd)
 source "$here/wine.sh"
 folder=$(cd "$1/tests/windows" && pwd)
-cp -u "$1/com/HT_TEXT.adc" "$folder"
+cp -u "$1/com/HT_TEXT.adc" "$1/halden-host.exe" "$folder"
 cd "$folder"
 
 wine_start "$folder/wine"
@@ -38,7 +38,20 @@ left_behind() {
   ! cmp -s before.reg registered.reg && cmp before.reg after.reg
 }
 
+example_host() {
+  on_windows 60 halden-host.exe record --frames 40 --csv - --quiet >frames.csv
+  diff <(sed -n '1p;$=' frames.csv) - <<<$'Column1,Column2,Column3\n41'
+}
+
+not_registered() {
+  local code=0
+  on_windows 30 halden-host.exe watch 2>host.log || code=$?
+  ((code == 1)) && grep -q "can't be loaded" host.log
+}
+
+step "a host on a machine without the driver" not_registered
 step "unregistration leaves nothing behind" left_behind
 step "registration" on_windows 60 regsvr32 /s "$component"
 step "a host that knows the virtual table" on_windows 120 component-tests.exe --gtest_brief=1
 step "a script host" script_host
+step "the example host" example_host
