@@ -1,11 +1,21 @@
 #!/usr/bin/env bash
-# run.sh BUILD: registers the component that was built there in a fresh Wine, uses it as hosts do, takes it out again.
+# run.sh BUILD 32|64: registers the component that was built there, so many bits wide, in a fresh Wine, uses it as hosts
+# do, and takes it out again.
 set -euo pipefail
 here=$(cd "$(dirname "${BASH_SOURCE[0]}")" && pwd)
 source "$here/wine.sh"
 folder=$(cd "$1/tests/windows" && pwd)
 cp -u "$1/com/HT_TEXT.adc" "$1/halden-host.exe" "$folder"
 cd "$folder"
+
+system='C:\windows\system32'
+if (($2 == 32)); then
+  system='C:\windows\syswow64'
+  if ! wine_for_32_bits "$1/wine32"; then
+    echo "-- this Wine runs no 32-bit programs: the component was built and its tables checked, but it was not run"
+    exit 0
+  fi
+fi
 
 wine_start "$folder/wine"
 trap wine_stop EXIT
@@ -18,22 +28,26 @@ step() {
   "$@" || { echo "failed: $*" >&2; exit 1; }
 }
 
+register() {
+  on_windows 60 "$system\\regsvr32.exe" /s "$@"
+}
+
 classes() {
   on_windows 30 reg export 'HKLM\Software\Classes' "$1" /y >/dev/null
 }
 
 script_host() {
   on_windows 40 press_ok.exe script_host.vbs 600 &
-  on_windows 40 cscript //nologo "$(winepath -w "$here/script_host.vbs")" | tee script.log
+  on_windows 40 "$system\\cscript.exe" //nologo "$(winepath -w "$here/script_host.vbs")" | tee script.log
   wait $!
   grep -q '^script: complete' script.log
 }
 
 left_behind() {
   classes before.reg
-  on_windows 60 regsvr32 /s "$component"
+  register "$component"
   classes registered.reg
-  on_windows 60 regsvr32 /u /s "$component"
+  register /u "$component"
   classes after.reg
   ! cmp -s before.reg registered.reg && cmp before.reg after.reg
 }
@@ -51,7 +65,7 @@ not_registered() {
 
 step "a host on a machine without the driver" not_registered
 step "unregistration leaves nothing behind" left_behind
-step "registration" on_windows 60 regsvr32 /s "$component"
+step "registration" register "$component"
 step "a host that knows the virtual table" on_windows 120 component-tests.exe --gtest_brief=1
 step "a script host" script_host
 step "the example host" example_host

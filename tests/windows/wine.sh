@@ -25,3 +25,18 @@ on_windows() {
   shift
   timeout -k 5 "$limit" wine "$@" </dev/null
 }
+
+# wine_for_32_bits DIRECTORY: true if 32-bit programs run, with the help of files that are put there. Where Debian's own
+# package for them doesn't go in beside what is installed, the libraries out of it are enough.
+wine_for_32_bits() {
+  [[ ! -e /usr/lib/wine/wine ]] || return 0
+  export WINEDLLPATH=$1/usr/lib/i386-linux-gnu/wine
+  [[ ! -e $WINEDLLPATH/i386-windows ]] || return 0
+  if ((EUID == 0)) && ! dpkg --print-foreign-architectures | grep -qx i386; then
+    dpkg --add-architecture i386 && apt-get update -qq >/dev/null
+  fi
+  local version
+  version=$(dpkg-query -W -f '${Version}' libwine) && mkdir -p "$1" || return 1
+  (cd "$1" && apt-get download -qq "libwine:i386=$version" && dpkg --fsys-tarfile libwine*.deb |
+    tar -x --wildcards '*/i386-windows/*' && rm libwine*.deb) >/dev/null 2>&1
+}
