@@ -215,7 +215,10 @@ TEST(TerminalToolkit, DrawsTheMonitorWindowAndItsLiveLine) {
   window.ShowInfo("Port: COM5\r\nFT232R  A1B2C3");
   std::string screen;
   machine.LookBefore(1, &screen);
-  machine.terminal.looks[0] = [&] { window.ShowValue("1\t2\x1b\xC0"); };
+  machine.terminal.looks[0] = [&] {
+    EXPECT_EQ(machine.toolkit.Screen().At(4, 11).style, (CellStyle{.fore = 0x00FF00, .back = 0}));
+    window.ShowValue("1\t2\x1b\xC0");
+  };
   machine.terminal.keys = {"x", kEnter};
   EXPECT_TRUE(window.ShowModal());
   EXPECT_EQ(Trimmed(screen), R"(┌─ Настройки Halden-Text (v3.2.2) ───────────────────────────────────────────┐
