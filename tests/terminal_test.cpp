@@ -110,7 +110,7 @@ TEST(KeyDecoder, TellsKeysFromSequences) {
   const Key escape{KeyCode::kEscape};
   const auto character = [](char32_t c, bool alt = false) { return Key{KeyCode::kCharacter, c, alt}; };
   const std::vector<Row> rows = {
-      {"a\xD0\xA7", {character(U'a'), character(U'Ч')}},
+      {"aЧ\u00A0€😀", {character(U'a'), character(U'Ч'), character(0xA0), character(U'€'), character(U'😀')}},
       {"\r\n\t\x7f\b\x01",
        {{KeyCode::kEnter},
         {KeyCode::kEnter},
@@ -257,7 +257,9 @@ TEST(TerminalToolkit, DrivesThePortDialogByKeys) {
       {"port", {kShiftTab, kDown, kDown, kDown, kEnter}, "2 3 12.5"},
       {"port by letter", {kShiftTab, "c", kEnter}, "2 3 12.5"},
       {"space on a button", {"\t", "\t", " "}, "0 3 12.5"},
-      {"arrows on buttons", {"\t", "\t", "\x1b[C", kEnter}, "cancelled"},
+      {"arrows on buttons", {"\t", "\t", "\x1b[C", "\x1b[D", " "}, "0 3 12.5"},
+      {"page up", {"\x1b[5~", kEnter}, "0 1 12.5"},
+      {"home", {"\x1b[H", kEnter}, "0 1 12.5"},
       {"letter on a button", {"\t", "\t", "r", "8", kEnter}, "0 3 8"},
       {"bad rate, message dismissed",
        {"\x1br", "x", kEnter, kEnter, "\x1b[H", "\x1b[3~", "4", kEnter},
