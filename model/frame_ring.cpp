@@ -4,8 +4,6 @@
 #include <cstdlib>
 #include <limits>
 
-#include "model/ranges.h"
-
 namespace halden {
 
 namespace {
@@ -94,15 +92,22 @@ std::int32_t CountKadrs(Store& store) {
   return store.InputState.InputCountKadrs;
 }
 
-void AddBufferKadr(Store& store) {
-  tInputState& state = store.InputState;
-  if (state.AllocChannels != state.InputCountChannels || CountKadrs(store) >= state.AllocKadrs) return;
+void KadrWriter::LookUp() {
+  positions_.resize(store_.InputState.InputCountChannels);
+  for (std::size_t i = 0; i < positions_.size(); ++i)
+    positions_[i] = ConversionOf(store_, ChannelAt(store_, static_cast<std::int32_t>(i)));
+}
+
+void KadrWriter::AddBufferKadr() {
+  tInputState& state = store_.InputState;
+  const auto width = static_cast<std::int32_t>(positions_.size());
+  if (state.AllocChannels != width || CountKadrs(store_) >= state.AllocKadrs) return;
   const std::int32_t slot = SlotBehind(state, state.WriteIndex);
   std::int16_t* code = Slot(state, slot);
-  for (std::int32_t i = 0; i < state.AllocChannels; ++i) code[i] = GetChannel(store, ChannelAt(store, i));
+  for (const Conversion& position : positions_) *code++ = position.CodeOf(store_.ChannelValues);
   state.WriteIndex = slot;
   state.BufferEmpty = false;
-  CountKadrs(store);
+  CountKadrs(store_);
 }
 
 void SetInputChannels(Store& store, const std::vector<std::int16_t>& ChTable) {

@@ -4,6 +4,7 @@
 #include <vector>
 
 #include "model/IADC3.h"
+#include "model/ranges.h"
 #include "model/store.h"
 
 namespace halden {
@@ -26,9 +27,22 @@ bool ResetBuffer(Store& store);
 /// Frames waiting; also stores them in InputCountKadrs.
 std::int32_t CountKadrs(Store& store);
 
-/// Stores one frame from the last parsed values. A full ring loses the new frame and keeps the old ones. Does
-/// nothing without storage, or with storage of another width than the channel table's.
-void AddBufferKadr(Store& store);
+/// Stores frames, and looks up what each position of them holds only once for many.
+class KadrWriter {
+ public:
+  explicit KadrWriter(Store& store) : store_(store) {}
+
+  /// To be called before the first AddBufferKadr, and again where the host may have changed the channel table
+  /// or a range since, or a detection the channels. Throws std::bad_alloc.
+  void LookUp();
+  /// Stores one frame from the last parsed values. A full ring loses the new frame and keeps the old ones.
+  /// Does nothing without storage, or with storage of another width than the channel table's.
+  void AddBufferKadr();
+
+ private:
+  Store& store_;
+  std::vector<Conversion> positions_;
+};
 
 /// Takes a new channel table and sizes the buffer; nothing while Busy. Frames that wait are dropped if the
 /// table differs from the one they were stored under. A table of more than 32767 entries is ignored.

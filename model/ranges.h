@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cmath>
 #include <cstdint>
 #include <vector>
 
@@ -18,7 +19,32 @@ void SetChannelsCount(Store& store, std::int16_t Count);
 
 /// (Value - Offset) * Scale as a code: rounded to the nearest, a tie to the even one, saturated; NaN is
 /// -32768.
-std::int16_t ScaleToCode(float Value, float Scale, float Offset);
+inline std::int16_t ScaleToCode(float Value, float Scale, float Offset) {
+  constexpr int kHighest = 32767;
+  constexpr int kLowest = -32768;
+  const double product = (static_cast<double>(Value) - Offset) * Scale;
+  if (product > kHighest) return kHighest;
+  // Far below the span a float could not hold the product; NaN fails the test too.
+  if (!(product > 2 * kLowest)) return kLowest;
+  const float rounded = static_cast<float>(product);
+  if (rounded < kLowest) return kLowest;
+  return static_cast<std::int16_t>(std::lrint(rounded));
+}
+
+/// How a channel's value becomes a code: by which scale and offset.
+struct Conversion {
+  std::int16_t channel = -1;  ///< -1: there is no such channel, and its code is 0
+  float scale = 0;
+  float offset = 0;
+
+  std::int16_t CodeOf(const std::vector<float>& values) const {
+    return channel < 0 ? std::int16_t{0} : ScaleToCode(values[channel], scale, offset);
+  }
+};
+
+/// The conversion of a channel under its range. Stands until a range is chosen or a detection counts the
+/// channels.
+Conversion ConversionOf(const Store& store, std::int16_t channel);
 
 /// The code of a channel's last parsed value under its range; 0 for a channel that doesn't exist.
 std::int16_t GetChannel(const Store& store, std::int16_t Index);

@@ -4,8 +4,10 @@
 #include <string>
 #include <string_view>
 
+#include "model/frame_ring.h"
 #include "model/store.h"
 #include "platform/number_rules.h"
+#include "stream/line_scanner.h"
 
 namespace halden {
 
@@ -23,7 +25,7 @@ class LineParser {
  public:
   /// `longest_line`: bytes of the longest line that parses without an allocation.
   LineParser(Store& store, const NumberRules& rules, std::size_t longest_line)
-      : store_(store), rules_(rules) {
+      : store_(store), rules_(rules), kadrs_(store) {
     field_.reserve(longest_line);
   }
 
@@ -31,17 +33,28 @@ class LineParser {
   /// gives 0 and changes nothing. May change `line`.
   std::int16_t DetectColumns(std::string& line);
 
+  /// Asks for the number rules and the layout of a frame, once for all lines until the next call. In between
+  /// nothing of the host runs on this thread; rules that the user changes meanwhile count from the next pass
+  /// on.
+  void BeginPass();
+  /// Reads the line that begins here and whose CR is at `last_cr` or in front of it. Gives its CR; `read`
+  /// becomes what ParseLine gives.
+  const char* TakeLine(const char* line, const char* last_cr, std::int16_t& read);
+
   /// Reads a line by the format into ChannelValues and, while Busy, stores a frame. Gives the fields in which
   /// a number was read. An empty line, and any line without channels to fill, gives 0 and does nothing.
-  std::int16_t ParseLine(const std::string& line);
+  std::int16_t ParseLine(std::string_view line);
 
  private:
   std::int16_t CountColumns(std::string_view rest) const;
+  bool HasColumns() const { return !store_.Separator.empty() && store_.ColumnsCount >= 2; }
   std::int16_t ParseFields(std::string_view rest);
   bool ParseField(std::string_view text, float& value);
 
   Store& store_;
   const NumberRules& rules_;
+  KadrWriter kadrs_;
+  LineScanner scanner_;
   std::string field_;  // keeps its room from field to field
 };
 

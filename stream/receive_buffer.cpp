@@ -61,15 +61,30 @@ bool ReceiveBuffer::AnalyzeBuffer(bool remove) {
 std::int16_t ReceiveBuffer::ParseBuffer() {
   std::int32_t p = -1;
   std::int32_t read_lines = 0;
-  for (std::int32_t c = FindCR(0); c > p; c = FindCR(p + 1)) {
-    LastLine.assign(Trim(GetLine(p + 1, c - p - 1)));
-    if (parser_.ParseLine(LastLine) != 0) ++read_lines;
+  const std::int32_t last = LastCR();
+  if (last >= 0) parser_.BeginPass();
+  std::int32_t begin = 0;
+  std::int32_t c = -1;
+  while (p < last) {
+    begin = p + 1;
+    std::int16_t read = 0;
+    const char* cr = parser_.TakeLine(RxBuffer.data() + begin, RxBuffer.data() + last, read);
+    c = static_cast<std::int32_t>(cr - RxBuffer.data());
+    if (read != 0) ++read_lines;
     rate_.CountLine();
     p = LineEnd(c);
   }
+  // Only the last line of a pass can be seen from outside.
+  if (last >= 0) LastLine.assign(Trim(GetLine(begin, c - begin)));
   // A lone CR in front of a part line (p is 0) stays where it is, and so counts as an empty line again.
   if (p > 0 || p >= RxCount - 1) KeepBehind(p);
   return static_cast<std::int16_t>(std::min<std::int32_t>(read_lines, kMostInt16));
+}
+
+std::int32_t ReceiveBuffer::LastCR() const {
+  std::int32_t at = RxCount - 1;
+  while (at >= 0 && RxBuffer[at] != kCR) --at;
+  return at;
 }
 
 std::int32_t ReceiveBuffer::FindCR(std::int32_t start) const {

@@ -41,6 +41,7 @@ class ReceiveBuffer {
 
  private:
   std::int32_t FindCR(std::int32_t start) const;
+  std::int32_t LastCR() const;
   std::string_view GetLine(std::int32_t start, std::int32_t length) const;
   std::int32_t LineEnd(std::int32_t cr) const;
   void KeepBehind(std::int32_t last);
