@@ -109,7 +109,7 @@ def port_dialog_in_russian(open_terminal):
 
 
 def presets_of_the_run_before(open_terminal):
-    first = (f'"$H" record --device {SILENT}=6 --answer port=0,channels=3,rate=12.5 --frames 3 --quiet '
+    first = (f'"$H" record --device sim:silent=6,com=5 --answer port=0,channels=3,rate=12.5 --frames 3 --quiet '
              '--registry "$D/two.reg"')
     second = f'"$H" watch --device sim:silent,com=9 --device {SILENT} --registry "$D/two.reg"'
     terminal = open_terminal(run(f"{first} && {second}"), "ru_RU.UTF-8")
