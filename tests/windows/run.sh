@@ -52,6 +52,16 @@ left_behind() {
   ! cmp -s before.reg registered.reg && cmp before.reg after.reg
 }
 
+backends() {
+  local language
+  for language in C ru_RU; do
+    rm -f $language.json
+    HALDEN_SIM="sim:com=8 sim:com=9,serial=SECOND" \
+      on_windows 60 backends-tests.exe --gtest_brief=1 --gtest_output=json:$language.json >backends.log || true
+    [[ -e $language.json ]] && python3 "$here/known_differences.py" $language.json || return 1
+  done
+}
+
 example_host() {
   on_windows 60 halden-host.exe record --frames 40 --csv - --quiet >frames.csv
   diff <(sed -n '1p;$=' frames.csv) - <<<$'Column1,Column2,Column3\n41'
@@ -68,4 +78,5 @@ step "unregistration leaves nothing behind" left_behind
 step "registration" register "$component"
 step "a host that knows the virtual table" on_windows 120 component-tests.exe --gtest_brief=1
 step "a script host" script_host
+step "the backends" backends
 step "the example host" example_host

@@ -2,7 +2,7 @@
 # Nothing is shown, nothing waits for a person, and every program has a time-out.
 
 wine_start() {
-  export WINEPREFIX=$1 WINEARCH=win64 WINEDEBUG=-all LC_ALL=${2:-C.UTF-8}
+  export WINEPREFIX=$1 WINEARCH=win64 WINEDEBUG=-all LC_ALL=C.UTF-8
   export WINEDLLOVERRIDES="mscoree,mshtml,winemenubuilder.exe="
   unset DISPLAY WAYLAND_DISPLAY
   rm -rf "$WINEPREFIX"
@@ -19,11 +19,11 @@ wine_stop() {
   rm -rf "$WINEPREFIX"
 }
 
-# on_windows SECONDS PROGRAM [ARGUMENT]...
+# on_windows SECONDS PROGRAM [ARGUMENT]...: in the locale that $language names, C where it names none.
 on_windows() {
   local limit=$1
   shift
-  timeout -k 5 "$limit" wine "$@" </dev/null
+  timeout -k 5 "$limit" env LC_ALL="${language:-C}.UTF-8" wine "$@" </dev/null
 }
 
 # wine_for_32_bits DIRECTORY: true if 32-bit programs run, with the help of files that are put there. Where Debian's own
