@@ -205,6 +205,15 @@ TEST_F(Component, ArraysOfAWrongShapeAreRefusedAndTheTableStays) {
   }
   EXPECT_EQ(TakeCodes(adc.Get<SAFEARRAY*>(kInputChannels)), (std::vector<short>{1, 1, 0}));
   EXPECT_EQ(adc.Get<short>(kInputCountChannels), 3);
+
+  SAFEARRAY* untyped = nullptr;
+  SafeArrayAllocDescriptor(1, &untyped);
+  untyped->cbElements = sizeof(short);
+  untyped->rgsabound[0] = {5, 0};
+  SafeArrayAllocData(untyped);
+  EXPECT_EQ(SetChannels(untyped), S_OK);
+  SafeArrayDestroy(untyped);
+  EXPECT_EQ(adc.Get<short>(kInputCountChannels), 5);
 }
 
 TEST_F(Component, IsUnloadedBehindItsLastObjectAndCanBeLoadedAgain) {
