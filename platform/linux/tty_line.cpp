@@ -90,7 +90,9 @@ bool TtyLine::SetFormat(std::uint8_t word_length, std::uint8_t stop_bits, std::u
 }
 
 void TtyLine::PutBack() {
-  if (found_) Set(*before_);
+  termios2 settings = *before_;
+  settings.c_lflag &= ~(ECHO | ECHONL);
+  if (found_) Set(settings);
 }
 
 bool TtyLine::Get(termios2* settings) const {
