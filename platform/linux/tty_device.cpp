@@ -28,15 +28,6 @@ bool ParseNumber(std::string_view text, std::uint32_t* number) {
   return parsed.ec == std::errc() && parsed.ptr == end;
 }
 
-/// One more than the number at the end of `name`; nothing without one, or where it is no COM number.
-std::optional<std::int32_t> ComNumberOf(const std::string& name) {
-  const std::size_t digits = name.find_last_not_of("0123456789") + 1;
-  std::uint32_t number = 0;
-  if (!ParseNumber(std::string_view(name).substr(digits), &number)) return std::nullopt;
-  if (number >= std::numeric_limits<std::int16_t>::max()) return std::nullopt;
-  return static_cast<std::int32_t>(number) + 1;
-}
-
 std::string Tail(const std::string& text, std::size_t size) {
   return text.size() <= size ? text : text.substr(text.size() - size);
 }
@@ -46,6 +37,14 @@ FT_STATUS StatusOf(bool done) {
 }
 
 }  // namespace
+
+std::optional<std::int32_t> ComNumberOf(const std::string& name) {
+  const std::size_t digits = name.find_last_not_of("0123456789") + 1;
+  std::uint32_t number = 0;
+  if (!ParseNumber(std::string_view(name).substr(digits), &number)) return std::nullopt;
+  if (number >= std::numeric_limits<std::int16_t>::max()) return std::nullopt;
+  return static_cast<std::int32_t>(number) + 1;
+}
 
 TtyPort TtyPort::At(const std::string& path) {
   constexpr std::uint32_t kUnknownChip = 3;

@@ -20,10 +20,12 @@ struct TtyPort {
   std::filesystem::path latency_timer;  ///< the kernel's file of milliseconds; need not be there
   std::filesystem::path root = "/";     ///< where the system's /proc lies
 
-  /// The tty behind `path`. Its COM number is one more than the number at the end of the name that links lead
-  /// to.
+  /// The tty behind `path`. Its COM number is that of the name that links lead to.
   static TtyPort At(const std::string& path);
 };
+
+/// One more than the number at the end of a tty's name; nothing without one, or where it is no COM number.
+std::optional<std::int32_t> ComNumberOf(const std::string& name);
 
 /// A serial device or pseudo-terminal of Linux.
 ///
@@ -62,6 +64,10 @@ class TtyDevice : public Device {
   bool GetPortLine(Dcb* line) override;
 
   std::string OpenFailure() const override { return open_failure_; }
+
+ protected:
+  /// Whether a default has been given or set here.
+  bool HasDefaultLine() const { return default_line_.has_value(); }
 
  private:
   /// Why it failed; empty if the port is open and held.
