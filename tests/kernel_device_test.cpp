@@ -5,6 +5,7 @@
 #include <map>
 
 #include "platform/machine.h"
+#include "tests/device_contract.h"
 #include "tests/pty.h"
 #include "tests/registry_backends.h"
 
@@ -101,6 +102,43 @@ TEST(KernelPorts, AreListedByTtyAndInterfaceWithWhatTheirAttributesSay) {
             "|ch341|0|OTHER|FT232 Serial\n"
             "|usbfs|9|TAKEN|FT232 Serial\n");
 }
+
+class KernelDevicesUnderTest : public DevicesUnderTest {
+ public:
+  KernelDevicesUnderTest() {
+    for (std::size_t i = 0; i < 2; ++i) {
+      const std::string usb = "1-" + std::to_string(i);
+      const std::string tty = "ttyUSB" + std::to_string(i);
+      system_.Plug(usb, Chip("0400", usb));
+      system_.AddInterface(usb, 0, tty);
+      system_.ServeTty(tty, ptys_[i]);
+    }
+    auto devices = kernel_.New();
+    for (const auto& device : devices) devices_.push_back(device.get());
+    library_.emplace(std::move(devices));
+  }
+
+  DeviceLibrary& library() override { return *library_; }
+  void Say(std::size_t index, const std::string& bytes) override {
+    std::uint32_t before = 0, now = 0;
+    devices_[index]->GetQueueStatus(&before);
+    ASSERT_TRUE(ptys_[index].Write(bytes));
+    while (now < before + bytes.size()) ASSERT_EQ(devices_[index]->GetQueueStatus(&now), FT_OK);
+  }
+
+ private:
+  MadeUpSystem system_;
+  ScratchDirectory files_;
+  Pty ptys_[2];
+  const FixedNumberRules rules_ = FixedNumberRules::C();
+  PortLines lines_{files_ / "ports.reg", rules_};
+  KernelDevices kernel_{system_.root(), std::nullopt, rules_, lines_};
+  std::vector<Device*> devices_;
+  std::optional<DeviceLibrary> library_;
+};
+
+INSTANTIATE_TEST_SUITE_P(OfTheKernel, DeviceContract,
+                         testing::Values([] { return std::make_unique<KernelDevicesUnderTest>(); }));
 
 /// A machine over the made-up system, and what its library lists: "COM number, failure" of each device.
 class KernelDeviceTest : public testing::Test {
