@@ -76,9 +76,10 @@ FT_STATUS TtyDevice::Open() {
 std::string TtyDevice::TryOpen() {
   const std::string resolved = Resolve(port_.path);
   auto file = std::make_unique<TtyFile>(resolved);
-  if (file->fd() < 0 || !file->Hold()) return TtyFailureText(errno, resolved, port_.root);
+  if (file->fd() < 0 || !file->Free()) return TtyFailureText(errno, resolved, port_.root);
+  // As soon as can be: until then what the device sends is echoed to it, if nobody has had the port before.
   auto line = std::make_unique<TtyLine>(file->fd());
-  if (!line->MakeRaw()) return TtyFailureText(errno, resolved, port_.root);
+  if (!line->MakeRaw() || !file->Hold()) return TtyFailureText(errno, resolved, port_.root);
   try {
     reader_ = std::make_unique<TtyReader>(file->fd());
   } catch (const std::system_error& error) {

@@ -30,23 +30,21 @@ TtyFile::TtyFile(const std::string& path) {
   errno = ENOTTY;
   if (!S_ISCHR(status.st_mode)) return;
   fd_ = open(path.c_str(), O_RDWR | O_NOCTTY | O_NONBLOCK | O_CLOEXEC);
-  if (fd_ >= 0 && !isatty(fd_)) {
-    Close();
-    errno = ENOTTY;
-  }
 }
 
 TtyFile::~TtyFile() {
   Close();
 }
 
-bool TtyFile::Hold() {
+bool TtyFile::Free() {
   if (flock(fd_, LOCK_EX | LOCK_NB) != 0) return false;
   int held = 0;
-  if (ioctl(fd_, TIOCGEXCL, &held) == 0 && held != 0) {
-    errno = EBUSY;
-    return false;
-  }
+  if (ioctl(fd_, TIOCGEXCL, &held) == 0 && held == 0) return true;
+  if (held != 0) errno = EBUSY;
+  return false;
+}
+
+bool TtyFile::Hold() {
   held_ = ioctl(fd_, TIOCEXCL) == 0;
   return held_;
 }

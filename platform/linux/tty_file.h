@@ -8,7 +8,8 @@ namespace halden {
 /// A tty that is opened, and closed and released with the object.
 class TtyFile {
  public:
-  /// Opens nothing that isn't a tty; then fd() is -1 and `errno` says why. Reads and writes don't block.
+  /// Opens no more than character devices; else fd() is -1 and `errno` says why. Reads and writes don't
+  /// block.
   explicit TtyFile(const std::string& path);
   ~TtyFile();
   TtyFile(const TtyFile&) = delete;
@@ -16,8 +17,10 @@ class TtyFile {
 
   int fd() const { return fd_; }
 
-  /// Keeps other programs away: those that ask by the lock, and those that would just open it. False, with
-  /// `errno`, if another holds it.
+  /// Whether it is a tty that nobody holds; then programs that ask by the lock are kept away. Else false,
+  /// with `errno`.
+  bool Free();
+  /// Keeps those away, too, that would just open it. False, with `errno`, if it can't be held.
   bool Hold();
 
  private:

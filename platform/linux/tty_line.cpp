@@ -51,8 +51,8 @@ bool TtyLine::Found(Dcb* line) const {
 }
 
 bool TtyLine::MakeRaw() {
-  termios2 settings;
-  if (!Get(&settings)) return false;
+  if (!found_) return false;
+  termios2 settings = *before_;
   settings.c_iflag = 0;
   settings.c_oflag = 0;
   settings.c_lflag = 0;
