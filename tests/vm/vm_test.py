@@ -157,11 +157,11 @@ def loses_nothing_at_200_kilobytes_a_second(guest):
         guest.start("fast", f"--frames {rate * 10}", "linux,baud=3000000", 40)
         guest.await_said("fast", "Recording")
         start = time.monotonic()
+        wait_until(lambda: guest.ended("fast"), "the end of a recording of 10 s", 40)
+        speed = rate * len(line_of(0, columns)) * 10 / (time.monotonic() - start)
         frames, _, _ = guest.recorded("fast", columns)
         expect(frames == rate * 10, f"{frames} frames")
-        seconds = time.monotonic() - start
-        size = len(line_of(0, columns))
-        print(f"    {frames * size / seconds / 1000:.0f} kB a second")
+        expect(speed > 200000, f"only {speed:.0f} bytes a second came")
         expect_only_listening(chip)
     finally:
         chip.unplug()
