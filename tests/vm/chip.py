@@ -30,14 +30,14 @@ class Chip:
     """Plugged in when made. Sends lines from `speak` on, or noise while the port has not the rate `speaks_at`; what it
     sends while nobody has the port open is lost, as with a real one.
 
-    After an opening it waits for a moment. On a port that nobody has set up since it was plugged in, the kernel echoes
-    what comes while it is still opening it, and no program can be faster.
+    After an opening it waits for `pause` seconds. On a port that nobody has set up since it was plugged in, the kernel
+    echoes what comes while it is still opening it, and no program can be faster.
     """
 
     def __init__(self, machine, serial, columns=2, speaks_at=None):
         self.machine, self.columns, self.speaks_at = machine, columns, speaks_at
         self.rate, self.next_line, self.written = 0, 0, b""
-        self.opened_at, self.baud = math.inf, 0
+        self.opened_at, self.pause, self.baud = math.inf, 0.1, 0
         self.pending = b""
         self.chance = random.Random(serial)
         before = len(machine.trace())
@@ -109,7 +109,7 @@ class Chip:
 
     def compose(self, lines):
         first, self.next_line = self.next_line, self.next_line + lines
-        if time.monotonic() < self.opened_at + 0.1:
+        if time.monotonic() < self.opened_at + self.pause:
             return b""
         if self.speaks_at and not near(self.baud, self.speaks_at):
             return bytes(self.chance.choice(b"\x80\xa5\xc0\xf8\xfe") for _ in range(lines * 16))
