@@ -8,9 +8,9 @@
 
 #include "platform/clock.h"
 #include "platform/devices/device.h"
-#include "platform/number_rules.h"
 #include "platform/linux/kernel_device.h"
 #include "platform/linux/port_lines.h"
+#include "platform/number_rules.h"
 
 namespace halden {
 

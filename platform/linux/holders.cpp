@@ -22,7 +22,7 @@ bool AnyEntry(const fs::path& directory, Look look) {
 
 bool IsProcess(const fs::path& directory) {
   const std::string name = directory.filename();
-  return name.find_first_not_of("0123456789") == name.npos && name != std::to_string(getpid());
+  return name.find_first_not_of("0123456789") == std::string::npos && name != std::to_string(getpid());
 }
 
 bool HasOpen(const fs::path& process, const fs::path& file) {

@@ -64,7 +64,7 @@ TtyDevice::TtyDevice(TtyPort port, std::optional<std::uint32_t> baud) : port_(st
 }
 
 TtyDevice::~TtyDevice() {
-  Close();
+  TtyDevice::Close();
 }
 
 FT_STATUS TtyDevice::Open() {

@@ -26,7 +26,7 @@ class SignalsBlocked {
   SignalsBlocked& operator=(const SignalsBlocked&) = delete;
 
  private:
-  sigset_t before_;
+  sigset_t before_{};
 };
 
 }  // namespace

@@ -34,8 +34,9 @@ class Chip:
     echoes what comes while it is still opening it, and no program can be faster.
     """
 
-    def __init__(self, machine, serial, columns=2, speaks_at=None):
-        self.machine, self.columns, self.speaks_at = machine, columns, speaks_at
+    def __init__(self, machine, serial, columns=2, speaks_at=None, sends_back=False):
+        self.machine, self.columns = machine, columns
+        self.speaks_at, self.sends_back = speaks_at, sends_back
         self.rate, self.next_line, self.written = 0, 0, b""
         self.opened_at, self.pause, self.baud = math.inf, 0.1, 0
         self.pending = b""
@@ -92,6 +93,7 @@ class Chip:
             self.feeder.join()
             self.line.close()
             self.trace.close()
+            wait_until(lambda: self.machine.run(f"test -e /dev/{self.tty}")[1] != 0, f"the end of {self.tty}")
 
     def feed(self):
         last = time.monotonic()
@@ -122,6 +124,9 @@ class Chip:
         except BlockingIOError:
             pass
         try:
-            self.written += self.line.recv(4096)
+            written = self.line.recv(4096)
+            self.written += written
+            if self.sends_back:
+                self.pending += written
         except BlockingIOError:
             pass

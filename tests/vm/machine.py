@@ -23,13 +23,14 @@ def unpack_kernel(packed, unpacked):
         file.write(lzma.LZMADecompressor().decompress(image[start:]))
 
 
-def make_initrd(folder, host, path):
+def make_initrd(folder, programs, path):
     root = os.path.join(folder, "root")
     shutil.rmtree(root, ignore_errors=True)
     os.makedirs(os.path.join(root, "bin"))
     shutil.copytree(os.path.join(folder, "modules"), os.path.join(root, "modules"))
     shutil.copy("/bin/busybox", os.path.join(root, "bin"))
-    subprocess.run(["strip", "-o", os.path.join(root, "bin/halden-host"), host], check=True)
+    for program in programs:
+        subprocess.run(["strip", "-o", os.path.join(root, "bin", os.path.basename(program)), program], check=True)
     shutil.copy(os.path.join(os.path.dirname(__file__), "init"), root)
     names = subprocess.run(["find", "."], cwd=root, capture_output=True, check=True).stdout
     with open(path, "wb") as file:
@@ -46,13 +47,13 @@ def wait_until(condition, what, seconds=20):
 
 
 class Machine:
-    def __init__(self, folder, host, chips):
-        """`chips` are the serial numbers of the chips that can be plugged in."""
+    def __init__(self, folder, programs, chips):
+        """`programs` are statically linked and go to its /bin; `chips` are the serial numbers of the chips that can be plugged in."""
         self.folder = folder
         kernel, initrd = os.path.join(folder, "vmlinux"), os.path.join(folder, "initrd")
         if not os.path.exists(kernel):
             unpack_kernel(os.path.join(folder, "vmlinuz"), kernel)
-        make_initrd(folder, host, initrd)
+        make_initrd(folder, programs, initrd)
         self.trace_path = os.path.join(folder, "trace")
         command = ["qemu-system-x86_64", "-accel", "tcg", "-m", "512", "-smp", "2", "-nodefaults", "-no-user-config",
                    "-display", "none", "-no-reboot", "-kernel", kernel, "-initrd", initrd,

@@ -1,7 +1,8 @@
 #!/usr/bin/env python3
 """Runs the example host in a virtual machine, on the kernel's FTDI driver and emulated chips.
 
-usage: vm_test.py FOLDER HALDEN_HOST    FOLDER is what ./fetch has filled, HALDEN_HOST is linked statically
+usage: vm_test.py FOLDER HALDEN_HOST HALDEN_KERNEL_TESTS [TEST]...
+FOLDER is what ./fetch has filled, and the programs are linked statically.
 """
 import sys
 import time
@@ -182,17 +183,31 @@ def sleeps_while_nothing_comes(guest):
         after = guest.run(switches)
         expect(before == after and before, f"woken up from {before} to {after}")
     finally:
+        guest.machine.run("killall halden-host")
         chip.unplug()
+
+
+def keeps_the_contract_of_devices(guest):
+    chips = [Chip(guest.machine, serial, sends_back=True) for serial in SERIALS]
+    try:
+        guest.run("mkdir -p /dev/shm; halden-kernel-tests --gtest_brief=1 --gtest_filter='OnARealKernel*'", 60)
+        calls = chips[0].calls()
+        for wanted in ["got control 0x4001, value 0x100", "got control 0x4001, value 0x200",
+                       "parity E, data bits 7, stop bits 2", "got control 0x4004, value 0x308"]:
+            expect(wanted in calls, f"{wanted!r} is missing in {calls}")
+    finally:
+        for chip in chips:
+            chip.unplug()
 
 
 TESTS = [finds_by_listening_and_records_every_line, skips_a_silent_device, raises_the_rate_when_it_hears_noise,
          one_goes_on_when_the_other_is_unplugged_and_comes_back, loses_nothing_at_200_kilobytes_a_second,
-         sleeps_while_nothing_comes]
+         sleeps_while_nothing_comes, keeps_the_contract_of_devices]
 
 
-def main(folder, host, *names):
+def main(folder, host, kernel_tests, *names):
     failed = 0
-    machine = Machine(folder, host, SERIALS)
+    machine = Machine(folder, [host, kernel_tests], SERIALS)
     try:
         for test in TESTS:
             if names and test.__name__ not in names:
