@@ -57,6 +57,9 @@ TEST(OnARealKernel, SetsWhatTheChipCanDoAndRefusesTheRest) {
   EXPECT_EQ(device.SetRts(false), FT_OK);
   EXPECT_EQ(device.SetLatencyTimer(7), FT_OK);
   EXPECT_EQ(FileText("/sys/class/tty/" + ports[0].tty + "/device/latency_timer"), "7\n");
+  ASSERT_EQ(seteuid(65534), 0);
+  EXPECT_EQ(device.SetLatencyTimer(7), FT_OK) << "without the right to write that file";
+  ASSERT_EQ(seteuid(0), 0);
 }
 
 }  // namespace

@@ -193,6 +193,7 @@ def keeps_the_contract_of_devices(guest):
         guest.run("mkdir -p /dev/shm; halden-kernel-tests --gtest_brief=1 --gtest_filter='OnARealKernel*'", 60)
         calls = chips[0].calls()
         for wanted in ["got control 0x4001, value 0x100", "got control 0x4001, value 0x200",
+                       "got control 0x4009, value 0x7", "got control 0x4009, value 0x1",
                        "parity E, data bits 7, stop bits 2", "got control 0x4004, value 0x308"]:
             expect(wanted in calls, f"{wanted!r} is missing in {calls}")
     finally:
