@@ -135,6 +135,29 @@ TEST_F(Component, ObjectsOfAnApartmentShareWhatAnotherOneDoesNotSee) {
   }).join();
 }
 
+/// What the host does from inside a call.
+IUnknown* last_reference = nullptr;
+bool loaded_inside = false;
+
+void CALLBACK ReleaseLast(HWND, UINT, UINT_PTR timer, DWORD) {
+  KillTimer(nullptr, timer);
+  std::exchange(last_reference, nullptr)->Release();
+  CoFreeUnusedLibrariesEx(0, 0);
+  loaded_inside = GetModuleHandleW(L"HT_TEXT.adc") != nullptr;
+}
+
+TEST_F(Component, ALastReleaseInsideACallTakesEffectBehindIt) {
+  object.Reset();
+  last_reference = adc.get();
+  SetTimer(nullptr, 0, 10, ReleaseLast);
+  adc.Get<VARIANT_BOOL>(kTest);
+  adc.Forget();
+  EXPECT_FALSE(last_reference);
+  EXPECT_TRUE(loaded_inside);
+  CoFreeUnusedLibrariesEx(0, 0);
+  EXPECT_FALSE(GetModuleHandleW(L"HT_TEXT.adc"));
+}
+
 TEST_F(Component, EveryNullPointerIsRefused) {
   struct Shape {
     std::vector<int> members;
