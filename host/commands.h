@@ -12,6 +12,9 @@ inline constexpr int kDone = 0;
 inline constexpr int kRefused = 1;
 inline constexpr int kWrongArguments = 2;
 
+/// Builds the machine and runs the command on it.
+int RunCommand(const Arguments& arguments, Progress& progress);
+
 /// Each runs one command to its end and gives the exit code.
 int RunDevices(Machine& machine, const Arguments& arguments, Progress& progress);
 int RunWatch(Machine& machine, const Arguments& arguments, Progress& progress);

@@ -8,6 +8,10 @@ Session::Session(Machine& machine)
     : machine_(machine), apartment_(machine.platform()), adc_(apartment_.CreateObject()) {}
 
 bool Session::Detect(Progress& progress) {
+  if (!adc_) {
+    progress.Fail("the driver could not be loaded");
+    return false;
+  }
   progress.Hint("Looking for a device ...");
   if (!adc_->Test()) {
     progress.Fail(WhyNotDetected());

@@ -16,6 +16,7 @@ class Session {
   /// `machine` must outlive the session.
   explicit Session(Machine& machine);
 
+  /// Only after a Detect that gave true.
   IADC3& Adc() { return *adc_; }
   /// Lets the driver's ticks come; to be called between polls, at least every 50 ms.
   void Serve() { apartment_.ServeMessages(); }

@@ -1,8 +1,6 @@
 #include "model/ranges.h"
 
 #include <algorithm>
-#include <cmath>
-#include <limits>
 #include <string>
 
 namespace halden {
@@ -63,26 +61,17 @@ void SetChannelsCount(Store& store, std::int16_t Count) {
   store.ChannelValues.swap(values);
 }
 
-std::int16_t ScaleToCode(float Value, float Scale, float Offset) {
-  constexpr int kHighest = std::numeric_limits<std::int16_t>::max();
-  constexpr int kLowest = std::numeric_limits<std::int16_t>::min();
-  const double product = (static_cast<double>(Value) - Offset) * Scale;
-  if (product > kHighest) return kHighest;
-  // Far below the span a float could not hold the product; NaN fails the test too.
-  if (!(product > 2 * kLowest)) return kLowest;
-  const float rounded = static_cast<float>(product);
-  if (rounded < kLowest) return kLowest;
-  return static_cast<std::int16_t>(std::lrint(rounded));
+Conversion ConversionOf(const Store& store, std::int16_t channel) {
+  const std::int16_t row = RowOfChannel(store, channel);
+  if (row < 0 || row >= kRows) return {};
+  const float scale = store.ADCState.UnitScale[row];
+  if (row < kDecimalRows) return {channel, scale, 0};
+  if (row < kSignedRowsEnd) return {channel, 1, 0};
+  return {channel, 1, (scale + 1) / 2};
 }
 
 std::int16_t GetChannel(const Store& store, std::int16_t Index) {
-  const std::int16_t row = RowOfChannel(store, Index);
-  if (row < 0 || row >= kRows) return 0;
-  const float value = store.ChannelValues[Index];
-  const float scale = store.ADCState.UnitScale[row];
-  if (row < kDecimalRows) return ScaleToCode(value, scale, 0);
-  if (row < kSignedRowsEnd) return ScaleToCode(value, 1, 0);
-  return ScaleToCode(value, 1, (scale + 1) / 2);
+  return ConversionOf(store, Index).CodeOf(store.ChannelValues.data());
 }
 
 std::int16_t ChannelAt(const Store& store, std::int32_t position) {

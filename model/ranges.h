@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cmath>
 #include <cstdint>
 #include <vector>
 
@@ -16,9 +17,38 @@ void InitRanges(Store& store, const NumberRules& rules);
 /// driver undetected and leaves the tables. Throws std::bad_alloc with the store as it was.
 void SetChannelsCount(Store& store, std::int16_t Count);
 
-/// (Value - Offset) * Scale as a code: rounded to the nearest, a tie to the even one, saturated; NaN is
-/// -32768.
-std::int16_t ScaleToCode(float Value, float Scale, float Offset);
+/// A product of value and scale as a code: rounded to the nearest, a tie to the even one, saturated; NaN is
+/// -32768. Saturated as a float and without a branch, which comes to the same as testing the product: what
+/// lies above 32767 is no less as a float, and what rounds to 32767 is that code anyway. A product beyond
+/// every float is an infinity.
+inline std::int16_t RoundToCode(double product) {
+  constexpr float kHighest = 32767;
+  constexpr float kLowest = -32768;
+  float rounded = static_cast<float>(product);
+  rounded = rounded > kLowest ? rounded : kLowest;  // NaN too
+  rounded = rounded < kHighest ? rounded : kHighest;
+  return static_cast<std::int16_t>(std::lrint(rounded));
+}
+
+/// (Value - Offset) * Scale as a code, without rounding between the two steps.
+inline std::int16_t ScaleToCode(float Value, float Scale, float Offset) {
+  return RoundToCode((static_cast<double>(Value) - Offset) * Scale);
+}
+
+/// How a channel's value becomes a code: ScaleToCode by these, which are floats' values.
+struct Conversion {
+  std::int16_t channel = -1;  ///< -1: there is no such channel, and its code is 0
+  double scale = 0;
+  double offset = 0;
+
+  std::int16_t CodeOf(const float* values) const {
+    return channel < 0 ? std::int16_t{0} : RoundToCode((values[channel] - offset) * scale);
+  }
+};
+
+/// The conversion of a channel under its range. Stands until a range is chosen or a detection counts the
+/// channels.
+Conversion ConversionOf(const Store& store, std::int16_t channel);
 
 /// The code of a channel's last parsed value under its range; 0 for a channel that doesn't exist.
 std::int16_t GetChannel(const Store& store, std::int16_t Index);

@@ -1,9 +1,9 @@
 #include "stream/line_parser.h"
 
 #include <algorithm>
+#include <cstring>
 #include <limits>
 
-#include "model/frame_ring.h"
 #include "stream/number_text.h"
 
 namespace halden {
@@ -86,15 +86,35 @@ std::int16_t LineParser::CountColumns(std::string_view rest) const {
   return static_cast<std::int16_t>(std::min(columns, kMost));
 }
 
-std::int16_t LineParser::ParseLine(const std::string& line) {
+void LineParser::BeginPass() {
+  const char decimal = rules_.DecimalSeparator();
+  // Where the two do not agree, no mark has one reading and every line with one is handed over.
+  const bool agree = SystemDecimalSeparator(rules_) == decimal;
+  scanner_.Prepare(agree ? decimal : '\0', rules_.GroupSeparator(),
+                   HasColumns() ? store_.Separator[0] : LineScanner::kNoSeparator);
+  const std::int16_t channels = store_.ADCState.ChannelsCount;
+  columns_ = HasColumns() ? channels : std::min<std::int32_t>(channels, 1);
+  if (store_.Busy) kadrs_.Begin();
+}
+
+LineScanner::Result LineParser::TakeByFullRules(const char* line, const char* last_cr) {
+  const auto* cr = static_cast<const char*>(std::memchr(line, '\r', last_cr - line + 1));
+  return {cr, ReadLine({line, static_cast<std::size_t>(cr - line)})};
+}
+
+std::int16_t LineParser::ParseLine(std::string_view line) {
+  if (store_.Busy) kadrs_.Begin();
+  const std::int16_t read = ReadLine(line);
+  kadrs_.End();
+  return read;
+}
+
+std::int16_t LineParser::ReadLine(std::string_view line) {
   if (line.empty() || store_.ADCState.ChannelsCount < 1) return 0;
-  std::int16_t read = 0;
   const std::string_view rest = Trim(line);
-  if (store_.Separator.empty() || store_.ColumnsCount < 2)
-    read = ParseField(rest, store_.ChannelValues[0]);
-  else
-    read = ParseFields(rest);
-  if (store_.Busy) AddBufferKadr(store_);
+  const std::int16_t read =
+      HasColumns() ? ParseFields(rest) : static_cast<std::int16_t>(ParseField(rest, store_.ChannelValues[0]));
+  if (store_.Busy) kadrs_.AddBufferKadr();
   return read;
 }
 

@@ -4,8 +4,10 @@
 #include <string>
 #include <string_view>
 
+#include "model/frame_ring.h"
 #include "model/store.h"
 #include "platform/number_rules.h"
+#include "stream/line_scanner.h"
 
 namespace halden {
 
@@ -23,7 +25,7 @@ class LineParser {
  public:
   /// `longest_line`: bytes of the longest line that parses without an allocation.
   LineParser(Store& store, const NumberRules& rules, std::size_t longest_line)
-      : store_(store), rules_(rules) {
+      : store_(store), rules_(rules), kadrs_(store) {
     field_.reserve(longest_line);
   }
 
@@ -31,18 +33,42 @@ class LineParser {
   /// gives 0 and changes nothing. May change `line`.
   std::int16_t DetectColumns(std::string& line);
 
+  /// Asks for the number rules and the layout of a frame, once for all lines until EndPass. In between
+  /// nothing of the host runs on this thread; rules that the user changes meanwhile count from the next pass
+  /// on.
+  void BeginPass();
+  /// Shows the host the frames of the pass.
+  void EndPass() { kadrs_.End(); }
+  /// Reads the line that begins here and whose CR is at `last_cr` or in front of it. Gives its CR and what
+  /// ParseLine gives.
+  [[gnu::always_inline]] LineScanner::Result TakeLine(const char* line, const char* last_cr) {
+    while (*line == ' ') ++line;
+    if (*line == '\r') return {line, 0};
+    if (columns_ == 0) return TakeByFullRules(line, last_cr);
+    const auto scanned = scanner_.Scan(line, last_cr, store_.ChannelValues.data(), columns_);
+    if (!scanned.end) return TakeByFullRules(line, last_cr);
+    if (store_.Busy) kadrs_.AddBufferKadr();
+    return scanned;
+  }
+
   /// Reads a line by the format into ChannelValues and, while Busy, stores a frame. Gives the fields in which
   /// a number was read. An empty line, and any line without channels to fill, gives 0 and does nothing.
-  std::int16_t ParseLine(const std::string& line);
+  std::int16_t ParseLine(std::string_view line);
 
  private:
   std::int16_t CountColumns(std::string_view rest) const;
+  std::int16_t ReadLine(std::string_view line);
+  LineScanner::Result TakeByFullRules(const char* line, const char* last_cr);
+  bool HasColumns() const { return !store_.Separator.empty() && store_.ColumnsCount >= 2; }
   std::int16_t ParseFields(std::string_view rest);
   bool ParseField(std::string_view text, float& value);
 
   Store& store_;
   const NumberRules& rules_;
-  std::string field_;  // keeps its room from field to field
+  KadrWriter kadrs_;
+  LineScanner scanner_;
+  std::int32_t columns_ = 0;  // values that a line fills in this pass
+  std::string field_;         // keeps its room from field to field
 };
 
 }  // namespace halden

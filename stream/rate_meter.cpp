@@ -6,7 +6,6 @@ namespace halden {
 
 namespace {
 
-constexpr std::int32_t kLinesPerEstimate = 100;
 constexpr float kSlowest = 0.01f;
 
 }  // namespace
@@ -15,12 +14,6 @@ void RateMeter::Start() {
   AutoRate = true;
   RateTick = 0;
   RateLines = 0;
-}
-
-void RateMeter::CountLine() {
-  if (!AutoRate) return;
-  if (RateLines % kLinesPerEstimate == 0) UpdateRate();
-  ++RateLines;
 }
 
 void RateMeter::UpdateRate() {

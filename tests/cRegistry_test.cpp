@@ -131,7 +131,18 @@ TEST_F(Registry, TakesWhatFitsAndDefaultsOtherwise) {
   EXPECT_EQ(text, "");
   EXPECT_EQ(registry.StringValue("multi"), "one");
 
+  std::uint8_t byte = 0;
+  bool yes = false;
+  float single = 0;
+  EXPECT_FALSE(registry.GetByte("missing", byte, 3));
+  EXPECT_FALSE(registry.GetBoolean("missing", yes, true));
+  EXPECT_FALSE(registry.GetSingle("missing", single, 0.5f));
+  EXPECT_TRUE(byte == 3 && yes && single == 0.5f);
+  EXPECT_TRUE(registry.GetByte("high", byte, 3) && registry.GetBoolean("high", yes, false) &&
+              registry.GetSingle("high", single, 0));
   double real = 1;
+  registry.DoubleValue("real", 8);
+  EXPECT_TRUE(registry.GetDouble("real", real, 1));
   EXPECT_FALSE(registry.GetDouble("four", real, 2.5));
   EXPECT_EQ(real, 2.5);
   EXPECT_EQ(registry.ErrorCode(), 0);

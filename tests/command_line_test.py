@@ -60,7 +60,8 @@ class CommandLine(unittest.TestCase):
     def start(self, *arguments, **options):
         streams = {"stdout": subprocess.PIPE, "stderr": subprocess.PIPE, "stdin": subprocess.DEVNULL}
         command = [HOST, *arguments] + (["--registry", self.path("registry")] if arguments else [])
-        process = subprocess.Popen(command, text=True, **{**streams, **options})
+        # In a session of its own there is no terminal on which the port dialog would wait for a key.
+        process = subprocess.Popen(command, text=True, start_new_session=True, **{**streams, **options})
         self.addCleanup(process.__exit__, None, None, None)
         self.addCleanup(process.kill)
         return process

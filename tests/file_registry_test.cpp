@@ -77,6 +77,18 @@ TEST_F(FileRegistryTest, ReadsWhatAPersonHasWrittenAndKeepsWhatItCanNotTell) {
   EXPECT_EQ(GetRaw(registry, "A", ""), "error 2");
 }
 
+TEST_F(FileRegistryTest, GivesAnotherReaderEveryByte) {
+  FileRegistry other(path, rules);
+  std::string every_byte;
+  for (int i = 0; i < 256; ++i) every_byte += static_cast<char>(i);
+  for (const std::uint32_t type : {0u, 1u, 2u, 3u, 4u, 5u, 7u, 11u, 0xFFFF0001u})
+    for (const std::string& data : {""s, "a\\\"]b;"s, "text\0"s, " \r\n"s, "1234"s, every_byte})
+      for (const std::string& name : {""s, "z\\\"]=@\r\n\x7F\x98 "s}) {
+        ASSERT_EQ(SetRaw(registry, "K]\x98 \xDF", name, type, data), 0);
+        ASSERT_EQ(GetRaw(other, "k]\x98 \xFF", name), std::to_string(type) + ":" + data);
+      }
+}
+
 TEST_F(FileRegistryTest, KeepsAFileThatItCanNotRead) {
   const std::string head = "REGEDIT4\n[HKEY_CURRENT_USER\\A]\n";
   const std::string bad[] = {"[HKEY_CURRENT_USER\\A]\n",
@@ -88,6 +100,7 @@ TEST_F(FileRegistryTest, KeepsAFileThatItCanNotRead) {
                              head + "\"v\"\n",
                              head + "\"v=\"x\"\n",
                              head + "\"v\"=\"C:\\Temp\"\n",
+                             head + "\"v\"=\"C:\\xray\"\n",
                              head + "\"v\"=\"x\n",
                              head + "\"v\"=\"x\"y\n",
                              head + "\"v\"=dword:123456789\n",

@@ -3,7 +3,6 @@
 #include <gtest/gtest.h>
 #include <numeric>
 
-#include "model/ranges.h"
 #include "platform/fixed_number_rules.h"
 
 namespace halden {
@@ -27,7 +26,9 @@ struct FrameRing : testing::Test {
     for (int i = 0; i < frames; ++i, ++next) {
       for (int channel = 0; channel < 4; ++channel)
         store.ChannelValues[channel] = static_cast<float>(next % 3000 * 10 + channel);
-      AddBufferKadr(store);
+      writer.Begin();
+      writer.AddBufferKadr();
+      writer.End();
     }
   }
 
@@ -48,6 +49,7 @@ struct FrameRing : testing::Test {
   }
 
   Store store;
+  KadrWriter writer{store};
   tInputState& state = store.InputState;
   int next = 0;
   std::vector<std::int16_t> data;

@@ -60,6 +60,7 @@ TEST_F(RegistryExport, WritesEveryTypeToTheByte) {
   EXPECT_EQ(registry.ExportKey(HKEY_CURRENT_USER, "K", true), key + below);
   EXPECT_EQ(registry.ExportKey(HKEY_CURRENT_USER, "", true), "\r\n[HKEY_CURRENT_USER]\r\n" + key + below);
   EXPECT_EQ(registry.ExportKey(HKEY_DYN_DATA, "", true), "\r\n[HKEY_DYN_DATA]\r\n");
+  EXPECT_EQ(registry.ErrorCode(), 0);
   EXPECT_EQ(registry.ExportKey(HKEY_CURRENT_USER, "missing", true), "");
   EXPECT_EQ(registry.ErrorCode(), ERROR_FILE_NOT_FOUND);
   memory.SetRights(HKEY_CURRENT_USER, "K\\A", KEY_QUERY_VALUE);
@@ -102,6 +103,7 @@ TEST_F(RegistryExport, ReadsAValueOfAnyType) {
     AnyValue value = "unchanged";
     EXPECT_EQ(registry.ReadAnyValue(HKEY_CURRENT_USER, "K", c.name, value), c.type) << c.name;
     EXPECT_EQ(value, c.value) << c.name;
+    EXPECT_EQ(registry.ErrorCode(), 0) << c.name;
   }
 }
 

@@ -1,0 +1,20 @@
+// Takes each read of the first stream a few times; `bare` as argument makes the streams alone, so that the
+// difference of two instruction counts is what the ticks cost. Prints the bytes and lines that went through.
+
+#include <cstdio>
+#include <cstring>
+
+#include "bench/streams.h"
+#include "bench/tick.h"
+
+int main(int argc, char** argv) {
+  using namespace halden::bench;
+  constexpr int kRounds = 4;
+  const bool bare = argc > 1 && std::strcmp(argv[1], "bare") == 0;
+  const auto rules = halden::FixedNumberRules::Point();
+  const Stream stream = MakeStreams('.')[0];
+  Tick tick(rules, stream.separator, stream.columns);
+  for (int round = 0; round < kRounds && !bare; ++round)
+    for (const std::string& read : stream.reads) tick.Take(read);
+  std::printf("%.0f bytes, %.0f lines\n", kRounds * stream.bytes, kRounds * stream.lines);
+}
