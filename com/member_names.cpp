@@ -1,0 +1,217 @@
+#include "com/member_names.h"
+
+#include <algorithm>
+#include <iterator>
+#include <tuple>
+#include <utility>
+
+#include "com/argument.h"
+#include "com/halden_text_object.h"
+
+namespace halden::com {
+namespace {
+
+/// Of our own, far from those that type libraries use.
+constexpr DISPID kFirstOwnId = 0x48540001;
+
+/// A call, with its arguments in the member's order; the host gives them backwards.
+struct ByName {
+  HaldenTextObject& object;
+  DISPPARAMS& arguments;
+  VARIANT& result;
+  UINT bad_argument = 0;
+
+  VARIANT& At(std::size_t place) const { return arguments.rgvarg[arguments.cArgs - 1 - place]; }
+  /// Keeps the first failure and where it stands in the host's order.
+  void Note(std::size_t place, HRESULT outcome, HRESULT* first) {
+    if (FAILED(*first) || SUCCEEDED(outcome)) return;
+    *first = outcome;
+    bad_argument = static_cast<UINT>(arguments.cArgs - 1 - place);
+  }
+};
+
+template <auto member, bool gives>
+struct Caller;
+
+/// A call of `member`, whose last parameter is its result if it gives one.
+template <class... T, HRESULT (STDMETHODCALLTYPE HaldenTextObject::*member)(T*...), bool gives>
+struct Caller<member, gives> {
+  static HRESULT Call(ByName& call) { return Call(call, std::make_index_sequence<sizeof...(T) - gives>()); }
+
+ private:
+  template <std::size_t... place>
+  static HRESULT Call(ByName& call, std::index_sequence<place...>) {
+    if (call.arguments.cArgs != sizeof...(place)) return DISP_E_BADPARAMCOUNT;
+    std::tuple<Argument<std::tuple_element_t<place, std::tuple<T...>>>...> arguments(call.At(place)...);
+    HRESULT converted = S_OK;
+    (call.Note(place, std::get<place>(arguments).Result(), &converted), ...);
+    if (FAILED(converted)) return converted;
+    if constexpr (gives) {
+      using Result = std::tuple_element_t<sizeof...(T) - 1, std::tuple<T...>>;
+      auto* const result = reinterpret_cast<Result*>(&call.result.byref);
+      return (call.object.*member)(std::get<place>(arguments).Pointer()..., result);
+    } else {
+      return (call.object.*member)(std::get<place>(arguments).Pointer()...);
+    }
+  }
+};
+
+/// All three are the host's own variables or nothing: a converted copy of the first would have room for one
+/// code, and what is written to one of the others would be lost.
+HRESULT CallGetData(ByName& call) {
+  constexpr VARTYPE kTypes[] = {VT_BYREF | VT_I2, VT_BYREF | VT_I4, VT_BYREF | VT_I4};
+  if (call.arguments.cArgs != std::size(kTypes)) return DISP_E_BADPARAMCOUNT;
+  HRESULT fits = S_OK;
+  for (std::size_t i = 0; i < std::size(kTypes); ++i)
+    call.Note(i, call.At(i).vt == kTypes[i] ? S_OK : DISP_E_TYPEMISMATCH, &fits);
+  if (FAILED(fits)) return fits;
+  return Caller<&HaldenTextObject::GetData, true>::Call(call);
+}
+
+struct Row {
+  const wchar_t* name;
+  WORD kind;
+  VARTYPE result;
+  HRESULT (*call)(ByName& call);
+};
+
+template <auto member>
+constexpr Row Get(const wchar_t* name, VARTYPE result) {
+  return {name, DISPATCH_PROPERTYGET, result, Caller<member, true>::Call};
+}
+
+template <auto member>
+constexpr Row Put(const wchar_t* name) {
+  return {name, DISPATCH_PROPERTYPUT | DISPATCH_PROPERTYPUTREF, VT_EMPTY, Caller<member, false>::Call};
+}
+
+template <auto member>
+constexpr Row Function(const wchar_t* name, VARTYPE result) {
+  return {name, DISPATCH_METHOD, result, Caller<member, true>::Call};
+}
+
+using Object = HaldenTextObject;
+constexpr VARTYPE kCodes = VT_ARRAY | VT_I2;
+
+constexpr Row kMembers[] = {
+    Function<&Object::GetADC3>(L"GetADC3", VT_UNKNOWN),
+    Get<&Object::get_ADCName>(L"ADCName", VT_BSTR),
+    Get<&Object::get_Resolution>(L"Resolution", VT_UI1),
+    Get<&Object::get_ChannelsCount>(L"ChannelsCount", VT_I2),
+    Get<&Object::get_RateMax>(L"RateMax", VT_R4),
+    Get<&Object::get_Ranges>(L"Ranges", VT_ARRAY | VT_BSTR),
+    Get<&Object::get_Detected>(L"Detected", VT_BOOL),
+    Function<&Object::Test>(L"Test", VT_BOOL),
+    Get<&Object::get_BasePort>(L"BasePort", VT_I2),
+    Get<&Object::get_Busy>(L"Busy", VT_BOOL),
+    Get<&Object::get_ChannelName>(L"ChannelName", VT_BSTR),
+    Get<&Object::get_ChannelRange>(L"ChannelRange", VT_I2),
+    Put<&Object::put_ChannelRange>(L"ChannelRange"),
+    Get<&Object::get_ChannelUnitScale>(L"ChannelUnitScale", VT_R4),
+    Get<&Object::get_ChannelUnitOffset>(L"ChannelUnitOffset", VT_R4),
+    Get<&Object::get_ChannelUnitName>(L"ChannelUnitName", VT_BSTR),
+    Get<&Object::get_Rate>(L"Rate", VT_R4),
+    Put<&Object::put_Rate>(L"Rate"),
+    Put<&Object::put_InputSizeData>(L"InputSizeData"),
+    Get<&Object::get_InputSizeData>(L"InputSizeData", VT_I4),
+    Get<&Object::get_InputCountData>(L"InputCountData", VT_I4),
+    Get<&Object::get_InputSizeKadrs>(L"InputSizeKadrs", VT_I4),
+    Get<&Object::get_InputCountKadrs>(L"InputCountKadrs", VT_I4),
+    Get<&Object::get_InputCountChannels>(L"InputCountChannels", VT_I2),
+    Get<&Object::get_InputChannels>(L"InputChannels", kCodes),
+    Put<&Object::put_InputChannels>(L"InputChannels"),
+    Function<&Object::GetChannel>(L"GetChannel", VT_I2),
+    Function<&Object::GetKadr>(L"GetKadr", kCodes),
+    Function<&Object::StartRecord>(L"StartRecord", VT_BOOL),
+    {L"StopRecord", DISPATCH_METHOD, VT_EMPTY, Caller<&Object::StopRecord, false>::Call},
+    Get<&Object::get_InputData>(L"InputData", kCodes),
+    {L"GetData", DISPATCH_METHOD, VT_I4, CallGetData},
+    Get<&Object::get_LastError>(L"LastError", VT_BSTR),
+    Function<&Object::ShowSetting>(L"ShowSetting", VT_BOOL),
+    Get<&Object::get_Parent>(L"Parent", VT_DISPATCH),
+};
+constexpr std::size_t kRowCount = std::size(kMembers);
+
+bool SameName(const wchar_t* a, const wchar_t* b) {
+  return CompareStringOrdinal(a, -1, b, -1, TRUE) == CSTR_EQUAL;
+}
+
+std::size_t FirstRowOf(const wchar_t* name) {
+  std::size_t row = 0;
+  while (row < kRowCount && !SameName(kMembers[row].name, name)) ++row;
+  return row;
+}
+
+ITypeInfo* LoadContract() {
+  ITypeLib* library = nullptr;
+  ITypeInfo* info = nullptr;
+  if (FAILED(LoadRegTypeLib(kADC3LibraryId, 1, 0, LOCALE_NEUTRAL, &library))) return nullptr;
+  library->GetTypeInfoOfGuid(kADC3Id, &info);
+  library->Release();
+  return info;
+}
+
+/// Only the value that a property is to get bears a name.
+bool NamesFit(const DISPPARAMS& arguments, WORD kind) {
+  if (arguments.cNamedArgs == 0) return true;
+  return (kind & DISPATCH_PROPERTYPUT) != 0 && arguments.cNamedArgs == 1 &&
+         arguments.rgdispidNamedArgs[0] == DISPID_PROPERTYPUT;
+}
+
+}  // namespace
+
+MemberNames::~MemberNames() {
+  if (type_info_) type_info_->Release();
+}
+
+ITypeInfo* MemberNames::TypeInfo() {
+  Ids();
+  return type_info_;
+}
+
+const std::array<DISPID, MemberNames::kRows>& MemberNames::Ids() {
+  static_assert(kRows == kRowCount);
+  if (ids_) return *ids_;
+  type_info_ = LoadContract();
+  ids_.emplace();
+  for (std::size_t row = 0; row < kRowCount; ++row) {
+    auto* name = const_cast<LPOLESTR>(kMembers[row].name);
+    MEMBERID id = 0;
+    const bool known = type_info_ && SUCCEEDED(type_info_->GetIDsOfNames(&name, 1, &id));
+    (*ids_)[row] = known ? id : kFirstOwnId + static_cast<DISPID>(FirstRowOf(name));
+  }
+  return *ids_;
+}
+
+HRESULT MemberNames::GetIds(LPOLESTR* names, UINT count, DISPID* ids) {
+  std::fill_n(ids, count, DISPID_UNKNOWN);
+  if (count == 0) return E_INVALIDARG;
+  const std::size_t row = names[0] ? FirstRowOf(names[0]) : kRowCount;
+  if (row < kRowCount) ids[0] = Ids()[row];
+  return row < kRowCount && count == 1 ? S_OK : DISP_E_UNKNOWNNAME;
+}
+
+HRESULT MemberNames::Invoke(HaldenTextObject& object, DISPID id, WORD flags, DISPPARAMS& arguments,
+                            VARIANT* result, UINT* bad_argument) {
+  std::size_t row = 0;
+  while (row < kRowCount && (Ids()[row] != id || !(kMembers[row].kind & flags))) ++row;
+  if (row == kRowCount) return DISP_E_MEMBERNOTFOUND;
+  const Row& member = kMembers[row];
+  if (!NamesFit(arguments, member.kind)) return DISP_E_NONAMEDARGS;
+  VARIANT value = {};
+  ByName call = {object, arguments, value};
+  const HRESULT outcome = member.call(call);
+  if (FAILED(outcome)) {
+    if (bad_argument) *bad_argument = call.bad_argument;
+    return outcome;
+  }
+  value.vt = member.result;
+  if (result) {
+    *result = value;
+  } else {
+    VariantClear(&value);
+  }
+  return S_OK;
+}
+
+}  // namespace halden::com

@@ -1,0 +1,53 @@
+#pragma once
+
+#include <cstdint>
+#include <map>
+#include <memory>
+#include <mutex>
+
+#include "driver/apartment.h"
+#include "platform/windows/windows_platform.h"
+
+namespace halden::com {
+
+/// The drivers of the component: one for each thread that asks, since a thread is an apartment and no
+/// apartment sees the store of another. Each lives as long as the table, also when its thread has ended.
+class ThreadDrivers {
+ public:
+  /// `module` as in WindowsPlatform.
+  explicit ThreadDrivers(void* module) : module_(module) {}
+
+  /// Made on first use. Any thread may call, and uses its own one alone. Throws std::bad_alloc.
+  Apartment& OfCallingThread();
+
+ private:
+  /// As long as its handle is open the system gives a thread's identifier to no other thread, so that one
+  /// that starts later doesn't find the store of one that has ended.
+  class ThreadHandle {
+   public:
+    explicit ThreadHandle(std::uint32_t thread);
+    ~ThreadHandle();
+    ThreadHandle(const ThreadHandle&) = delete;
+    ThreadHandle& operator=(const ThreadHandle&) = delete;
+
+   private:
+    void* handle_;
+  };
+
+  struct Driver {
+    Driver(std::uint32_t thread, void* module)
+        : handle(thread), platform(module), apartment(platform.platform()) {}
+
+    ThreadHandle handle;
+    WindowsPlatform platform;
+    Apartment apartment;
+  };
+
+  Driver* Find(std::uint32_t thread);
+
+  void* module_;
+  std::mutex mutex_;
+  std::map<std::uint32_t, std::unique_ptr<Driver>> drivers_;
+};
+
+}  // namespace halden::com

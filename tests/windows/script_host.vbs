@@ -1,0 +1,70 @@
+' A script host: the class by its ProgID, and members by their names alone. What fails is told and ends the script;
+' the last line says that it came to its end.
+Option Explicit
+
+Sub Check(what, is_true)
+  If is_true Then Exit Sub
+  WScript.Echo "FAILED: " & what
+  WScript.Quit 1
+End Sub
+
+Const codes = 8194 ' the type of an array of 16-bit numbers
+Const texts = 8200
+Dim adc, parent, i
+Set adc = CreateObject("Brackwell.Halden_Text")
+Check "name", adc.ADCName = "Halden-Text" And adc.Resolution = 16
+Check "not detected yet", Not adc.Detected And adc.ChannelName(0) = ""
+CheckRefusals
+
+Check "detection: " & adc.LastError, adc.Test()
+Check "channels", adc.ChannelsCount = 3 And adc.ChannelName(2) = "Column3" And VarType(adc.Ranges) = texts
+
+adc.ChannelRange(1) = 4
+i = 1
+Check "indexed put", adc.ChannelRange(i) = 4 And adc.ChannelRange(0) = 0
+adc.ChannelRange(i) = 99
+Check "clamped", adc.ChannelRange(1) = 14
+adc.Rate = 5
+adc.InputSizeData = 5000
+adc.InputChannels = Array(2, 1)
+Check "channel table", adc.InputCountChannels = 2 And VarType(adc.InputChannels) = codes
+Check "room", adc.InputSizeKadrs = 5000 And adc.InputSizeData = 10000
+
+Set parent = adc.Parent
+Check "parent", parent.ADCName = adc.ADCName
+Check "recording: " & adc.LastError, adc.StartRecord() And parent.Busy
+WaitForFrames
+adc.StopRecord
+Check "frames: " & adc.InputCountKadrs, adc.InputCountKadrs > 30 And adc.InputCountData = 2 * adc.InputCountKadrs
+Check "reading", VarType(parent.InputData) = codes And adc.InputCountKadrs = 0
+WScript.Echo "script: complete"
+
+Sub CheckRefusals()
+  Dim refused, given
+  refused = 0
+  On Error Resume Next
+  given = adc.Volume
+  If Err.Number <> 0 Then refused = refused + 1
+  Err.Clear
+  given = adc.Test(1)
+  If Err.Number <> 0 Then refused = refused + 1
+  Err.Clear
+  given = adc.ChannelName("x")
+  If Err.Number <> 0 Then refused = refused + 1
+  Err.Clear
+  adc.InputChannels = Array(0, 70000)
+  If Err.Number <> 0 Then refused = refused + 1
+  Err.Clear
+  given = 0
+  adc.GetData given, 1000, 0
+  If Err.Number <> 0 Then refused = refused + 1
+  On Error Goto 0
+  Check "what can't be done is refused: " & refused, refused = 5
+End Sub
+
+' Wine has no Sleep. There the wait is a message box, which press_ok.exe ends.
+Sub WaitForFrames()
+  On Error Resume Next
+  WScript.Sleep 600
+  If Err.Number <> 0 Then MsgBox "recording", 0, "script_host.vbs"
+End Sub

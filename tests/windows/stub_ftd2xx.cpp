@@ -1,0 +1,172 @@
+// A stand-in for the vendor's device library over simulated devices. HALDEN_SIM holds their --device options,
+// separated by blanks; where it is not set there is one "sim". A bad option leaves a library without devices.
+
+#include <cstdlib>
+#include <map>
+#include <memory>
+#include <mutex>
+#include <sstream>
+#include <vector>
+
+#include "platform/devices/device_library.h"
+#include "platform/devices/device_options.h"
+#include "platform/windows/win32_clock.h"
+
+#define HALDEN_FTD2XX
+#include "platform/windows/ftd2xx.h"
+
+namespace halden::ftd2xx {
+namespace {
+
+constexpr Status kInvalidHandle = 1;
+
+std::vector<std::unique_ptr<Device>> MakeDevices(Clock& clock) {
+  const char* const options = std::getenv("HALDEN_SIM");
+  std::istringstream words(options ? options : "sim");
+  std::vector<std::unique_ptr<Device>> devices;
+  for (std::string word, error; words >> word;) {
+    const auto option = ParseDeviceOption(word, &error);
+    auto device = option ? MakeDevice(*option, static_cast<int>(devices.size()) + 1, clock, &error) : nullptr;
+    if (!device) return {};
+    devices.push_back(std::move(device));
+  }
+  return devices;
+}
+
+/// Calls come from any thread, as they may to the real one.
+struct Stub {
+  std::mutex mutex;
+  Win32Clock clock;
+  DeviceLibrary library{MakeDevices(clock)};
+};
+
+Stub& TheStub() {
+  static Stub stub;
+  return stub;
+}
+
+/// In a 64-bit process a handle doesn't fit into 32 bits, so that one that was cut short is noticed.
+constexpr std::uintptr_t kBeyond = sizeof(Handle) > 4 ? std::uintptr_t{1} << (sizeof(Handle) * 8 - 24) : 0;
+
+Handle Widen(FT_HANDLE handle) {
+  return reinterpret_cast<Handle>(static_cast<std::uintptr_t>(handle) + kBeyond);
+}
+
+FT_HANDLE Narrow(Handle handle) {
+  const std::uintptr_t number = reinterpret_cast<std::uintptr_t>(handle) - kBeyond;
+  return number < 0x7FFFFFFF ? static_cast<FT_HANDLE>(number) : -1;
+}
+
+template <class... T>
+Status Call(FT_STATUS (DeviceLibrary::*member)(FT_HANDLE, T...), Handle handle, T... arguments) {
+  Stub& stub = TheStub();
+  const std::lock_guard lock(stub.mutex);
+  const FT_HANDLE narrow = Narrow(handle);
+  return narrow < 0 ? kInvalidHandle : (stub.library.*member)(narrow, arguments...);
+}
+
+}  // namespace
+
+extern "C" {
+
+Status __stdcall FT_CreateDeviceInfoList(std::uint32_t* count) {
+  const std::lock_guard lock(TheStub().mutex);
+  return TheStub().library.FT_CreateDeviceInfoList(reinterpret_cast<std::int32_t*>(count));
+}
+
+Status __stdcall FT_GetDeviceInfoList(Node* nodes, std::uint32_t* count) {
+  const std::lock_guard lock(TheStub().mutex);
+  auto filled = static_cast<std::int32_t>(*count);
+  std::vector<FT_DEVICE_LIST_INFO_NODE> narrow(*count);
+  if (const Status status = TheStub().library.FT_GetDeviceInfoList(narrow.data(), &filled)) return status;
+  *count = static_cast<std::uint32_t>(filled);
+  for (std::uint32_t i = 0; i < *count; ++i) {
+    nodes[i] = {narrow[i].Flags, narrow[i].Type, narrow[i].ID, narrow[i].LocId, {}, {}, nullptr};
+    std::copy_n(narrow[i].SerialNumber, sizeof nodes[i].SerialNumber, nodes[i].SerialNumber);
+    std::copy_n(narrow[i].Description, sizeof nodes[i].Description, nodes[i].Description);
+  }
+  return FT_OK;
+}
+
+Status __stdcall FT_ListDevices(void* number, void* unused, std::uint32_t flags) {
+  const std::lock_guard lock(TheStub().mutex);
+  return TheStub().library.FT_ListDevices(static_cast<std::int32_t*>(number), unused, flags);
+}
+
+Status __stdcall FT_Open(std::int32_t index, Handle* handle) {
+  const std::lock_guard lock(TheStub().mutex);
+  FT_HANDLE narrow = -1;
+  const Status status = TheStub().library.FT_Open(index, &narrow);
+  if (status == FT_OK) *handle = Widen(narrow);
+  return status;
+}
+
+Status __stdcall FT_Close(Handle handle) {
+  return Call(&DeviceLibrary::FT_Close, handle);
+}
+
+Status __stdcall FT_SetBaudRate(Handle handle, std::uint32_t bits_per_second) {
+  return Call(&DeviceLibrary::FT_SetBaudRate, handle, bits_per_second);
+}
+
+Status __stdcall FT_SetDataCharacteristics(Handle handle, std::uint8_t word_length, std::uint8_t stop_bits,
+                                           std::uint8_t parity) {
+  return Call(&DeviceLibrary::FT_SetDataCharacteristics, handle, word_length, stop_bits, parity);
+}
+
+Status __stdcall FT_Read(Handle handle, void* buffer, std::uint32_t count, std::uint32_t* read) {
+  return Call(&DeviceLibrary::FT_Read, handle, buffer, count, read);
+}
+
+Status __stdcall FT_Write(Handle handle, void* buffer, std::uint32_t count, std::uint32_t* written) {
+  return Call(&DeviceLibrary::FT_Write, handle, static_cast<const void*>(buffer), count, written);
+}
+
+Status __stdcall FT_ResetDevice(Handle handle) {
+  return Call(&DeviceLibrary::FT_ResetDevice, handle);
+}
+
+Status __stdcall FT_ResetPort(Handle handle) {
+  return Call(&DeviceLibrary::FT_ResetPort, handle);
+}
+
+Status __stdcall FT_GetComPortNumber(Handle handle, std::int32_t* number) {
+  return Call(&DeviceLibrary::FT_GetComPortNumber, handle, number);
+}
+
+Status __stdcall FT_SetDtr(Handle handle) {
+  return Call(&DeviceLibrary::FT_SetDtr, handle);
+}
+
+Status __stdcall FT_ClrDtr(Handle handle) {
+  return Call(&DeviceLibrary::FT_ClrDtr, handle);
+}
+
+Status __stdcall FT_SetRts(Handle handle) {
+  return Call(&DeviceLibrary::FT_SetRts, handle);
+}
+
+Status __stdcall FT_ClrRts(Handle handle) {
+  return Call(&DeviceLibrary::FT_ClrRts, handle);
+}
+
+Status __stdcall FT_SetLatencyTimer(Handle handle, std::uint8_t milliseconds) {
+  return Call(&DeviceLibrary::FT_SetLatencyTimer, handle, milliseconds);
+}
+
+Status __stdcall FT_GetQueueStatus(Handle handle, std::uint32_t* rx_bytes) {
+  return Call(&DeviceLibrary::FT_GetQueueStatus, handle, rx_bytes);
+}
+
+Status __stdcall FT_GetStatus(Handle handle, std::uint32_t* rx_bytes, std::uint32_t* tx_bytes,
+                              std::uint32_t* event_word) {
+  return Call(&DeviceLibrary::FT_GetStatus, handle, rx_bytes, tx_bytes, event_word);
+}
+
+Status __stdcall FT_Purge(Handle handle, std::uint32_t mask) {
+  return Call(&DeviceLibrary::FT_Purge, handle, mask);
+}
+
+}  // extern "C"
+
+}  // namespace halden::ftd2xx
