@@ -191,9 +191,9 @@ int main(int argc, char** argv) {
   using namespace halden;
   using namespace halden::bench;
   std::vector<char*> arguments(argv, argv + argc);
-  char repetitions[] = "--benchmark_repetitions=7";
+  char repetitions[] = "--benchmark_repetitions=15";
   char interleaved[] = "--benchmark_enable_random_interleaving=true";
-  char min_time[] = "--benchmark_min_time=0.05";
+  char min_time[] = "--benchmark_min_time=0.02";
   arguments.insert(arguments.begin() + 1, {repetitions, interleaved, min_time});
   int count = static_cast<int>(arguments.size());
   benchmark::Initialize(&count, arguments.data());
