@@ -92,13 +92,29 @@ std::int32_t CountKadrs(Store& store) {
   return store.InputState.InputCountKadrs;
 }
 
-void KadrWriter::LookUp() {
+void KadrWriter::Begin() {
   const tInputState& state = store_.InputState;
   room_ = 0;
+  added_ = 0;
   positions_.resize(state.InputCountChannels);
   for (std::size_t i = 0; i < positions_.size(); ++i)
     positions_[i] = ConversionOf(store_, ChannelAt(store_, static_cast<std::int32_t>(i)));
-  if (state.AllocChannels == state.InputCountChannels) room_ = state.AllocKadrs - CountKadrs(store_);
+  if (state.AllocChannels != state.InputCountChannels) return;
+  room_ = state.AllocKadrs - CountKadrs(store_);
+  const std::size_t width = state.AllocChannels;
+  next_ = state.Kadrs.get() + state.WriteIndex * width;
+  end_ = state.Kadrs.get() + state.AllocKadrs * width;
+}
+
+void KadrWriter::End() {
+  if (added_ == 0) return;
+  tInputState& state = store_.InputState;
+  const std::int32_t to_last_slot = state.AllocKadrs - state.WriteIndex;
+  state.WriteIndex = added_ <= to_last_slot ? state.WriteIndex + added_ : added_ - to_last_slot;
+  state.BufferEmpty = false;
+  CountKadrs(store_);
+  added_ = 0;
+  room_ = 0;
 }
 
 void SetInputChannels(Store& store, const std::vector<std::int16_t>& ChTable) {

@@ -27,32 +27,35 @@ bool ResetBuffer(Store& store);
 /// Frames waiting; also stores them in InputCountKadrs.
 std::int32_t CountKadrs(Store& store);
 
-/// Stores frames, and looks up what each position of them holds only once for many.
+/// Stores the frames of one pass over the receive buffer. What a frame holds is looked up once, and the ring
+/// shows the frames at the end: within a pass nobody can look.
 class KadrWriter {
  public:
   explicit KadrWriter(Store& store) : store_(store) {}
 
-  /// To be called before the first AddBufferKadr, and again where the host may have read, set the channel
-  /// table or a range since, or a detection counted the channels. Throws std::bad_alloc.
-  void LookUp();
+  /// Begins a pass. Throws std::bad_alloc.
+  void Begin();
   /// Stores one frame from the last parsed values. A full ring loses the new frame and keeps the old ones.
   /// Does nothing without storage, or with storage of another width than the channel table's.
   void AddBufferKadr() {
-    if (room_ == 0) return;
-    --room_;
-    tInputState& state = store_.InputState;
-    const std::int32_t slot = state.WriteIndex < state.AllocKadrs ? state.WriteIndex + 1 : 1;
-    std::int16_t* code = state.Kadrs.get() + static_cast<std::size_t>(slot - 1) * positions_.size();
-    for (const Conversion& position : positions_) *code++ = position.CodeOf(store_.ChannelValues);
-    state.WriteIndex = slot;
-    state.BufferEmpty = false;
-    ++state.InputCountKadrs;
+    if (added_ == room_) return;
+    ++added_;
+    if (next_ == end_) next_ = store_.InputState.Kadrs.get();
+    const float* const values = store_.ChannelValues.data();
+    std::int16_t* code = next_;
+    for (const Conversion& position : positions_) *code++ = position.CodeOf(values);
+    next_ = code;
   }
+  /// Ends a pass: the host sees its frames.
+  void End();
 
  private:
   Store& store_;
   std::vector<Conversion> positions_;
-  std::int32_t room_ = 0;  // frames that still fit
+  std::int32_t room_ = 0;         // frames that fitted at the beginning
+  std::int32_t added_ = 0;        // frames since then
+  std::int16_t* next_ = nullptr;  // the slot behind the last one written
+  std::int16_t* end_ = nullptr;   // of the storage
 };
 
 /// Takes a new channel table and sizes the buffer; nothing while Busy. Frames that wait are dropped if the

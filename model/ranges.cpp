@@ -71,7 +71,7 @@ Conversion ConversionOf(const Store& store, std::int16_t channel) {
 }
 
 std::int16_t GetChannel(const Store& store, std::int16_t Index) {
-  return ConversionOf(store, Index).CodeOf(store.ChannelValues);
+  return ConversionOf(store, Index).CodeOf(store.ChannelValues.data());
 }
 
 std::int16_t ChannelAt(const Store& store, std::int32_t position) {

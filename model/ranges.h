@@ -18,15 +18,15 @@ void InitRanges(Store& store, const NumberRules& rules);
 void SetChannelsCount(Store& store, std::int16_t Count);
 
 /// A product of value and scale as a code: rounded to the nearest, a tie to the even one, saturated; NaN is
-/// -32768.
+/// -32768. Saturated as a float and without a branch, which comes to the same as testing the product: what
+/// lies above 32767 is no less as a float, and what rounds to 32767 is that code anyway. A product beyond
+/// every float is an infinity.
 inline std::int16_t RoundToCode(double product) {
-  constexpr int kHighest = 32767;
-  constexpr int kLowest = -32768;
-  if (product > kHighest) return kHighest;
-  // Far below the span a float could not hold the product; NaN fails the test too.
-  if (!(product > 2 * kLowest)) return kLowest;
-  const float rounded = static_cast<float>(product);
-  if (rounded < kLowest) return kLowest;
+  constexpr float kHighest = 32767;
+  constexpr float kLowest = -32768;
+  float rounded = static_cast<float>(product);
+  rounded = rounded > kLowest ? rounded : kLowest;  // NaN too
+  rounded = rounded < kHighest ? rounded : kHighest;
   return static_cast<std::int16_t>(std::lrint(rounded));
 }
 
@@ -41,7 +41,7 @@ struct Conversion {
   double scale = 0;
   double offset = 0;
 
-  std::int16_t CodeOf(const std::vector<float>& values) const {
+  std::int16_t CodeOf(const float* values) const {
     return channel < 0 ? std::int16_t{0} : RoundToCode((values[channel] - offset) * scale);
   }
 };

@@ -93,25 +93,28 @@ void LineParser::BeginPass() {
   scanner_.Prepare(agree ? decimal : '\0', rules_.GroupSeparator(),
                    HasColumns() ? store_.Separator[0] : LineScanner::kNoSeparator);
   const std::int16_t channels = store_.ADCState.ChannelsCount;
-  columns_ = HasColumns() ? channels : std::min(channels, std::int16_t{1});
-  if (store_.Busy) kadrs_.LookUp();
+  columns_ = HasColumns() ? channels : std::min<std::int32_t>(channels, 1);
+  if (store_.Busy) kadrs_.Begin();
 }
 
-const char* LineParser::TakeByFullRules(const char* line, const char* last_cr, std::int16_t& read) {
+LineScanner::Result LineParser::TakeByFullRules(const char* line, const char* last_cr) {
   const auto* cr = static_cast<const char*>(std::memchr(line, '\r', last_cr - line + 1));
-  read = ParseLine({line, static_cast<std::size_t>(cr - line)});
-  return cr;
+  return {cr, ReadLine({line, static_cast<std::size_t>(cr - line)})};
 }
 
 std::int16_t LineParser::ParseLine(std::string_view line) {
+  if (store_.Busy) kadrs_.Begin();
+  const std::int16_t read = ReadLine(line);
+  kadrs_.End();
+  return read;
+}
+
+std::int16_t LineParser::ReadLine(std::string_view line) {
   if (line.empty() || store_.ADCState.ChannelsCount < 1) return 0;
   const std::string_view rest = Trim(line);
   const std::int16_t read =
       HasColumns() ? ParseFields(rest) : static_cast<std::int16_t>(ParseField(rest, store_.ChannelValues[0]));
-  if (store_.Busy) {
-    kadrs_.LookUp();
-    kadrs_.AddBufferKadr();
-  }
+  if (store_.Busy) kadrs_.AddBufferKadr();
   return read;
 }
 

@@ -33,22 +33,22 @@ class LineParser {
   /// gives 0 and changes nothing. May change `line`.
   std::int16_t DetectColumns(std::string& line);
 
-  /// Asks for the number rules and the layout of a frame, once for all lines until the next call. In between
+  /// Asks for the number rules and the layout of a frame, once for all lines until EndPass. In between
   /// nothing of the host runs on this thread; rules that the user changes meanwhile count from the next pass
   /// on.
   void BeginPass();
-  /// Reads the line that begins here and whose CR is at `last_cr` or in front of it. Gives its CR; `read`
-  /// becomes what ParseLine gives.
-  const char* TakeLine(const char* line, const char* last_cr, std::int16_t& read) {
-    read = 0;
+  /// Shows the host the frames of the pass.
+  void EndPass() { kadrs_.End(); }
+  /// Reads the line that begins here and whose CR is at `last_cr` or in front of it. Gives its CR and what
+  /// ParseLine gives.
+  [[gnu::always_inline]] LineScanner::Result TakeLine(const char* line, const char* last_cr) {
     while (*line == ' ') ++line;
-    if (*line == '\r') return line;
-    if (columns_ == 0) return TakeByFullRules(line, last_cr, read);
+    if (*line == '\r') return {line, 0};
+    if (columns_ == 0) return TakeByFullRules(line, last_cr);
     const auto scanned = scanner_.Scan(line, last_cr, store_.ChannelValues.data(), columns_);
-    if (!scanned.end) return TakeByFullRules(line, last_cr, read);
-    read = scanned.read;
+    if (!scanned.end) return TakeByFullRules(line, last_cr);
     if (store_.Busy) kadrs_.AddBufferKadr();
-    return scanned.end;
+    return scanned;
   }
 
   /// Reads a line by the format into ChannelValues and, while Busy, stores a frame. Gives the fields in which
@@ -57,7 +57,8 @@ class LineParser {
 
  private:
   std::int16_t CountColumns(std::string_view rest) const;
-  const char* TakeByFullRules(const char* line, const char* last_cr, std::int16_t& read);
+  std::int16_t ReadLine(std::string_view line);
+  LineScanner::Result TakeByFullRules(const char* line, const char* last_cr);
   bool HasColumns() const { return !store_.Separator.empty() && store_.ColumnsCount >= 2; }
   std::int16_t ParseFields(std::string_view rest);
   bool ParseField(std::string_view text, float& value);
@@ -66,7 +67,7 @@ class LineParser {
   const NumberRules& rules_;
   KadrWriter kadrs_;
   LineScanner scanner_;
-  std::int16_t columns_ = 0;  // values that a line fills in this pass
+  std::int32_t columns_ = 0;  // values that a line fills in this pass
   std::string field_;         // keeps its room from field to field
 };
 

@@ -5,7 +5,6 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
-#include <iterator>
 
 namespace halden {
 
@@ -25,23 +24,25 @@ class LineScanner {
 
   struct Result {
     const char* end = nullptr;  ///< the CR that ends the line; null: hand the line over
-    std::int16_t read = 0;      ///< fields in which a number was read
+    std::int32_t read = 0;      ///< fields in which a number was read
   };
 
   /// Reads a line that begins with no blank and is not empty into `channels` values, at least 1. A CR ends
   /// it, at `last_cr` or in front of it. When a line is handed over, the values stored by then are those that
   /// the full rules store as well.
-  Result Scan(const char* line, const char* last_cr, float* values, std::int16_t channels) const;
+  Result Scan(const char* line, const char* last_cr, float* values, std::int32_t channels) const;
 
  private:
   static constexpr int kMostDigits = 15;  // so many make a number that a double holds exactly
+  static constexpr double kPowersOfTen[kMostDigits + 1] = {1e0, 1e1, 1e2,  1e3,  1e4,  1e5,  1e6,  1e7,
+                                                           1e8, 1e9, 1e10, 1e11, 1e12, 1e13, 1e14, 1e15};
 
   enum Class : std::uint8_t { kOther, kDigit, kSign, kMark, kNumberChar, kSeparator, kEnd };
 
-  const char* ReadField(const char* at, float& value, std::int16_t& read) const;
+  const char* ReadField(const char* at, float& value, std::int32_t& read) const;
   const char* SkipLabel(const char* at) const;
   static const char* ReadDigits(const char* at, std::uint64_t& number);
-  static bool Quotient(std::uint64_t digits, std::ptrdiff_t decimals, bool negative, float& value);
+  static bool Quotient(std::int64_t whole, std::ptrdiff_t decimals, float& rounded);
   static unsigned DigitOf(char c) { return static_cast<unsigned char>(c) - static_cast<unsigned>('0'); }
 
   Class ClassOf(char c) const { return classes_[static_cast<unsigned char>(c)]; }
@@ -53,13 +54,14 @@ class LineScanner {
   char separator_ = '\0';
 };
 
-inline LineScanner::Result LineScanner::Scan(const char* line, const char* last_cr, float* values,
-                                             std::int16_t channels) const {
-  Result result;
-  std::int16_t i = 0;
+[[gnu::always_inline]] inline LineScanner::Result LineScanner::Scan(const char* line, const char* last_cr,
+                                                                    float* values,
+                                                                    std::int32_t channels) const {
+  std::int32_t i = 0;
+  std::int32_t read = 0;
   const char* at = line;
   for (;;) {
-    at = ReadField(at, values[i], result.read);
+    at = ReadField(at, values[i], read);
     if (!at) return {};
     ++i;
     if (*at == '\r') break;
@@ -77,14 +79,15 @@ inline LineScanner::Result LineScanner::Scan(const char* line, const char* last_
     }
   }
   for (; i < channels; ++i) values[i] = 0;
-  result.end = at;
-  return result;
+  return {at, read};
 }
 
 /// Gives the separator or CR behind the field; null if it is not ordinary. Stores only what the full rules
 /// store.
-inline const char* LineScanner::ReadField(const char* at, float& value, std::int16_t& read) const {
-  const char* first = at + (*at == '-');  // no branch: the processor can't foresee a sign
+[[gnu::always_inline]] inline const char* LineScanner::ReadField(const char* at, float& value,
+                                                                 std::int32_t& read) const {
+  bool negative = *at == '-';
+  const char* first = at + negative;  // no branch: the processor can't foresee a sign
   if (DigitOf(*first) > 9) {
     first = SkipLabel(at);
     if (EndsField(*first)) {
@@ -92,46 +95,49 @@ inline const char* LineScanner::ReadField(const char* at, float& value, std::int
       return first;
     }
     if (DigitOf(*first) > 9) return nullptr;
+    negative = first > at && first[-1] == '-';
   }
   std::uint64_t number = 0;
   const char* behind = ReadDigits(first, number);
   std::ptrdiff_t digits = behind - first;
   std::ptrdiff_t decimals = 0;
-  if (ClassOf(*behind) == kMark) {
+  Class next = ClassOf(*behind);
+  if (next == kMark) {
     const char* const fraction = behind + 1;
     behind = ReadDigits(fraction, number);
     decimals = behind - fraction;
     if (decimals == 0) return nullptr;
     digits += decimals;
+    next = ClassOf(*behind);
   }
-  while (ClassOf(*behind) == kOther) ++behind;
-  const bool negative = first[-(first > at)] == '-';
-  if (!EndsField(*behind) || digits > kMostDigits || !Quotient(number, decimals, negative, value))
-    return nullptr;
+  while (next == kOther) next = ClassOf(*++behind);
+  if (next < kSeparator || digits > kMostDigits) return nullptr;
+  const auto whole = static_cast<std::int64_t>(number);
+  float magnitude = static_cast<float>(whole);
+  if (decimals != 0 && !Quotient(whole, decimals, magnitude)) return nullptr;
+  value = std::bit_cast<float>(std::bit_cast<std::uint32_t>(magnitude) | std::uint32_t{negative} << 31);
   ++read;
   return behind;
 }
 
 inline const char* LineScanner::ReadDigits(const char* at, std::uint64_t& number) {
-  for (unsigned digit; (digit = DigitOf(*at)) <= 9; ++at) number = number * 10 + digit;
+  unsigned digit = DigitOf(*at);
+  while (digit <= 9) {
+    number = number * 10 + digit;
+    digit = DigitOf(*++at);
+  }
   return at;
 }
 
-/// Stores digits / 10^decimals as the nearest float. Both are doubles without error, so the quotient is the
+/// Rounds whole / 10^decimals to the nearest float. Both are doubles without error, so the quotient is the
 /// nearest double, and rounding that once more goes wrong only where it lies halfway between two floats; then
-/// nothing is stored and the answer is false.
-inline bool LineScanner::Quotient(std::uint64_t digits, std::ptrdiff_t decimals, bool negative,
-                                  float& value) {
-  constexpr double kPowersOfTen[] = {1e0, 1e1, 1e2,  1e3,  1e4,  1e5,  1e6,  1e7,
-                                     1e8, 1e9, 1e10, 1e11, 1e12, 1e13, 1e14, 1e15};
-  static_assert(std::size(kPowersOfTen) > kMostDigits);
+/// it answers false.
+inline bool LineScanner::Quotient(std::int64_t whole, std::ptrdiff_t decimals, float& rounded) {
   constexpr std::uint64_t kBelowFloat = (1u << 29) - 1;
   constexpr std::uint64_t kHalfway = 1u << 28;
-  const double quotient = static_cast<double>(static_cast<std::int64_t>(digits)) / kPowersOfTen[decimals];
-  if ((std::bit_cast<std::uint64_t>(quotient) & kBelowFloat) == kHalfway) return false;
-  const auto magnitude = std::bit_cast<std::uint32_t>(static_cast<float>(quotient));
-  value = std::bit_cast<float>(magnitude | static_cast<std::uint32_t>(negative) << 31);
-  return true;
+  const double quotient = static_cast<double>(whole) / kPowersOfTen[decimals];
+  rounded = static_cast<float>(quotient);
+  return (std::bit_cast<std::uint64_t>(quotient) & kBelowFloat) != kHalfway;
 }
 
 }  // namespace halden

@@ -17,7 +17,8 @@ class RateMeter {
   /// Counts a line that was taken; every hundredth gives an estimate first.
   void CountLine() {
     if (!AutoRate) return;
-    if (RateLines % kLinesPerEstimate == 0) UpdateRate();
+    // A multiple of 100 is 0 or 100: an update starts the count anew.
+    if (RateLines == 0 || RateLines >= kLinesPerEstimate) UpdateRate();
     ++RateLines;
   }
 

@@ -59,26 +59,33 @@ bool ReceiveBuffer::AnalyzeBuffer(bool remove) {
 }
 
 std::int16_t ReceiveBuffer::ParseBuffer() {
+  const std::int32_t last = LastCR();
   std::int32_t p = -1;
   std::int32_t read_lines = 0;
-  const std::int32_t last = LastCR();
-  if (last >= 0) parser_.BeginPass();
-  std::int32_t begin = 0;
-  std::int32_t c = -1;
-  while (p < last) {
-    begin = p + 1;
-    std::int16_t read = 0;
-    const char* cr = parser_.TakeLine(RxBuffer.data() + begin, RxBuffer.data() + last, read);
-    c = static_cast<std::int32_t>(cr - RxBuffer.data());
-    if (read != 0) ++read_lines;
-    rate_.CountLine();
-    p = LineEnd(c);
-  }
-  // Only the last line of a pass can be seen from outside.
-  if (last >= 0) LastLine.assign(Trim(GetLine(begin, c - begin)));
+  if (last >= 0) p = TakeLines(RxBuffer.data() + last, read_lines);
   // A lone CR in front of a part line (p is 0) stays where it is, and so counts as an empty line again.
   if (p > 0 || p >= RxCount - 1) KeepBehind(p);
   return static_cast<std::int16_t>(std::min<std::int32_t>(read_lines, kMostInt16));
+}
+
+/// Takes the lines up to this CR and gives the last byte of their end.
+std::int32_t ReceiveBuffer::TakeLines(const char* last_cr, std::int32_t& read_lines) {
+  const char* const begin = RxBuffer.data();
+  parser_.BeginPass();
+  const char* line = begin;
+  for (const char* next = begin;;) {
+    line = next;
+    const LineScanner::Result taken = parser_.TakeLine(line, last_cr);
+    read_lines += taken.read != 0;
+    rate_.CountLine();
+    next = taken.end + 1;
+    if (taken.end == last_cr) break;
+    if (*next == kLF) ++next;
+  }
+  parser_.EndPass();
+  // Only the last line of a pass can be seen from outside.
+  LastLine.assign(Trim({line, static_cast<std::size_t>(last_cr - line)}));
+  return LineEnd(static_cast<std::int32_t>(last_cr - begin));
 }
 
 std::int32_t ReceiveBuffer::LastCR() const {

@@ -26,8 +26,9 @@ struct FrameRing : testing::Test {
     for (int i = 0; i < frames; ++i, ++next) {
       for (int channel = 0; channel < 4; ++channel)
         store.ChannelValues[channel] = static_cast<float>(next % 3000 * 10 + channel);
-      writer.LookUp();
+      writer.Begin();
       writer.AddBufferKadr();
+      writer.End();
     }
   }
 

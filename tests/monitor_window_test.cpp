@@ -52,13 +52,25 @@ TEST(MonitorWindow, IsHiddenByEachWayToCloseIt) {
   });
   timer->Enable(true);
   for (const UserStep& close : {Enter(), Escape(), CloseBox(), Press("cmdClose")}) {
-    machine.script.Play({Wait(100), close});
+    machine.script.Play({Wait(99), GoTo("txtValue"), close});
     EXPECT_FALSE(window.Visible());
     EXPECT_TRUE(window.ShowModal());
     EXPECT_FALSE(window.Visible());
     EXPECT_EQ(machine.script.TakeLog(), (Texts{"show dlgFTDI", "topmost", "not topmost", "hide dlgFTDI"}));
   }
   EXPECT_EQ(ticks, 8);
+}
+
+TEST(MonitorWindow, LeavesTheInfoBoxOutOfTheTabOrder) {
+  FormMachine machine;
+  MonitorWindow window(machine.platform);
+  window.Load("Halden-Text");
+  Texts focus;
+  const UserStep note =
+      Do([&](MemoryWindow& shown) { focus.push_back(shown.Control(shown.Focus()).spec.name); });
+  machine.script.Play({note, Tab(), note, Tab(), note});
+  window.ShowModal();
+  EXPECT_EQ(focus, (Texts{"cmdClose", "txtValue", "cmdClose"}));
 }
 
 TEST(MonitorWindow, DoesNothingWhereItCannotBeShown) {

@@ -108,6 +108,16 @@ def port_dialog_in_russian(open_terminal):
     see_terminal_given_back(terminal, 1)
 
 
+def presets_of_the_run_before(open_terminal):
+    first = (f'"$H" record --device sim:silent=6,com=5 --answer port=0,channels=3,rate=12.5 --frames 3 --quiet '
+             '--registry "$D/two.reg"')
+    second = f'"$H" watch --device sim:silent,com=9 --device {SILENT} --registry "$D/two.reg"'
+    terminal = open_terminal(run(f"{first} && {second}"), "ru_RU.UTF-8")
+    terminal.see(" COM9 ", ">COM5 ", "Каналы: [3 ", "Частота (Гц): [12,5 ")
+    terminal.keys("Escape")
+    see_terminal_given_back(terminal, 1)
+
+
 def dialog_beside_redirected_output(open_terminal):
     terminal = open_terminal(
         run(f'"$H" record --device {SILENT} --registry "$D/csv.reg" --seconds 0.1 --csv - >"$D/out.csv"'))
@@ -171,8 +181,9 @@ def no_terminal(_):
     assert done.returncode == 1 and b"\x1b" not in done.stdout + done.stderr, done
 
 
-CASES = [port_dialog_in_english, port_dialog_in_russian, dialog_beside_redirected_output, monitor_in_english,
-         monitor_in_russian, stopped_and_continued, no_terminal]
+CASES = [port_dialog_in_english, port_dialog_in_russian, presets_of_the_run_before,
+         dialog_beside_redirected_output, monitor_in_english, monitor_in_russian, stopped_and_continued,
+         no_terminal]
 CASES += [lambda t, n=n: signal_while_shown(t, n)
           for n in (signal.SIGINT, signal.SIGTERM, signal.SIGHUP, signal.SIGQUIT, signal.SIGSEGV)]
 

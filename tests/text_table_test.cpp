@@ -59,6 +59,7 @@ TEST(TextTable, FillsInArguments) {
   EXPECT_EQ(texts.capacity, 38u);
   EXPECT_EQ(table.FormatResText("%1 Setup", "", "", "", "", ""), " Setup");
   EXPECT_EQ(table.FormatResText("%5%4%3%2%1", "а", "b", "", "г", "д"), "дгbа");
+  EXPECT_EQ(table.FormatResText("%1", "x", "", "", "", ""), "x");
   texts.calls = 0;
   EXPECT_EQ(table.FormatResText("&Каналы:", "x", "x", "x", "x", "x"), "&Каналы:");
   EXPECT_EQ(texts.calls, 0);

@@ -77,11 +77,11 @@ void OnContinue(int) {
 
 void OnStop(int signal) {
   const int saved_errno = errno;
-  struct sigaction ours;
+  struct sigaction ours = {};
   Leave();
   sigaction(signal, &stop_before, &ours);
-  sigset_t stop;
-  sigset_t mask;
+  sigset_t stop = {};
+  sigset_t mask = {};
   sigemptyset(&stop);
   sigaddset(&stop, signal);
   raise(signal);

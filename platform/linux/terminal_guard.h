@@ -1,10 +1,8 @@
 #pragma once
 
-namespace halden {
-
 /// Switches a terminal between the shell's use and ours, on signals too. There is one state in the process,
 /// because that is all that a signal handler can find.
-namespace terminal_guard {
+namespace halden::terminal_guard {
 
 /// Takes over the terminal behind `fd`. False: another one is held, or it is no terminal.
 bool Take(int fd);
@@ -17,6 +15,4 @@ bool EndRequested();
 /// Whether the process was stopped and went on since the last call.
 bool TakeResumed();
 
-}  // namespace terminal_guard
-
-}  // namespace halden
+}  // namespace halden::terminal_guard

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -28,7 +29,9 @@ struct Cell {
 /// What a text terminal shows: a grid of cells and the cursor. Everything outside is cut off.
 class TerminalScreen {
  public:
-  TerminalScreen(int width = 0, int height = 0) : width_(width), height_(height), cells_(width * height) {}
+  TerminalScreen() : TerminalScreen(0, 0) {}
+  TerminalScreen(int width, int height)
+      : width_(width), height_(height), cells_(static_cast<std::size_t>(width) * height) {}
 
   int Width() const { return width_; }
   int Height() const { return height_; }

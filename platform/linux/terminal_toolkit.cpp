@@ -13,7 +13,8 @@ Bounds InCells(int left, int top, int width) {
   return {left * kCellWidth, top * kCellHeight, width * kCellWidth, kCellHeight};
 }
 
-WindowSpec MessageDesign(const std::string& text, const std::string& title, std::function<void()> dismiss) {
+WindowSpec MessageDesign(const std::string& text, const std::string& title,
+                         const std::function<void()>& dismiss) {
   constexpr int kMargin = 2;
   constexpr int kButtonWidth = 10;
   const int text_width = DisplayWidth(DecodeUtf8(text));

@@ -37,7 +37,7 @@ bool MovesRow(KeyCode code) {
 int RowBeginningWith(const MemoryControl& list, char32_t character) {
   const int count = static_cast<int>(list.rows.size());
   for (int i = 1; i <= count; ++i) {
-    const int row = (std::max(list.selected, -1) + i) % count;
+    const int row = (list.selected + i) % count;
     const std::u32string text = DecodeUtf8(list.rows[row]);
     if (!text.empty() && LowerCase(text.front()) == LowerCase(character)) return row;
   }

@@ -8,11 +8,11 @@ namespace halden {
 
 namespace user {
 
-UserStep PickRow(std::string control, int row) {
+UserStep PickRow(const std::string& control, int row) {
   return {[=](MemoryWindow& window) { window.PickRow(window.Find(control), row); }};
 }
 
-UserStep Type(std::string control, std::string text) {
+UserStep Type(const std::string& control, const std::string& text) {
   return {[=](MemoryWindow& window) {
     if (!window.MoveFocus(window.Find(control))) return;
     window.Edit([&](EditText& edit) {
@@ -22,11 +22,11 @@ UserStep Type(std::string control, std::string text) {
   }};
 }
 
-UserStep Press(std::string button) {
+UserStep Press(const std::string& button) {
   return {[=](MemoryWindow& window) { window.Press(window.Find(button)); }};
 }
 
-UserStep GoTo(std::string control) {
+UserStep GoTo(const std::string& control) {
   return {[=](MemoryWindow& window) { window.MoveFocus(window.Find(control)); }};
 }
 
@@ -60,7 +60,7 @@ class ScriptedToolkit::ScriptedWindow : public MemoryWindow {
  public:
   ScriptedWindow(WindowSpec spec, ScriptedToolkit& toolkit)
       : MemoryWindow(std::move(spec), toolkit, toolkit.clock_), toolkit_(toolkit) {}
-  void SetTopmost(bool topmost) override { toolkit_.log_.push_back(topmost ? "topmost" : "not topmost"); }
+  void SetTopmost(bool topmost) override { toolkit_.log_.emplace_back(topmost ? "topmost" : "not topmost"); }
 
  private:
   ScriptedToolkit& toolkit_;

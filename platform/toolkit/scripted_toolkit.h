@@ -18,11 +18,11 @@ struct UserStep {
 
 namespace user {
 
-UserStep PickRow(std::string control, int row);
+UserStep PickRow(const std::string& control, int row);
 /// Goes to the edit box and replaces its text.
-UserStep Type(std::string control, std::string text);
-UserStep Press(std::string button);
-UserStep GoTo(std::string control);
+UserStep Type(const std::string& control, const std::string& text);
+UserStep Press(const std::string& button);
+UserStep GoTo(const std::string& control);
 UserStep AccessKey(char32_t key);
 UserStep Tab(int step = 1);
 UserStep Enter();
