@@ -1,0 +1,35 @@
+#include "platform/windows/win32_gdi.h"
+
+#include <cmath>
+
+#include "platform/windows/wide_text.h"
+
+namespace halden {
+
+int DotsPerInch(HWND window) {
+  // Systems from before screens of different density don't have the call.
+  const auto per_window = reinterpret_cast<UINT(WINAPI*)(HWND)>(
+      reinterpret_cast<void*>(GetProcAddress(GetModuleHandleW(L"user32.dll"), "GetDpiForWindow")));
+  if (per_window) return static_cast<int>(per_window(window));
+  const HDC screen = GetDC(nullptr);
+  const int dots = GetDeviceCaps(screen, LOGPIXELSX);
+  ReleaseDC(nullptr, screen);
+  return dots;
+}
+
+COLORREF SystemColor(Color color) {
+  constexpr Color kOfSystem = 0x80000000;
+  return (color & kOfSystem) ? GetSysColor(static_cast<int>(color & ~kOfSystem)) : color;
+}
+
+GdiObject MakeFont(const Font& font, int dots_per_inch) {
+  constexpr double kPointsPerInch = 72;
+  LOGFONTW wanted{};
+  wanted.lfHeight = -std::lround(font.points * dots_per_inch / kPointsPerInch);
+  wanted.lfWeight = font.bold ? FW_BOLD : FW_NORMAL;
+  wanted.lfCharSet = font.charset;
+  WideText(font.name).copy(wanted.lfFaceName, LF_FACESIZE - 1);
+  return GdiObject(CreateFontIndirectW(&wanted));
+}
+
+}  // namespace halden
