@@ -3,6 +3,7 @@
 #include "host/arguments.h"
 #include "host/output.h"
 #include "host/progress.h"
+#include "host/session.h"
 #include "platform/machine.h"
 
 namespace halden::host {
@@ -12,14 +13,15 @@ inline constexpr int kDone = 0;
 inline constexpr int kRefused = 1;
 inline constexpr int kWrongArguments = 2;
 
-/// Builds the machine and runs the command on it.
+/// Runs what the command line asks for in the way of this system, and gives the exit code.
 int RunCommand(const Arguments& arguments, Progress& progress);
 
-/// Each runs one command to its end and gives the exit code.
+// Each runs one command to its end and gives the exit code. These use what every host has ...
+int RunWatch(Session& session, const Arguments& arguments, Progress& progress);
+int RunRecord(Session& session, const Arguments& arguments, Progress& progress);
+int RunMonitor(Session& session, Progress& progress);
+// ... and these what only a program has that is linked to the driver.
 int RunDevices(Machine& machine, const Arguments& arguments, Progress& progress);
-int RunWatch(Machine& machine, const Arguments& arguments, Progress& progress);
-int RunRecord(Machine& machine, const Arguments& arguments, Progress& progress);
-int RunMonitor(Machine& machine, const Arguments& arguments, Progress& progress);
 int RunSettings(Machine& machine, const Arguments& arguments, Progress& progress);
 
 /// Prints `text` and gives the exit code that follows from whether it arrived.

@@ -177,8 +177,7 @@ class Recording {
 
 }  // namespace
 
-int RunRecord(Machine& machine, const Arguments& arguments, Progress& progress) {
-  Session session(machine);
+int RunRecord(Session& session, const Arguments& arguments, Progress& progress) {
   if (!session.Detect(progress)) return kRefused;
   std::string error;
   IADC3& adc = session.Adc();

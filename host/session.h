@@ -1,34 +1,32 @@
 #pragma once
 
-#include <memory>
 #include <string>
 
-#include "driver/apartment.h"
 #include "host/progress.h"
 #include "model/IADC3.h"
-#include "platform/machine.h"
 
 namespace halden::host {
 
 /// The driver as a host holds it: loaded, with one object. Its end releases the object and the driver.
 class Session {
  public:
-  /// `machine` must outlive the session.
-  explicit Session(Machine& machine);
+  virtual ~Session() = default;
 
   /// Only after a Detect that gave true.
-  IADC3& Adc() { return *adc_; }
+  IADC3& Adc() { return *Object(); }
   /// Lets the driver's ticks come; to be called between polls, at least every 50 ms.
-  void Serve() { apartment_.ServeMessages(); }
+  virtual void Serve() = 0;
   /// Finds the device and tells what was found, or why none was.
   bool Detect(Progress& progress);
 
+ protected:
+  /// Null if the driver could not be loaded.
+  virtual IADC3* Object() = 0;
+  /// What detection has tried; empty if nobody knows.
+  virtual std::string WhatWasTried() const { return {}; }
+
  private:
   std::string WhyNotDetected();
-
-  Machine& machine_;
-  Apartment apartment_;
-  std::shared_ptr<IADC3> adc_;
 };
 
 }  // namespace halden::host

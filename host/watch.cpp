@@ -80,8 +80,7 @@ class LiveView {
 
 }  // namespace
 
-int RunWatch(Machine& machine, const Arguments& arguments, Progress& progress) {
-  Session session(machine);
+int RunWatch(Session& session, const Arguments& arguments, Progress& progress) {
   if (!session.Detect(progress)) return kRefused;
   std::string error;
   if (!ApplyRanges(session.Adc(), arguments.ranges, &error)) {

@@ -1,165 +1,23 @@
-#include <gtest/gtest.h>
-#include <memory>
+#include "tests/registry_contract.h"
 
 #include "tests/registry_backends.h"
 
-using namespace halden;
-using namespace std::string_literals;
-
+namespace halden {
 namespace {
 
-constexpr std::uint32_t kAll = KEY_WRITE | KEY_QUERY_VALUE | KEY_ENUMERATE_SUB_KEYS;
-const std::string kEveryByte = [] {
-  std::string bytes;
-  for (int i = 0; i < 256; ++i) bytes += static_cast<char>(i);
-  return bytes;
-}();
-
-struct Backend {
-  std::string name;
-  std::function<std::unique_ptr<RegistryApi>(const ScratchDirectory&, const NumberRules&)> make;
+struct ScratchFileRegistry : private ScratchDirectory, public FileRegistry {
+  explicit ScratchFileRegistry(const NumberRules& rules) : FileRegistry(*this / "new/r.reg", rules) {}
 };
 
-class RegistryContract : public testing::TestWithParam<Backend> {
- protected:
-  HKEY Create(const std::string& path, std::uint32_t access = kAll) {
-    HKEY key = 0;
-    EXPECT_EQ(registry->RegCreateKeyExA(HKEY_CURRENT_USER, path, access, &key), 0) << path;
-    return key;
-  }
-  std::int32_t Open(const std::string& path, std::uint32_t access = kAll) {
-    HKEY key = 0;
-    return registry->RegOpenKeyExA(HKEY_CURRENT_USER, path, access, &key);
-  }
-  std::string Subkeys(HKEY key) {
-    std::string names;
-    for (std::uint32_t i = 0;; ++i) {
-      char name[256];
-      std::uint32_t length = sizeof name;
-      if (const std::int32_t result = registry->RegEnumKeyExA(key, i, name, &length))
-        return names + std::to_string(result);
-      names += std::string(name, length) + " ";
-    }
-  }
-  std::string Values(HKEY key) {
-    std::string names;
-    for (std::uint32_t i = 0;; ++i) {
-      char name[256];
-      std::uint32_t length = sizeof name, type = 0;
-      if (const std::int32_t result = registry->RegEnumValueA(key, i, name, &length, &type, nullptr, nullptr))
-        return names + std::to_string(result);
-      names += std::string(name, length) + "/" + std::to_string(type) + " ";
-    }
-  }
-
-  ScratchDirectory directory;
-  FixedNumberRules rules = FixedNumberRules::Comma();
-  std::unique_ptr<RegistryApi> registry = GetParam().make(directory, rules);
-};
-
-TEST_P(RegistryContract, KeysAreMadeWithTheirParentsAndMatchWithoutCase) {
-  EXPECT_EQ(Open("Software\\A"), ERROR_FILE_NOT_FOUND);
-  const HKEY software = Create("Software");
-  Create("Software\\b\\\xC6\xF3\xEA");  // "Жук"
-  Create("SOFTWARE\\B\\\xE6\xD3\xCA");
-  Create("software\\C");
-  Create("Software\\a");
-  EXPECT_EQ(Subkeys(software), "a b C 259");
-  EXPECT_EQ(Subkeys(Create("Software\\B")), "\xC6\xF3\xEA 259");
-  EXPECT_EQ(Open("software\\A"), 0);
-  EXPECT_EQ(Open(""), 0);
-  for (const std::string path : {"\\Software", "Software\\\\a", "Soft\nware"})
-    EXPECT_EQ(Open(path), ERROR_BAD_PATHNAME) << path;
-  EXPECT_EQ(Open(std::string(255, 'k')), ERROR_FILE_NOT_FOUND);
-  EXPECT_EQ(Open(std::string(256, 'k')), ERROR_BAD_PATHNAME);
-}
-
-TEST_P(RegistryContract, ValuesKeepOrderNameTypeAndEveryByte) {
-  const HKEY key = Create("K");
-  for (const std::uint32_t type : {0u, 1u, 2u, 3u, 4u, 5u, 6u, 7u, 11u, 0xFFFF0001u})
-    for (const std::string& data : {""s, "abc"s, "a\\\"b"s, "text\0"s, "\r\n"s, kEveryByte, "\x05\0\0\0"s}) {
-      ASSERT_EQ(SetRaw(*registry, "K", "v", type, data), 0);
-      ASSERT_EQ(GetRaw(*registry, "k", "V"), std::to_string(type) + ":" + data);
-    }
-  for (const std::string& name : {"z\\\"]=@\r\n\x98"s, ""s, "A"s, "Z\\\"]=@\r\n\x98"s})
-    ASSERT_EQ(SetRaw(*registry, "K", name, 1, name), 0);
-  EXPECT_EQ(Values(key), "v/4294901761 z\\\"]=@\r\n\x98/1 /1 A/1 259");
-  EXPECT_EQ(registry->RegDeleteValueA(key, "V"), 0);
-  EXPECT_EQ(registry->RegDeleteValueA(key, "V"), ERROR_FILE_NOT_FOUND);
-  EXPECT_EQ(GetRaw(*registry, "K", "v"), "error 2");
-  EXPECT_EQ(GetRaw(*registry, "K", ""), "1:");
-}
-
-TEST_P(RegistryContract, SizesAreToldBeforeAndInsteadOfData) {
-  const HKEY key = Create("K");
-  SetRaw(*registry, "K", "seven", REG_BINARY, "1234567");
-  Create("K\\subkey");
-  RegKeyInfo info;
-  EXPECT_EQ(registry->RegQueryInfoKeyA(key, &info), 0);
-  EXPECT_EQ(std::vector({info.subkeys, info.longest_subkey, info.values, info.longest_value_name}),
-            std::vector({1u, 6u, 1u, 5u}));
-
-  char data[8] = "xxxxxxx", name[7] = "yyyyyy";
-  std::uint32_t size = 0, type = 9, length = 5;
-  EXPECT_EQ(registry->RegQueryValueExA(key, "seven", &type, nullptr, &size), 0);
-  EXPECT_EQ(std::vector({size, type}), std::vector({7u, 3u}));
-  size = 6;
-  EXPECT_EQ(registry->RegQueryValueExA(key, "seven", &type, data, &size), ERROR_MORE_DATA);
-  EXPECT_EQ(size, 7u);
-  EXPECT_STREQ(data, "xxxxxxx");
-  EXPECT_EQ(registry->RegQueryValueExA(key, "seven", nullptr, data, nullptr), ERROR_INVALID_PARAMETER);
-  EXPECT_EQ(registry->RegEnumValueA(key, 0, name, &length, nullptr, data, &size), ERROR_MORE_DATA);
-  length = 6;
-  EXPECT_EQ(registry->RegEnumKeyExA(key, 0, name, &length), ERROR_MORE_DATA);
-  EXPECT_EQ(registry->RegEnumValueA(key, 0, name, &length, nullptr, data, &size), 0);
-  EXPECT_EQ(std::string(name, length) + data, "seven1234567");
-}
-
-TEST_P(RegistryContract, KeysWithSubkeysAndRootsAreNotDeleted) {
-  const HKEY key = Create("A\\B");
-  SetRaw(*registry, "A\\B", "v", 1, "x");
-  EXPECT_EQ(registry->RegDeleteKeyA(HKEY_CURRENT_USER, "A"), ERROR_ACCESS_DENIED);
-  EXPECT_EQ(registry->RegDeleteKeyA(HKEY_CURRENT_USER, ""), ERROR_ACCESS_DENIED);
-  EXPECT_EQ(registry->RegDeleteKeyA(HKEY_CURRENT_USER, "a\\b"), 0);
-  EXPECT_EQ(registry->RegDeleteKeyA(HKEY_CURRENT_USER, "A\\B"), ERROR_FILE_NOT_FOUND);
-  EXPECT_EQ(registry->RegDeleteKeyA(HKEY_CURRENT_USER, "A"), 0);
-  const HKEY anew = Create("A\\B");
-  EXPECT_EQ(Values(key), "1018");
-  EXPECT_EQ(registry->RegCloseKey(key), 0);
-  EXPECT_EQ(registry->RegCloseKey(key), ERROR_INVALID_HANDLE);
-  EXPECT_EQ(Values(anew), "259");
-  EXPECT_EQ(registry->RegCloseKey(HKEY_CURRENT_USER), 0);
-  EXPECT_EQ(Subkeys(HKEY_CURRENT_USER), "A 259");
-}
-
-TEST_P(RegistryContract, HandlesAllowWhatTheyWereOpenedFor) {
-  SetRaw(*registry, "K", "v", 1, "x");
-  char name[9];
-  std::uint32_t length = sizeof name;
-  RegKeyInfo info;
-  const HKEY reader = Create("K", KEY_QUERY_VALUE), writer = Create("K", KEY_WRITE);
-  EXPECT_EQ(registry->RegSetValueExA(reader, "v", 1, "y", 1), ERROR_ACCESS_DENIED);
-  EXPECT_EQ(registry->RegDeleteValueA(reader, "v"), ERROR_ACCESS_DENIED);
-  EXPECT_EQ(registry->RegEnumKeyExA(reader, 0, name, &length), ERROR_ACCESS_DENIED);
-  EXPECT_EQ(registry->RegQueryValueExA(writer, "v", nullptr, nullptr, nullptr), ERROR_ACCESS_DENIED);
-  EXPECT_EQ(registry->RegQueryInfoKeyA(writer, &info), ERROR_ACCESS_DENIED);
-  EXPECT_EQ(Values(writer), "5");
-  EXPECT_EQ(registry->RegSetValueExA(writer, "v", 1, nullptr, 1), ERROR_INVALID_PARAMETER);
-  EXPECT_EQ(registry->RegSetValueExA(writer, "v", 1, nullptr, 0), 0);
-  EXPECT_EQ(GetRaw(*registry, "K", "v"), "1:");
+template <class Registry>
+std::unique_ptr<RegistryApi> Make(const NumberRules& rules) {
+  return std::make_unique<Registry>(rules);
 }
 
 INSTANTIATE_TEST_SUITE_P(Backends, RegistryContract,
-                         testing::Values(Backend{"Memory",
-                                                 [](const ScratchDirectory&, const NumberRules& rules) {
-                                                   return std::make_unique<MemoryRegistry>(rules);
-                                                 }},
-                                         Backend{
-                                             "File",
-                                             [](const ScratchDirectory& directory, const NumberRules& rules) {
-                                               return std::make_unique<FileRegistry>(directory / "new/r.reg",
-                                                                                     rules);
-                                             }}),
+                         testing::Values(RegistryBackend{"Memory", Make<MemoryRegistry>},
+                                         RegistryBackend{"File", Make<ScratchFileRegistry>}),
                          [](const auto& instance) { return instance.param.name; });
 
 }  // namespace
+}  // namespace halden

@@ -51,6 +51,7 @@ std::int32_t Win32Registry::RegQueryValueExA(HKEY key, const std::string& name, 
 
 std::int32_t Win32Registry::RegSetValueExA(HKEY key, const std::string& name, std::uint32_t type,
                                            const void* data, std::uint32_t size) {
+  if (!data && size > 0) return ERROR_INVALID_PARAMETER;
   return ::RegSetValueExA(Native(key), name.c_str(), 0, type, static_cast<const BYTE*>(data), size);
 }
 

@@ -1,5 +1,5 @@
-// press_ok TITLE MILLISECONDS: waits for a message box of this title, lets it stand for so long and presses its
-// OK button. Gives up after 20 s.
+// press_ok TITLE MILLISECONDS: waits for a message box of this title, lets it stand for so long and presses
+// its OK button. Gives up after 20 s.
 
 #include <cstdlib>
 #include <windows.h>

@@ -2,7 +2,7 @@
 # Nothing is shown, nothing waits for a person, and every program has a time-out.
 
 wine_start() {
-  export WINEPREFIX=$1 WINEARCH=win64 WINEDEBUG=-all LC_ALL=${2:-C.UTF-8}
+  export WINEPREFIX=$1 WINEARCH=win64 WINEDEBUG=-all LC_ALL=C.UTF-8
   export WINEDLLOVERRIDES="mscoree,mshtml,winemenubuilder.exe="
   unset DISPLAY WAYLAND_DISPLAY
   rm -rf "$WINEPREFIX"
@@ -19,9 +19,24 @@ wine_stop() {
   rm -rf "$WINEPREFIX"
 }
 
-# on_windows SECONDS PROGRAM [ARGUMENT]...
+# on_windows SECONDS PROGRAM [ARGUMENT]...: in the locale that $language names, C where it names none.
 on_windows() {
   local limit=$1
   shift
-  timeout -k 5 "$limit" wine "$@" </dev/null
+  timeout -k 5 "$limit" env LC_ALL="${language:-C}.UTF-8" wine "$@" </dev/null
+}
+
+# wine_for_32_bits DIRECTORY: true if 32-bit programs run, with the help of files that are put there. Where Debian's own
+# package for them doesn't go in beside what is installed, the libraries out of it are enough.
+wine_for_32_bits() {
+  [[ ! -e /usr/lib/wine/wine ]] || return 0
+  export WINEDLLPATH=$1/usr/lib/i386-linux-gnu/wine
+  [[ ! -e $WINEDLLPATH/i386-windows ]] || return 0
+  if ((EUID == 0)) && ! dpkg --print-foreign-architectures | grep -qx i386; then
+    dpkg --add-architecture i386 && apt-get update -qq >/dev/null
+  fi
+  local version
+  version=$(dpkg-query -W -f '${Version}' libwine) && mkdir -p "$1" || return 1
+  (cd "$1" && apt-get download -qq "libwine:i386=$version" && dpkg --fsys-tarfile libwine*.deb |
+    tar -x --wildcards '*/i386-windows/*' && rm libwine*.deb) >/dev/null 2>&1
 }

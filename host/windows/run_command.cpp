@@ -1,0 +1,103 @@
+#include <algorithm>
+#include <cstdio>
+#include <fcntl.h>
+#include <io.h>
+#include <memory>
+
+#include "host/commands.h"
+#include "host/windows/com_adc.h"
+
+namespace halden::host {
+namespace {
+
+/// Lines as they are written, in UTF-8, and a terminal that understands how they are redrawn.
+void PrepareOutput() {
+  _setmode(_fileno(stdout), _O_BINARY);
+  SetConsoleOutputCP(CP_UTF8);
+  for (const DWORD stream : {STD_OUTPUT_HANDLE, STD_ERROR_HANDLE}) {
+    DWORD mode = 0;
+    const HANDLE handle = GetStdHandle(stream);
+    if (GetConsoleMode(handle, &mode)) SetConsoleMode(handle, mode | ENABLE_VIRTUAL_TERMINAL_PROCESSING);
+  }
+}
+
+/// An object of the component that is registered on the machine.
+class ComSession final : public Session {
+ public:
+  ComSession() {
+    CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED);
+    CLSID id{};
+    void* adc = nullptr;
+    result_ = CLSIDFromProgID(com::kProgId, &id);
+    if (SUCCEEDED(result_)) result_ = CoCreateInstance(id, nullptr, CLSCTX_INPROC_SERVER, com::kADC3Id, &adc);
+    if (SUCCEEDED(result_)) adc_ = std::make_unique<ComAdc>(static_cast<com::IADC3*>(adc));
+  }
+  ~ComSession() override {
+    adc_.reset();
+    CoUninitialize();
+  }
+  ComSession(const ComSession&) = delete;
+  ComSession& operator=(const ComSession&) = delete;
+
+  void Serve() override {
+    MSG message;
+    while (PeekMessageW(&message, nullptr, 0, 0, PM_REMOVE)) {
+      TranslateMessage(&message);
+      DispatchMessageW(&message);
+    }
+    MsgWaitForMultipleObjects(0, nullptr, FALSE, 1, QS_ALLINPUT);
+  }
+
+  /// One line; empty if the driver is there.
+  std::string WhyNotLoaded() const {
+    if (SUCCEEDED(result_)) return {};
+    char code[16];
+    std::snprintf(code, sizeof code, "0x%08lX", static_cast<unsigned long>(result_));
+    return std::string("the driver can't be loaded (") + code +
+           "); is HT_TEXT.adc registered, and FTD2XX.DLL there?";
+  }
+
+ protected:
+  IADC3* Object() override { return adc_.get(); }
+
+ private:
+  HRESULT result_ = S_OK;
+  std::unique_ptr<ComAdc> adc_;
+};
+
+/// Why what is asked for can't be had of a driver that isn't linked to the program, in one line; empty if it
+/// can.
+std::string WhyNotHere(const Arguments& arguments) {
+  const MachineOptions& machine = arguments.machine;
+  const auto of_vendor = [](const std::string& device) { return device == "d2xx"; };
+  if (arguments.command == Command::kDevices || arguments.command == Command::kSettings)
+    return "on Windows a host has watch, record and monitor alone";
+  if (!std::all_of(machine.devices.begin(), machine.devices.end(), of_vendor))
+    return "--device: on Windows devices come from the vendor's library alone, d2xx";
+  if (!machine.registry_file.empty())
+    return "--registry: on Windows the driver keeps its settings in the system's registry";
+  if (machine.answer || machine.cancel)
+    return "--answer and --cancel: on Windows the driver's own dialog asks";
+  return {};
+}
+
+}  // namespace
+
+int RunCommand(const Arguments& arguments, Progress& progress) {
+  PrepareOutput();
+  if (arguments.command == Command::kHelp) return Print(HelpText(), progress);
+  if (const std::string reason = WhyNotHere(arguments); !reason.empty()) {
+    progress.Fail(reason);
+    return kWrongArguments;
+  }
+  ComSession session;
+  if (const std::string reason = session.WhyNotLoaded(); !reason.empty()) {
+    progress.Fail(reason);
+    return kRefused;
+  }
+  if (arguments.command == Command::kMonitor) return RunMonitor(session, progress);
+  if (arguments.command == Command::kWatch) return RunWatch(session, arguments, progress);
+  return RunRecord(session, arguments, progress);
+}
+
+}  // namespace halden::host
