@@ -11,6 +11,9 @@
 
 namespace halden {
 
+inline const std::vector<std::string> kPortControls = {"lblCh", "cboCh",     "lblRate",   "cboRate",
+                                                       "cmdOK", "cmdCancel", "cmdConfig", "lstPort"};
+
 /// The user of the dialog that this thread shows, with keys and mouse. Each tick of a timer plays one step,
 /// and such a tick comes only when all that was posted before has been served. A message box is dismissed
 /// first.

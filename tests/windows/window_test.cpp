@@ -8,9 +8,6 @@ using namespace halden;
 
 namespace {
 
-const std::vector<std::string> kPortControls = {"lblCh", "cboCh",     "lblRate",   "cboRate",
-                                                "cmdOK", "cmdCancel", "cmdConfig", "lstPort"};
-
 class PortDialogFlows : public testing::TestWithParam<Flows (*)()> {};
 
 }  // namespace
