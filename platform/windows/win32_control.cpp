@@ -8,7 +8,8 @@ namespace halden {
 namespace {
 
 constexpr int kRowsDropped = 8;
-constexpr int kColumnStop = 36;  // quarters of a character's width
+constexpr int kColumnStop = 36;   // quarters of a character's width
+constexpr int kDroppedFrame = 2;  // dots
 
 struct NativeKind {
   const wchar_t* window_class;
@@ -22,7 +23,7 @@ NativeKind KindOf(const ControlSpec& spec) {
       return {L"STATIC", SS_RIGHT, 0};
     case ControlKind::kTextBox:
       if (spec.multi_line) return {L"EDIT", ES_MULTILINE | ES_READONLY | ES_CENTER, 0};
-      return {L"EDIT", ES_AUTOHSCROLL | ES_READONLY, WS_EX_CLIENTEDGE};
+      return {L"EDIT", ES_MULTILINE | ES_AUTOHSCROLL | ES_READONLY, WS_EX_CLIENTEDGE};  // for its tabs
     case ControlKind::kListBox:
       return {L"LISTBOX", WS_VSCROLL | LBS_NOTIFY | LBS_USETABSTOPS | LBS_NOINTEGRALHEIGHT, WS_EX_CLIENTEDGE};
     case ControlKind::kDropDownList:
@@ -115,7 +116,7 @@ void Win32Control::PlaceLabel() {
 /// The system takes the dropped list's height for the window's, and makes the box itself as high as its font.
 void Win32Control::PlaceComboBox(int left, int top, int width, int height) {
   const auto row = static_cast<int>(Send(CB_GETITEMHEIGHT, 0));
-  SetWindowPos(window_, nullptr, left, top, width, height + kRowsDropped * row,
+  SetWindowPos(window_, nullptr, left, top, width, height + kRowsDropped * row + kDroppedFrame,
                SWP_NOZORDER | SWP_NOACTIVATE);
   RECT closed{};
   GetWindowRect(window_, &closed);

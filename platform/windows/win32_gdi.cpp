@@ -5,6 +5,20 @@
 #include "platform/windows/wide_text.h"
 
 namespace halden {
+namespace {
+
+/// Whether the system writes in this face where the font is asked for.
+bool HasFace(const GdiObject& font, const wchar_t* face) {
+  wchar_t used[LF_FACESIZE] = {};
+  const HDC drawing = CreateCompatibleDC(nullptr);
+  const HGDIOBJ before = SelectObject(drawing, font.Get());
+  GetTextFaceW(drawing, LF_FACESIZE, used);
+  SelectObject(drawing, before);
+  DeleteDC(drawing);
+  return lstrcmpiW(used, face) == 0;
+}
+
+}  // namespace
 
 int DotsPerInch(HWND window) {
   // Systems from before screens of different density don't have the call.
@@ -29,7 +43,12 @@ GdiObject MakeFont(const Font& font, int dots_per_inch) {
   wanted.lfWeight = font.bold ? FW_BOLD : FW_NORMAL;
   wanted.lfCharSet = font.charset;
   WideText(font.name).copy(wanted.lfFaceName, LF_FACESIZE - 1);
-  return GdiObject(CreateFontIndirectW(&wanted));
+  GdiObject made(CreateFontIndirectW(&wanted));
+  if (HasFace(made, wanted.lfFaceName)) return made;
+  // The system would rather change the face than the character set; to a text in Unicode the face is more.
+  wanted.lfCharSet = DEFAULT_CHARSET;
+  GdiObject other(CreateFontIndirectW(&wanted));
+  return HasFace(other, wanted.lfFaceName) ? std::move(other) : std::move(made);
 }
 
 }  // namespace halden

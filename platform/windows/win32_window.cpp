@@ -151,6 +151,12 @@ void Win32Window::ServeLoop() {
 void Win32Window::Dispatch(MSG& message) {
   const int control = Find(message.hwnd);
   if (message.message == WM_LBUTTONDOWN) pressed_ = control;
+  // A box that only shows its text would keep these keys.
+  const bool dialog_key =
+      message.message == WM_KEYDOWN &&
+      (message.wParam == VK_TAB || message.wParam == VK_RETURN || message.wParam == VK_ESCAPE);
+  if (dialog_key && control >= 0 && controls_[control].Spec().kind == ControlKind::kTextBox)
+    message.hwnd = window_;
   if (!IsDialogMessageW(window_, &message)) {
     TranslateMessage(&message);
     DispatchMessageW(&message);
