@@ -5,7 +5,7 @@ namespace halden::com {
 HRESULT ConvertArray(const VARIANT& from, VARIANT* to) noexcept {
   SAFEARRAY* source = nullptr;
   if (from.vt == (VT_ARRAY | VT_VARIANT)) source = from.parray;
-  if (from.vt == (VT_BYREF | VT_ARRAY | VT_VARIANT)) source = *from.pparray;
+  if (from.vt == (VT_BYREF | VT_ARRAY | VT_VARIANT) && from.pparray) source = *from.pparray;
   if (!source) return DISP_E_TYPEMISMATCH;
   if (SafeArrayGetDim(source) != 1) return DISP_E_BADINDEX;
   SAFEARRAYBOUND bound = source->rgsabound[0];

@@ -26,7 +26,7 @@ class Argument {
  public:
   explicit Argument(VARIANT& given) {
     VARIANT* variant = &given;
-    while (variant->vt == (VT_BYREF | VT_VARIANT)) variant = variant->pvarVal;
+    if (variant->vt == (VT_BYREF | VT_VARIANT) && variant->pvarVal) variant = variant->pvarVal;
     if (variant->vt == (VT_BYREF | kVariantType<T>)) {
       pointer_ = static_cast<T*>(variant->byref);
     } else if (variant->vt == kVariantType<T>) {

@@ -15,9 +15,11 @@ SAFEARRAY* NewCodes(const std::vector<short>& codes, UINT dimensions, SAFEARRAYB
   return array;
 }
 
+/// Of an array that doesn't tell its type the size of the elements decides.
 bool HoldsCodes(SAFEARRAY* array) noexcept {
-  VARTYPE type = VT_EMPTY;
-  return SUCCEEDED(SafeArrayGetVartype(array, &type)) && type == VT_I2 && array->cbElements == sizeof(short);
+  VARTYPE type = VT_I2;
+  if (array->fFeatures & FADF_HAVEVARTYPE) SafeArrayGetVartype(array, &type);
+  return type == VT_I2 && array->cbElements == sizeof(short);
 }
 
 }  // namespace

@@ -29,7 +29,7 @@ bool ComponentHeld() {
 std::shared_ptr<halden::IADC3> CreateDriverObject() noexcept {
   try {
     return drivers->OfCallingThread().CreateObject();
-  } catch (const std::bad_alloc&) {
+  } catch (...) {
     return nullptr;
   }
 }

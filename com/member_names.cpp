@@ -1,6 +1,7 @@
 #include "com/member_names.h"
 
 #include <algorithm>
+#include <iterator>
 #include <tuple>
 #include <utility>
 
@@ -55,12 +56,15 @@ struct Caller<member, gives> {
   }
 };
 
-/// The host's buffer can only be its own memory: a converted copy would have room for one code.
+/// All three are the host's own variables or nothing: a converted copy of the first would have room for one
+/// code, and what is written to one of the others would be lost.
 HRESULT CallGetData(ByName& call) {
-  if (call.arguments.cArgs == 3 && call.At(0).vt != (VT_BYREF | VT_I2)) {
-    call.bad_argument = 2;
-    return DISP_E_TYPEMISMATCH;
-  }
+  constexpr VARTYPE kTypes[] = {VT_BYREF | VT_I2, VT_BYREF | VT_I4, VT_BYREF | VT_I4};
+  if (call.arguments.cArgs != std::size(kTypes)) return DISP_E_BADPARAMCOUNT;
+  HRESULT fits = S_OK;
+  for (std::size_t i = 0; i < std::size(kTypes); ++i)
+    call.Note(i, call.At(i).vt == kTypes[i] ? S_OK : DISP_E_TYPEMISMATCH, &fits);
+  if (FAILED(fits)) return fits;
   return Caller<&HaldenTextObject::GetData, true>::Call(call);
 }
 

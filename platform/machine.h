@@ -21,6 +21,7 @@ struct MachineOptions {
   std::string registry_file = {};         ///< empty: the user's own
   std::optional<UserAnswer> answer = {};  ///< answers the port dialog
   bool cancel = false;                    ///< cancels the port dialog
+  std::string system_root = "/";          ///< for tests: where the system shows its devices
 };
 
 /// The backends of the system that the program runs on.

@@ -26,3 +26,8 @@ void operator delete(void* memory) noexcept {
 void operator delete(void* memory, std::size_t) noexcept {
   std::free(memory);
 }
+
+/// Under the address sanitizer more memory than there can be is refused as it is without it.
+extern "C" const char* __asan_default_options() {
+  return "allocator_may_return_null=1";
+}

@@ -45,7 +45,8 @@ TEST(DeviceOptions, SayInOneLineWhatIsWrongAndWhatIsAllowed) {
       {"replay:", "--device replay: takes a path behind the colon"},
       {"tty", "--device tty: takes a path behind the colon"},
       {"tty:/dev/ttyS0,rate=5", "--device tty: no key \"rate\", the keys are baud"},
-      {"linux:all", "--device linux: takes no keys, not \"all\""},
+      {"linux,all", "--device linux: no key \"all\", the keys are baud"},
+      {"d2xx:all", "--device d2xx: takes no keys, not \"all\""},
   };
   for (const auto& c : cases) {
     std::string error;
@@ -91,7 +92,8 @@ TEST(DeviceOptions, EachKeyReachesItsSetting) {
   EXPECT_TRUE(replay.loop);
   EXPECT_EQ(Parsed<TtySettings>("tty:/dev/pts/3,baud=250000").baud, 250000u);
   EXPECT_EQ(Parsed<TtySettings>("tty:/dev/pts/3").path, "/dev/pts/3");
-  Parsed<KernelDevices>("linux");
+  EXPECT_EQ(Parsed<KernelSettings>("linux").baud, std::nullopt);
+  EXPECT_EQ(Parsed<KernelSettings>("linux,baud=230400").baud, 230400u);
   Parsed<VendorDevices>("d2xx");
 }
 

@@ -1,28 +1,11 @@
 #include "platform/machine.h"
 
-#include <filesystem>
 #include <gtest/gtest.h>
 
-#include "platform/linux/kernel_devices.h"
 #include "tests/pty.h"
 
 namespace halden {
 namespace {
-
-TEST(ListFtdiTtys, TakesThePortsOfTheFtdiDriverByNumber) {
-  namespace fs = std::filesystem;
-  const fs::path sysfs = fs::path(::testing::TempDir()) / "sysfs";
-  fs::remove_all(sysfs);
-  EXPECT_TRUE(ListFtdiTtys(sysfs).empty());
-  const fs::path ports = sysfs / "bus/usb-serial/devices";
-  for (const auto& [name, driver] : {std::pair("ttyUSB10", "ftdi_sio"), std::pair("ttyUSB2", "ftdi_sio"),
-                                     std::pair("ttyUSB3", "ch341"), std::pair("ttyUSB4", "")}) {
-    fs::create_directories(ports / name);
-    if (*driver != '\0') fs::create_symlink(fs::path("../../drivers") / driver, ports / name / "driver");
-  }
-  EXPECT_EQ(ListFtdiTtys(sysfs), (std::vector<std::string>{"ttyUSB2", "ttyUSB10"}));
-  fs::remove_all(sysfs);
-}
 
 TEST(OpenMachine, ListsDevicesOfAllKindsInTheOrderGiven) {
   Pty pty;

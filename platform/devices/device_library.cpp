@@ -32,7 +32,12 @@ bool Export(const Dcb& line, void* config, std::uint32_t* size) {
 
 }  // namespace
 
-DeviceLibrary::DeviceLibrary(std::vector<std::unique_ptr<Device>> devices) {
+DeviceLibrary::DeviceLibrary(std::vector<std::unique_ptr<Device>> devices, FindNew find_new)
+    : find_new_(std::move(find_new)) {
+  Add(std::move(devices));
+}
+
+void DeviceLibrary::Add(std::vector<std::unique_ptr<Device>> devices) {
   for (auto& device : devices) slots_.push_back({std::move(device)});
   AssignComNumbers();
 }
@@ -40,7 +45,7 @@ DeviceLibrary::DeviceLibrary(std::vector<std::unique_ptr<Device>> devices) {
 void DeviceLibrary::AssignComNumbers() {
   for (Slot& slot : slots_) {
     const std::int32_t wish = slot.device->Identity().com.value_or(-1);
-    if (wish > 0 && !ComTaken(wish)) slot.com = wish;
+    if (slot.com == -1 && wish > 0 && !ComTaken(wish)) slot.com = wish;
   }
   std::int32_t spare = kFirstSpareCom;
   for (Slot& slot : slots_) {
@@ -82,6 +87,7 @@ std::int32_t DeviceLibrary::NewHandle() {
 }
 
 FT_STATUS DeviceLibrary::FT_CreateDeviceInfoList(std::int32_t* count) {
+  if (find_new_) Add(find_new_());
   snapshot_.clear();
   for (std::size_t place = 0; place < slots_.size(); ++place) {
     if (slots_[place].device->Present()) snapshot_.push_back(place);

@@ -23,7 +23,11 @@ class DeviceLibrary : public D2xx, public CommConfigApi {
   /// Lets the user change the line settings of a port, such as "COM5"; false if cancelled.
   using LineDialog = std::function<bool(const std::string& port, Dcb* line)>;
 
-  explicit DeviceLibrary(std::vector<std::unique_ptr<Device>> devices);
+  /// Gives devices that have not been there before.
+  using FindNew = std::function<std::vector<std::unique_ptr<Device>>()>;
+
+  /// `find_new`, if any, is asked at each snapshot; what it finds stands behind all others.
+  explicit DeviceLibrary(std::vector<std::unique_ptr<Device>> devices, FindNew find_new = nullptr);
 
   /// What CommConfigDialogA shows. As long as none is set, there is nothing to show.
   void SetLineDialog(LineDialog dialog) { line_dialog_ = std::move(dialog); }
@@ -69,6 +73,7 @@ class DeviceLibrary : public D2xx, public CommConfigApi {
     CommHandle port_handle = -1;  // of CreateFileA
   };
 
+  void Add(std::vector<std::unique_ptr<Device>> devices);
   void AssignComNumbers();
   bool ComTaken(std::int32_t com) const;
   std::int32_t NewHandle();
@@ -80,6 +85,7 @@ class DeviceLibrary : public D2xx, public CommConfigApi {
   Slot* FindPort(const std::string& name);
   Slot* FindOpenPort(CommHandle port);
 
+  const FindNew find_new_;
   std::vector<Slot> slots_;
   std::vector<std::size_t> snapshot_;  // places in slots_
   std::int32_t next_handle_ = 1;

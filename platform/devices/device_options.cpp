@@ -152,6 +152,10 @@ std::vector<Key<TtySettings>> KeysOf(const TtySettings&) {
   return {NumberKey("baud", kLowestBaud, kHighestBaud, &TtySettings::baud)};
 }
 
+std::vector<Key<KernelSettings>> KeysOf(const KernelSettings&) {
+  return {NumberKey("baud", kLowestBaud, kHighestBaud, &KernelSettings::baud)};
+}
+
 /// Takes the part up to the next comma off the front of `rest`.
 std::string_view TakePart(std::string_view* rest) {
   const std::size_t comma = std::min(rest->find(','), rest->size());
@@ -197,13 +201,10 @@ std::string Parse(std::string_view kind, std::string_view rest, DeviceOption* op
   if (kind == "sim") return ReadKeys(rest, &option->emplace<SimSettings>());
   if (kind == "replay") return ReadPathAndKeys(rest, &option->emplace<ReplaySettings>());
   if (kind == "tty") return ReadPathAndKeys(rest, &option->emplace<TtySettings>());
-  if (kind == "linux") {
-    option->emplace<KernelDevices>();
-  } else if (kind == "d2xx") {
-    option->emplace<VendorDevices>();
-  } else {
+  if (kind == "linux") return ReadKeys(rest, &option->emplace<KernelSettings>());
+  if (kind != "d2xx")
     return "no such kind of device, the kinds are sim, replay:FILE, tty:PATH, linux and d2xx";
-  }
+  option->emplace<VendorDevices>();
   return rest.empty() ? "" : "takes no keys, not " + Quoted(rest);
 }
 
@@ -224,9 +225,10 @@ std::optional<std::string> ReadFile(const std::string& path) {
 
 std::optional<DeviceOption> ParseDeviceOption(const std::string& option, std::string* error) {
   const std::string_view text = option;
-  const std::size_t colon = std::min(text.find(':'), text.size());
-  const std::string_view kind = text.substr(0, colon);
-  const std::string_view rest = text.substr(std::min(colon + 1, text.size()));
+  // Only the kernel's devices need nothing between their name and the keys.
+  const std::size_t end = std::min(text.find(text.starts_with("linux,") ? ',' : ':'), text.size());
+  const std::string_view kind = text.substr(0, end);
+  const std::string_view rest = text.substr(std::min(end + 1, text.size()));
   DeviceOption parsed;
   const std::string fault = Parse(kind, rest, &parsed);
   if (fault.empty()) return parsed;

@@ -20,17 +20,19 @@ struct TtySettings {
 };
 
 /// Every device of the right make that the kernel lists.
-struct KernelDevices {};
+struct KernelSettings {
+  std::optional<std::uint32_t> baud;  ///< that their ports are configured for from now on
+};
 
 /// The devices of the vendor's library.
 struct VendorDevices {};
 
-using DeviceOption = std::variant<SimSettings, ReplaySettings, TtySettings, KernelDevices, VendorDevices>;
+using DeviceOption = std::variant<SimSettings, ReplaySettings, TtySettings, KernelSettings, VendorDevices>;
 
 /// Takes one --device option apart: "sim[:key=value,...]", "replay:FILE[,rate=N][,baud=N][,loop]",
-/// "tty:PATH[,baud=N]", "linux" or "d2xx". A path may hold anything but a comma; where a key stands twice,
-/// the last one counts. Nothing on failure; then `error` is one line that names what is wrong and what is
-/// allowed.
+/// "tty:PATH[,baud=N]", "linux[,baud=N]" or "d2xx". A path may hold anything but a comma; where a key stands
+/// twice, the last one counts. Nothing on failure; then `error` is one line that names what is wrong and what
+/// is allowed.
 std::optional<DeviceOption> ParseDeviceOption(const std::string& option, std::string* error);
 
 /// Makes a simulated or a replayed device, the `number`th of all devices (from 1), which is in its serial

@@ -1,16 +1,12 @@
 #include "platform/linux/tty_device.h"
 
-#include <algorithm>
 #include <cerrno>
 #include <charconv>
-#include <fcntl.h>
-#include <filesystem>
-#include <grp.h>
+#include <fstream>
 #include <limits>
+#include <linux/serial.h>
 #include <string_view>
-#include <sys/file.h>
 #include <sys/ioctl.h>
-#include <sys/stat.h>
 #include <system_error>
 #include <termios.h>
 #include <unistd.h>
@@ -32,50 +28,8 @@ bool ParseNumber(std::string_view text, std::uint32_t* number) {
   return parsed.ec == std::errc() && parsed.ptr == end;
 }
 
-/// One more than the number at the end of `name`; nothing without one, or where it is no COM number.
-std::optional<std::int32_t> ComNumberOf(const std::string& name) {
-  const std::size_t digits = name.find_last_not_of("0123456789") + 1;
-  std::uint32_t number = 0;
-  if (!ParseNumber(std::string_view(name).substr(digits), &number)) return std::nullopt;
-  if (number >= std::numeric_limits<std::int16_t>::max()) return std::nullopt;
-  return static_cast<std::int32_t>(number) + 1;
-}
-
 std::string Tail(const std::string& text, std::size_t size) {
   return text.size() <= size ? text : text.substr(text.size() - size);
-}
-
-DeviceIdentity IdentityOf(const std::string& resolved) {
-  constexpr std::uint32_t kUnknownChip = 3;
-  constexpr std::string_view kFolder = "/dev/";
-  const std::string name = resolved.starts_with(kFolder) ? resolved.substr(kFolder.size()) : resolved;
-  return {kUnknownChip, 0, Tail(name, 16), Tail(resolved, 64), ComNumberOf(name)};
-}
-
-std::string DeniedText(const std::string& path) {
-  struct stat status {};
-  if (stat(path.c_str(), &status) != 0) return "permission denied";
-  const group* owner = getgrgid(status.st_gid);
-  const std::string name = owner != nullptr ? owner->gr_name : std::to_string(status.st_gid);
-  return "permission denied, it belongs to the group " + name;
-}
-
-std::string FailureText(int error, const std::string& path) {
-  switch (error) {
-    case ENOENT:
-    case ENOTDIR:
-      return "no such file";
-    case EACCES:
-    case EPERM:
-      return DeniedText(path);
-    case EBUSY:
-    case EWOULDBLOCK:
-      return "held by another program";
-    case ENOTTY:
-      return "not a serial device";
-    default:
-      return std::generic_category().message(error);
-  }
 }
 
 FT_STATUS StatusOf(bool done) {
@@ -84,50 +38,25 @@ FT_STATUS StatusOf(bool done) {
 
 }  // namespace
 
-class TtyDevice::File {
- public:
-  /// Opens nothing that isn't a tty; then fd() is -1 and `errno` says why.
-  explicit File(const std::string& path) {
-    struct stat status {};
-    if (stat(path.c_str(), &status) != 0) return;
-    errno = ENOTTY;
-    if (!S_ISCHR(status.st_mode)) return;
-    fd_ = open(path.c_str(), O_RDWR | O_NOCTTY | O_NONBLOCK | O_CLOEXEC);
-    if (fd_ >= 0 && !isatty(fd_)) {
-      Close();
-      errno = ENOTTY;
-    }
-  }
-  ~File() { Close(); }
-  File(const File&) = delete;
-  File& operator=(const File&) = delete;
+std::optional<std::int32_t> ComNumberOf(const std::string& name) {
+  const std::size_t digits = name.find_last_not_of("0123456789") + 1;
+  std::uint32_t number = 0;
+  if (!ParseNumber(std::string_view(name).substr(digits), &number)) return std::nullopt;
+  if (number >= std::numeric_limits<std::int16_t>::max()) return std::nullopt;
+  return static_cast<std::int32_t>(number) + 1;
+}
 
-  int fd() const { return fd_; }
+TtyPort TtyPort::At(const std::string& path) {
+  constexpr std::uint32_t kUnknownChip = 3;
+  constexpr std::string_view kFolder = "/dev/";
+  const std::string resolved = Resolve(path);
+  const std::string name = resolved.starts_with(kFolder) ? resolved.substr(kFolder.size()) : resolved;
+  return {path,
+          {kUnknownChip, 0, Tail(name, 16), Tail(resolved, 64), ComNumberOf(name)},
+          "/sys/class/tty/" + name + "/device/latency_timer"};
+}
 
-  /// Keeps other programs away: those that ask by the lock, and those that would just open it. False, with
-  /// `errno`, if another holds it.
-  bool Hold() {
-    if (flock(fd_, LOCK_EX | LOCK_NB) != 0) return false;
-    int held = 0;
-    if (ioctl(fd_, TIOCGEXCL, &held) == 0 && held != 0) {
-      errno = EBUSY;
-      return false;
-    }
-    return ioctl(fd_, TIOCEXCL) == 0;
-  }
-  void Release() { ioctl(fd_, TIOCNXCL); }
-
- private:
-  void Close() {
-    if (fd_ >= 0) close(fd_);
-    fd_ = -1;
-  }
-
-  int fd_ = -1;
-};
-
-TtyDevice::TtyDevice(std::string path, std::optional<std::uint32_t> baud)
-    : path_(std::move(path)), identity_(IdentityOf(Resolve(path_))) {
+TtyDevice::TtyDevice(TtyPort port, std::optional<std::uint32_t> baud) : port_(std::move(port)) {
   if (!baud) return;
   default_line_.emplace();
   default_line_->BaudRate = *baud;
@@ -135,38 +64,39 @@ TtyDevice::TtyDevice(std::string path, std::optional<std::uint32_t> baud)
 }
 
 TtyDevice::~TtyDevice() {
-  Close();
+  TtyDevice::Close();
 }
 
 FT_STATUS TtyDevice::Open() {
   open_failure_ = file_ ? "already open" : TryOpen();
-  if (!open_failure_.empty()) open_failure_ = path_ + ": " + open_failure_;
+  if (!open_failure_.empty()) open_failure_ = port_.path + ": " + open_failure_;
   return StatusOf(open_failure_.empty());
 }
 
 std::string TtyDevice::TryOpen() {
-  const std::string resolved = Resolve(path_);
-  auto file = std::make_unique<File>(resolved);
-  if (file->fd() < 0 || !file->Hold()) return FailureText(errno, resolved);
+  const std::string resolved = Resolve(port_.path);
+  auto file = std::make_unique<TtyFile>(resolved);
+  if (file->fd() < 0 || !file->Free()) return TtyFailureText(errno, resolved, port_.root);
+  // As soon as can be: until then what the device sends is echoed to it, if nobody has had the port before.
   auto line = std::make_unique<TtyLine>(file->fd());
-  if (!line->MakeRaw()) {
-    const int error = errno;
-    file->Release();
-    return FailureText(error, resolved);
+  if (!line->MakeRaw() || !file->Hold()) return TtyFailureText(errno, resolved, port_.root);
+  try {
+    reader_ = std::make_unique<TtyReader>(file->fd());
+  } catch (const std::system_error& error) {
+    line->PutBack();
+    return error.code().message();
   }
   file_ = std::move(file);
   line_ = std::move(line);
-  received_.Clear();
-  lost_ = false;
   return "";
 }
 
 void TtyDevice::Close() {
   if (!file_) return;
+  reader_.reset();
   // Closing would wait for bytes that nobody takes.
   ioctl(file_->fd(), TCFLSH, TCOFLUSH);
   line_->PutBack();
-  file_->Release();
   line_.reset();
   file_.reset();
 }
@@ -180,27 +110,10 @@ FT_STATUS TtyDevice::SetDataCharacteristics(std::uint8_t word_length, std::uint8
   return StatusOf(line_->SetFormat(word_length, stop_bits, parity));
 }
 
-void TtyDevice::Receive() {
-  char bytes[4096];
-  while (!lost_) {
-    const std::size_t room = std::min(sizeof bytes, ByteQueue::kCapacity - received_.Size());
-    if (room == 0) return;  // the rest waits in the kernel
-    const ssize_t count = read(file_->fd(), bytes, room);
-    if (count > 0) {
-      received_.Push({bytes, static_cast<std::size_t>(count)});
-    } else if (count < 0 && errno == EAGAIN) {
-      return;
-    } else if (count == 0 || errno != EINTR) {
-      lost_ = true;
-    }
-  }
-}
-
 FT_STATUS TtyDevice::Read(void* buffer, std::uint32_t count, std::uint32_t* read) {
-  if (received_.Size() < count) Receive();
-  if (lost_ && received_.Size() == 0) return kDeviceFailed;
-  *read = static_cast<std::uint32_t>(received_.Pop(static_cast<char*>(buffer), count));
-  return FT_OK;
+  const auto taken = reader_->Take(static_cast<char*>(buffer), count);
+  if (taken) *read = static_cast<std::uint32_t>(*taken);
+  return StatusOf(taken.has_value());
 }
 
 FT_STATUS TtyDevice::Write(const void* buffer, std::uint32_t count, std::uint32_t* written) {
@@ -231,15 +144,25 @@ FT_STATUS TtyDevice::SetModemLine(int line, bool on) {
   return StatusOf(errno == ENOTTY || errno == EINVAL);
 }
 
-FT_STATUS TtyDevice::SetLatencyTimer(std::uint8_t) {
-  return StatusOf(!lost_);
+FT_STATUS TtyDevice::SetLatencyTimer(std::uint8_t milliseconds) {
+  std::fstream file(port_.latency_timer);
+  if (file && file << int{milliseconds} << std::flush) return FT_OK;
+  return StatusOf(SetLowLatency());
+}
+
+/// What a user may do where the timer's file belongs to the superuser: the shortest latency there is.
+bool TtyDevice::SetLowLatency() {
+  serial_struct serial{};
+  // A device without a latency works without it.
+  if (ioctl(file_->fd(), TIOCGSERIAL, &serial) != 0) return errno == ENOTTY || errno == EINVAL;
+  serial.flags |= ASYNC_LOW_LATENCY;
+  return ioctl(file_->fd(), TIOCSSERIAL, &serial) == 0;
 }
 
 FT_STATUS TtyDevice::GetQueueStatus(std::uint32_t* rx_bytes) {
-  Receive();
-  if (lost_ && received_.Size() == 0) return kDeviceFailed;
-  *rx_bytes = static_cast<std::uint32_t>(received_.Size());
-  return FT_OK;
+  const auto size = reader_->Size();
+  if (size) *rx_bytes = static_cast<std::uint32_t>(*size);
+  return StatusOf(size.has_value());
 }
 
 FT_STATUS TtyDevice::GetTxQueueStatus(std::uint32_t* tx_bytes) {
@@ -250,11 +173,9 @@ FT_STATUS TtyDevice::GetTxQueueStatus(std::uint32_t* tx_bytes) {
 }
 
 FT_STATUS TtyDevice::Purge(std::uint32_t mask) {
-  const bool rx = mask & FT_PURGE_RX;
-  const bool tx = mask & FT_PURGE_TX;
-  if (rx) received_.Clear();
-  if (!rx && !tx) return FT_OK;
-  return StatusOf(ioctl(file_->fd(), TCFLSH, rx ? (tx ? TCIOFLUSH : TCIFLUSH) : TCOFLUSH) == 0);
+  const bool received = !(mask & FT_PURGE_RX) || reader_->Purge();
+  const bool sent = !(mask & FT_PURGE_TX) || ioctl(file_->fd(), TCFLSH, TCOFLUSH) == 0;
+  return StatusOf(received && sent);
 }
 
 bool TtyDevice::GetDefaultLine(Dcb* line) {
@@ -270,7 +191,7 @@ bool TtyDevice::SetDefaultLine(const Dcb& line) {
 
 bool TtyDevice::GetPortLine(Dcb* line) {
   if (line_) return line_->Found(line);
-  const File file(Resolve(path_));
+  const TtyFile file(Resolve(port_.path));
   return file.fd() >= 0 && TtyLine(file.fd()).Found(line);
 }
 

@@ -1,30 +1,47 @@
 #pragma once
 
 #include <cstdint>
+#include <filesystem>
 #include <memory>
 #include <optional>
 #include <string>
 
-#include "platform/devices/byte_queue.h"
 #include "platform/devices/device.h"
+#include "platform/linux/tty_file.h"
 #include "platform/linux/tty_line.h"
+#include "platform/linux/tty_reader.h"
 
 namespace halden {
 
+/// Where a tty is found, and what the device list tells of it.
+struct TtyPort {
+  std::string path;  ///< may be a link, which is followed anew at each opening
+  DeviceIdentity identity;
+  std::filesystem::path latency_timer;  ///< the kernel's file of milliseconds; need not be there
+  std::filesystem::path root = "/";     ///< where the system's /proc lies
+
+  /// The tty behind `path`. Its COM number is that of the name that links lead to.
+  static TtyPort At(const std::string& path);
+};
+
+/// One more than the number at the end of a tty's name; nothing without one, or where it is no COM number.
+std::optional<std::int32_t> ComNumberOf(const std::string& name);
+
 /// A serial device or pseudo-terminal of Linux.
 ///
-/// It is always listed, so that opening it can say what is wrong. Each call takes what the kernel has
-/// received into a queue of its own: the kernel drops its bytes when a device goes. What a call has counted
-/// can be read until the queue is empty; from then on calls on a device that has gone fail at once.
+/// It is always listed, so that opening it can say what is wrong. While it is open, what it sends is taken
+/// from the kernel as it comes (see TtyReader), so once it has gone the rest can still be read; from then on
+/// calls fail at once.
 class TtyDevice : public Device {
  public:
-  /// `path` may be a link: it is followed anew at each opening, but the COM number (one more than the number
-  /// at the end of the name that it leads to) is settled here. `baud` is the stored default, with 8 data
-  /// bits, no parity and one stop bit; without it the default is what the port is set to.
-  explicit TtyDevice(std::string path, std::optional<std::uint32_t> baud = std::nullopt);
+  /// `baud` is the stored default, with 8 data bits, no parity and one stop bit; without it the default is
+  /// what the port is set to.
+  explicit TtyDevice(TtyPort port, std::optional<std::uint32_t> baud = std::nullopt);
+  explicit TtyDevice(const std::string& path, std::optional<std::uint32_t> baud = std::nullopt)
+      : TtyDevice(TtyPort::At(path), baud) {}
   ~TtyDevice() override;
 
-  const DeviceIdentity& Identity() const override { return identity_; }
+  const DeviceIdentity& Identity() const override { return port_.identity; }
   bool Present() const override { return true; }
 
   FT_STATUS Open() override;
@@ -48,24 +65,24 @@ class TtyDevice : public Device {
 
   std::string OpenFailure() const override { return open_failure_; }
 
- private:
-  /// A file that is closed with it.
-  class File;
+ protected:
+  /// Whether a default has been given or set here.
+  bool HasDefaultLine() const { return default_line_.has_value(); }
 
+ private:
   /// Why it failed; empty if the port is open and held.
   std::string TryOpen();
-  void Receive();
+  bool SetLowLatency();
   FT_STATUS SetModemLine(int line, bool on);
 
-  const std::string path_;
-  DeviceIdentity identity_;
+  const TtyPort port_;
   std::optional<Dcb> default_line_;
   std::string open_failure_;
 
-  std::unique_ptr<File> file_;     // while open
-  std::unique_ptr<TtyLine> line_;  // while open
-  ByteQueue received_;
-  bool lost_ = false;
+  // While open; the later ones use the file.
+  std::unique_ptr<TtyFile> file_;
+  std::unique_ptr<TtyLine> line_;
+  std::unique_ptr<TtyReader> reader_;
 };
 
 }  // namespace halden

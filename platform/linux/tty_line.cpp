@@ -51,8 +51,8 @@ bool TtyLine::Found(Dcb* line) const {
 }
 
 bool TtyLine::MakeRaw() {
-  termios2 settings;
-  if (!Get(&settings)) return false;
+  if (!found_) return false;
+  termios2 settings = *before_;
   settings.c_iflag = 0;
   settings.c_oflag = 0;
   settings.c_lflag = 0;
@@ -65,7 +65,7 @@ bool TtyLine::MakeRaw() {
 }
 
 bool TtyLine::SetBaudRate(std::uint32_t bits_per_second) {
-  termios2 before;
+  termios2 before{};
   if (bits_per_second == 0 || !Get(&before)) return false;
   termios2 settings = before;
   settings.c_cflag &= ~(CBAUD | CIBAUD);
@@ -79,10 +79,10 @@ bool TtyLine::SetBaudRate(std::uint32_t bits_per_second) {
 }
 
 bool TtyLine::SetFormat(std::uint8_t word_length, std::uint8_t stop_bits, std::uint8_t parity) {
-  termios2 before;
+  termios2 before{};
   if (!Get(&before)) return false;
   termios2 wanted = before;
-  termios2 actual;
+  termios2 actual{};
   if (!PutFormat(word_length, stop_bits, parity, &wanted) || !Set(wanted) || !Get(&actual)) return false;
   if ((actual.c_cflag & kFormatFlags) == (wanted.c_cflag & kFormatFlags) || IsPseudoTerminal()) return true;
   Set(before);
@@ -90,7 +90,9 @@ bool TtyLine::SetFormat(std::uint8_t word_length, std::uint8_t stop_bits, std::u
 }
 
 void TtyLine::PutBack() {
-  if (found_) Set(*before_);
+  termios2 settings = *before_;
+  settings.c_lflag &= ~(ECHO | ECHONL);
+  if (found_) Set(settings);
 }
 
 bool TtyLine::Get(termios2* settings) const {

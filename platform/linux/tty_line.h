@@ -34,6 +34,7 @@ class TtyLine {
   /// False, with the format as it was, for what system or port can't do. A pseudo-terminal has no line that
   /// could be of another format: it takes all.
   bool SetFormat(std::uint8_t word_length, std::uint8_t stop_bits, std::uint8_t parity);
+  /// Sets what was found, but for the echo, by which a device that goes on speaking would hear itself.
   void PutBack();
 
  private:

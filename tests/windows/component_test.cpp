@@ -135,6 +135,29 @@ TEST_F(Component, ObjectsOfAnApartmentShareWhatAnotherOneDoesNotSee) {
   }).join();
 }
 
+/// What the host does from inside a call.
+IUnknown* last_reference = nullptr;
+bool loaded_inside = false;
+
+void CALLBACK ReleaseLast(HWND, UINT, UINT_PTR timer, DWORD) {
+  KillTimer(nullptr, timer);
+  std::exchange(last_reference, nullptr)->Release();
+  CoFreeUnusedLibrariesEx(0, 0);
+  loaded_inside = GetModuleHandleW(L"HT_TEXT.adc") != nullptr;
+}
+
+TEST_F(Component, ALastReleaseInsideACallTakesEffectBehindIt) {
+  object.Reset();
+  last_reference = adc.get();
+  SetTimer(nullptr, 0, 10, ReleaseLast);
+  adc.Get<VARIANT_BOOL>(kTest);
+  adc.Forget();
+  EXPECT_FALSE(last_reference);
+  EXPECT_TRUE(loaded_inside);
+  CoFreeUnusedLibrariesEx(0, 0);
+  EXPECT_FALSE(GetModuleHandleW(L"HT_TEXT.adc"));
+}
+
 TEST_F(Component, EveryNullPointerIsRefused) {
   struct Shape {
     std::vector<int> members;
@@ -205,6 +228,15 @@ TEST_F(Component, ArraysOfAWrongShapeAreRefusedAndTheTableStays) {
   }
   EXPECT_EQ(TakeCodes(adc.Get<SAFEARRAY*>(kInputChannels)), (std::vector<short>{1, 1, 0}));
   EXPECT_EQ(adc.Get<short>(kInputCountChannels), 3);
+
+  SAFEARRAY* untyped = nullptr;
+  SafeArrayAllocDescriptor(1, &untyped);
+  untyped->cbElements = sizeof(short);
+  untyped->rgsabound[0] = {5, 0};
+  SafeArrayAllocData(untyped);
+  EXPECT_EQ(SetChannels(untyped), S_OK);
+  SafeArrayDestroy(untyped);
+  EXPECT_EQ(adc.Get<short>(kInputCountChannels), 5);
 }
 
 TEST_F(Component, IsUnloadedBehindItsLastObjectAndCanBeLoadedAgain) {

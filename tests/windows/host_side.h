@@ -60,6 +60,8 @@ class Reference {
   void Reset() {
     if (object_) std::exchange(object_, nullptr)->Release();
   }
+  /// Somebody else has released it.
+  void Forget() { object_ = nullptr; }
   explicit operator bool() const { return object_ != nullptr; }
   IUnknown* get() const { return object_; }
 

@@ -1,0 +1,83 @@
+#include "platform/linux/kernel_device.h"
+
+#include <algorithm>
+#include <utility>
+
+#include "platform/ansi_text.h"
+#include "platform/linux/holders.h"
+
+namespace halden {
+namespace {
+
+TtyPort TtyPortOf(const KernelPort& port, const std::filesystem::path& root, const NumberRules& rules) {
+  const AnsiText ansi(rules);
+  TtyPort tty = TtyPort::At(root / "dev" / port.tty);
+  tty.identity = {port.type, port.id, ansi.FromUtf8(port.serial).substr(0, 16),
+                  ansi.FromUtf8(port.description).substr(0, 64), ComNumberOf(port.tty).value_or(-1)};
+  tty.latency_timer = port.latency_timer;
+  tty.root = root;
+  return tty;
+}
+
+}  // namespace
+
+KernelDevice::KernelDevice(KernelPort port, const std::filesystem::path& root,
+                           std::optional<std::uint32_t> baud, const NumberRules& rules, PortLines& lines)
+    : TtyDevice(TtyPortOf(port, root, rules), baud),
+      kernel_port_(std::move(port)),
+      root_(root),
+      key_(AnsiText(rules).FromUtf8(kernel_port_.serial)),
+      lines_(lines) {
+  Dcb line;
+  if (baud && !key_.empty() && TtyDevice::GetDefaultLine(&line)) lines_.Keep(key_, line);
+}
+
+bool KernelDevice::Present() const {
+  const auto ports = ListKernelPorts(root_);
+  return std::find(ports.begin(), ports.end(), kernel_port_) != ports.end();
+}
+
+FT_STATUS KernelDevice::Open() {
+  not_served_ = WhyNotServed();
+  return not_served_.empty() ? TtyDevice::Open() : kDeviceFailed;
+}
+
+std::string KernelDevice::OpenFailure() const {
+  return not_served_.empty() ? TtyDevice::OpenFailure() : not_served_;
+}
+
+std::string KernelDevice::WhyNotServed() const {
+  if (!kernel_port_.tty.empty()) return "";
+  const std::string place = "USB device " + kernel_port_.usb;
+  if (kernel_port_.driver == "usbfs")
+    return place + ": claimed by another program" + HolderText(kernel_port_.usb_file, root_);
+  if (kernel_port_.driver.empty()) return place + ": the kernel's driver ftdi_sio doesn't serve it";
+  return place + ": claimed by the kernel's driver " + kernel_port_.driver;
+}
+
+bool KernelDevice::GetDefaultLine(Dcb* line) {
+  if (!HasDefaultLine() && !key_.empty()) {
+    if (const auto kept = lines_.Find(key_)) {
+      *line = *kept;
+      return true;
+    }
+  }
+  return TtyDevice::GetDefaultLine(line);
+}
+
+bool KernelDevice::SetDefaultLine(const Dcb& line) {
+  if (!key_.empty() && !lines_.Keep(key_, line)) return false;
+  return TtyDevice::SetDefaultLine(line);
+}
+
+std::vector<std::unique_ptr<Device>> KernelDevices::New() {
+  std::vector<std::unique_ptr<Device>> devices;
+  for (KernelPort& port : ListKernelPorts(root_)) {
+    if (std::find(known_.begin(), known_.end(), port) != known_.end()) continue;
+    known_.push_back(port);
+    devices.push_back(std::make_unique<KernelDevice>(std::move(port), root_, baud_, rules_, lines_));
+  }
+  return devices;
+}
+
+}  // namespace halden
