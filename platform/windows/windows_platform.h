@@ -2,12 +2,12 @@
 
 #include "platform/platform.h"
 #include "platform/windows/imported_d2xx.h"
-#include "platform/windows/no_toolkit.h"
 #include "platform/windows/resource_texts.h"
 #include "platform/windows/win32_clock.h"
 #include "platform/windows/win32_comm_config.h"
 #include "platform/windows/win32_number_rules.h"
 #include "platform/windows/win32_registry.h"
+#include "platform/windows/win32_toolkit.h"
 
 namespace halden {
 
@@ -16,7 +16,8 @@ class WindowsPlatform {
  public:
   /// `module` holds the component's texts, and must stay loaded.
   explicit WindowsPlatform(void* module)
-      : texts_(module), platform_{d2xx_, comm_config_, registry_, clock_, number_rules_, texts_, toolkit_} {}
+      : texts_(module), toolkit_(module), platform_{d2xx_,         comm_config_, registry_, clock_,
+                                                    number_rules_, texts_,       toolkit_} {}
   WindowsPlatform(const WindowsPlatform&) = delete;
   WindowsPlatform& operator=(const WindowsPlatform&) = delete;
 
@@ -29,7 +30,7 @@ class WindowsPlatform {
   Win32Clock clock_;
   Win32NumberRules number_rules_;
   ResourceTexts texts_;
-  NoToolkit toolkit_;
+  Win32Toolkit toolkit_;
   Platform platform_;
 };
 

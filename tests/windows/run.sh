@@ -62,6 +62,10 @@ backends() {
   done
 }
 
+windows() {
+  on_windows 120 window-tests.exe --gtest_brief=1
+}
+
 example_host() {
   on_windows 60 halden-host.exe record --frames 40 --csv - --quiet >frames.csv
   diff <(sed -n '1p;$=' frames.csv) - <<<$'Column1,Column2,Column3\n41'
@@ -78,5 +82,6 @@ step "unregistration leaves nothing behind" left_behind
 step "registration" register "$component"
 step "a host that knows the virtual table" on_windows 120 component-tests.exe --gtest_brief=1
 step "a script host" script_host
+step "the windows" windows
 step "the backends" backends
 step "the example host" example_host

@@ -1,0 +1,32 @@
+#include "platform/windows/win32_toolkit.h"
+
+#include "platform/windows/wide_text.h"
+#include "platform/windows/win32_window.h"
+
+namespace halden {
+
+bool Win32Toolkit::CanShow() const {
+  USEROBJECTFLAGS flags{};
+  DWORD size = 0;
+  return GetUserObjectInformationW(GetProcessWindowStation(), UOI_FLAGS, &flags, sizeof flags, &size) &&
+         (flags.dwFlags & WSF_VISIBLE) != 0;
+}
+
+std::unique_ptr<Window> Win32Toolkit::NewWindow(WindowSpec spec) {
+  auto window = std::make_unique<Win32Window>(std::move(spec), static_cast<HINSTANCE>(module_), pointer_);
+  if (!window->Complete()) return nullptr;
+  return window;
+}
+
+void Win32Toolkit::ShowMessage(const std::string& text, const std::string& title, MessageIcon icon) {
+  if (!CanShow()) return;
+  MessageBoxW(GetActiveWindow(), WideText(text).c_str(), WideText(title).c_str(),
+              MB_OK | MB_TASKMODAL | static_cast<UINT>(icon));
+}
+
+void Win32Toolkit::SetPointer(Pointer pointer) {
+  pointer_ = pointer;
+  ShowPointer(pointer);
+}
+
+}  // namespace halden

@@ -1,0 +1,161 @@
+#pragma once
+
+#include <algorithm>
+#include <deque>
+#include <iterator>
+#include <windows.h>
+
+#include "platform/windows/wide_text.h"
+#include "platform/windows/win32_clock.h"
+#include "tests/form_user.h"
+
+namespace halden {
+
+inline const std::vector<std::string> kPortControls = {"lblCh", "cboCh",     "lblRate",   "cboRate",
+                                                       "cmdOK", "cmdCancel", "cmdConfig", "lstPort"};
+
+/// The user of the dialog that this thread shows, with keys and mouse. Each tick of a timer plays one step,
+/// and such a tick comes only when all that was posted before has been served. A message box is dismissed
+/// first.
+class ScreenUser : public FormUser {
+ public:
+  /// `controls` are the names in tab order.
+  ScreenUser(std::vector<std::string> controls, const std::vector<FormStep>& steps)
+      : controls_(std::move(controls)),
+        steps_(steps.begin(), steps.end()),
+        timer_(clock_.NewTimer(USER_TIMER_MINIMUM, [this] { Tick(); })) {
+    timer_->Enable(true);
+  }
+
+  int messages = 0;        ///< boxes dismissed
+  bool abandoned = false;  ///< the steps have come to their end with the dialog still shown
+
+  HWND Form() const { return Front(false); }
+  HWND Control(const std::string& name) const {
+    constexpr int kFirstId = 100;
+    const auto found = std::find(controls_.begin(), controls_.end(), name);
+    return GetDlgItem(Form(), kFirstId + static_cast<int>(found - controls_.begin()));
+  }
+
+  void PickRow(const std::string& control, int row) override {
+    const HWND box = Control(control);
+    RECT place{};
+    if (SendMessageW(box, LB_GETITEMRECT, static_cast<WPARAM>(row), reinterpret_cast<LPARAM>(&place)) == TRUE)
+      return Click(box, place.left + 1, place.top + 1);
+    const HWND keys = KeyWindow(box);
+    Click(keys, 3, 3);  // which drops the list of a box without an edit box
+    SendKeys(keys, VK_UP, static_cast<int>(SendMessageW(box, CB_GETCOUNT, 0, 0)));
+    SendKeys(keys, VK_DOWN, row);
+    if (keys == box) Key(keys, VK_RETURN);
+  }
+  void Type(const std::string& control, const std::string& text) override {
+    const HWND edit = KeyWindow(Control(control));
+    Click(edit, 1, 1);
+    PostMessageW(edit, EM_SETSEL, 0, -1);
+    if (text.empty()) Key(edit, VK_DELETE);
+    for (const wchar_t unit : WideText(text)) PostMessageW(edit, WM_CHAR, unit, 0);
+  }
+  void Press(const std::string& button) override { Click(Control(button), 3, 3); }
+  void AccessKey(char32_t key) override { PostMessageW(GetFocus(), WM_SYSCHAR, key, 1 << 29); }
+  void Tab(int step) override {
+    HoldShift(step < 0);
+    Key(GetFocus(), VK_TAB);
+  }
+  void Enter() override { Key(GetFocus(), VK_RETURN); }
+  void Escape() override { Key(GetFocus(), VK_ESCAPE); }
+  void CloseBox() override { PostMessageW(Form(), WM_SYSCOMMAND, SC_CLOSE, 0); }
+
+  std::string Focus() const override {
+    for (const std::string& name : controls_)
+      if (Control(name) == GetFocus() || IsChild(Control(name), GetFocus())) return name;
+    return {};
+  }
+  std::string Text(const std::string& control) const override { return WindowText(Control(control)); }
+  bool Enabled(const std::string& control) const override { return IsWindowEnabled(Control(control)); }
+  int SelectedRow(const std::string& list) const override {
+    return static_cast<int>(SendMessageW(Control(list), LB_GETCURSEL, 0, 0));
+  }
+  std::string Row(const std::string& list, int row) const override {
+    wchar_t text[100] = {};
+    SendMessageW(Control(list), LB_GETTEXT, static_cast<WPARAM>(row), reinterpret_cast<LPARAM>(text));
+    return Utf8Text(text);
+  }
+  std::pair<int, int> Selection(const std::string& control) const override {
+    DWORD start = 0, end = 0;
+    SendMessageW(Control(control), CB_GETEDITSEL, reinterpret_cast<WPARAM>(&start),
+                 reinterpret_cast<LPARAM>(&end));
+    return {start, end - start};
+  }
+
+ private:
+  static std::string WindowText(HWND window) {
+    wchar_t text[200] = {};
+    GetWindowTextW(window, text, static_cast<int>(std::size(text)));
+    return Utf8Text(text);
+  }
+
+  /// The dialog of this thread, or the message box in front of it.
+  static HWND Front(bool message_box) {
+    struct Search {
+      bool message_box;
+      HWND found;
+    } search{message_box, nullptr};
+    const auto look = [](HWND window, LPARAM data) -> BOOL {
+      auto& wanted = *reinterpret_cast<Search*>(data);
+      wchar_t name[20] = {};
+      GetClassNameW(window, name, static_cast<int>(std::size(name)));
+      const bool is_dialog = std::wstring_view(name) == L"#32770" && IsWindowVisible(window);
+      const bool is_box = WindowText(window) == "Halden-Text Driver";
+      if (is_dialog && is_box == wanted.message_box) wanted.found = window;
+      return wanted.found == nullptr;
+    };
+    EnumThreadWindows(GetCurrentThreadId(), look, reinterpret_cast<LPARAM>(&search));
+    return search.found;
+  }
+
+  /// Where the keys for a control go: a combo box may have an edit box.
+  static HWND KeyWindow(HWND control) {
+    const HWND edit = FindWindowExW(control, nullptr, L"Edit", nullptr);
+    return edit ? edit : control;
+  }
+
+  void Tick() {
+    HoldShift(false);
+    if (const HWND box = Front(true)) {
+      ++messages;
+      PostMessageW(box, WM_COMMAND, IDOK, 0);
+    } else if (Form() && !steps_.empty()) {
+      const FormStep step = std::move(steps_.front());
+      steps_.pop_front();
+      step(*this);
+    } else if (Form()) {
+      abandoned = true;
+      CloseBox();
+    }
+  }
+
+  static void HoldShift(bool down) {
+    BYTE keys[256] = {};
+    GetKeyboardState(keys);
+    keys[VK_SHIFT] = down ? 0x80 : 0;
+    SetKeyboardState(keys);
+  }
+  static void Key(HWND window, WPARAM key) {
+    PostMessageW(window, WM_KEYDOWN, key, 1);
+    PostMessageW(window, WM_KEYUP, key, 1);
+  }
+  static void SendKeys(HWND window, WPARAM key, int count) {
+    for (int i = 0; i < count; ++i) Key(window, key);
+  }
+  static void Click(HWND window, int x, int y) {
+    PostMessageW(window, WM_LBUTTONDOWN, MK_LBUTTON, MAKELPARAM(x, y));
+    PostMessageW(window, WM_LBUTTONUP, 0, MAKELPARAM(x, y));
+  }
+
+  std::vector<std::string> controls_;
+  std::deque<FormStep> steps_;
+  Win32Clock clock_;
+  std::unique_ptr<PeriodicTimer> timer_;
+};
+
+}  // namespace halden
