@@ -30,8 +30,15 @@ bool cRegistry::Record(std::int32_t result) {
   return result == ERROR_SUCCESS;
 }
 
+/// A success without a handle is none.
+bool cRegistry::RecordOpened(std::int32_t result, HKEY handle) {
+  return Record(result == ERROR_SUCCESS && handle == 0 ? ERROR_INVALID_HANDLE : result);
+}
+
 bool cRegistry::Open(HKEY root, const std::string& key, std::uint32_t access) {
-  return Record(api_.RegOpenKeyExA(root, key, access, &key_handle_));
+  key_handle_ = 0;
+  const std::int32_t result = api_.RegOpenKeyExA(root, key, access, &key_handle_);
+  return RecordOpened(result, key_handle_);
 }
 
 void cRegistry::Close() {
@@ -45,7 +52,9 @@ bool cRegistry::KeyExists(HKEY root, const std::string& key) {
 }
 
 bool cRegistry::CreateKey(HKEY root, const std::string& key, const std::string& text) {
-  if (!Record(api_.RegCreateKeyExA(root, key, KEY_CREATE_SUB_KEY, &key_handle_))) return false;
+  key_handle_ = 0;
+  const std::int32_t result = api_.RegCreateKeyExA(root, key, KEY_CREATE_SUB_KEY, &key_handle_);
+  if (!RecordOpened(result, key_handle_)) return false;
   Close();
   if (!text.empty()) WriteString(root, key, "", text);
   return true;

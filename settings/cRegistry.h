@@ -136,6 +136,7 @@ class cRegistry {
   bool CurrentOr(Reader<Value> read, const std::string& name, Value& value, Value default_value);
 
   bool Record(std::int32_t result);
+  bool RecordOpened(std::int32_t result, HKEY handle);
   bool Open(HKEY root, const std::string& key, std::uint32_t access);
   void Close();
   template <typename Value>

@@ -58,11 +58,13 @@ std::string ExportData(std::uint32_t type, const ByteArray& data) {
 /// stays open.
 class cRegistry::KeyView {
  public:
-  KeyView(cRegistry& registry, HKEY root, const std::string& key) : registry_(registry), handle_(root) {
+  KeyView(cRegistry& registry, HKEY root, const std::string& key) : registry_(registry) {
     if (key.empty()) {
+      handle_ = root;
       open_ = registry_.Record(ERROR_SUCCESS);
     } else {
-      open_ = close_ = registry_.Record(registry_.api_.RegOpenKeyExA(root, key, kReadAccess, &handle_));
+      const std::int32_t result = registry_.api_.RegOpenKeyExA(root, key, kReadAccess, &handle_);
+      open_ = close_ = registry_.RecordOpened(result, handle_);
     }
     if (open_) registry_.Record(registry_.api_.RegQueryInfoKeyA(handle_, &info_));
   }
@@ -112,7 +114,7 @@ class cRegistry::KeyView {
 
  private:
   cRegistry& registry_;
-  HKEY handle_;
+  HKEY handle_ = 0;
   bool open_ = false;
   bool close_ = false;
   RegKeyInfo info_;
