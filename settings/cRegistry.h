@@ -126,6 +126,8 @@ class cRegistry {
 
  private:
   class KeyView;
+  /// No value is read that the system says is larger, so that a wrong answer doesn't take the memory.
+  static constexpr std::uint32_t kMostData = 1 << 24;
   static constexpr std::uint32_t kReadAccess = READ_CONTROL | KEY_QUERY_VALUE | KEY_ENUMERATE_SUB_KEYS;
 
   template <typename Value>

@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 #include <set>
 
+#include "driver/inspect.h"
 #include "tests/faulty_driver.h"
 #include "tests/registry_backends.h"
 
@@ -56,6 +57,7 @@ const Fault kFaults[] = {
 struct Outcome {
   bool found = false;
   std::string error;
+  std::string struck;               ///< the call that went wrong first
   std::vector<std::int16_t> codes;  ///< of two channels
 };
 
@@ -86,6 +88,7 @@ Outcome Live(FaultyDriver& driver, const Way& way) {
   const KadrTable rest = adc.InputData();
   outcome.codes.insert(outcome.codes.end(), rest.Codes.begin() + 2, rest.Codes.end());
   driver.adc.reset();
+  outcome.struck = driver.faults.Struck();
   EXPECT_EQ(driver.faults.OpenHandles(), 0u);
   EXPECT_EQ(driver.faults.WrongCloses(), 0);
   return outcome;
@@ -122,7 +125,7 @@ bool LiveWith(const Way& way, const Fault& fault, int first, bool all) {
   if (fault.gone) faults.gone = [&](bool gone) { fault.gone(driver, gone); };
   faults.Arm(first, all, fault.kind);
   const Outcome outcome = Live(driver, way);
-  const std::string struck = faults.Struck();
+  const std::string& struck = outcome.struck;
   SCOPED_TRACE(struck);
   const bool of_list = struck.ends_with("DeviceInfoList");
   if (fault.kind == Faults::kFails && !all && !of_list && !way.may_refuse.count(struck)) {
@@ -133,12 +136,16 @@ bool LiveWith(const Way& way, const Fault& fault, int first, bool all) {
   EXPECT_EQ(outcome.error, no_list ? "No FTDI ports found!" : outcome.error);
   EXPECT_TRUE(fault.kind == Faults::kLies || Follow(way, outcome.codes));
   ExpectCleanLife(driver, way);
-  return !struck.empty();
+  return !outcome.struck.empty();
 }
 
-struct FaultSweep : testing::TestWithParam<Way> {};
+void PrintTo(const Way& way, std::ostream* out) {
+  *out << way.name;
+}
 
-TEST_P(FaultSweep, EveryCallMayGoWrongOnceOrFromThenOn) {
+struct EveryWay : testing::TestWithParam<Way> {};
+
+TEST_P(EveryWay, SurvivesEveryCallThatGoesWrongOnceOrFromThenOn) {
   int runs = 0;
   for (const Fault& fault : kFaults)
     for (const bool all : {false, true})
@@ -150,7 +157,26 @@ TEST_P(FaultSweep, EveryCallMayGoWrongOnceOrFromThenOn) {
   EXPECT_GT(runs, 300);
 }
 
-INSTANTIATE_TEST_SUITE_P(Ways, FaultSweep, testing::ValuesIn(kWays),
+TEST(FaultSweep, ALookAtDevicesAndSettingsSurvivesThemToo) {
+  FaultyDriver driver({kSpeaks, "sim:busy"});
+  ExpectCleanLife(driver, kWays[0]);
+  for (const Fault& fault : kFaults)
+    for (const bool all : {false, true})
+      for (int first = 1, more = true; more; ++first) {
+        SCOPED_TRACE(fault.name + (", call " + std::to_string(first)));
+        driver.faults.lie = std::min<std::int64_t>(fault.lie, 100);
+        driver.faults.Arm(first, all, fault.kind);
+        std::string error;
+        ListDevices(driver.machine.platform);
+        DescribeSettings(driver.machine.platform, &error);
+        ExportSettings(driver.machine.platform, &error);
+        EXPECT_EQ(driver.faults.OpenHandles(), 0u);
+        EXPECT_EQ(driver.faults.WrongCloses(), 0);
+        more = !driver.faults.Struck().empty();
+      }
+}
+
+INSTANTIATE_TEST_SUITE_P(FaultSweep, EveryWay, testing::ValuesIn(kWays),
                          [](const auto& way) { return std::string(way.param.name); });
 
 }  // namespace
