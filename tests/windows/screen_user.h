@@ -31,6 +31,7 @@ class ScreenUser : public FormUser {
   bool abandoned = false;  ///< the steps have come to their end with the dialog still shown
 
   HWND Form() const { return Front(false); }
+  std::string Caption() const { return WindowText(Form()); }
   HWND Control(const std::string& name) const {
     constexpr int kFirstId = 100;
     const auto found = std::find(controls_.begin(), controls_.end(), name);
