@@ -10,6 +10,7 @@ namespace {
 constexpr int kRowsDropped = 8;
 constexpr int kColumnStop = 36;   // quarters of a character's width
 constexpr int kDroppedFrame = 2;  // dots
+constexpr int kLineIndent = 3;    // dots
 
 struct NativeKind {
   const wchar_t* window_class;
@@ -97,8 +98,7 @@ void Win32Control::Place(int dots_per_inch) {
   if (spec_.kind == ControlKind::kListBox) Send(LB_SETTABSTOPS, 1, reinterpret_cast<LPARAM>(&kColumnStop));
 }
 
-/// As wide as its text; the right edge stays.
-void Win32Control::PlaceLabel() {
+SIZE Win32Control::TextExtent() const {
   const std::wstring text = WindowText(window_);
   RECT extent{};
   const HDC drawing = GetDC(window_);
@@ -106,11 +106,26 @@ void Win32Control::PlaceLabel() {
   DrawTextW(drawing, text.data(), static_cast<int>(text.size()), &extent, DT_CALCRECT | DT_SINGLELINE);
   SelectObject(drawing, before);
   ReleaseDC(window_, drawing);
+  return {extent.right, extent.bottom};
+}
+
+/// As wide as its text; the right edge stays.
+void Win32Control::PlaceLabel() {
+  const SIZE extent = TextExtent();
   const Bounds& bounds = spec_.bounds;
   const int right = ToDots(bounds.left + bounds.width, dots_per_inch_);
-  const int height = std::max<int>(extent.bottom, ToDots(bounds.height, dots_per_inch_));
-  SetWindowPos(window_, nullptr, right - extent.right, ToDots(bounds.top, dots_per_inch_), extent.right,
-               height, SWP_NOZORDER | SWP_NOACTIVATE);
+  const int height = std::max<int>(extent.cy, ToDots(bounds.height, dots_per_inch_));
+  SetWindowPos(window_, nullptr, right - extent.cx, ToDots(bounds.top, dots_per_inch_), extent.cx, height,
+               SWP_NOZORDER | SWP_NOACTIVATE);
+}
+
+/// Half way up its box; the system leaves it at the top.
+void Win32Control::PlaceLine() {
+  RECT place{};
+  GetClientRect(window_, &place);
+  const LONG margin = std::max(0L, (place.bottom - TextExtent().cy) / 2);
+  InflateRect(&place, -kLineIndent, -static_cast<int>(margin));
+  Send(EM_SETRECT, 0, reinterpret_cast<LPARAM>(&place));
 }
 
 /// The system takes the dropped list's height for the window's, and makes the box itself as high as its font.
@@ -118,11 +133,11 @@ void Win32Control::PlaceComboBox(int left, int top, int width, int height) {
   const auto row = static_cast<int>(Send(CB_GETITEMHEIGHT, 0));
   SetWindowPos(window_, nullptr, left, top, width, height + kRowsDropped * row + kDroppedFrame,
                SWP_NOZORDER | SWP_NOACTIVATE);
+  constexpr auto kBoxItself = static_cast<WPARAM>(-1);
+  Send(CB_SETITEMHEIGHT, kBoxItself, row);
   RECT closed{};
   GetWindowRect(window_, &closed);
-  constexpr auto kBoxItself = static_cast<WPARAM>(-1);
-  const LRESULT frame = closed.bottom - closed.top - Send(CB_GETITEMHEIGHT, kBoxItself);
-  Send(CB_SETITEMHEIGHT, kBoxItself, height - frame);
+  Send(CB_SETITEMHEIGHT, kBoxItself, row + height - (closed.bottom - closed.top));
 }
 
 bool Win32Control::SetFontCharset(std::uint8_t charset) {

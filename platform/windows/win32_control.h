@@ -41,7 +41,9 @@ class Win32Control {
   LRESULT Send(UINT message, WPARAM word = 0, LPARAM data = 0) const;
   LRESULT SendText(UINT message, WPARAM word, const std::string& text) const;
   bool TakeFont(const Font& font);
+  SIZE TextExtent() const;
   void PlaceLabel();
+  void PlaceLine();
   void PlaceComboBox(int left, int top, int width, int height);
 
   ControlSpec spec_;

@@ -117,14 +117,15 @@ void Win32Window::Show() {
 }
 
 void Win32Window::DisableOthers() {
-  const auto disable = [](HWND window, LPARAM self) -> BOOL {
-    auto& modal = *reinterpret_cast<Win32Window*>(self);
-    if (window == modal.window_ || !IsWindowVisible(window) || !IsWindowEnabled(window)) return TRUE;
-    modal.disabled_.push_back(window);
-    EnableWindow(window, FALSE);
-    return TRUE;
-  };
-  EnumThreadWindows(GetCurrentThreadId(), disable, reinterpret_cast<LPARAM>(this));
+  EnumThreadWindows(GetCurrentThreadId(), &Disable, reinterpret_cast<LPARAM>(this));
+}
+
+BOOL CALLBACK Win32Window::Disable(HWND window, LPARAM data) {
+  auto& modal = *reinterpret_cast<Win32Window*>(data);
+  if (window == modal.window_ || !IsWindowVisible(window) || !IsWindowEnabled(window)) return TRUE;
+  modal.disabled_.push_back(window);
+  EnableWindow(window, FALSE);
+  return TRUE;
 }
 
 void Win32Window::Hide() {

@@ -50,6 +50,7 @@ class Win32Window final : public Window {
 
  private:
   static INT_PTR CALLBACK Receive(HWND window, UINT message, WPARAM word, LPARAM data);
+  static BOOL CALLBACK Disable(HWND window, LPARAM data);
   INT_PTR Serve(UINT message, WPARAM word, LPARAM data);
   void ServeCommand(int id, int event);
   void ServeLoop();

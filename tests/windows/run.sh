@@ -58,12 +58,22 @@ backends() {
     rm -f $language.json
     HALDEN_SIM="sim:com=8 sim:com=9,serial=SECOND" \
       on_windows 60 backends-tests.exe --gtest_brief=1 --gtest_output=json:$language.json >backends.log || true
-    [[ -e $language.json ]] && python3 "$here/known_differences.py" $language.json script.log || return 1
+    [[ -e $language.json ]] && python3 "$here/known_differences.py" $language.json windows.json script.log || return 1
   done
 }
 
+density() {
+  on_windows 30 reg add 'HKCU\Control Panel\Desktop' /v LogPixels /t REG_DWORD /d "$1" /f >/dev/null
+}
+
+# What it finds is judged with what the backends find.
 windows() {
-  on_windows 120 window-tests.exe --gtest_brief=1
+  rm -f windows.json
+  density 144
+  HALDEN_DPI=144 on_windows 60 window-tests.exe --gtest_brief=1 --gtest_filter='*Density*' || return 1
+  density 96
+  on_windows 120 window-tests.exe --gtest_brief=1 --gtest_output=json:windows.json >windows.log || true
+  [[ -e windows.json ]]
 }
 
 example_host() {

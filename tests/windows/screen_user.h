@@ -31,6 +31,7 @@ class ScreenUser : public FormUser {
   bool abandoned = false;  ///< the steps have come to their end with the dialog still shown
 
   HWND Form() const { return Front(false); }
+  std::string Caption() const { return WindowText(Form()); }
   HWND Control(const std::string& name) const {
     constexpr int kFirstId = 100;
     const auto found = std::find(controls_.begin(), controls_.end(), name);
@@ -94,23 +95,25 @@ class ScreenUser : public FormUser {
     return Utf8Text(text);
   }
 
+  struct Search {
+    bool message_box;
+    HWND found;
+  };
+
   /// The dialog of this thread, or the message box in front of it.
   static HWND Front(bool message_box) {
-    struct Search {
-      bool message_box;
-      HWND found;
-    } search{message_box, nullptr};
-    const auto look = [](HWND window, LPARAM data) -> BOOL {
-      auto& wanted = *reinterpret_cast<Search*>(data);
-      wchar_t name[20] = {};
-      GetClassNameW(window, name, static_cast<int>(std::size(name)));
-      const bool is_dialog = std::wstring_view(name) == L"#32770" && IsWindowVisible(window);
-      const bool is_box = WindowText(window) == "Halden-Text Driver";
-      if (is_dialog && is_box == wanted.message_box) wanted.found = window;
-      return wanted.found == nullptr;
-    };
-    EnumThreadWindows(GetCurrentThreadId(), look, reinterpret_cast<LPARAM>(&search));
+    Search search{message_box, nullptr};
+    EnumThreadWindows(GetCurrentThreadId(), &Look, reinterpret_cast<LPARAM>(&search));
     return search.found;
+  }
+  static BOOL CALLBACK Look(HWND window, LPARAM data) {
+    auto& wanted = *reinterpret_cast<Search*>(data);
+    wchar_t name[20] = {};
+    GetClassNameW(window, name, static_cast<int>(std::size(name)));
+    const bool is_dialog = std::wstring_view(name) == L"#32770" && IsWindowVisible(window);
+    const bool is_box = WindowText(window) == "Halden-Text Driver";
+    if (is_dialog && is_box == wanted.message_box) wanted.found = window;
+    return wanted.found == nullptr;
   }
 
   /// Where the keys for a control go: a combo box may have an edit box.

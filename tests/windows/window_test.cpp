@@ -1,12 +1,57 @@
+#include <cstdlib>
 #include <gtest/gtest.h>
 
 #include "platform/windows/win32_toolkit.h"
 #include "tests/port_dialog_flows.h"
 #include "tests/windows/screen_user.h"
+#include "ui/monitor_window.h"
 
 using namespace halden;
 
 namespace {
+
+/// Edges of a window in the dialog's client area.
+struct Place {
+  int left, top, right, bottom;
+  bool operator==(const Place&) const = default;
+};
+
+std::ostream& operator<<(std::ostream& out, const Place& place) {
+  return out << place.left << "," << place.top << " to " << place.right << "," << place.bottom;
+}
+
+Place PlaceOf(HWND window) {
+  RECT rect{};
+  GetWindowRect(window, &rect);
+  MapWindowPoints(nullptr, GetParent(window), reinterpret_cast<POINT*>(&rect), 2);
+  return {rect.left, rect.top, rect.right, rect.bottom};
+}
+
+LOGFONTW FontOf(HWND window) {
+  LOGFONTW font{};
+  GetObjectW(reinterpret_cast<HFONT>(SendMessageW(window, WM_GETFONT, 0, 0)), sizeof font, &font);
+  return font;
+}
+
+/// The colours with which the dialog has the control drawn: of its text, and behind it.
+std::pair<COLORREF, COLORREF> ColorsOf(HWND form, HWND control, UINT message) {
+  const HDC drawing = GetDC(control);
+  const auto brush =
+      SendMessageW(form, message, reinterpret_cast<WPARAM>(drawing), reinterpret_cast<LPARAM>(control));
+  LOGBRUSH behind{};
+  GetObjectW(reinterpret_cast<HBRUSH>(brush), sizeof behind, &behind);
+  EXPECT_EQ(GetBkColor(drawing), behind.lbColor);
+  const COLORREF text = GetTextColor(drawing);
+  ReleaseDC(control, drawing);
+  return {text, behind.lbColor};
+}
+
+/// What HALDEN_DPI says that the screen's density is, which the process asks for.
+int ExpectedDensity() {
+  const char* const dots = std::getenv("HALDEN_DPI");
+  SetProcessDPIAware();
+  return dots ? std::atoi(dots) : 96;
+}
 
 class PortDialogFlows : public testing::TestWithParam<Flows (*)()> {};
 
@@ -25,6 +70,115 @@ TEST_P(PortDialogFlows, RunOnTheScreen) {
     EXPECT_EQ(user.messages, flow.messages);
     EXPECT_FALSE(user.abandoned);
   }
+}
+
+TEST(Win32Window, FitsTheDensityOfTheScreen) {
+  const int density = ExpectedDensity();
+  const auto dots = [density](int twips) { return (twips * density + 720) / 1440; };
+  struct Row {
+    const char* name;
+    int left, top, width, height;
+  };
+  const std::vector<Row> rows = {{"lstPort", 120, 120, 2505, 840}, {"cmdConfig", 150, 1020, 2445, 375},
+                                 {"cmdOK", 120, 2475, 1185, 405},  {"cmdCancel", 1440, 2490, 1155, 375},
+                                 {"cboCh", 1260, 1560, 1365, 315}, {"cboRate", 1260, 2010, 1365, 315}};
+  FormMachine machine(RussianMachine());
+  Win32Toolkit toolkit(GetModuleHandleW(nullptr));
+  Platform shown = machine.PlatformOn(toolkit);
+  dlgPort dialog(machine.store, shown);
+  ScreenUser user(kPortControls,
+                  {[&](FormUser& front) {
+                     auto& screen = static_cast<ScreenUser&>(front);
+                     RECT client{}, outer{};
+                     GetClientRect(screen.Form(), &client);
+                     GetWindowRect(screen.Form(), &outer);
+                     EXPECT_EQ(client.right, dots(2745));
+                     EXPECT_EQ(client.bottom, dots(3015));
+                     EXPECT_NEAR(outer.left + outer.right, GetSystemMetrics(SM_CXSCREEN), 1);
+                     for (const Row& row : rows) {
+                       const Place expected{dots(row.left), dots(row.top), dots(row.left + row.width),
+                                            dots(row.top + row.height)};
+                       EXPECT_EQ(PlaceOf(screen.Control(row.name)), expected) << row.name;
+                     }
+                     for (const char* label : {"lblCh", "lblRate"}) {
+                       const Place place = PlaceOf(screen.Control(label));
+                       EXPECT_EQ(place.right, dots(1200));
+                       EXPECT_GT(place.left, 0);
+                       EXPECT_GT(place.right - place.left, dots(400)) << "as wide as its text";
+                     }
+                     EXPECT_EQ(FontOf(screen.Control("lblCh")).lfHeight, -(density * 11 + 48) / 96);
+                   },
+                   Escape()});
+  Ask(dialog, {});
+}
+
+TEST(Win32Window, LooksAsItsDesignSays) {
+  FormMachine machine(RussianMachine());
+  Win32Toolkit toolkit(GetModuleHandleW(nullptr));
+  Platform shown = machine.PlatformOn(toolkit);
+  const HWND host = CreateWindowW(L"STATIC", L"host", WS_OVERLAPPEDWINDOW | WS_VISIBLE, 0, 0, 100, 100,
+                                  nullptr, nullptr, nullptr, nullptr);
+  MonitorWindow window(shown);
+  window.Load("Halden-Text");
+  ScreenUser user(
+      {"cmdClose", "txtInfo", "txtValue"},
+      {[&](FormUser& front) {
+         auto& screen = static_cast<ScreenUser&>(front);
+         const HWND form = screen.Form();
+         const LONG style = GetWindowLongW(form, GWL_STYLE);
+         EXPECT_EQ(style & (WS_THICKFRAME | WS_MINIMIZEBOX | WS_MAXIMIZEBOX), 0);
+         EXPECT_EQ(style & (WS_CAPTION | WS_SYSMENU), WS_CAPTION | WS_SYSMENU);
+         EXPECT_TRUE(GetWindow(form, GW_OWNER)) << "or it would stand in the task bar";
+         EXPECT_FALSE(IsWindowVisible(GetWindow(form, GW_OWNER)));
+         EXPECT_FALSE(IsWindowEnabled(host));
+         EXPECT_EQ(screen.Caption(), "Настройки Halden-Text (v3.2.2)");
+         EXPECT_EQ(ColorsOf(form, screen.Control("txtValue"), WM_CTLCOLORSTATIC),
+                   std::make_pair(RGB(0, 255, 0), RGB(0, 0, 0)));
+         EXPECT_EQ(ColorsOf(form, screen.Control("txtInfo"), WM_CTLCOLORSTATIC),
+                   std::make_pair(GetSysColor(COLOR_BTNTEXT), GetSysColor(COLOR_BTNFACE)));
+         const LOGFONTW value = FontOf(screen.Control("txtValue")), info = FontOf(screen.Control("txtInfo"));
+         EXPECT_EQ(Utf8Text(value.lfFaceName) + "|" + Utf8Text(info.lfFaceName), "Fixedsys|MS Sans Serif");
+         EXPECT_EQ(value.lfWeight, FW_NORMAL);
+         EXPECT_EQ(info.lfWeight, FW_BOLD);
+         toolkit.SetPointer(Pointer::kHourglass);
+         SendMessageW(form, WM_SETCURSOR, reinterpret_cast<WPARAM>(form), MAKELPARAM(HTCLIENT, WM_MOUSEMOVE));
+         EXPECT_EQ(GetCursor(), LoadCursor(nullptr, IDC_WAIT));
+         toolkit.SetPointer(Pointer::kDefault);
+         EXPECT_EQ(GetCursor(), LoadCursor(nullptr, IDC_ARROW));
+       },
+       Enter()});
+  EXPECT_TRUE(window.ShowModal());
+  EXPECT_TRUE(IsWindowEnabled(host));
+  DestroyWindow(host);
+}
+
+TEST(Win32Window, ComesToTheFrontAndIsAnOrdinaryOneAgain) {
+  Win32Toolkit toolkit(GetModuleHandleW(nullptr));
+  const auto window = toolkit.NewWindow({.caption = "window"});
+  const auto is_topmost = [&] {
+    return GetWindowLongW(reinterpret_cast<HWND>(window->Handle()), GWL_EXSTYLE) & WS_EX_TOPMOST;
+  };
+  window->SetTopmost(true);
+  EXPECT_TRUE(is_topmost());
+  window->SetTopmost(false);
+  EXPECT_FALSE(is_topmost());
+}
+
+TEST(Win32Window, TakesAnotherFontForOneThatIsMissing) {
+  Win32Toolkit toolkit(GetModuleHandleW(nullptr));
+  const auto window =
+      toolkit.NewWindow({.controls = {{.name = "label", .text = "Ω漢😀", .font = {.name = "No such font"}},
+                                      {.name = "box", .kind = ControlKind::kComboBox}}});
+  ASSERT_TRUE(window);
+  EXPECT_TRUE(window->SetFontCharset(0, kRussianCharset));
+  EXPECT_EQ(window->FontCharset(0), kRussianCharset);
+  EXPECT_EQ(window->Text(0), "Ω漢😀");
+  window->SetText(1, "a😀bc");
+  window->SetSelection(1, 2, 9);
+  DWORD start = 0, end = 0;
+  SendMessageW(FindWindowExW(reinterpret_cast<HWND>(window->Handle()), nullptr, L"ComboBox", nullptr),
+               CB_GETEDITSEL, reinterpret_cast<WPARAM>(&start), reinterpret_cast<LPARAM>(&end));
+  EXPECT_EQ(std::make_pair(start, end), (std::make_pair<DWORD, DWORD>(3, 5)));
 }
 
 INSTANTIATE_TEST_SUITE_P(PortDialog, PortDialogFlows,
