@@ -29,7 +29,10 @@ void OverReads(State& state, const Stream& stream, Take take) {
   Rates(state, stream);
 }
 
+std::vector<std::string> registered;  // in the order of the table
+
 void Register(const std::string& name, std::function<void(State&)> run) {
+  registered.push_back(name);
   benchmark::RegisterBenchmark(name.c_str(), std::move(run));
 }
 
@@ -145,36 +148,38 @@ class Table : public benchmark::BenchmarkReporter {
     for (const Run& run : runs) {
       if (run.run_type != Run::RT_Iteration) continue;
       const std::string& name = run.run_name.function_name;
-      if (!bytes_.count(name)) order_.push_back(name);
       bytes_[name].push_back(run.counters.at("bytes"));
       const auto lines = run.counters.find("lines");
       if (lines != run.counters.end()) lines_[name].push_back(lines->second);
     }
   }
   void Finalize() override {
-    std::sort(order_.begin(), order_.end(), [](const auto& a, const auto& b) { return Group(a) < Group(b); });
     std::string group;
-    for (const std::string& name : order_) {
+    for (const std::string& name : registered) {
+      if (!bytes_.count(name)) continue;
       if (Group(name) != group) {
         group = Group(name);
-        std::printf("\n%-28s %10s %12s   %s\n", group.c_str(), "MB/s", "lines/s", "ratio");
+        std::printf("\n%-30s %8s %12s   ratio to the %s\n", group.c_str(), "MB/s", "lines/s",
+                    Unit(group).c_str());
       }
-      const bool read = bytes_.count(group + "/memcpy") > 0;
-      const double unit = Median(bytes_[group + (read ? "/memcpy" : "/bare loop")]);
-      std::printf("  %-26s %10.0f %12.0f   %.2f\n", name.substr(group.size() + 1).c_str(),
+      const double unit = Median(bytes_[group + "/" + Unit(group)]);
+      std::printf("  %-28s %8.0f %12.0f   %.2f\n", name.substr(group.size() + 1).c_str(),
                   Median(bytes_[name]) / 1e6, Median(lines_[name]), Median(bytes_[name]) / unit);
     }
   }
 
  private:
   static std::string Group(const std::string& name) { return name.substr(0, name.find('/')); }
+  /// What the others of a group are measured against.
+  static std::string Unit(const std::string& group) {
+    return group.starts_with("read") ? "memcpy" : "bare loop";
+  }
   static double Median(std::vector<double> values) {
     if (values.empty()) return 0;
     std::nth_element(values.begin(), values.begin() + values.size() / 2, values.end());
     return values[values.size() / 2];
   }
 
-  std::vector<std::string> order_;
   std::map<std::string, std::vector<double>> bytes_;
   std::map<std::string, std::vector<double>> lines_;
 };
@@ -186,9 +191,9 @@ int main(int argc, char** argv) {
   using namespace halden;
   using namespace halden::bench;
   std::vector<char*> arguments(argv, argv + argc);
-  char repetitions[] = "--benchmark_repetitions=7";
+  char repetitions[] = "--benchmark_repetitions=15";
   char interleaved[] = "--benchmark_enable_random_interleaving=true";
-  char min_time[] = "--benchmark_min_time=0.05";
+  char min_time[] = "--benchmark_min_time=0.02";
   arguments.insert(arguments.begin() + 1, {repetitions, interleaved, min_time});
   int count = static_cast<int>(arguments.size());
   benchmark::Initialize(&count, arguments.data());

@@ -1,5 +1,7 @@
 #include "driver/inspect.h"
 
+#include <utility>
+
 #include "link/cFTDI.h"
 #include "link/port_table.h"
 #include "model/Halden_Text.h"
@@ -79,7 +81,10 @@ std::vector<StoredSetting> DescribeSettings(Platform& platform, std::string* err
   registry.ListValues(HKEY_CURRENT_USER, SettingsKey(), names);
   *error = ErrorOf(registry);
   std::vector<StoredSetting> settings;
+  bool labelled = false;
   for (std::size_t i = 1; i < names.size(); ++i) {
+    // The label has no name, and a name that can't be read is empty too.
+    if (names[i].empty() && std::exchange(labelled, true)) continue;
     settings.push_back({platform.number_rules.AnsiToUtf8(names[i]),
                         platform.number_rules.AnsiToUtf8(TextOf(platform, registry, names[i]))});
   }

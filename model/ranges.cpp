@@ -38,6 +38,8 @@ void FillRangeTable(tADCState& state, const NumberRules& rules) {
 }  // namespace
 
 void InitRanges(Store& store, const NumberRules& rules) {
+  constexpr std::size_t kLongestReason = 64;
+  store.ADCState.LastError.reserve(kLongestReason);  // that there is no memory can be said without any
   store.ADCState.Resolution = 16;
   store.ADCState.RangesCount = kRows;
   FillRangeTable(store.ADCState, rules);

@@ -95,7 +95,7 @@ bool TakeQuoted(std::string_view& text, std::string* unquoted) {
     } else if (text.starts_with('\\') || text.starts_with('"')) {
       *unquoted += text.front();
       text.remove_prefix(1);
-    } else if (Take(text, "x") && TakeHex(text, 2, &control)) {
+    } else if (Take(text, "x") && TakeHex(text, 2, &control) && IsControl(static_cast<char>(control))) {
       *unquoted += static_cast<char>(control);
     } else {
       return false;

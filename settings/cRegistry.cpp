@@ -1,5 +1,6 @@
 #include "settings/cRegistry.h"
 
+#include <algorithm>
 #include <bit>
 #include <cstring>
 
@@ -30,8 +31,15 @@ bool cRegistry::Record(std::int32_t result) {
   return result == ERROR_SUCCESS;
 }
 
+/// A success without a handle is none.
+bool cRegistry::RecordOpened(std::int32_t result, HKEY handle) {
+  return Record(result == ERROR_SUCCESS && handle == 0 ? ERROR_INVALID_HANDLE : result);
+}
+
 bool cRegistry::Open(HKEY root, const std::string& key, std::uint32_t access) {
-  return Record(api_.RegOpenKeyExA(root, key, access, &key_handle_));
+  key_handle_ = 0;
+  const std::int32_t result = api_.RegOpenKeyExA(root, key, access, &key_handle_);
+  return RecordOpened(result, key_handle_);
 }
 
 void cRegistry::Close() {
@@ -45,7 +53,9 @@ bool cRegistry::KeyExists(HKEY root, const std::string& key) {
 }
 
 bool cRegistry::CreateKey(HKEY root, const std::string& key, const std::string& text) {
-  if (!Record(api_.RegCreateKeyExA(root, key, KEY_CREATE_SUB_KEY, &key_handle_))) return false;
+  key_handle_ = 0;
+  const std::int32_t result = api_.RegCreateKeyExA(root, key, KEY_CREATE_SUB_KEY, &key_handle_);
+  if (!RecordOpened(result, key_handle_)) return false;
   Close();
   if (!text.empty()) WriteString(root, key, "", text);
   return true;
@@ -80,6 +90,7 @@ bool cRegistry::ReadString(HKEY root, const std::string& key, const std::string&
   const bool found = Record(api_.RegQueryValueExA(key_handle_, name, nullptr, nullptr, &data_size_));
   if (found && data_size_ == 0) value.clear();
   if (found && data_size_ > 0) {
+    data_size_ = std::min(data_size_, kMostData);
     std::string buffer(std::size_t{data_size_} + 1, '\0');
     api_.RegQueryValueExA(key_handle_, name, nullptr, buffer.data(), &data_size_);
     value = StripNull(buffer);
@@ -197,6 +208,7 @@ bool cRegistry::ReadBinary(HKEY root, const std::string& key, const std::string&
   bool read = Record(api_.RegQueryValueExA(key_handle_, name, nullptr, nullptr, &data_size_));
   read = read && data_size_ > 0;
   if (read) {
+    data_size_ = std::min(data_size_, kMostData);
     ByteArray data(data_size_);
     read = Record(api_.RegQueryValueExA(key_handle_, name, nullptr, data.data(), &data_size_));
     if (read) bytes = std::move(data);
@@ -220,7 +232,7 @@ std::string cRegistry::SystemErrorText(std::int32_t code, bool flag) {
   const std::uint32_t length =
       texts_.FormatMessageA(FORMAT_MESSAGE_FROM_SYSTEM | FORMAT_MESSAGE_IGNORE_INSERTS, nullptr,
                             static_cast<std::uint32_t>(code), 0, buffer, kMessageSize, nullptr);
-  if (length <= kLineBreak) return {};
+  if (length <= kLineBreak || length > kMessageSize) return {};
   const std::string text(buffer, length - kLineBreak);
   return flag ? text.substr(0, text.find('.')) : text;
 }

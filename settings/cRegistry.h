@@ -126,6 +126,8 @@ class cRegistry {
 
  private:
   class KeyView;
+  /// No value is read that the system says is larger, so that a wrong answer doesn't take the memory.
+  static constexpr std::uint32_t kMostData = 1 << 24;
   static constexpr std::uint32_t kReadAccess = READ_CONTROL | KEY_QUERY_VALUE | KEY_ENUMERATE_SUB_KEYS;
 
   template <typename Value>
@@ -136,6 +138,7 @@ class cRegistry {
   bool CurrentOr(Reader<Value> read, const std::string& name, Value& value, Value default_value);
 
   bool Record(std::int32_t result);
+  bool RecordOpened(std::int32_t result, HKEY handle);
   bool Open(HKEY root, const std::string& key, std::uint32_t access);
   void Close();
   template <typename Value>

@@ -14,6 +14,11 @@ struct ValueEntry {
   std::uint32_t size = 0;
 };
 
+// What the system says of a key can't be more than this, so that a wrong answer costs neither memory nor
+// time.
+constexpr std::uint32_t kMostEntries = 16384;
+constexpr std::uint32_t kLongestName = 16383;
+
 bool IsNumber(std::uint32_t type) {
   return type == REG_DWORD || type == REG_DWORD_BIG_ENDIAN;
 }
@@ -58,13 +63,19 @@ std::string ExportData(std::uint32_t type, const ByteArray& data) {
 /// stays open.
 class cRegistry::KeyView {
  public:
-  KeyView(cRegistry& registry, HKEY root, const std::string& key) : registry_(registry), handle_(root) {
+  KeyView(cRegistry& registry, HKEY root, const std::string& key) : registry_(registry) {
     if (key.empty()) {
+      handle_ = root;
       open_ = registry_.Record(ERROR_SUCCESS);
     } else {
-      open_ = close_ = registry_.Record(registry_.api_.RegOpenKeyExA(root, key, kReadAccess, &handle_));
+      const std::int32_t result = registry_.api_.RegOpenKeyExA(root, key, kReadAccess, &handle_);
+      open_ = close_ = registry_.RecordOpened(result, handle_);
     }
-    if (open_) registry_.Record(registry_.api_.RegQueryInfoKeyA(handle_, &info_));
+    if (!open_ || !registry_.Record(registry_.api_.RegQueryInfoKeyA(handle_, &info_))) return;
+    for (std::uint32_t* entries : {&info_.subkeys, &info_.values})
+      *entries = std::min(*entries, kMostEntries);
+    for (std::uint32_t* length : {&info_.longest_subkey, &info_.longest_value_name})
+      *length = std::min(*length, kLongestName);
   }
   KeyView(const KeyView&) = delete;
   KeyView& operator=(const KeyView&) = delete;
@@ -91,14 +102,14 @@ class cRegistry::KeyView {
     if (!registry_.Record(registry_.api_.RegEnumValueA(handle_, index, entry.name.data(), &length,
                                                        &entry.type, nullptr, &entry.size)))
       return std::nullopt;
-    entry.name.resize(length);
+    entry.name.resize(std::min<std::size_t>(length, entry.name.size()));
     return entry;
   }
 
   /// Of a type without a form as text, and of size 0, nothing is read.
   std::optional<ByteArray> Data(std::uint32_t index, const ValueEntry& entry) {
     const bool known = IsTextType(entry.type) || entry.type == REG_BINARY || IsNumber(entry.type);
-    std::uint32_t size = known ? entry.size : 0;
+    std::uint32_t size = known ? std::min(entry.size, kMostData) : 0;
     ByteArray data(size);
     if (size == 0) return data;
     std::uint32_t length = info_.longest_value_name + 1;
@@ -106,13 +117,13 @@ class cRegistry::KeyView {
     if (!registry_.Record(
             registry_.api_.RegEnumValueA(handle_, index, name.data(), &length, nullptr, data.data(), &size)))
       return std::nullopt;
-    data.resize(size);
+    data.resize(std::min<std::size_t>(size, data.size()));
     return data;
   }
 
  private:
   cRegistry& registry_;
-  HKEY handle_;
+  HKEY handle_ = 0;
   bool open_ = false;
   bool close_ = false;
   RegKeyInfo info_;

@@ -88,11 +88,11 @@ std::int16_t LineParser::CountColumns(std::string_view rest) const {
 
 void LineParser::BeginPass() {
   const char decimal = rules_.DecimalSeparator();
-  // Where the two do not agree, no mark has one reading and every line with one is handed over.
-  const bool agree = SystemDecimalSeparator(rules_) == decimal;
-  scanner_.Prepare(agree ? decimal : '\0', rules_.GroupSeparator(),
+  // Under any other rules no line is ordinary.
+  const bool ordinary = (decimal == '.' || decimal == ',') && SystemDecimalSeparator(rules_) == decimal;
+  scanner_.Prepare(decimal, rules_.GroupSeparator(),
                    HasColumns() ? store_.Separator[0] : LineScanner::kNoSeparator);
-  const std::int16_t channels = store_.ADCState.ChannelsCount;
+  const std::int16_t channels = ordinary ? store_.ADCState.ChannelsCount : std::int16_t{0};
   columns_ = HasColumns() ? channels : std::min<std::int32_t>(channels, 1);
   if (store_.Busy) kadrs_.Begin();
 }

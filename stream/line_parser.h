@@ -67,7 +67,7 @@ class LineParser {
   const NumberRules& rules_;
   KadrWriter kadrs_;
   LineScanner scanner_;
-  std::int32_t columns_ = 0;  // values that a line fills in this pass
+  std::int32_t columns_ = 0;  // values that an ordinary line fills in this pass; 0: there is none
   std::string field_;         // keeps its room from field to field
 };
 

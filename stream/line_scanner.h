@@ -122,6 +122,7 @@ class LineScanner {
 
 inline const char* LineScanner::ReadDigits(const char* at, std::uint64_t& number) {
   unsigned digit = DigitOf(*at);
+#pragma GCC unroll 4
   while (digit <= 9) {
     number = number * 10 + digit;
     digit = DigitOf(*++at);

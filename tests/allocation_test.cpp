@@ -1,9 +1,8 @@
-#include <cstdlib>
 #include <gtest/gtest.h>
-#include <new>
 
 #include "tests/allocations.h"
 #include "tests/driver_fixture.h"
+#include "tests/faulty_driver.h"
 
 namespace halden {
 namespace {
@@ -28,6 +27,96 @@ TEST(SteadyState, TicksFramesAndReadsAllocateNothing) {
     }
     EXPECT_EQ(AllocationCount(), before) << device;
     EXPECT_GT(frames, 300) << device;
+  }
+}
+
+constexpr char kSpeaks[] = "sim:columns=2,rate=2000,baud=921600";
+
+/// A driver that has recorded, unread frames with it.
+struct RecordedDriver : FaultyDriver {
+  RecordedDriver() : FaultyDriver({kSpeaks}) { Record(); }
+
+  void Record() {
+    if (!adc) adc = apartment.CreateObject();
+    ASSERT_TRUE(adc->Test());
+    adc->StopRecord();
+    adc->InputSizeData(1024);
+    adc->InputChannels({0, 1});
+    ASSERT_TRUE(adc->StartRecord());
+    sim.clock().RunFor(60);
+    adc->StopRecord();
+    EXPECT_GT(adc->InputCountKadrs(), 0);
+  }
+};
+
+// Made before any allocation may fail.
+const std::vector<std::int16_t> kOther = {0, 1, 0};
+const std::vector<std::int16_t> kNone = {};
+
+void Tick(FaultyDriver& driver) {
+  driver.sim.clock().RunFor(60);
+}
+
+TEST(LackOfMemory, NothingEscapesAndTheNextTryWorks) {
+  const struct {
+    const char* name;
+    void (*call)(FaultyDriver&);
+  } calls[] = {
+      {"ADCName", [](FaultyDriver& d) { d.adc->ADCName(); }},
+      {"Ranges", [](FaultyDriver& d) { d.adc->Ranges(); }},
+      {"ChannelName", [](FaultyDriver& d) { d.adc->ChannelName(1); }},
+      {"InputChannels", [](FaultyDriver& d) { d.adc->InputChannels(); }},
+      {"InputChannels set", [](FaultyDriver& d) { d.adc->InputChannels(kOther); }},
+      {"GetKadr", [](FaultyDriver& d) { d.adc->GetKadr(); }},
+      {"InputData", [](FaultyDriver& d) { d.adc->InputData(); }},
+      {"StartRecord", [](FaultyDriver& d) { d.adc->StartRecord(); }},
+      {"StartRecord refused", [](FaultyDriver& d) { d.adc->InputChannels(kNone), d.adc->StartRecord(); }},
+      {"LastError", [](FaultyDriver& d) { d.adc->LastError(); }},
+      {"ShowSetting", [](FaultyDriver& d) { d.adc->ShowSetting(); }},
+      {"Parent", [](FaultyDriver& d) { d.adc->Parent(); }},
+      {"tick", Tick},
+      {"tick that records",
+       [](FaultyDriver& d) { d.adc->InputChannels(kOther), d.adc->StartRecord(), Tick(d); }},
+      {"second object", [](FaultyDriver& d) { d.apartment.CreateObject(); }},
+      {"release", [](FaultyDriver& d) { d.adc.reset(); }},
+      {"first object", [](FaultyDriver& d) { d.adc.reset(), d.adc = d.apartment.CreateObject(); }},
+      {"Test",
+       [](FaultyDriver& d) {
+         d.adc.reset(), d.adc = d.apartment.CreateObject();
+         if (d.adc) d.adc->Test();
+       }},
+  };
+  int runs = 0;
+  for (const auto& call : calls)
+    for (const bool all : {false, true})
+      for (int first = 1, more = true; more && !testing::Test::HasFailure(); ++first, ++runs) {
+        SCOPED_TRACE(std::string(call.name) + ", allocation " + std::to_string(first) + (all ? " on" : ""));
+        RecordedDriver driver;
+        FailAllocations(first, all);
+        call.call(driver);
+        more = AllocationFailed();
+        FailAllocations(0);
+        driver.Record();
+        driver.adc.reset();
+        EXPECT_EQ(driver.faults.OpenHandles(), 0u);
+        EXPECT_EQ(driver.faults.WrongCloses(), 0);
+      }
+  std::printf("%d lacks of memory\n", runs);
+}
+
+TEST(LackOfMemory, ARecordingThatCanNotStartSaysSoAndLeavesTheLastOne) {
+  for (const bool all : {false, true}) {
+    RecordedDriver driver;
+    const std::int32_t waiting = driver.adc->InputCountKadrs();
+    driver.adc->InputSizeData(4096);
+    FailAllocations(1, all);
+    const bool started = driver.adc->StartRecord();
+    FailAllocations(0);
+    EXPECT_FALSE(started || driver.adc->Busy());
+    EXPECT_EQ(driver.adc->LastError(), "Buffer Error 12: \r\nCannot allocate memory");
+    EXPECT_EQ(driver.adc->InputCountKadrs(), waiting);
+    EXPECT_EQ(driver.adc->InputData().Rows(), waiting + 1);
+    driver.Record();
   }
 }
 

@@ -6,5 +6,22 @@ namespace halden {
 
 /// How often operator new has been called in this program so far.
 std::uint64_t AllocationCount();
+/// Blocks of operator new that are in use.
+std::int64_t LiveAllocations();
+
+/// Lets allocations of this thread fail, those of the C library that the driver makes itself too: the one
+/// with the number `first`, from 1, and with `all` those behind it. 0: none.
+void FailAllocations(int first, bool all = false);
+/// Whether one has failed since then.
+bool AllocationFailed();
+
+/// No allocation fails, and none counts, as long as one of these lives.
+class AllocationPause {
+ public:
+  AllocationPause();
+  ~AllocationPause();
+  AllocationPause(const AllocationPause&) = delete;
+  AllocationPause& operator=(const AllocationPause&) = delete;
+};
 
 }  // namespace halden

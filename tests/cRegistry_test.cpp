@@ -5,7 +5,7 @@
 #include <limits>
 
 #include "platform/common_texts.h"
-#include "tests/counting_registry.h"
+#include "tests/faulty_platform.h"
 #include "tests/registry_backends.h"
 
 using namespace halden;
@@ -23,18 +23,19 @@ class Registry : public testing::Test {
 
   FixedNumberRules rules = FixedNumberRules::Point();
   MemoryRegistry memory{rules};
-  CountingRegistry counting{memory};
+  Faults faults;
+  FaultyRegistry counting{memory, faults};
   CommonTexts texts{TextLanguage::kEnglish, 0x0409};
   cRegistry registry{counting, texts};
 };
 
 TEST_F(Registry, SelectsRootAndKey) {
-  counting.Restart(0);
+  faults.Arm(0);
   cRegistry fresh(counting, texts);
   fresh.RootKey(HKEY_CURRENT_USER);
   EXPECT_EQ(fresh.KeyPath(), "Software");
   fresh.KeyPath("Software");
-  EXPECT_EQ(counting.calls(), 0);
+  EXPECT_EQ(faults.Count(), 0);
   fresh.KeyPath("A\\B\\C");
   EXPECT_TRUE(fresh.KeyExists(HKEY_CURRENT_USER, "a\\b\\c"));
   EXPECT_TRUE(fresh.CreateKey(HKEY_CURRENT_USER, "A", "label"));
@@ -192,17 +193,18 @@ TEST_F(Registry, AsksForTheRightsThatItNeeds) {
 bool RunFailing(int failing, const std::function<void(cRegistry&)>& member) {
   const FixedNumberRules rules = FixedNumberRules::Point();
   MemoryRegistry memory(rules);
-  CountingRegistry counting(memory);
+  Faults faults;
+  FaultyRegistry counting(memory, faults);
   CommonTexts texts(TextLanguage::kEnglish, 0x0409);
   cRegistry registry(counting, texts);
   registry.KeyPath("K");
   for (const std::string name : {"", "s", "n"}) SetRaw(memory, "K", name, REG_SZ, "12345678");
   SetRaw(memory, "K", "l", REG_DWORD, "1234");
   SetRaw(memory, "K\\A\\B", "b", REG_BINARY, "\1\2");
-  counting.Restart(failing);
+  faults.Arm(failing);
   member(registry);
   EXPECT_EQ(memory.OpenHandles(), 0u) << failing;
-  return counting.calls() >= failing;
+  return faults.Count() >= failing;
 }
 
 TEST(RegistryFailures, AreToldAndLeaveNoKeyOpen) {
@@ -230,7 +232,7 @@ TEST(RegistryFailures, AreToldAndLeaveNoKeyOpen) {
       more = RunFailing(failing, [&](cRegistry& registry) {
         const bool told = failing <= member.telling;
         EXPECT_EQ(member.run(registry), !told) << member.name << " " << failing;
-        EXPECT_EQ(registry.ErrorCode() == CountingRegistry::kFailure, told) << member.name << " " << failing;
+        EXPECT_EQ(registry.ErrorCode() == Faults::kFailure, told) << member.name << " " << failing;
       });
 }
 

@@ -3,7 +3,7 @@
 #include <gtest/gtest.h>
 
 #include "platform/sim/sim_platform.h"
-#include "tests/watched_d2xx.h"
+#include "tests/faulty_platform.h"
 
 namespace halden {
 namespace {
@@ -12,17 +12,18 @@ using Calls = std::vector<std::string>;
 
 struct Wrapper : testing::Test {
   void FailEvery(const std::string& call) {
-    library.fails = [call](const std::string& name) { return name == call; };
+    faults.fails = [call](const std::string& name) { return name == call; };
   }
 
   SimPlatform sim{{"sim:serial=ABCDEFGHIJKLMNOP,silent,com=7", "sim:busy"},
                   SimMachine{.start_tick = 0xFFFFFF00}};
-  WatchedD2xx library{sim.library()};
+  Faults faults;
+  FaultyD2xx library{sim.library(), faults};
 };
 
 TEST_F(Wrapper, ListsWhatTheLibraryListed) {
   cFTDI ftdi(library, sim.clock());
-  EXPECT_EQ(library.calls, (Calls{"CreateDeviceInfoList", "GetDeviceInfoList"}));
+  EXPECT_EQ(faults.calls, (Calls{"CreateDeviceInfoList", "GetDeviceInfoList"}));
   EXPECT_EQ(ftdi.ListCount(), 2);
   EXPECT_EQ(ftdi.ListSerialNumber(0), "ABCDEFGHIJKLMNOP");
   EXPECT_EQ(ftdi.ListID(0), 0x04036001u);
@@ -56,16 +57,16 @@ TEST_F(Wrapper, AFailedListIsEmpty) {
 
 TEST_F(Wrapper, OpensOneDeviceAndClosesTheLastOneFirst) {
   cFTDI ftdi(library, sim.clock());
-  library.calls.clear();
+  faults.calls.clear();
   ASSERT_TRUE(ftdi.Open(0));
-  EXPECT_EQ(library.calls, (Calls{"Close none", "Open"}));
+  EXPECT_EQ(faults.calls, (Calls{"Close none", "Open"}));
   EXPECT_EQ(ftdi.ComPortNumber(), 7);
   EXPECT_EQ(ftdi.DeviceSerialNumber(), "ABCDEFGHIJKLMNOP");
   EXPECT_EQ(ftdi.DeviceTypeName(), "FT232R");
   EXPECT_TRUE(ftdi.Open(0));
-  library.calls.clear();
+  faults.calls.clear();
   EXPECT_FALSE(ftdi.Open(1));  // held by another program
-  EXPECT_EQ(library.calls, (Calls{"Close", "Open", "Close none"}));
+  EXPECT_EQ(faults.calls, (Calls{"Close", "Open", "Close none"}));
   EXPECT_FALSE(ftdi.IsOpen());
   ftdi.Open(0);
   EXPECT_FALSE(ftdi.Open(2));
@@ -76,7 +77,7 @@ TEST_F(Wrapper, OpensOneDeviceAndClosesTheLastOneFirst) {
 
 TEST_F(Wrapper, ClosedItAnswersWithoutTheLibrary) {
   cFTDI ftdi(library, sim.clock());
-  library.calls.clear();
+  faults.calls.clear();
   char byte = 0;
   EXPECT_FALSE(ftdi.SetLine(9600, 8, 0, 0));
   ftdi.SetBaudRate(9600);
@@ -88,13 +89,13 @@ TEST_F(Wrapper, ClosedItAnswersWithoutTheLibrary) {
   ftdi.SetRTS(false);
   EXPECT_FALSE(ftdi.SetLatency(5));
   EXPECT_EQ(ftdi.ComPortNumber(), 0);
-  EXPECT_EQ(library.calls, Calls());
+  EXPECT_EQ(faults.calls, Calls());
 }
 
 TEST_F(Wrapper, EachFailureHasItsOwnAnswer) {
   cFTDI ftdi(library, sim.clock());
   ftdi.Open(0);
-  library.fails = [](const std::string&) { return true; };
+  faults.fails = [](const std::string&) { return true; };
   char byte = 0;
   EXPECT_EQ(ftdi.RxQueueCount(), -1);
   EXPECT_EQ(ftdi.Read(&byte, 1), -1);
@@ -102,9 +103,9 @@ TEST_F(Wrapper, EachFailureHasItsOwnAnswer) {
   EXPECT_EQ(ftdi.TxQueueCount(), 0);
   EXPECT_EQ(ftdi.ComPortNumber(), 0);
   EXPECT_FALSE(ftdi.SetLatency(5));
-  library.calls.clear();
+  faults.calls.clear();
   EXPECT_FALSE(ftdi.SetLine(9600, 8, 0, 0));
-  EXPECT_EQ(library.calls, Calls{"SetBaudRate"});
+  EXPECT_EQ(faults.calls, Calls{"SetBaudRate"});
   FailEvery("SetDataCharacteristics");
   EXPECT_FALSE(ftdi.SetLine(9600, 8, 0, 0));
 }
@@ -138,12 +139,12 @@ TEST_F(Wrapper, WaitsServeTheQueueAndSurviveTheWrapOfTheTickCount) {
   EXPECT_EQ(sim.clock().GetTickCount() - start, 1u);
   EXPECT_FALSE(ftdi.WaitForRx(5, 2000));
   EXPECT_EQ(sim.clock().GetTickCount() - start, 2002u);
-  library.fails = [&](const std::string& name) { return name == "GetQueueStatus"; };
+  faults.fails = [&](const std::string& name) { return name == "GetQueueStatus"; };
   EXPECT_FALSE(ftdi.WaitForRx(1, 10));
   EXPECT_TRUE(ftdi.WaitForTxDrain(0, 10));
   EXPECT_FALSE(ftdi.WaitForTxDrain(-1, 10));
   char bytes[4];
-  library.fails = [](const std::string&) { return false; };
+  faults.fails = [](const std::string&) { return false; };
   EXPECT_EQ(ftdi.Read(bytes, 4), 4);
   EXPECT_EQ(std::string(bytes, 4), "abcd");
   ftdi.Close();

@@ -4,7 +4,7 @@
 #include <gtest/gtest.h>
 
 #include "platform/common_texts.h"
-#include "tests/counting_registry.h"
+#include "tests/faulty_platform.h"
 #include "tests/registry_backends.h"
 
 using namespace halden;
@@ -23,7 +23,8 @@ class DriverSettingsTest : public testing::Test {
 
   FixedNumberRules rules = FixedNumberRules::Point();
   MemoryRegistry memory{rules};
-  CountingRegistry counting{memory};
+  Faults faults;
+  FaultyRegistry counting{memory, faults};
   CommonTexts texts{TextLanguage::kEnglish, 0x0409};
   Store store;
   DriverSettings settings{store, counting, texts};
@@ -35,18 +36,18 @@ TEST_F(DriverSettingsTest, LabelsTheKeyOnceAndStoresWhatIsKnown) {
   EXPECT_EQ(store.ADCState.DriverName, "Halden-Text");
   EXPECT_EQ(Export(), "@=\"Halden-Text\"\r\n");
   memory.SetRights(HKEY_CURRENT_USER, kKey, 0x20009);
-  counting.Restart(0);
+  faults.Arm(0);
   settings.InitSettingsKey("Halden-Text");
-  EXPECT_EQ(counting.calls(), 4) << "the label is read, not written";
+  EXPECT_EQ(faults.Count(), 4) << "the label is read, not written";
   memory.SetRights(HKEY_CURRENT_USER, kKey, ~0u);
   SetRaw(memory, kKey, "", REG_SZ, "halden-text");
   settings.InitSettingsKey("Halden-Text");
   EXPECT_EQ(Export(), "@=\"Halden-Text\"\r\n");
 
   store.BasePort = 5;
-  counting.Restart(0);
+  faults.Arm(0);
   settings.SaveSetting({2, 10});
-  EXPECT_EQ(counting.calls(), 0) << "no line has been analysed";
+  EXPECT_EQ(faults.Count(), 0) << "no line has been analysed";
   store.FormatKnown = true;
   settings.SaveSetting({0, 0});
   EXPECT_EQ(Export(), "@=\"Halden-Text\"\r\n\"Port\"=dword:00000005\r\n");
@@ -98,10 +99,11 @@ TEST_F(DriverSettingsTest, TakesFromAnEditedFileWhatMakesSense) {
 TEST_F(DriverSettingsTest, EndsItsWorkWhateverCallFails) {
   for (int failing = 1, more = true; more; ++failing) {
     MemoryRegistry fresh(rules);
-    CountingRegistry failing_once(fresh);
+    Faults once;
+    FaultyRegistry failing_once(fresh, once);
     Store stored;
     DriverSettings tested(stored, failing_once, texts);
-    failing_once.Restart(failing);
+    once.Arm(failing);
     tUserChoice choice;
     tested.InitSettingsKey("Halden-Text");
     stored.FormatKnown = true;
@@ -113,7 +115,7 @@ TEST_F(DriverSettingsTest, EndsItsWorkWhateverCallFails) {
     EXPECT_TRUE(choice.UserRate == 0.5f || choice.UserRate == 1) << failing;
     EXPECT_EQ(fresh.OpenHandles(), 0u) << failing;
     EXPECT_EQ(GetRaw(fresh, "Software", "Port"), "error 2") << failing;
-    more = failing_once.calls() >= failing;
+    more = once.Count() >= failing;
     EXPECT_TRUE(more || choice.UserChannels == 3);
   }
 }

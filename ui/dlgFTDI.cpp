@@ -46,6 +46,7 @@ void dlgFTDI::Form_Unload() noexcept {
 }
 
 bool dlgFTDI::DetectPort() noexcept {
+  if (!device_.FTDI) Form_Load();  // there was no memory for it before
   if (!device_.FTDI) return false;
   try {
     return detection_.DetectPort();

@@ -24,7 +24,8 @@ class dlgFTDI final : private DetectionForm {
   ~dlgFTDI();
 
   /// Makes the device wrapper, which takes its snapshot of the device list, the receive buffer and the
-  /// window. Touches no device. Without memory for them the form stays unloaded and does nothing.
+  /// window. Touches no device. Without memory for them the form stays unloaded and does nothing until
+  /// DetectPort tries again.
   void Form_Load() noexcept;
   /// Closes the port, then saves the settings. Not inside DetectPort or ShowModal.
   void Form_Unload() noexcept;

@@ -45,7 +45,7 @@ void DeviceLibrary::Add(std::vector<std::unique_ptr<Device>> devices) {
 void DeviceLibrary::AssignComNumbers() {
   for (Slot& slot : slots_) {
     const std::int32_t wish = slot.device->Identity().com.value_or(-1);
-    if (slot.com == -1 && wish > 0 && !ComTaken(wish)) slot.com = wish;
+    if (wish > 0 && !ComTaken(wish)) slot.com = wish;
   }
   std::int32_t spare = kFirstSpareCom;
   for (Slot& slot : slots_) {

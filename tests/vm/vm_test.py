@@ -4,6 +4,7 @@
 usage: vm_test.py FOLDER HALDEN_HOST HALDEN_KERNEL_TESTS [TEST]...
 FOLDER is what ./fetch has filled, and the programs are linked statically.
 """
+import json
 import sys
 import time
 import traceback
@@ -83,10 +84,10 @@ def finds_by_listening_and_records_every_line(guest):
         expect(any(near(rate, 115200) for rate in rates) and rates[-1] == 9600, f"the rates are {rates}")
         expect_only_listening(chip)
         chip.pause = 0
-        row = '0  COM1  FT232BM  FT00000A  "QEMU USB SERIAL"  115200,N,8,1\n'
         for _ in range(10):
-            listed = guest.run("halden-host devices --device linux --registry /tmp/all.reg")
-            expect(listed == row, f"{listed!r} is listed")
+            listed = json.loads(guest.run("halden-host devices --device linux --registry /tmp/all.reg --json"))
+            device = [listed["devices"][0][key] for key in ["port", "chip", "serial", "line"]]
+            expect(device == ["COM1", "FT232BM", "FT00000A", "115200,N,8,1"], f"{device} is listed")
         expect_only_listening(chip)
     finally:
         chip.unplug()

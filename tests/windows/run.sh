@@ -58,7 +58,7 @@ backends() {
     rm -f $language.json
     HALDEN_SIM="sim:com=8 sim:com=9,serial=SECOND" \
       on_windows 60 backends-tests.exe --gtest_brief=1 --gtest_output=json:$language.json >backends.log || true
-    [[ -e $language.json ]] && python3 "$here/known_differences.py" $language.json windows.json || return 1
+    [[ -e $language.json ]] && python3 "$here/known_differences.py" $language.json windows.json script.log || return 1
   done
 }
 

@@ -1,0 +1,93 @@
+// Bytes of a device, cut anywhere, under any number rules: what is decoded in passes of the buffer is what
+// the full rules make of its lines one by one.
+
+#include <algorithm>
+#include <bit>
+#include <vector>
+
+#include "fuzz/choices.h"
+#include "model/ranges.h"
+#include "platform/fixed_number_rules.h"
+#include "platform/sim/virtual_clock.h"
+#include "stream/number_text.h"
+#include "stream/receive_buffer.h"
+
+namespace halden {
+namespace {
+
+constexpr std::int16_t kChannels = 3;
+
+struct Given : ByteSource {
+  std::int32_t RxQueueCount() override { return static_cast<std::int32_t>(bytes.size()); }
+  std::int32_t Read(void* buffer, std::int32_t count) override {
+    std::copy_n(bytes.begin(), count, static_cast<char*>(buffer));
+    bytes.erase(0, count);
+    return count;
+  }
+  std::string bytes;
+};
+
+/// A driver's decoding part with its state.
+struct Decoder {
+  explicit Decoder(const NumberRules& rules) : parser(store, rules, 64) {
+    InitRanges(store, rules);
+    SetChannelsCount(store, kChannels);
+    store.InputState.RequestedSize = 1024;
+    store.Busy = false;
+    SetInputChannels(store, {0, 1, 2});
+    ResetBuffer(store);
+    store.Busy = true;
+  }
+  Store store;
+  LineParser parser;
+};
+
+bool SameBits(const std::vector<float>& a, const std::vector<float>& b) {
+  return std::equal(a.begin(), a.end(), b.begin(), [](float x, float y) {
+    return std::bit_cast<std::uint32_t>(x) == std::bit_cast<std::uint32_t>(y);
+  });
+}
+
+void Run(Choices choices) {
+  constexpr char kMarks[] = ".,.,'\xA0";
+  constexpr char kGroups[] = ",.\0\xA0 '";
+  const FixedNumberRules rules(kMarks[choices.Below(6)], kGroups[choices.Below(6)], CodePage::kWestern);
+  Decoder passes(rules);
+  Decoder lines(rules);
+  Given source;
+  VirtualClock clock;
+  RateMeter rate(passes.store, clock);
+  ReceiveBuffer buffer(source, passes.parser, rate);
+  buffer.Load();
+  std::string held;
+  while (choices.Left()) {
+    const std::string chunk = choices.Text(choices.Byte());
+    source.bytes = chunk;
+    held += chunk;
+    Demand(buffer.ReadPort(false) == static_cast<std::int32_t>(chunk.size()), "all that is queued is read");
+    if (!passes.store.FormatKnown && !buffer.AnalyzeBuffer(false)) continue;
+    static_cast<mPortText&>(lines.store).FormatKnown = true;
+    lines.store.ColumnsCount = passes.store.ColumnsCount;
+    lines.store.Separator = passes.store.Separator;
+    buffer.ParseBuffer();
+    std::size_t begin = 0;
+    for (std::size_t cr; (cr = held.find('\r', begin)) != std::string::npos;) {
+      lines.parser.ParseLine(Trim(std::string_view(held).substr(begin, cr - begin)));
+      begin = cr + 1;
+      if (begin < held.size() && held[begin] == '\n') ++begin;
+    }
+    if (begin != 1 || held.size() == 1) held.erase(0, begin);
+    Demand(buffer.RxCount == static_cast<std::int32_t>(held.size()), "the unfinished line stays");
+    Demand(SameBits(passes.store.ChannelValues, lines.store.ChannelValues),
+           "values are those of the last line");
+    Demand(InputData(passes.store).Codes == InputData(lines.store).Codes, "each line makes its frame");
+  }
+}
+
+}  // namespace
+}  // namespace halden
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+  halden::Run({data, size});
+  return 0;
+}

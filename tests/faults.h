@@ -1,0 +1,98 @@
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <set>
+#include <string>
+#include <type_traits>
+#include <utility>
+#include <vector>
+
+#include "tests/allocations.h"
+
+namespace halden {
+
+/// Says which calls over the seams go wrong, and how. All seams share one count of calls. Lack of memory that
+/// a test brings about never reaches the backends, which may not throw.
+class Faults {
+ public:
+  enum Kind {
+    kFails,   ///< a failure, with the out-values untouched
+    kSilent,  ///< success, with the out-values untouched
+    kLies,    ///< the counts of a call are `lie`; only calls with counts are counted
+    kShort,   ///< half of what was asked for; only reads are counted
+    kGone,    ///< `gone` has happened just before
+  };
+  static constexpr std::int32_t kFailure = 31;
+
+  std::vector<std::string>
+      calls;  ///< names of those made, but for GetQueueStatus, which is asked without end
+  /// A call that it says true of fails as well.
+  std::function<bool(const std::string& call)> fails;
+  std::int64_t lie = 0;
+  /// Told true when a call goes wrong, false before the next call that doesn't.
+  std::function<void(bool)> gone;
+
+  /// Counts from 0 again: the call number `first`, from 1, goes wrong, and with `all` those behind it. 0:
+  /// none.
+  void Arm(int first, bool all = false, Kind kind = kFails) {
+    first_ = first, all_ = all, kind_ = kind, count_ = 0, struck_.clear();
+    calls.clear();
+  }
+  int Count() const { return count_; }
+  /// The call that went wrong first; empty: none.
+  const std::string& Struck() const { return struck_; }
+
+  void Opened(char seam, std::int64_t handle) {
+    if (!open_.emplace(seam, handle).second) ++wrong_closes_;
+  }
+  void Closed(char seam, std::int64_t handle) { wrong_closes_ += open_.erase({seam, handle}) != 1; }
+  std::size_t OpenHandles() const { return open_.size(); }
+  /// Handles that were closed twice or never opened.
+  int WrongCloses() const { return wrong_closes_; }
+
+  /// Makes a call, or doesn't. The results of `call` are a bool, or a code that is 0 for success.
+  template <class Call, class... Counts>
+  auto Pass(const char* name, Call call, Counts*... counts) -> decltype(call()) {
+    const AllocationPause pause;
+    using Result = decltype(call());
+    constexpr bool kIsBool = std::is_same_v<Result, bool>;
+    const bool strikes = Strikes(name, kind_ != kShort && (kind_ != kLies || sizeof...(counts) > 0));
+    if (strikes && kind_ == kFails) return kIsBool ? Result(false) : static_cast<Result>(kFailure);
+    if (strikes && kind_ == kSilent) return static_cast<Result>(kIsBool);
+    const Result result = call();
+    if (strikes && kind_ == kLies) ((counts ? void(*counts = static_cast<Counts>(lie)) : void()), ...);
+    return result;
+  }
+
+  /// Counts a call if the kind `applies` to it, and says whether it goes wrong. Of the same call again and
+  /// again only the first ones count.
+  bool Strikes(const std::string& name, bool applies) {
+    constexpr int kEnough = 3;
+    if (name != "GetQueueStatus") calls.push_back(name);
+    if (fails && fails(name)) return true;
+    if (!applies) return false;
+    repeats_ = name == last_ ? repeats_ + 1 : 0;
+    last_ = name;
+    const bool counts = repeats_ < kEnough;
+    count_ += counts;
+    const bool strikes = first_ > 0 && ((counts && count_ == first_) || (all_ && count_ >= first_));
+    if (strikes && struck_.empty()) struck_ = name;
+    if (kind_ == kGone && gone && first_ > 0) gone(strikes);
+    return strikes;
+  }
+  Kind kind() const { return kind_; }
+
+ private:
+  int first_ = 0;
+  bool all_ = false;
+  Kind kind_ = kFails;
+  int count_ = 0;
+  int repeats_ = 0;
+  std::string last_;
+  std::string struck_;
+  std::set<std::pair<char, std::int64_t>> open_;
+  int wrong_closes_ = 0;
+};
+
+}  // namespace halden

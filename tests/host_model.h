@@ -1,0 +1,264 @@
+#pragma once
+
+#include <algorithm>
+#include <cmath>
+#include <deque>
+#include <string>
+#include <vector>
+
+#include "driver/apartment.h"
+#include "platform/sim/sim_platform.h"
+
+namespace halden {
+
+/// A host that calls IADC3 at random, beside a model of all that it can see: the ring is a deque, the
+/// channels are two vectors. `Choices` decides: Below(bound) gives 0 to bound - 1, Number any 32-bit number.
+template <class Choices>
+class HostModel {
+ public:
+  explicit HostModel(Choices& choices) : choices_(choices) { Create(); }
+
+  /// Makes one call. What the driver answered otherwise than the model; empty if nothing.
+  std::string Step() {
+    wrong_.clear();
+    Call(choices_.Below(14));
+    Compare();
+    return wrong_;
+  }
+
+ private:
+  using Codes = std::vector<std::int16_t>;
+  static constexpr int kChannels = 3;
+
+  void Is(bool right, const char* what) {
+    if (!right && wrong_.empty()) wrong_ = what;
+  }
+
+  void Call(int call) {
+    switch (call) {
+      case 0:
+      case 1:
+        return Lines(1 + choices_.Below(choices_.Below(8) == 0 ? 200 : 10));
+      case 2:
+        return Range();
+      case 3:
+        return Size();
+      case 4:
+        return Table();
+      case 5:
+        return Start();
+      case 6:
+        return Stop();
+      case 7:
+      case 8:
+        return GetData(choices_.Below(4) == 0 ? 4000 : choices_.Below(60) - 3);
+      case 9:
+        return InputData();
+      case 10:
+        return Live();
+      case 11:
+        return Release();
+      case 12:
+        return Detect();
+      default:
+        return Ignored();
+    }
+  }
+
+  void Create() {
+    adc_ = apartment_.CreateObject();
+    detected_ = false;
+    table_.assign(1, 0);
+    width_ = 1;
+    adc_->InputSizeData(requested_ = 1024);
+  }
+
+  /// Any release stops a recording, the last one forgets what was set.
+  void Release() {
+    if (choices_.Below(4) != 0) {
+      apartment_.CreateObject();
+      busy_ = false;
+      return;
+    }
+    InputData();  // frames of a width that is no more are nobody's
+    adc_.reset();
+    busy_ = false;
+    Create();
+  }
+
+  void Detect() {
+    if (!detected_) {
+      values_.assign(kChannels, 0);
+      rows_.assign(kChannels, 0);
+      // One pass later, since the opening serves the queue before it purges the device.
+      sim_.clock().Post([this] {
+        sim_.clock().Post([this] {
+          for (int line = 0; line < 200; ++line) sim_.device(0).Feed("0;0;0\r");
+        });
+      });
+    }
+    Is(adc_->Test(), "Test");
+    detected_ = true;
+  }
+
+  void Lines(int count) {
+    if (!detected_) return;
+    for (int line = 0; line < count; ++line) {
+      std::string text;
+      for (double& value : values_) {
+        value = static_cast<int>(choices_.Number() % 6000) - 3000 + 0.5 * choices_.Below(2);
+        text += (text.empty() ? "" : ";") + std::to_string(value);
+      }
+      sim_.device(0).Feed(text + "\r");
+      if (busy_ && ring_.size() < capacity_) ring_.push_back(Kadr());
+    }
+    sim_.clock().Sleep(49);
+    sim_.clock().RunFor(1);
+  }
+
+  void Range() {
+    const auto channel =
+        static_cast<std::int16_t>(choices_.Below(6) == 0 ? choices_.Number() : choices_.Below(4));
+    const auto row =
+        static_cast<std::int16_t>(choices_.Below(6) == 0 ? choices_.Number() : choices_.Below(15));
+    adc_->ChannelRange(channel, row);
+    const bool exists = detected_ && channel >= 0 && channel < kChannels;
+    if (exists) rows_[channel] = std::clamp<int>(row, 0, 14);
+    Is(adc_->ChannelRange(channel) == (exists ? rows_[channel] : 0), "ChannelRange");
+    Is(adc_->ChannelName(channel) == (exists ? "Column" + std::to_string(channel + 1) : ""), "ChannelName");
+  }
+
+  void Size() {
+    constexpr std::int32_t kSizes[] = {-2147483647 - 1, -1, 0, 1023, 1024, 1025, 1300, 2147483647};
+    adc_->InputSizeData(requested_ = kSizes[choices_.Below(8)]);
+  }
+
+  void SizeBuffer() {
+    width_ = std::max<std::size_t>(table_.size(), 1);
+    if (!table_.empty()) frames_ = requested_ >= 1024 ? requested_ : 32768;
+    size_ = static_cast<std::int32_t>(std::min<std::int64_t>(std::int64_t{frames_} * width_, 2147483647));
+  }
+
+  void Table() {
+    Codes table(choices_.Below(8) == 0 ? 32768 : choices_.Below(5));
+    for (std::int16_t& channel : table) channel = static_cast<std::int16_t>(choices_.Below(6) - 1);
+    adc_->InputChannels(table);
+    if (busy_ || table.size() > 32767) return;
+    if (table != table_) ring_.clear();
+    table_ = table;
+    SizeBuffer();
+  }
+
+  void Start() {
+    if (requested_ > 2000) Size();
+    if (requested_ > 2000) return;  // would take the machine's memory
+    const bool can = !busy_ && !table_.empty();
+    Is(adc_->StartRecord() == can, "StartRecord");
+    if (!busy_) error_ = can ? "" : "Any channel is not selected!";
+    if (!can) return;
+    busy_ = true;
+    SizeBuffer();
+    capacity_ = frames_;
+    ring_.clear();
+  }
+
+  void Stop() {
+    adc_->StopRecord();
+    busy_ = false;
+  }
+
+  void GetData(std::int32_t room) {
+    constexpr std::int16_t kUntouched = 12345;
+    Codes data(std::max(room, 0) + 1, kUntouched);
+    std::int32_t size = room;
+    std::int32_t left = -1;
+    const bool null = choices_.Below(10) == 0;
+    const std::int32_t frames = adc_->GetData(null ? nullptr : data.data(), size, left);
+    const std::int32_t fit = null ? 0 : std::max(room / static_cast<std::int32_t>(width_), 0);
+    Is(frames == std::min<std::int32_t>(fit, static_cast<std::int32_t>(ring_.size())), "frames of GetData");
+    Is(size == frames * static_cast<std::int32_t>(width_), "DataSize");
+    if (!wrong_.empty()) return;
+    for (std::int32_t i = 0; i < frames; ++i) TakeFrame(data.data() + i * width_);
+    Is(data[size] == kUntouched, "what lies behind the frames");
+    Is(left == adc_->InputCountData(), "codes left");
+  }
+
+  void TakeFrame(const std::int16_t* codes) {
+    Is(std::equal(ring_.front().begin(), ring_.front().end(), codes), "codes of a frame");
+    ring_.pop_front();
+  }
+
+  void InputData() {
+    const KadrTable all = adc_->InputData();
+    Is(all.Rows() == static_cast<std::int32_t>(ring_.size()) + 1, "rows of InputData");
+    if (!wrong_.empty()) return;
+    for (std::size_t i = 0; i < width_; ++i) Is(all.Codes[i] == (table_.empty() ? -1 : table_[i]), "row 0");
+    for (std::int32_t row = 1; row < all.Rows(); ++row) TakeFrame(all.Codes.data() + row * width_);
+  }
+
+  void Live() {
+    for (std::int16_t channel = -1; channel <= kChannels; ++channel)
+      Is(adc_->GetChannel(channel) == Code(channel), "GetChannel");
+    Is(adc_->GetKadr() == Kadr(), "GetKadr");
+  }
+
+  void Ignored() {
+    adc_->Rate(static_cast<float>(choices_.Number()));
+    Is(!adc_->ShowSetting(), "ShowSetting");
+    Is(adc_->Parent() == adc_, "Parent");
+  }
+
+  std::int16_t Code(std::int16_t channel) const {
+    if (!detected_ || channel < 0 || channel >= kChannels) return 0;
+    constexpr int kBits[] = {8, 10, 12, 14, 16};
+    const int row = rows_[channel];
+    const double value = values_[channel];
+    const double code = row < 5    ? value * 20 * std::pow(10, row)
+                        : row < 10 ? value
+                                   : value - (1 << (kBits[row - 10] - 1));
+    return static_cast<std::int16_t>(std::clamp(std::nearbyint(code), -32768.0, 32767.0));
+  }
+
+  Codes Kadr() const {
+    Codes codes(width_, 0);
+    for (std::size_t i = 0; i < table_.size(); ++i) codes[i] = Code(table_[i]);
+    return codes;
+  }
+
+  /// What a host sees without changing anything.
+  void Compare() {
+    const auto waiting = static_cast<std::int32_t>(ring_.size());
+    Is(adc_->Busy() == busy_, "Busy");
+    Is(adc_->Detected() == detected_, "Detected");
+    Is(adc_->ChannelsCount() == (detected_ ? kChannels : 0), "ChannelsCount");
+    Is(adc_->InputCountKadrs() == waiting, "InputCountKadrs");
+    Is(adc_->InputCountData() == waiting * static_cast<std::int32_t>(width_), "InputCountData");
+    Is(adc_->InputSizeKadrs() == frames_, "InputSizeKadrs");
+    Is(adc_->InputSizeData() == size_, "InputSizeData");
+    Is(adc_->InputCountChannels() == static_cast<std::int16_t>(width_), "InputCountChannels");
+    Is(adc_->InputChannels() == table_, "InputChannels");
+    Is(adc_->LastError() == error_, "LastError");
+    Is(adc_->Rate() > 0 && adc_->Rate() <= adc_->RateMax(), "Rate");
+  }
+
+  Choices& choices_;
+  SimPlatform sim_{{"sim:silent"}};
+  Apartment apartment_{sim_.platform()};
+  std::shared_ptr<IADC3> adc_;
+  std::string wrong_;
+
+  bool detected_ = false;
+  bool busy_ = false;
+  std::vector<double> values_;
+  std::vector<int> rows_;
+  Codes table_;
+  std::size_t width_ = 1;
+  std::int32_t requested_ = 0;
+  std::int32_t frames_ = 0;
+  std::int32_t size_ = 0;
+  std::size_t capacity_ = 0;
+  std::deque<Codes> ring_;
+  std::string error_;
+};
+
+}  // namespace halden
