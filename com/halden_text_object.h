@@ -2,10 +2,10 @@
 
 #include <memory>
 
-#include "com/adc3.h"
 #include "com/component.h"
 #include "com/member_names.h"
 #include "model/IADC3.h"
+#include "platform/windows/adc3.h"
 
 namespace halden::com {
 

@@ -21,7 +21,7 @@ BELOW = {
     "ui": UI,
     "driver": UI | {"ui"},
     "com": {"platform", "model", "driver"},
-    "host": {"platform", "model", "driver", "com"},
+    "host": {"platform", "model", "driver"},
 }
 INCLUDE = re.compile(r'^#include "([^"]+)"', re.MULTILINE)
 

@@ -1,7 +1,7 @@
 #pragma once
 
-#include "com/adc3.h"
 #include "model/IADC3.h"
+#include "platform/windows/adc3.h"
 
 namespace halden::host {
 
