@@ -16,16 +16,15 @@ class Pty {
   Pty() : fd_(posix_openpt(O_RDWR | O_NOCTTY | O_CLOEXEC)) {
     grantpt(fd_);
     unlockpt(fd_);
-    char name[64] = "";
-    ptsname_r(fd_, name, sizeof name);
-    path_ = name;
+    ioctl(fd_, TIOCGPTN, &number_);
   }
   ~Pty() { Hangup(); }
   Pty(const Pty&) = delete;
   Pty& operator=(const Pty&) = delete;
 
+  int number() const { return number_; }
   /// The path of the device's end.
-  const std::string& path() const { return path_; }
+  std::string path() const { return "/dev/pts/" + std::to_string(number_); }
 
   /// Short enough a text doesn't block. It arrives at the other end within a moment, not at once.
   bool Write(std::string_view text) {
@@ -52,7 +51,7 @@ class Pty {
 
  private:
   int fd_;
-  std::string path_;
+  int number_ = -1;
 };
 
 }  // namespace halden
