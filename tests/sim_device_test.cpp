@@ -5,70 +5,64 @@
 #include <vector>
 
 #include "platform/devices/device_options.h"
-#include "platform/sim/virtual_clock.h"
+#include "platform/sim/sim_platform.h"
+#include "tests/registry_backends.h"
 
 namespace halden {
 namespace {
 
-/// The simulated device of an option; what it says is heard in steps of so many milliseconds.
-class Listening {
- public:
+/// Listens to the only device of an option, from its opening on.
+struct Listening {
   explicit Listening(const std::string& option, std::uint32_t start_tick = 0)
-      : clock(start_tick), device(clock, std::get<SimSettings>(*ParseDeviceOption(option, &error_))) {
+      : sim({option}, {.start_tick = start_tick}) {
+    EXPECT_EQ(device.Open(), FT_OK);
+  }
+  /// What it has said after so many milliseconds.
+  std::string Hear(std::uint32_t milliseconds) {
+    clock.Sleep(milliseconds);
+    std::string said(ByteQueue::kCapacity, '\0');
+    std::uint32_t read = 0;
+    return device.Read(said.data(), ByteQueue::kCapacity, &read) == FT_OK ? said.substr(0, read) : "failed";
+  }
+  void OpenAfter(std::uint32_t milliseconds) {
+    device.Close();
+    clock.Sleep(milliseconds);
     EXPECT_EQ(device.Open(), FT_OK);
   }
 
-  std::string Hear(std::uint32_t milliseconds) {
-    clock.Sleep(milliseconds);
-    std::uint32_t read = 0;
-    if (device.Read(buffer_.data(), ByteQueue::kCapacity, &read) != FT_OK) return "failed";
-    return buffer_.substr(0, read);
-  }
-
- private:
-  std::string error_;
-  std::string buffer_ = std::string(ByteQueue::kCapacity, '\0');
-
- public:
-  VirtualClock clock;
-  SimDevice device;
+  SimPlatform sim;
+  VirtualClock& clock = sim.clock();
+  PacedDevice& device = sim.device(0);
 };
 
-std::ptrdiff_t Lines(const std::string& text) {
-  return std::count(text.begin(), text.end(), '\r');
+int Lines(const std::string& text) {
+  return static_cast<int>(std::count(text.begin(), text.end(), '\r'));
 }
 
 TEST(DeviceOptions, TakeValuesWithinTheirBordersAndNameTheRest) {
+  const auto error_of = [](const std::string& option) {
+    std::string error;
+    return ParseDeviceOption(option, &error) ? "" : error;
+  };
   for (const char* const good :
-       {"sim",
-        "sim:rate=0.1,baud=300,speaks_at=12000000,com=32767,serial=0123456789ABCDEF,busy,unplug_after=0",
+       {"sim:rate=0.1,baud=300,speaks_at=12000000,com=32767,serial=0123456789ABCDEF,busy,unplug_after=0",
         "sim:columns=1000,com=none,seed=18446744073709551615,label=a=b,text=numbers",
         "tty:/dev/pts/3,baud=250000", "linux,baud=230400", "linux", "d2xx",
-        "replay:C:\\a=b c.txt,rate=10000,loop"}) {
-    std::string error;
-    EXPECT_TRUE(ParseDeviceOption(good, &error)) << error;
+        "replay:C:\\a=b c.txt,rate=10000,loop"})
+    EXPECT_EQ(error_of(good), "");
+  for (const std::string value : {"rate=0.09", "rate=nan", "columns=0", "columns=99999999999", "columns=4x",
+                                  "columns", "baud=299", "signal=square", "busy=1", "com=0", "com=32768",
+                                  "silent=-1", "serial=12345678901234567", "label=U1"}) {
+    const std::size_t equals = std::min(value.find('='), value.size() - 1);
+    EXPECT_NE(error_of("sim:" + value).find("\" takes "), std::string::npos) << value;
+    EXPECT_TRUE(value == "columns" ||
+                error_of("sim:" + value).ends_with("\"" + value.substr(equals + 1) + "\""));
   }
-  const std::pair<std::string, std::string> bad_ones[] = {
-      {"", "--device : no such kind of device, the kinds are sim, replay:FILE, tty:PATH, linux and d2xx"},
-      {"sim:rate=0.09", "--device sim: key \"rate\" takes 0.1 to 10000, not \"0.09\""},
-      {"sim:columns", "--device sim: key \"columns\" takes 1 to 1000, not \"\""},
-      {"sim:signal=square",
-       "--device sim: key \"signal\" takes sine, ramp, noise or constant, not \"square\""},
-      {"tty", "--device tty: takes a path behind the colon"},
-      {"tty:/dev/ttyS0,rate=5", "--device tty: no key \"rate\", the keys are baud"},
-      {"d2xx:all", "--device d2xx: takes no keys, not \"all\""}};
-  for (const auto& [option, expected] : bad_ones) {
-    std::string error;
-    EXPECT_FALSE(ParseDeviceOption(option, &error)) << option;
-    EXPECT_EQ(error, expected);
-  }
-  for (const std::string value :
-       {"rate=nan", "columns=0", "columns=99999999999", "columns=4x", "baud=299", "busy=1", "com=0",
-        "com=32768", "silent=-1", "serial=12345678901234567", "label=U1"}) {
-    std::string error;
-    EXPECT_FALSE(ParseDeviceOption("sim:" + value, &error)) << value;
-    EXPECT_NE(error.find(", not \"" + value.substr(value.find('=') + 1) + "\""), std::string::npos) << error;
-  }
+  EXPECT_EQ(error_of("sim:signal=x"),
+            "--device sim: key \"signal\" takes sine, ramp, noise or constant, not \"x\"");
+  EXPECT_EQ(error_of("tty:/dev/ttyS0,rate=5"), "--device tty: no key \"rate\", the keys are baud");
+  EXPECT_EQ(error_of("tty"), "--device tty: takes a path behind the colon");
+  EXPECT_EQ(error_of("d2xx:all"), "--device d2xx: takes no keys, not \"all\"");
 }
 
 TEST(SimDevice, SpeaksLinesInTheFormThatItsOptionNames) {
@@ -89,15 +83,17 @@ TEST(SimDevice, SpeaksLinesInTheFormThatItsOptionNames) {
 
 TEST(SimDevice, SignalsFillTheirRangeAndTellColumnsApart) {
   for (const SimSignal signal : {SimSignal::Sine, SimSignal::Ramp, SimSignal::Noise}) {
-    std::set<int> first, second;
-    for (std::uint64_t line = 0; line < 40001; ++line) {
-      first.insert(SampleAt(signal, line, 0, 4, 1));
-      second.insert(SampleAt(signal, 7, static_cast<int>(line % 40), 40, line / 40));
+    std::set<int> lines, columns, seeds;
+    for (int i = 0; i < 40001; ++i) {
+      lines.insert(SampleAt(signal, i, 0, 4, 1));
+      columns.insert(SampleAt(signal, 7, i % 40, 40, 1));
+      seeds.insert(SampleAt(signal, 7, 0, 4, i));
     }
-    EXPECT_NEAR(*first.begin(), -19000, 1000);
-    EXPECT_NEAR(*first.rbegin(), 19000, 1000);
-    EXPECT_GT(second.size(), signal == SimSignal::Noise ? 20000u : 20u) << "noise follows its seed";
-    EXPECT_TRUE(signal != SimSignal::Ramp || first.size() == 40001);
+    EXPECT_NEAR(*lines.begin(), -19000, 1000);
+    EXPECT_NEAR(*lines.rbegin(), 19000, 1000);
+    EXPECT_GT(columns.size(), 20u);
+    EXPECT_EQ(seeds.size() > 1, signal == SimSignal::Noise);
+    EXPECT_TRUE(signal != SimSignal::Ramp || lines.size() == 40001);
   }
 }
 
@@ -125,23 +121,17 @@ TEST(SimDevice, IsHeardAsNoiseWithoutALineEndUntilItsRateIsSet) {
   const std::string noise = sim.Hear(1500);
   EXPECT_EQ(Lines(noise), 0);
   EXPECT_GT(std::set<char>(noise.begin(), noise.end()).size(), 200u);
-  const std::pair<std::uint32_t, std::ptrdiff_t> rates[] = {{250000, 200}, {245001, 200}, {244999, 0}};
-  for (const auto& [rate, lines] : rates) {
+  for (const auto& [rate, lines] : {std::pair(250000u, 200), {245001u, 200}, {244999u, 0}}) {
     ASSERT_EQ(sim.device.SetBaudRate(rate), FT_OK);
-    EXPECT_NEAR(static_cast<double>(Lines(sim.Hear(1000))), static_cast<double>(lines), 1.0) << rate;
+    EXPECT_NEAR(Lines(sim.Hear(1000)), lines, 1) << rate;
   }
 }
 
 TEST(SimDevice, TalksOnWhileNobodyListensAndLeavesNoBacklog) {
   Listening sim("sim:columns=1,rate=2,signal=ramp,baud=300");  // 30 bytes a second
-  const auto open_after = [&](std::uint32_t milliseconds) {
-    sim.device.Close();
-    sim.clock.Sleep(milliseconds);
-    EXPECT_EQ(sim.device.Open(), FT_OK);
-  };
-  open_after(10100);
+  sim.OpenAfter(10100);
   EXPECT_EQ(sim.Hear(1000), "9.00\r\n-893.95\r\n-88") << "from the fourth byte of the line begun at 10000";
-  open_after(4000);
+  sim.OpenAfter(4000);
   EXPECT_EQ(sim.Hear(500), "8.50\r\n-84");
   Listening late("sim:columns=1,rate=10,silent=5");
   EXPECT_EQ(late.Hear(5000), "");
@@ -162,42 +152,33 @@ TEST(SimDevice, GoesAfterItsTimeAndIsBackWhenItIsOpenedAnew) {
   Listening sim("sim:unplug_after=1.5");
   EXPECT_NE(sim.Hear(1499), "failed");
   EXPECT_EQ(sim.Hear(1), "failed");
-  EXPECT_FALSE(sim.device.Present());
   EXPECT_NE(sim.device.SetBaudRate(9600), FT_OK);
   sim.device.Plug();
   EXPECT_EQ(sim.Hear(100), "failed");
-  sim.device.Close();
-  EXPECT_EQ(sim.device.Open(), FT_OK);
+  sim.OpenAfter(0);
   EXPECT_GT(Lines(sim.Hear(1000)), 0);
 }
 
 TEST(ReplayDevice, KeepsThePaceThatItsOptionNames) {
-  const auto replayed = [](const std::string& bytes, const std::string& keys, std::uint32_t step) {
-    VirtualClock clock;
-    std::string error;
-    const auto option = ParseDeviceOption("replay:file" + keys, &error);
-    ReplayDevice device(clock, std::get<ReplaySettings>(*option), "R", bytes);
-    device.Open();
-    clock.Sleep(12345);
-    device.Close();
-    EXPECT_EQ(device.Open(), FT_OK) << "starts at the first byte again";
-    std::vector<std::string> steps;
-    for (int i = 0; i < 5; ++i) {
-      std::string said(100, '\0');
-      std::uint32_t read = 0;
-      device.Read(said.data(), 100, &read);
-      steps.push_back(said.substr(0, read));
-      clock.Sleep(step);
-    }
-    return steps;
-  };
-  using Steps = std::vector<std::string>;
-  EXPECT_EQ(replayed("1\r\n2\r\r3\n4", ",rate=10", 100), (Steps{"1\r\n", "2\r", "\r", "3\n", "4"}));
-  EXPECT_EQ(replayed("1\r\n2\r", ",rate=20", 100), (Steps{"1\r\n", "2\r", "", "", ""}));
-  EXPECT_EQ(replayed("1\r2\r3", ",rate=10,loop", 100), (Steps{"1\r", "2\r", "3", "1\r", "2\r"}));
-  EXPECT_EQ(replayed("abcdefghij\rk", ",baud=300", 100), (Steps{"", "abc", "def", "ghi", "j\rk"}));
-  EXPECT_EQ(replayed("abcdef\rgh", ",baud=300,rate=1", 200), (Steps{"", "abcdef", "\r", "", ""}));
-  EXPECT_EQ(replayed("", ",loop", 100), (Steps{"", "", "", "", ""}));
+  const struct {
+    std::string bytes, keys;
+    std::uint32_t step;
+    std::vector<std::string> said;
+  } cases[] = {{"1\r\n2\r\r3\n4", ",rate=10", 100, {"1\r\n", "2\r", "\r", "3\n", "4"}},
+               {"1\r\n2\r", ",rate=20", 100, {"1\r\n", "2\r", "", "", ""}},
+               {"1\r2\r3", ",rate=10,loop", 100, {"1\r", "2\r", "3", "1\r", "2\r"}},
+               {"abcdefghij\rk", ",baud=300", 100, {"", "abc", "def", "ghi", "j\rk"}},
+               {"abcdef\rgh", ",baud=300,rate=1", 200, {"", "abcdef", "\r", "", ""}},
+               {"", ",loop", 100, {"", "", "", "", ""}}};
+  for (const auto& c : cases) {
+    const ScratchDirectory folder;
+    SetFileText(folder / "file", c.bytes);
+    Listening replay("replay:" + (folder / "file") + c.keys);
+    replay.OpenAfter(12345);  // and it starts at the first byte again
+    std::vector<std::string> said;
+    for (int i = 0; i < 5; ++i) said.push_back(replay.Hear(i == 0 ? 0 : c.step));
+    EXPECT_EQ(said, c.said) << c.keys;
+  }
 }
 
 }  // namespace
