@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "platform/linux/tty_device.h"
+#include "stream/receive_buffer.h"
 #include "tests/pty.h"
 
 namespace halden {
@@ -29,13 +30,15 @@ struct OpenDevice {
 
 TEST(TtyReader, LosesNothingWhenNobodyTakesAndTheQueueIsFull) {
   OpenDevice open;
-  std::string text(ByteQueue::kCapacity * 3, '\0');
+  std::string text(TtyReader::kCapacity * 3, '\0');
   for (std::size_t i = 0; i < text.size(); ++i) text[i] = static_cast<char>(i * 2654435761u >> 13);
   std::thread writer([&] {
     for (std::size_t done = 0; done < text.size(); done += 1024) open.pty.Write(text.substr(done, 1024));
   });
   std::uint32_t queued = 0;
-  while (queued < ByteQueue::kCapacity) ASSERT_EQ(open.device.GetQueueStatus(&queued), FT_OK);
+  while (queued < TtyReader::kCapacity) ASSERT_EQ(open.device.GetQueueStatus(&queued), FT_OK);
+  EXPECT_LE(2 * queued, static_cast<std::uint32_t>(ReceiveBuffer::kSize))
+      << "or a pause would cost a part line";
   while (open.taken.size() < text.size()) open.Take();
   EXPECT_EQ(open.taken, text);
   writer.join();
