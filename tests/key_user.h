@@ -2,6 +2,7 @@
 
 #include <deque>
 #include <map>
+#include <sstream>
 #include <string>
 #include <vector>
 
@@ -20,20 +21,16 @@ class KeyUser : public TextTerminal, public FormUser {
   std::deque<FormStep> steps;
   const TerminalScreen* screen = nullptr;
   TerminalSize size{80, 24};
-  bool available = true;
   bool held = false;
-  bool lost = false;
   bool hung_up = false;
-  int messages = 0;          ///< boxes dismissed, by Enter and Esc in turn
-  std::string last_message;  ///< the screen with it
-  std::vector<std::string> written;
+  int messages = 0;  ///< boxes dismissed, by Enter and Esc in turn
 
-  bool Available() const override { return available; }
-  bool Open() override { return held = available; }
+  bool Available() const override { return true; }
+  bool Open() override { return held = true; }
   void Close() override { held = false; }
   TerminalSize Size() const override { return size; }
-  void Write(std::string_view output) override { written.emplace_back(output); }
-  bool TakeScreenLost() override { return std::exchange(lost, false); }
+  void Write(std::string_view) override {}
+  bool TakeScreenLost() override { return false; }
   bool Ended() const override { return hung_up; }
   std::string Read() override {
     // Enough passes for an Esc to be told from a sequence.
@@ -50,29 +47,33 @@ class KeyUser : public TextTerminal, public FormUser {
     return key;
   }
 
-  void Key(const std::string& bytes, int count = 1) { keys_.insert(keys_.end(), count, bytes); }
+  /// Presses keys in order: characters, or names of kSequences, between blanks.
+  void Keys(const std::string& keys) {
+    std::istringstream words(keys);
+    for (std::string key; words >> key;) keys_.push_back(kSequences.count(key) ? kSequences.at(key) : key);
+  }
   void PickRow(const std::string& control, int row) override {
+    const bool drops_down = control != "lstPort";
     GoTo(control);
-    if (control != "lstPort") Key("\x1bOS");
-    Key("\x1b[H");
-    Key("\x1b[B", row);
-    if (control != "lstPort") Enter();
+    Keys(drops_down ? "F4 Home" : "Home");
+    while (row-- > 0) Keys("Down");
+    if (drops_down) Enter();
   }
   void Type(const std::string& control, const std::string& text) override {
     GoTo(control);
-    Key("\x1b[H");
-    Key("\x1b[3~", static_cast<int>(Text(control).size()));
-    for (const char32_t character : DecodeUtf8(text)) Key(EncodeUtf8({&character, 1}));
+    Keys("Home");
+    for (std::size_t i = 0; i < Text(control).size(); ++i) Keys("Delete");
+    for (const char32_t character : DecodeUtf8(text)) keys_.push_back(EncodeUtf8({&character, 1}));
   }
   void Press(const std::string& button) override {
     GoTo(button);
-    Key(" ");
+    Keys("Space");
   }
-  void AccessKey(char32_t key) override { Key("\x1b" + EncodeUtf8({&key, 1})); }
-  void Tab(int step) override { Key(step < 0 ? "\x1b[Z" : "\t"); }
-  void Enter() override { Key("\r"); }
-  void Escape() override { Key("\x1b"); }
-  void CloseBox() override { Key("\x1b[1;3S"); }
+  void AccessKey(char32_t key) override { keys_.push_back("\x1b" + EncodeUtf8({&key, 1})); }
+  void Tab(int step) override { Keys(step < 0 ? "BackTab" : "Tab"); }
+  void Enter() override { Keys("Enter"); }
+  void Escape() override { Keys("Esc"); }
+  void CloseBox() override { Keys("Alt-F4"); }
 
   std::string Focus() const override {
     for (const auto& [name, place] : kPlaces) {
@@ -104,6 +105,13 @@ class KeyUser : public TextTerminal, public FormUser {
   }
 
  private:
+  inline static const std::map<std::string, std::string> kSequences = {
+      {"Up", "\x1b[A"},   {"Down", "\x1b[B"},      {"Right", "\x1b[C"},   {"Left", "\x1b[D"},
+      {"Home", "\x1b[H"}, {"End", "\x1b[F"},       {"PageUp", "\x1b[5~"}, {"PageDown", "\x1b[6~"},
+      {"Tab", "\t"},      {"BackTab", "\x1b[Z"},   {"Delete", "\x1b[3~"}, {"Backspace", "\x7f"},
+      {"Enter", "\r"},    {"Esc", "\x1b"},         {"Space", " "},        {"Alt-Down", "\x1b[1;3B"},
+      {"F4", "\x1bOS"},   {"Alt-F4", "\x1b[1;3S"}, {"Alt-r", "\x1br"}};
+
   /// Where the screen shows what a control holds, without its brackets.
   struct Place {
     int x, y, width, height;
@@ -132,11 +140,10 @@ class KeyUser : public TextTerminal, public FormUser {
     const auto place = [&](const std::string& name) {
       return std::find(order.begin(), order.end(), name) - order.begin();
     };
-    Key("\t", static_cast<int>(place(control) - place(Focus()) + 6) % 6);
+    for (auto tabs = (place(control) - place(Focus()) + 6) % 6; tabs > 0; --tabs) Keys("Tab");
   }
   std::string Dismiss() {
     keys_.clear();
-    last_message = screen->Text();
     return messages++ % 2 == 0 ? "\r" : "\x1b";
   }
 
