@@ -151,20 +151,5 @@ TEST(DeviceLibrary, GivesEachDeviceANumberOfItsOwn) {
   }
 }
 
-TEST(DeviceLibrary, OpensByTheSnapshotThatWasTakenLast) {
-  SimPlatform sim({"sim:serial=0123456789ABCDEF", "sim:serial=B,busy", "sim:serial=C"});
-  DeviceLibrary& library = sim.library();
-  FT_HANDLE handle = -1;
-  std::int32_t count = 0;
-  EXPECT_NE(library.FT_Open(0, &handle), FT_OK) << "no snapshot yet";
-  library.FT_CreateDeviceInfoList(&count);
-  sim.device(0).Unplug();
-  EXPECT_NE(library.FT_Open(0, &handle), FT_OK);
-  EXPECT_NE(library.FT_Open(1, &handle), FT_OK);
-  EXPECT_EQ(library.FT_Open(2, &handle), FT_OK);
-  EXPECT_EQ(library.OpenFailures(),
-            (std::vector<std::string>{"0123456789ABCDEF: not plugged in", "B: held by another program", ""}));
-}
-
 }  // namespace
 }  // namespace halden

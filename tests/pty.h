@@ -30,11 +30,10 @@ class Pty {
   bool Write(std::string_view text) {
     return write(fd_, text.data(), text.size()) == static_cast<ssize_t>(text.size());
   }
-  /// Blocks until the other end has written something.
-  std::string Read() {
-    char text[4096];
-    const ssize_t count = read(fd_, text, sizeof text);
-    return count > 0 ? std::string(text, static_cast<std::size_t>(count)) : "";
+  /// A character of what the other end writes, once it has.
+  char Read() {
+    char character = '\0';
+    return read(fd_, &character, 1) == 1 ? character : '\0';
   }
   /// The settings of the device's end.
   termios2 Settings() const {

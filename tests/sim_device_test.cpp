@@ -74,38 +74,13 @@ TEST(SimDevice, SpeaksLinesInTheFormThatItsOptionNames) {
       {"columns=2,separator=paren,label=T=", "T=100.05(T=200.10\r\n"},
       {"columns=1,signal=ramp", "-1000.00\r\n-994.95\r\n-989.90\r\n"},
       {"columns=2,signal=sine", "0.00\t0.00\r\n28.25\t-28.25\r\n"},
+      {"columns=2,signal=noise", "-750.90\t1.10\r\n"},
+      {"columns=2,signal=noise,seed=2", "-304.90\t-513.70\r\n"},
       {"text=words", "warming up, please wait\nsensor not ready\n"},
       {"columns=1,silent=2", ""},
   };
   for (const auto& [keys, said] : cases)
     EXPECT_EQ(Listening("sim:signal=constant," + keys).Hear(1000).substr(0, said.size()), said) << keys;
-}
-
-TEST(SimDevice, SignalsFillTheirRangeAndTellColumnsApart) {
-  for (const SimSignal signal : {SimSignal::Sine, SimSignal::Ramp, SimSignal::Noise}) {
-    std::set<int> lines, columns, seeds;
-    for (int i = 0; i < 40001; ++i) {
-      lines.insert(SampleAt(signal, i, 0, 4, 1));
-      columns.insert(SampleAt(signal, 7, i % 40, 40, 1));
-      seeds.insert(SampleAt(signal, 7, 0, 4, i));
-    }
-    EXPECT_NEAR(*lines.begin(), -19000, 1000);
-    EXPECT_NEAR(*lines.rbegin(), 19000, 1000);
-    EXPECT_GT(columns.size(), 20u);
-    EXPECT_EQ(seeds.size() > 1, signal == SimSignal::Noise);
-    EXPECT_TRUE(signal != SimSignal::Ramp || lines.size() == 40001);
-  }
-}
-
-TEST(SimDevice, KeepsItsRateExactlyHoweverOftenItIsAsked) {
-  const std::string at_once = Listening("sim:columns=1,rate=100,signal=ramp").Hear(7000);
-  EXPECT_EQ(Lines(at_once), 700) << "the line due at 7000 has only begun";
-  for (const std::uint32_t step : {1u, 7u, 50u, 1000u}) {
-    Listening sim("sim:columns=1,rate=100,signal=ramp", 0xFFFFFFFF - 3000);
-    std::string said;
-    while (sim.clock.GetTickCount() + 3001 < 7000) said += sim.Hear(step);
-    EXPECT_EQ(said, at_once) << step;
-  }
 }
 
 TEST(SimDevice, NoByteComesFasterThanTheLineCarriesIt) {
@@ -136,27 +111,6 @@ TEST(SimDevice, TalksOnWhileNobodyListensAndLeavesNoBacklog) {
   Listening late("sim:columns=1,rate=10,silent=5");
   EXPECT_EQ(late.Hear(5000), "");
   EXPECT_EQ(Lines(late.Hear(1000)), 10);
-}
-
-TEST(SimDevice, TheReceiveQueueKeepsTheOldestAndLosesTheRest) {
-  Listening sim("sim:silent");
-  for (int round = 0; round < 5; ++round) {  // the border of the ring lies elsewhere each time
-    const std::string first(20000 + round, 'a');
-    const std::string rest(ByteQueue::kCapacity, 'b');
-    for (const std::string& bytes : {first, rest, std::string("c")}) sim.device.Feed(bytes);
-    EXPECT_EQ(sim.Hear(0), first + rest.substr(first.size()));
-  }
-}
-
-TEST(SimDevice, GoesAfterItsTimeAndIsBackWhenItIsOpenedAnew) {
-  Listening sim("sim:unplug_after=1.5");
-  EXPECT_NE(sim.Hear(1499), "failed");
-  EXPECT_EQ(sim.Hear(1), "failed");
-  EXPECT_NE(sim.device.SetBaudRate(9600), FT_OK);
-  sim.device.Plug();
-  EXPECT_EQ(sim.Hear(100), "failed");
-  sim.OpenAfter(0);
-  EXPECT_GT(Lines(sim.Hear(1000)), 0);
 }
 
 TEST(ReplayDevice, KeepsThePaceThatItsOptionNames) {

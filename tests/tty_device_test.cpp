@@ -71,7 +71,7 @@ TEST(TtyDevice, SetsRateAndFormatAndPutsBackWhatItFound) {
   EXPECT_EQ(all(), set);
   std::uint32_t written = 0;
   EXPECT_EQ(device.Write("\n", 1, &written), FT_OK);
-  EXPECT_EQ(pty.Read(), "\n");
+  EXPECT_EQ(pty.Read(), '\n');
   device.Close();
   EXPECT_EQ(all(), found);
   EXPECT_EQ(pty.Settings().c_lflag & ECHO, 0u);

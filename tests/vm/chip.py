@@ -66,10 +66,10 @@ class Chip:
         """Stops within a line first. The number of whole lines that have been sent."""
         self.rate = 0
         wait_until(lambda: not self.pending, "sending the last lines")
-        self.pending = b"12"
+        lines, self.pending = self.next_line, b"12"
         time.sleep(0.2)
         self.__exit__()
-        return self.next_line
+        return lines
 
     def rates(self):
         return [int(call.split()[-1]) for call in self.calls if call.startswith("baud rate")]

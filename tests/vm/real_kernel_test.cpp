@@ -37,6 +37,7 @@ TEST(OnARealKernel, SetsWhatTheChipCanDoAndRefusesTheRest) {
     EXPECT_EQ(device.SetBaudRate(rate), FT_OK) << rate;
   EXPECT_NE(device.SetBaudRate(12000000), FT_OK) << "the kernel makes 9600 of it";
   EXPECT_EQ(device.SetDataCharacteristics(7, 2, 2), FT_OK);
+  EXPECT_EQ(device.SetDataCharacteristics(8, 0, 3), FT_OK);
   EXPECT_NE(device.SetDataCharacteristics(6, 0, 0), FT_OK);
   EXPECT_EQ(device.SetDtr(false), FT_OK);
   EXPECT_EQ(device.SetRts(false), FT_OK);
