@@ -40,22 +40,22 @@ TEST(LocaleNumberRules, TakeTheSeparatorsOfAGeneratedLocale) {
                {"<U00A0>", "KOI8-U", ",_1252"},
                {"", "ISO-8859-1", ",1252"},
                {"<U0141>", "ISO-8859-2", ".1252"}};  // without a byte in the code page
-  for (const auto& [group, charset, expected] : cases) {
+  for (const auto& c : cases) {
     const ScratchDirectory folder;
     SetFileText(folder / "source",
                 "LC_CTYPE\ncopy \"POSIX\"\nEND LC_CTYPE\nLC_NUMERIC\ndecimal_point \",\"\n" +
-                    ("thousands_sep \"" + group + "\"\ngrouping 3;3\nEND LC_NUMERIC\n"));
+                    ("thousands_sep \"" + c.group + "\"\ngrouping 3;3\nEND LC_NUMERIC\n"));
     const std::string generate =
-        "localedef --no-archive -c -i source -f " + charset + " ./xx_XX 2>/dev/null; ";
+        "localedef --no-archive -c -i source -f " + c.charset + " ./xx_XX 2>/dev/null; ";
     const std::string command = "cd " + (folder / ".; ") + generate + "test -e xx_XX/LC_NUMERIC";
     if (std::system(command.c_str()) != 0)
-      GTEST_SKIP() << "no locale in " << charset << " can be generated here";
+      GTEST_SKIP() << "no locale in " << c.charset << " can be generated here";
     const auto describe = [&] {
       setenv("LOCPATH", (folder / "").c_str(), 1);
-      _exit(Describe({.lang = "xx_XX"}) == expected ? 0 : 1);
+      _exit(Describe({.lang = "xx_XX"}) == c.expected ? 0 : 1);
     };
     // A process of its own: the C library is told by a variable where to look, and forgets some memory then.
-    EXPECT_EXIT(describe(), testing::ExitedWithCode(0), "") << charset;
+    EXPECT_EXIT(describe(), testing::ExitedWithCode(0), "") << c.charset;
   }
 }
 
