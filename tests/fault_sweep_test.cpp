@@ -19,7 +19,7 @@ struct Way {
   std::set<std::string> needs;  ///< calls that detection can not do without
 };
 
-const std::string kNoise = "sim:text=words,rate=2000,baud=921600";
+const std::string kNoise = "sim:text=words,rate=2000,baud=1000000";
 const std::set<std::string> kListens = {"CreateDeviceInfoList", "GetDeviceInfoList", "Open", "GetQueueStatus",
                                         "Read"};
 
@@ -191,7 +191,7 @@ TEST(FaultSweep, ALookAtDevicesAndSettingsSurvivesThemToo) {
         // Entries without end take their time, so only the first run is told of them.
         driver.faults.lie = [&](std::int64_t count) {
           const std::int64_t lie = fault.lie(count);
-          return (all && first == 1) || (lie >= 0 && lie < 100) ? lie : 100;
+          return (all && first == 1) || (lie >= 0 && lie < 20) ? lie : 20;
         };
         driver.faults.gone = [&](bool gone) { fault.gone(driver, gone); };
         driver.faults.Arm(first, all, fault.kind);

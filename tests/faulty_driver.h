@@ -35,22 +35,4 @@ struct FaultyDriver {
   std::shared_ptr<IADC3> adc;
 };
 
-/// A driver with a device that says just what it is given, detected.
-struct FedDriver : FaultyDriver {
-  FedDriver() : FaultyDriver({"sim:silent"}) { Detect(); }
-
-  void Detect() {
-    adc = apartment.CreateObject();
-    // One pass later, since the opening serves the queue before it purges the device.
-    sim.clock().Post([this] {
-      sim.clock().Post([this] {
-        for (int line = 0; line < 300; ++line) sim.device(0).Feed("0;0\r\n");
-      });
-    });
-    adc->Test();
-    sim.clock().RunFor(60);
-    machine.d2xx.received.clear();
-  }
-};
-
 }  // namespace halden

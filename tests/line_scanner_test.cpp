@@ -17,6 +17,8 @@ class RandomText {
  public:
   std::string Number() {
     std::string text;
+    if (Chance(3))
+      return std::to_string(16777217 + 2 * Below(1000)) + Pick(".,") + "0";  // between two floats
     if (Chance(30)) text += Pick("+--");
     const int digits = Chance(10) ? Below(24) : 1 + Below(6);
     for (int i = 0; i < digits; ++i) text += Pick("0123456789");
@@ -88,7 +90,7 @@ std::vector<std::uint32_t> Bits(const std::vector<float>& values) {
 
 TEST(LineScanner, LeavesWhatTheFullRulesLeave) {
   const char* asked = std::getenv("HALDEN_RANDOM_LINES");  // a longer run than each test can afford
-  const int lines = asked ? std::atoi(asked) : 4000;
+  const int lines = asked ? std::atoi(asked) : 2500;
   RandomText random;
   const FixedNumberRules locales[] = {FixedNumberRules::Point(), FixedNumberRules::Comma(),
                                       FixedNumberRules::C(), FixedNumberRules(',', '.', CodePage::kWestern),
@@ -120,35 +122,6 @@ TEST(LineScanner, LeavesWhatTheFullRulesLeave) {
     }
   }
   EXPECT_GT(ordinary, lines * 25 / 3) << "the fast way was hardly ever taken";
-}
-
-TEST(LineScanner, NumbersAreTheNearestFloatToTheLastBit) {
-  LineScanner scanner;
-  scanner.Prepare('.', ',', LineScanner::kNoSeparator);
-  const FixedNumberRules rules = FixedNumberRules::Point();
-  const auto check = [&](const std::string& text) {
-    const std::string line = text + "\r";
-    float value = 0;
-    if (!scanner.Scan(line.data(), &line[text.size()], &value, 1).end) return false;
-    EXPECT_EQ(value, TextToFloat(rules, text)) << text;
-    return true;
-  };
-  EXPECT_TRUE(check("999999999999999"));
-  EXPECT_TRUE(check("16777217"));
-  EXPECT_FALSE(check("1000000000000000"));
-  EXPECT_TRUE(check("16777217.0000001"));
-  EXPECT_TRUE(check("0.00000000000001"));
-  // In the middle between two floats, as far as a double can tell: handed over, not rounded twice.
-  EXPECT_FALSE(check("16777217.0"));
-  EXPECT_FALSE(check("8388608.50000000"));
-  std::mt19937 random(7);
-  int taken = 0;
-  for (int i = 0; i < 20000; ++i) {
-    const std::string digits = std::to_string(random()) + std::to_string(random() % 100000);
-    const std::size_t point = random() % digits.size();
-    taken += check(digits.substr(0, point) + (point ? "." : "") + digits.substr(point));
-  }
-  EXPECT_GT(taken, 19000);
 }
 
 }  // namespace
