@@ -18,15 +18,18 @@ struct FaultyDriver {
 
   /// The user's way through the port dialog, if it comes: the first row, two channels.
   void AnswerDialog() {
-    const auto on_dialog = [](auto act) {
-      return user::Do([act](MemoryWindow& window) {
-        if (window.Find("lstPort") >= 0) act(window);
+    const auto step = [](const char* control, void (*act)(MemoryWindow&, int)) {
+      return user::Do([=](MemoryWindow& window) {
+        if (const int found = window.Find(control); found >= 0) act(window, found);
       });
     };
-    sim.toolkit().Play({on_dialog([](MemoryWindow& window) { window.PickRow(window.Find("lstPort"), 0); }),
-                        on_dialog([](MemoryWindow& window) { window.PickRow(window.Find("cboCh"), 1); }),
-                        on_dialog([](MemoryWindow& window) { window.Press(window.Find("cmdOK")); })});
+    sim.toolkit().Play(
+        {step("lstPort", [](MemoryWindow& window, int list) { window.PickRow(list, 0); }),
+         step("cboCh", [](MemoryWindow& window, int channels) { window.PickRow(channels, 1); }),
+         step("cmdOK", [](MemoryWindow& window, int ok) { window.Press(ok); })});
   }
+
+  void Plug(std::size_t index, bool in) { in ? sim.device(index).Plug() : sim.device(index).Unplug(); }
 
   SimPlatform sim;
   FaultyPlatform machine;

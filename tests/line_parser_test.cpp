@@ -1,7 +1,10 @@
 #include "stream/line_parser.h"
 
 #include <cmath>
+#include <cstdlib>
+#include <cstring>
 #include <gtest/gtest.h>
+#include <random>
 
 #include "model/frame_ring.h"
 #include "model/ranges.h"
@@ -182,6 +185,96 @@ TEST_F(Lines, CountsOfHostileLinesSaturateInLinearTime) {
     EXPECT_EQ(parser.DetectColumns(line), columns);
     parser.ParseLine(line);
   }
+}
+
+/// Valid, nearly valid and hostile fields and lines.
+class RandomText {
+ public:
+  /// A line with its CR.
+  std::string Line(char separator) {
+    std::string text = Chance(95) ? "" : Piece();
+    for (int fields = 1 + Below(5); fields > 0; --fields) {
+      text += Chance(94) ? Number() : Piece() + Piece() + Piece();
+      if (fields > 1 || Chance(10)) text += Chance(97) ? std::string(1, separator) : Piece();
+    }
+    return text + "\r";
+  }
+  bool Chance(int percent) { return Below(100) < percent; }
+  int Below(int bound) { return static_cast<int>(random_() % static_cast<unsigned>(bound)); }
+
+ private:
+  std::string Number() {
+    std::string text = std::to_string(static_cast<std::int32_t>(random_()) >> Below(31));
+    if (Chance(3))
+      text = std::to_string(16777217 + 2 * Below(1000)) + ".0";  // in the middle between two floats
+    if (Chance(60)) text.insert(1 + Below(static_cast<int>(text.size())), Chance(70) ? "." : ",");
+    if (Chance(3)) text += std::to_string(random_());
+    return (Chance(90) ? "" : Piece()) + text + (Chance(90) ? "" : Piece());
+  }
+  std::string Piece() {
+    const std::string pieces[] = {
+        "",  "T=", " mV", "\xB5\xA0", "%",  "e5", "-",  "+",  ".",   ",", "7",
+        " ", ";",  "\t",  "(",        "\n", "0",  "e-", "-.", "1,2", ":", std::string(1, '\0')};
+    return pieces[Below(static_cast<int>(std::size(pieces)))];
+  }
+
+  std::mt19937 random_{20011};
+};
+
+/// The same driver state twice: one is fed as the receive buffer does it, the other line by line by the full
+/// rules.
+struct Twin {
+  Twin(const NumberRules& rules, char separator, std::int16_t channels) {
+    for (Store* store : {&fast, &plain}) {
+      InitRanges(*store, rules);
+      SetChannelsCount(*store, channels);
+      if (separator != '\0') store->Separator = separator;
+      store->ColumnsCount = 2;
+      store->InputState.InputChannels = {0, 2, 9, 1};
+      store->InputState.InputCountChannels = 4;
+      store->Busy = ResetBuffer(*store);
+    }
+  }
+  Store fast;
+  Store plain;
+};
+
+TEST(LineScanner, LeavesWhatTheFullRulesLeave) {
+  const char* asked = std::getenv("HALDEN_RANDOM_LINES");  // a longer run than each test can afford
+  const int lines = asked ? std::atoi(asked) : 2500;
+  RandomText random;
+  const FixedNumberRules locales[] = {FixedNumberRules::Point(), FixedNumberRules::Comma(),
+                                      FixedNumberRules::C(), FixedNumberRules(',', '.', CodePage::kWestern),
+                                      FixedNumberRules('.', '\'', CodePage::kWestern)};
+  int ordinary = 0;
+  for (const FixedNumberRules& rules : locales) {
+    for (char separator : {';', ' ', '\t', '(', '\0'}) {
+      Twin twin(rules, separator, static_cast<std::int16_t>(1 + random.Below(6)));
+      LineParser fast(twin.fast, rules, 256);
+      LineParser plain(twin.plain, rules, 256);
+      LineScanner scanner;
+      scanner.Prepare(rules.DecimalSeparator(), rules.GroupSeparator(), separator);
+      for (int i = 0; i < lines; ++i) {
+        const std::string line = random.Line(separator == '\0' ? ':' : separator);
+        const char* const cr = &line[line.find('\r')];
+        std::vector<float> unused(8);
+        if (line[0] != ' ' && line[0] != '\r')
+          ordinary += scanner.Scan(line.data(), cr, unused.data(), 6).end != nullptr;
+        fast.BeginPass();
+        const LineScanner::Result taken = fast.TakeLine(line.data(), cr);
+        fast.EndPass();
+        ASSERT_EQ(taken.end, cr) << line;
+        const std::string_view text(line.data(), cr - line.data());
+        ASSERT_EQ(taken.read, plain.ParseLine(Trim(text))) << line;
+        ASSERT_EQ(std::memcmp(twin.fast.ChannelValues.data(), twin.plain.ChannelValues.data(),
+                              twin.plain.ChannelValues.size() * sizeof(float)),
+                  0)
+            << line;
+        ASSERT_EQ(InputData(twin.fast).Codes, InputData(twin.plain).Codes) << line;
+      }
+    }
+  }
+  EXPECT_GT(ordinary, lines * 25 / 5) << "the fast way was hardly ever taken";
 }
 
 }  // namespace
