@@ -42,6 +42,7 @@ struct Fault {
 
 const Fault kFaults[] = {
     {"fails", Faults::kFails},
+    {"fails and writes what means nothing", Faults::kGarbles, [](std::int64_t) { return 5; }},
     {"succeeds and writes nothing", Faults::kSilent},
     {"counts below 0", Faults::kLies, [](std::int64_t) { return -1; }},
     {"counts without end", Faults::kLies, [](std::int64_t) { return 0x7FFFFFFF; }},

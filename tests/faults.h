@@ -18,11 +18,12 @@ namespace halden {
 class Faults {
  public:
   enum Kind {
-    kFails,   ///< a failure, with the out-values untouched
-    kSilent,  ///< success, with the out-values untouched
-    kLies,    ///< the counts of a call are what `lie` makes of them; only calls with counts are counted
-    kShort,   ///< half of what was asked for; only reads are counted
-    kGone,    ///< `gone` has happened just before
+    kFails,    ///< a failure, with the out-values untouched
+    kGarbles,  ///< a failure, with what `lie` makes of the counts in them; only calls with counts are counted
+    kSilent,   ///< success, with the out-values untouched
+    kLies,     ///< the counts of a call are what `lie` makes of them; only calls with counts are counted
+    kShort,    ///< half of what was asked for; only reads are counted
+    kGone,     ///< `gone` has happened just before
   };
   static constexpr std::int32_t kFailure = 31;
 
@@ -56,12 +57,15 @@ class Faults {
   auto Pass(const char* name, Call call, const Arguments&... arguments) -> decltype(call()) {
     using Result = decltype(call());
     const AllocationPause pause;
-    const bool strikes = Strikes(name, kind_ != kShort && (kind_ != kLies || (kIsCount<Arguments> || ...)));
+    const bool of_counts = kind_ == kLies || kind_ == kGarbles;
+    const bool strikes = Strikes(name, kind_ != kShort && (!of_counts || (kIsCount<Arguments> || ...)));
+    if (strikes && kind_ == kGarbles) (Lie(arguments), ...);
     if (strikes && kind_ <= kSilent) {
+      const bool well = kind_ == kSilent;
       if constexpr (std::is_same_v<Result, bool>)
-        return kind_ == kSilent;
+        return well;
       else if constexpr (std::is_arithmetic_v<Result>)
-        return kind_ == kSilent ? 0 : kFailure;
+        return well ? 0 : kFailure;
       else
         return Result();
     }

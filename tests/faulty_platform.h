@@ -105,11 +105,12 @@ class FaultyRegistry : public FaultySeam<RegistryApi> {
   HALDEN_PASS(std::int32_t, RegQueryInfoKeyA, (HKEY key, RegKeyInfo* info), key, info)
   HALDEN_PASS(std::int32_t, RegEnumKeyExA, (HKEY key, std::uint32_t index, char* name, std::uint32_t* length),
               key, index, name, length)
-  HALDEN_PASS(std::int32_t, RegEnumValueA,
-              (HKEY key, std::uint32_t index, char* name, std::uint32_t* length, std::uint32_t* type,
-               void* data, std::uint32_t* size),
-              key, index, name, length, type, data, size)
 
+  std::int32_t RegEnumValueA(HKEY key, std::uint32_t index, char* name, std::uint32_t* length,
+                             std::uint32_t* type, void* data, std::uint32_t* size) override {
+    const auto make = [&] { return behind_.RegEnumValueA(key, index, name, length, type, data, size); };
+    return faults_.Pass("RegEnumValueA", make, length, size);  // a type is no count
+  }
   std::int32_t RegOpenKeyExA(HKEY parent, const std::string& path, std::uint32_t access, HKEY* key) override {
     const auto open = [&] { return Opened(behind_.RegOpenKeyExA(parent, path, access, key), *key); };
     return faults_.Pass("RegOpenKeyExA", open);

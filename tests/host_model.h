@@ -184,7 +184,9 @@ class HostModel {
 
   void Ignored() {
     adc_->Rate(static_cast<float>(choices_.Number()));
+    sim_.toolkit().TakeLog();
     Is(!adc_->ShowSetting(), "ShowSetting");
+    Is(sim_.toolkit().TakeLog().empty() == busy_, "a window, but for a recording");
     Is(adc_->Parent() == adc_, "Parent");
     Is(adc_->ADCName() == "Halden-Text" && adc_->Resolution() == 16, "what never changes");
     Is(adc_->Ranges().size() == 15 && adc_->Ranges()[0] == "±1000", "Ranges");
