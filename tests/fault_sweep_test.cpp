@@ -76,6 +76,7 @@ Outcome Live(FaultyDriver& driver, const Way& way) {
   adc.InputChannels({0, 1});
   // A port that is configured for 0 baud carries no rate.
   EXPECT_EQ(adc.StartRecord(), adc.Rate() > 0);
+  EXPECT_EQ(adc.LastError(), adc.Rate() > 0 ? "" : "The Sampling Rate is not selected!");
   driver.sim.clock().RunFor(110);
   outcome.codes.resize(2048);
   std::int32_t size = 100;
