@@ -10,7 +10,6 @@ namespace halden {
 namespace {
 
 const std::string kSpeaks = "sim:columns=2,signal=ramp,rate=2000,baud=921600,com=5";
-
 const std::string kNoise = "sim:text=words,rate=2000,baud=1000000";
 
 /// A way to the device. In all of them it is listed last.
@@ -160,7 +159,8 @@ TEST_P(EveryWay, SurvivesEveryCallThatGoesWrongOnceOrFromThenOn) {
 TEST_P(EveryWay, FindsTheDeviceWithoutEveryCallThatItDoesNotNeed) {
   FaultyDriver clean(GetParam().devices);
   Live(clean, GetParam());
-  const std::set<std::string> calls(clean.faults.calls.begin(), clean.faults.calls.end());
+  std::set<std::string> calls(clean.faults.calls.begin(), clean.faults.calls.end());
+  calls.insert("GetQueueStatus");  // is not written down
   for (const std::string& never : calls) {
     SCOPED_TRACE(never);
     FaultyDriver driver(GetParam().devices);
