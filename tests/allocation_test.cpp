@@ -12,21 +12,19 @@ TEST(SteadyState, TicksFramesAndReadsAllocateNothing) {
        {"sim:columns=4,separator=semicolon,rate=500", "sim:columns=1,rate=500",
         "sim:columns=16,unit=mV,label=T=,rate=200,baud=921600", "sim:decimal=comma,unit=V,rate=200"}) {
     Driver driver({device});
-    ASSERT_TRUE(driver.adc->Test());
+    driver.adc->Test();
     driver.adc->InputChannels({0, 0, 99});
-    ASSERT_TRUE(driver.adc->StartRecord());
+    driver.adc->StartRecord();
     driver.sim.clock().RunFor(500);
     std::vector<std::int16_t> data(3000);
-    const std::uint64_t before = AllocationCount();
     std::int32_t frames = 0;
-    for (int i = 0; i < 20; ++i) {
+    FailAllocations(1);
+    for (std::int32_t room = 3000, left = 0; left == 0 && frames < 300; room = 3000) {
       driver.sim.clock().RunFor(100);
-      auto room = static_cast<std::int32_t>(data.size());
-      std::int32_t left = 0;
       frames += driver.adc->GetData(data.data(), room, left);
     }
-    EXPECT_EQ(AllocationCount(), before) << device;
-    EXPECT_GT(frames, 300) << device;
+    EXPECT_FALSE(AllocationFailed()) << device;
+    FailAllocations(0);
   }
 }
 
@@ -53,15 +51,9 @@ struct RecordedDriver : FaultyDriver {
 const std::vector<std::int16_t> kOther = {0, 1, 0};
 const std::vector<std::int16_t> kNone = {};
 
-void Tick(FaultyDriver& driver) {
-  driver.sim.clock().RunFor(60);
-}
-
 TEST(LackOfMemory, NothingEscapesAndTheNextTryWorks) {
-  const struct {
-    const char* name;
-    void (*call)(FaultyDriver&);
-  } calls[] = {
+  using Call = void (*)(FaultyDriver&);
+  const std::pair<const char*, Call> calls[] = {
       {"ADCName", [](FaultyDriver& d) { d.adc->ADCName(); }},
       {"Ranges", [](FaultyDriver& d) { d.adc->Ranges(); }},
       {"ChannelName", [](FaultyDriver& d) { d.adc->ChannelName(1); }},
@@ -73,29 +65,26 @@ TEST(LackOfMemory, NothingEscapesAndTheNextTryWorks) {
       {"StartRecord refused", [](FaultyDriver& d) { d.adc->InputChannels(kNone), d.adc->StartRecord(); }},
       {"LastError", [](FaultyDriver& d) { d.adc->LastError(); }},
       {"ShowSetting", [](FaultyDriver& d) { d.adc->ShowSetting(); }},
-      {"Parent", [](FaultyDriver& d) { d.adc->Parent(); }},
-      {"tick", Tick},
-      {"tick that records",
-       [](FaultyDriver& d) { d.adc->InputChannels(kOther), d.adc->StartRecord(), Tick(d); }},
+      {"tick",
+       [](FaultyDriver& d) { d.adc->InputChannels(kOther), d.adc->StartRecord(), d.sim.clock().RunFor(60); }},
       {"second object", [](FaultyDriver& d) { d.apartment.CreateObject(); }},
-      {"release", [](FaultyDriver& d) { d.adc.reset(); }},
-      {"first object", [](FaultyDriver& d) { d.adc.reset(), d.adc = d.apartment.CreateObject(); }},
-      {"Test",
+      {"new life",
        [](FaultyDriver& d) {
          d.adc.reset(), d.adc = d.apartment.CreateObject();
          if (d.adc) d.adc->Test();
        }},
   };
   int runs = 0;
-  for (const auto& call : calls)
+  for (const auto& [name, call] : calls)
     for (const bool all : {false, true})
       for (int first = 1, more = true; more && !testing::Test::HasFailure(); ++first, ++runs) {
-        SCOPED_TRACE(std::string(call.name) + ", allocation " + std::to_string(first) + (all ? " on" : ""));
+        SCOPED_TRACE(std::string(name) + ", allocation " + std::to_string(first) + (all ? " on" : ""));
         RecordedDriver driver;
         FailAllocations(first, all);
-        call.call(driver);
+        call(driver);
         more = AllocationFailed();
         FailAllocations(0);
+        EXPECT_EQ(driver.faults.OpenHandles(), driver.adc && driver.adc->Detected() ? 1u : 0u);
         driver.Record();
         driver.adc.reset();
         EXPECT_EQ(driver.faults.OpenHandles(), 0u);
@@ -110,9 +99,8 @@ TEST(LackOfMemory, ARecordingThatCanNotStartSaysSoAndLeavesTheLastOne) {
     const std::int32_t waiting = driver.adc->InputCountKadrs();
     driver.adc->InputSizeData(4096);
     FailAllocations(1, all);
-    const bool started = driver.adc->StartRecord();
+    EXPECT_FALSE(driver.adc->StartRecord() || driver.adc->Busy());
     FailAllocations(0);
-    EXPECT_FALSE(started || driver.adc->Busy());
     EXPECT_EQ(driver.adc->LastError(), "Buffer Error 12: \r\nCannot allocate memory");
     EXPECT_EQ(driver.adc->InputCountKadrs(), waiting);
     EXPECT_EQ(driver.adc->InputData().Rows(), waiting + 1);

@@ -8,6 +8,7 @@
 #include <utility>
 #include <vector>
 
+#include "platform/registry_api.h"
 #include "tests/allocations.h"
 
 namespace halden {
@@ -17,19 +18,20 @@ namespace halden {
 class Faults {
  public:
   enum Kind {
-    kFails,   ///< a failure, with the out-values untouched
-    kSilent,  ///< success, with the out-values untouched
-    kLies,    ///< the counts of a call are `lie`; only calls with counts are counted
-    kShort,   ///< half of what was asked for; only reads are counted
-    kGone,    ///< `gone` has happened just before
+    kFails,    ///< a failure, with the out-values untouched
+    kGarbles,  ///< a failure, with what `lie` makes of the counts in them; only calls with counts are counted
+    kSilent,   ///< success, with the out-values untouched
+    kLies,     ///< the counts of a call are what `lie` makes of them; only calls with counts are counted
+    kShort,    ///< half of what was asked for; only reads are counted
+    kGone,     ///< `gone` has happened just before
   };
   static constexpr std::int32_t kFailure = 31;
 
-  std::vector<std::string>
-      calls;  ///< names of those made, but for GetQueueStatus, which is asked without end
+  /// Those made, but for GetQueueStatus, which is asked without end.
+  std::vector<std::string> calls;
   /// A call that it says true of fails as well.
   std::function<bool(const std::string& call)> fails;
-  std::int64_t lie = 0;
+  std::function<std::int64_t(std::int64_t count)> lie;
   /// Told true when a call goes wrong, false before the next call that doesn't.
   std::function<void(bool)> gone;
 
@@ -43,25 +45,32 @@ class Faults {
   /// The call that went wrong first; empty: none.
   const std::string& Struck() const { return struck_; }
 
-  void Opened(char seam, std::int64_t handle) {
-    if (!open_.emplace(seam, handle).second) ++wrong_closes_;
-  }
+  void Opened(char seam, std::int64_t handle) { wrong_closes_ += !open_.emplace(seam, handle).second; }
   void Closed(char seam, std::int64_t handle) { wrong_closes_ += open_.erase({seam, handle}) != 1; }
   std::size_t OpenHandles() const { return open_.size(); }
   /// Handles that were closed twice or never opened.
   int WrongCloses() const { return wrong_closes_; }
 
-  /// Makes a call, or doesn't. The results of `call` are a bool, or a code that is 0 for success.
-  template <class Call, class... Counts>
-  auto Pass(const char* name, Call call, Counts*... counts) -> decltype(call()) {
-    const AllocationPause pause;
+  /// Makes a call, or doesn't. Its result is a bool, a code that is 0 for success, or what a failure leaves
+  /// empty. Those of its arguments that point to numbers are its counts.
+  template <class Call, class... Arguments>
+  auto Pass(const char* name, Call call, const Arguments&... arguments) -> decltype(call()) {
     using Result = decltype(call());
-    constexpr bool kIsBool = std::is_same_v<Result, bool>;
-    const bool strikes = Strikes(name, kind_ != kShort && (kind_ != kLies || sizeof...(counts) > 0));
-    if (strikes && kind_ == kFails) return kIsBool ? Result(false) : static_cast<Result>(kFailure);
-    if (strikes && kind_ == kSilent) return static_cast<Result>(kIsBool);
-    const Result result = call();
-    if (strikes && kind_ == kLies) ((counts ? void(*counts = static_cast<Counts>(lie)) : void()), ...);
+    const AllocationPause pause;
+    const bool of_counts = kind_ == kLies || kind_ == kGarbles;
+    const bool strikes = Strikes(name, kind_ != kShort && (!of_counts || (kIsCount<Arguments> || ...)));
+    if (strikes && kind_ == kGarbles) (Lie(arguments), ...);
+    if (strikes && kind_ <= kSilent) {
+      const bool well = kind_ == kSilent;
+      if constexpr (std::is_same_v<Result, bool>)
+        return well;
+      else if constexpr (std::is_arithmetic_v<Result>)
+        return well ? 0 : kFailure;
+      else
+        return Result();
+    }
+    Result result = call();
+    if (strikes && kind_ == kLies) (Lie(arguments), ...);
     return result;
   }
 
@@ -84,6 +93,21 @@ class Faults {
   Kind kind() const { return kind_; }
 
  private:
+  template <class Argument>
+  static constexpr bool kIsCount =
+      std::is_same_v<Argument, std::int32_t*> || std::is_same_v<Argument, std::uint32_t*> ||
+      std::is_same_v<Argument, RegKeyInfo*>;
+
+  template <class Argument>
+  void Lie(Argument count) {
+    if constexpr (std::is_same_v<Argument, RegKeyInfo*>)
+      for (std::uint32_t RegKeyInfo::*part : {&RegKeyInfo::subkeys, &RegKeyInfo::longest_subkey,
+                                              &RegKeyInfo::values, &RegKeyInfo::longest_value_name})
+        Lie(&(count->*part));
+    else if constexpr (kIsCount<Argument>)
+      if (count) *count = static_cast<std::remove_pointer_t<Argument>>(lie(*count));
+  }
+
   int first_ = 0;
   bool all_ = false;
   Kind kind_ = kFails;

@@ -18,39 +18,24 @@ struct FaultyDriver {
 
   /// The user's way through the port dialog, if it comes: the first row, two channels.
   void AnswerDialog() {
-    const auto on_dialog = [](auto act) {
-      return user::Do([act](MemoryWindow& window) {
-        if (window.Find("lstPort") >= 0) act(window);
+    const auto step = [](const char* control, void (*act)(MemoryWindow&, int)) {
+      return user::Do([=](MemoryWindow& window) {
+        if (const int found = window.Find(control); found >= 0) act(window, found);
       });
     };
-    sim.toolkit().Play({on_dialog([](MemoryWindow& window) { window.PickRow(window.Find("lstPort"), 0); }),
-                        on_dialog([](MemoryWindow& window) { window.PickRow(window.Find("cboCh"), 1); }),
-                        on_dialog([](MemoryWindow& window) { window.Press(window.Find("cmdOK")); })});
+    sim.toolkit().Play(
+        {step("lstPort", [](MemoryWindow& window, int list) { window.PickRow(list, 0); }),
+         step("cboCh", [](MemoryWindow& window, int channels) { window.PickRow(channels, 1); }),
+         step("cmdOK", [](MemoryWindow& window, int ok) { window.Press(ok); })});
   }
+
+  void Plug(std::size_t index, bool in) { in ? sim.device(index).Plug() : sim.device(index).Unplug(); }
 
   SimPlatform sim;
   FaultyPlatform machine;
   Faults& faults = machine.faults;
   Apartment apartment;
   std::shared_ptr<IADC3> adc;
-};
-
-/// A driver with a device that says just what it is given, detected.
-struct FedDriver : FaultyDriver {
-  FedDriver() : FaultyDriver({"sim:silent"}) { Detect(); }
-
-  void Detect() {
-    adc = apartment.CreateObject();
-    // One pass later, since the opening serves the queue before it purges the device.
-    sim.clock().Post([this] {
-      sim.clock().Post([this] {
-        for (int line = 0; line < 300; ++line) sim.device(0).Feed("0;0\r\n");
-      });
-    });
-    adc->Test();
-    sim.clock().RunFor(60);
-    machine.d2xx.received.clear();
-  }
 };
 
 }  // namespace halden

@@ -20,8 +20,13 @@ class HostModel {
 
   /// Makes one call. What the driver answered otherwise than the model; empty if nothing.
   std::string Step() {
+    using Model = HostModel;
+    static constexpr void (Model::*kCalls[])() = {
+        &Model::Lines, &Model::Lines,   &Model::Lines,  &Model::Range,   &Model::Size,    &Model::Table,
+        &Model::Start, &Model::Start,   &Model::Stop,   &Model::GetData, &Model::GetData, &Model::InputData,
+        &Model::Live,  &Model::Release, &Model::Detect, &Model::Ignored};
     wrong_.clear();
-    Call(choices_.Below(14));
+    (this->*kCalls[choices_.Below(static_cast<int>(std::size(kCalls)))])();
     Compare();
     return wrong_;
   }
@@ -32,37 +37,6 @@ class HostModel {
 
   void Is(bool right, const char* what) {
     if (!right && wrong_.empty()) wrong_ = what;
-  }
-
-  void Call(int call) {
-    switch (call) {
-      case 0:
-      case 1:
-        return Lines(1 + choices_.Below(choices_.Below(8) == 0 ? 200 : 10));
-      case 2:
-        return Range();
-      case 3:
-        return Size();
-      case 4:
-        return Table();
-      case 5:
-        return Start();
-      case 6:
-        return Stop();
-      case 7:
-      case 8:
-        return GetData(choices_.Below(4) == 0 ? 4000 : choices_.Below(60) - 3);
-      case 9:
-        return InputData();
-      case 10:
-        return Live();
-      case 11:
-        return Release();
-      case 12:
-        return Detect();
-      default:
-        return Ignored();
-    }
   }
 
   void Create() {
@@ -82,6 +56,7 @@ class HostModel {
     }
     InputData();  // frames of a width that is no more are nobody's
     adc_.reset();
+    Is(!detected_ || sim_.calls(0).back() == "close", "the last release closes the device");
     busy_ = false;
     Create();
   }
@@ -101,9 +76,9 @@ class HostModel {
     detected_ = true;
   }
 
-  void Lines(int count) {
+  void Lines() {
     if (!detected_) return;
-    for (int line = 0; line < count; ++line) {
+    for (int left = 1 + choices_.Below(choices_.Below(16) == 0 ? 1100 : 10); left > 0; --left) {
       std::string text;
       for (double& value : values_) {
         value = static_cast<int>(choices_.Number() % 6000) - 3000 + 0.5 * choices_.Below(2);
@@ -126,6 +101,8 @@ class HostModel {
     if (exists) rows_[channel] = std::clamp<int>(row, 0, 14);
     Is(adc_->ChannelRange(channel) == (exists ? rows_[channel] : 0), "ChannelRange");
     Is(adc_->ChannelName(channel) == (exists ? "Column" + std::to_string(channel + 1) : ""), "ChannelName");
+    Is((adc_->ChannelUnitScale(channel) > 0) == exists, "ChannelUnitScale");
+    Is((adc_->ChannelUnitOffset(channel) > 0) == (exists && rows_[channel] > 9), "ChannelUnitOffset");
   }
 
   void Size() {
@@ -163,11 +140,14 @@ class HostModel {
   }
 
   void Stop() {
+    const std::uint32_t start = sim_.clock().GetTickCount();
     adc_->StopRecord();
+    Is(sim_.clock().GetTickCount() - start == 50, "the wait of StopRecord");
     busy_ = false;
   }
 
-  void GetData(std::int32_t room) {
+  void GetData() {
+    const std::int32_t room = choices_.Below(4) == 0 ? 4000 : choices_.Below(60) - 3;
     constexpr std::int16_t kUntouched = 12345;
     Codes data(std::max(room, 0) + 1, kUntouched);
     std::int32_t size = room;
@@ -204,8 +184,13 @@ class HostModel {
 
   void Ignored() {
     adc_->Rate(static_cast<float>(choices_.Number()));
+    sim_.toolkit().TakeLog();
     Is(!adc_->ShowSetting(), "ShowSetting");
+    Is(sim_.toolkit().TakeLog().empty() == busy_, "a window, but for a recording");
     Is(adc_->Parent() == adc_, "Parent");
+    Is(adc_->ADCName() == "Halden-Text" && adc_->Resolution() == 16, "what never changes");
+    Is(adc_->Ranges().size() == 15 && adc_->Ranges()[0] == "±1000", "Ranges");
+    Is(adc_->ChannelUnitName(0).empty(), "ChannelUnitName");
   }
 
   std::int16_t Code(std::int16_t channel) const {
@@ -239,6 +224,7 @@ class HostModel {
     Is(adc_->InputChannels() == table_, "InputChannels");
     Is(adc_->LastError() == error_, "LastError");
     Is(adc_->Rate() > 0 && adc_->Rate() <= adc_->RateMax(), "Rate");
+    Is(detected_ || (adc_->Rate() == 10 && adc_->RateMax() == 1000), "the rates of no device");
   }
 
   Choices& choices_;

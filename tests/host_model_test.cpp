@@ -18,7 +18,7 @@ struct RandomChoices {
 TEST(HostModel, AnyCallsInAnyOrderAnswerAsTheModelDoes) {
   constexpr int kCallsOfAHost = 2000;
   const char* asked = std::getenv("HALDEN_HOST_CALLS");
-  const int calls = asked ? std::atoi(asked) : 20000;
+  const int calls = asked ? std::atoi(asked) : 8000;
   for (int call = 0, seed = 0; call < calls && !HasFailure(); ++seed) {
     RandomChoices choices(seed);
     HostModel<RandomChoices> host(choices);

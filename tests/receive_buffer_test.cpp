@@ -7,23 +7,19 @@
 #include "model/ranges.h"
 #include "platform/fixed_number_rules.h"
 #include "platform/sim/virtual_clock.h"
+#include "tests/framing_model.h"
 
 namespace halden {
 namespace {
 
 struct Memory : ByteSource {
-  std::int32_t RxQueueCount() override { return fail_count ? -1 : static_cast<std::int32_t>(bytes.size()); }
+  std::int32_t RxQueueCount() override { return static_cast<std::int32_t>(bytes.size()); }
   std::int32_t Read(void* buffer, std::int32_t count) override {
-    if (fail_read) return -1;
-    count = std::min(count, most);
     std::copy_n(bytes.begin(), count, static_cast<char*>(buffer));
     bytes.erase(0, count);
     return count;
   }
   std::string bytes;
-  std::int32_t most = 1 << 30;
-  bool fail_count = false;
-  bool fail_read = false;
 };
 
 struct Framing : testing::Test {
@@ -63,66 +59,27 @@ struct Framing : testing::Test {
   ReceiveBuffer buffer{source, parser, rate};
 };
 
-TEST_F(Framing, TakesLinesAndKeepsTheRest) {
-  EXPECT_EQ(Pass("1;2\r\n3;4\r\n5"), "1;2 3;4 ");
-  EXPECT_EQ(buffer.RxCount, 1);
-  EXPECT_EQ(buffer.LastLine, "3;4");
-  EXPECT_EQ(Pass(";6\r"), "5;6 ");
-  EXPECT_EQ(buffer.RxCount, 0);
-  EXPECT_EQ(Pass("\n7;8\r\n"), "7;8 ");  // the LF came too late: it is part of the line
-  EXPECT_EQ(buffer.LastLine, "\n7;8");
-  EXPECT_EQ(Pass("1;2\r3;4\r5"), "1;2 3;4 ");
-  EXPECT_EQ(buffer.RxCount, 1);
-}
-
-TEST_F(Framing, LinesWithoutCRAreNeverTaken) {
-  EXPECT_EQ(Pass("1;2\n3;4\n"), "");
-  EXPECT_EQ(buffer.RxCount, 8);
-}
-
-TEST_F(Framing, EmptyLinesCountForTheRateAndMakeNoFrame) {
-  rate.Start();
-  EXPECT_EQ(Pass("1;2\r\r\n  \r3;4\r"), "1;2 3;4 ");
-  EXPECT_EQ(rate.RateLines, 4);
-  EXPECT_EQ(Pass("\r12"), "");  // a lone CR in front stays, and counts again
-  EXPECT_EQ(buffer.RxCount, 3);
-  EXPECT_EQ(buffer.LastLine, "");
-  EXPECT_EQ(Pass(";5\r"), "12;5 ");
-  EXPECT_EQ(rate.RateLines, 7);
-  EXPECT_EQ(Pass("\r\n12"), "");
-  EXPECT_EQ(buffer.RxCount, 2);
-}
-
-/// The rules of framing on a plain string: what one pass takes of the bytes held, line by line, and leaves.
-std::vector<std::string> LinesOfPass(std::string& held) {
-  std::vector<std::string> lines;
-  std::size_t begin = 0;
-  for (std::size_t cr; (cr = held.find('\r', begin)) != std::string::npos;) {
-    lines.push_back(held.substr(begin, cr - begin));
-    begin = cr + 1;
-    if (held.compare(begin, 1, "\n") == 0) ++begin;
-  }
-  if (begin != 1 || held.size() == 1) held.erase(0, begin);
-  return lines;
-}
-
 TEST_F(Framing, AnySplitIntoReadsTakesTheLinesOfItsPasses) {
   const std::string stream = "1;2\r\n33;44\r\n\r\n5;6\r\r7;8\r\n\n9;9\r\n";
   for (std::size_t first = 0; first <= stream.size(); ++first)
     for (std::size_t second = first; second <= stream.size(); ++second) {
       buffer.Clear();
+      rate.Start();
       std::string held;
+      std::int32_t counted = 0;
       for (const std::string& part :
            {stream.substr(0, first), stream.substr(first, second - first), stream.substr(second)}) {
+        SCOPED_TRACE(std::to_string(first) + ", " + std::to_string(second));
         held += part;
+        const std::vector<std::string> lines = LinesOfPass(held);
         std::string expected;
-        for (const std::string& line : LinesOfPass(held)) {
-          const std::size_t split = line.find(';');
-          if (line.empty()) continue;
-          expected += split == std::string::npos ? "0;0 " : line.substr(line.find_first_not_of('\n')) + " ";
-        }
-        EXPECT_EQ(Pass(part), expected) << first << "," << second;
-        EXPECT_EQ(buffer.RxCount, static_cast<std::int32_t>(held.size())) << first << "," << second;
+        for (const std::string& line : lines)
+          if (!line.empty())
+            expected += line.size() < 3 ? "0;0 " : line.substr(line.find_first_not_of('\n')) + " ";
+        EXPECT_EQ(Pass(part), expected);
+        EXPECT_EQ(buffer.RxCount, static_cast<std::int32_t>(held.size()));
+        EXPECT_EQ(rate.RateLines, counted += static_cast<std::int32_t>(lines.size()));
+        EXPECT_EQ(buffer.LastLine, lines.empty() ? buffer.LastLine : lines.back());
       }
     }
 }
@@ -132,31 +89,10 @@ TEST_F(Framing, FillsToTheLastByteAndDropsAllForOneMore) {
   EXPECT_EQ(Receive("y"), 1);
   EXPECT_EQ(buffer.RxCount, 65536);
   EXPECT_EQ(Receive("12"), 2);
-  EXPECT_EQ(buffer.RxCount, 2);
   EXPECT_EQ(Pass(";3\r"), "12;3 ");
   EXPECT_EQ(Receive(std::string(70000, 'z')), 65536);
-  EXPECT_EQ(source.bytes.size(), 70000u - 65536);
-}
-
-TEST_F(Framing, FailedAndShortReadsLoseNothingMore) {
-  Receive("1;");
-  source.fail_count = true;
-  EXPECT_EQ(Receive("2\r"), 0);
-  source.fail_count = false;
-  source.fail_read = true;
-  EXPECT_EQ(Receive(""), -1);
-  EXPECT_EQ(buffer.RxCount, 2);
-  source.fail_read = false;
-  source.most = 1;
-  EXPECT_EQ(Receive(""), 1);
-  EXPECT_EQ(Pass(""), "1;2 ");
-  Receive("5");
-  source.fail_read = true;
-  EXPECT_EQ(Receive(std::string(65536, 'x')), -1);
-  EXPECT_EQ(buffer.RxCount, 0);
-  source.fail_read = false;
-  source.most = 1 << 30;
-  EXPECT_EQ(buffer.ReadPort(true), 65536);
+  EXPECT_EQ(buffer.ReadPort(true), 70000 - 65536);
+  EXPECT_EQ(buffer.RxCount, 70000 - 65536);
 }
 
 TEST_F(Framing, AnalysisLearnsFromWholeLinesAlone) {
@@ -182,66 +118,55 @@ TEST_F(Framing, AnalysisLearnsFromWholeLinesAlone) {
     EXPECT_EQ(buffer.MaxColumns, c.columns) << c.bytes;
     EXPECT_EQ(buffer.RxCount, c.left) << c.bytes;
   }
-  Receive(";9\r");  // behind "55"
   buffer.Clear();
   Receive("1\r2\r3\r4");
   EXPECT_TRUE(buffer.AnalyzeBuffer(false));
   EXPECT_EQ(buffer.RxCount, 7);
-}
-
-TEST_F(Framing, ALineThatFillsTheBufferHasAMeanThatFits) {
+  buffer.Clear();
   Receive("\r1\r" + std::string(65532, '1') + "\r");
   EXPECT_TRUE(buffer.AnalyzeBuffer(true));
   EXPECT_EQ(buffer.MeanLineLength, 32767);
 }
 
-struct RateOfLines : Framing {
-  void Take(int lines) {
+TEST_F(Framing, TheRateIsEstimatedFromEveryHundredLines) {
+  const auto take = [&](int lines) {
     for (int i = 0; i < lines; ++i) rate.CountLine();
-  }
-  float Rate() const { return store.InputState.Rate; }
-};
-
-TEST_F(RateOfLines, EstimatesFromEveryHundredLines) {
-  Take(150);
-  EXPECT_EQ(Rate(), 10);  // not started
+  };
+  take(150);
+  EXPECT_EQ(store.InputState.Rate, 10);  // not started
   rate.Start();
-  Take(1);
-  clock.Sleep(1000);
-  Take(99);
-  EXPECT_EQ(Rate(), 10);
-  Take(1);
-  EXPECT_EQ(Rate(), 100);
+  take(1);
   const struct {
-    std::uint32_t elapsed;
+    std::uint32_t now;
     float rate;
-  } cases[] = {{333, 300},      {47, 1000},  {100, 1000}, {2500, 40},
-               {150000, 0.01f}, {100000, 1}, {0, 1},      {333, 300}};
-  for (const auto& c : cases) {
-    clock.Sleep(c.elapsed);
-    Take(100);
-    EXPECT_EQ(Rate(), c.rate) << c.elapsed;
-  }
-}
-
-TEST_F(RateOfLines, BothWrapsOfTheTickCountGiveNoFalseEstimate) {
-  const struct {
-    std::uint32_t start;
-    float first;
-  } cases[] = {{0x7FFFFFFF - 100, 10}, {0u - 100, 500}, {0, 10}};
-  for (const auto& c : cases) {
-    store.InputState.Rate = 10;
-    VirtualClock wrapping(c.start);
-    RateMeter meter(store, wrapping);
-    meter.Start();
-    for (int i = 0; i < 101; ++i) {
-      if (i == 1) wrapping.Sleep(200);
-      meter.CountLine();
-    }
-    EXPECT_EQ(Rate(), c.first) << c.start;
-    wrapping.Sleep(100);
-    for (int i = 0; i < 100; ++i) meter.CountLine();
-    EXPECT_EQ(Rate(), 1000) << c.start;
+  } estimates[] = {
+      {1001, 100},
+      {1334, 300},
+      {1381, 1000},
+      {1481, 1000},
+      {3981, 40},
+      {153981, 0.01f},
+      {253981, 1},
+      {253981, 1},  // no time has gone by
+      {254314, 300},
+      {0x7FFFFF9B, 0.01f},
+      {0x80000063, 0.01f},  // from the highest tick count to the
+                            // lowest: left out
+      {0x800000C7, 1000},
+      {0xFFFFFF9C, 0.01f},
+      {100, 500},
+      {200, 1000},
+      {0, 1000},
+      {200, 1000},  // a tick count of 0 is none to count from
+      {400, 500},
+  };
+  for (const auto& estimate : estimates) {
+    clock.Sleep(estimate.now - clock.GetTickCount());
+    const float before = store.InputState.Rate;
+    take(99);
+    EXPECT_EQ(store.InputState.Rate, before);
+    take(1);
+    EXPECT_EQ(store.InputState.Rate, estimate.rate) << estimate.now;
   }
 }
 
