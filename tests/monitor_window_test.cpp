@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include "tests/faulty_platform.h"
 #include "tests/form_machine.h"
 
 using namespace halden;
@@ -11,98 +12,66 @@ namespace {
 
 using Texts = std::vector<std::string>;
 
-/// Notes the texts of the boxes and the caption when it is reached.
-UserStep Note(Texts* texts) {
-  return Do([=](MemoryWindow& window) {
-    texts->push_back(window.Spec().caption + "|" + window.Text(0) + "|" + window.Text(1) + "|" +
-                     window.Text(2));
-  });
-}
+struct Monitor {
+  Monitor() { window.Load("Halden-Text"); }
+  /// Notes the texts of the boxes, the caption and the focus when it is reached.
+  UserStep Note() {
+    return Do([this](MemoryWindow& shown) {
+      seen.push_back(shown.Spec().caption + "|" + shown.Text(0) + "|" + shown.Text(1) + "|" + shown.Text(2));
+      focus.push_back(shown.Control(shown.Focus()).spec.name);
+    });
+  }
+
+  FormMachine machine{RussianMachine()};
+  FaultyPlatform watched{machine.platform};
+  MonitorWindow window{watched.platform};
+  Texts seen, focus;
+};
 
 }  // namespace
 
 TEST(MonitorWindow, ShowsStartingTextsUntilWritten) {
-  FormMachine machine(RussianMachine());
-  MonitorWindow window(machine.platform);
-  window.Load("Halden-Text");
-  Texts seen;
-  machine.script.Play({Note(&seen), Escape(), Note(&seen), Escape(), Note(&seen)});
+  Monitor monitor;
+  MonitorWindow& window = monitor.window;
+  const UserStep note = monitor.Note();
+  monitor.machine.script.Play({note, Tab(), note, Tab(), note, Escape(), note, Escape(), note});
   EXPECT_TRUE(window.ShowModal());
+  EXPECT_EQ(monitor.focus, (Texts{"cmdClose", "txtValue", "cmdClose"}));
   window.ShowInfo("Port: COM5\r\nFT232R  A1");
   window.ShowValue("\xC0;1");
   EXPECT_TRUE(window.ShowModal());
   window.Unload();
+  window.ShowValue("not loaded");
   EXPECT_FALSE(window.ShowModal());
+  monitor.watched.faults.fails = [](const std::string& call) { return call == "LoadText"; };
   window.Load("Halden-Text");
   EXPECT_TRUE(window.ShowModal());
   const std::string head = "Настройки Halden-Text (v3.2.2)|Закрыть|";
-  EXPECT_EQ(seen, (Texts{head + "Port:\r\nFTDI\r\n|0", head + "Port: COM5\r\nFT232R  A1|А;1",
-                         head + "Port:\r\nFTDI\r\n|0"}));
+  monitor.seen.erase(monitor.seen.begin(), monitor.seen.begin() + 2);
+  EXPECT_EQ(monitor.seen, (Texts{head + "Port:\r\nFTDI\r\n|0", head + "Port: COM5\r\nFT232R  A1|А;1",
+                                 " (v3.2.2)|Close|Port:\r\nFTDI\r\n|0"}));
 }
 
 TEST(MonitorWindow, IsHiddenByEachWayToCloseIt) {
-  FormMachine machine;
-  MonitorWindow window(machine.platform);
-  window.Load("Halden-Text");
+  Monitor monitor;
   int ticks = 0;
-  const auto timer = machine.sim.clock().NewTimer(50, [&] {
-    EXPECT_TRUE(window.Visible());
-    EXPECT_FALSE(window.ShowModal()) << "shown already";
+  const auto timer = monitor.machine.sim.clock().NewTimer(50, [&] {
+    EXPECT_TRUE(monitor.window.Visible());
+    EXPECT_FALSE(monitor.window.ShowModal()) << "shown already";
     ++ticks;
   });
   timer->Enable(true);
   for (const UserStep& close : {Enter(), Escape(), CloseBox(), Press("cmdClose")}) {
-    machine.script.Play({Wait(99), GoTo("txtValue"), close});
-    EXPECT_FALSE(window.Visible());
-    EXPECT_TRUE(window.ShowModal());
-    EXPECT_FALSE(window.Visible());
-    EXPECT_EQ(machine.script.TakeLog(), (Texts{"show dlgFTDI", "topmost", "not topmost", "hide dlgFTDI"}));
+    monitor.machine.script.Play({Wait(99), GoTo("txtValue"), close});
+    EXPECT_TRUE(monitor.window.ShowModal());
+    EXPECT_FALSE(monitor.window.Visible());
+    EXPECT_EQ(monitor.machine.script.TakeLog(),
+              (Texts{"show dlgFTDI", "topmost", "not topmost", "hide dlgFTDI"}));
   }
   EXPECT_EQ(ticks, 8);
-}
-
-TEST(MonitorWindow, LeavesTheInfoBoxOutOfTheTabOrder) {
-  FormMachine machine;
-  MonitorWindow window(machine.platform);
-  window.Load("Halden-Text");
-  Texts focus;
-  const UserStep note =
-      Do([&](MemoryWindow& shown) { focus.push_back(shown.Control(shown.Focus()).spec.name); });
-  machine.script.Play({note, Tab(), note, Tab(), note});
-  window.ShowModal();
-  EXPECT_EQ(focus, (Texts{"cmdClose", "txtValue", "cmdClose"}));
-}
-
-TEST(MonitorWindow, DoesNothingWhereItCannotBeShown) {
-  FormMachine machine;
-  MonitorWindow window(machine.platform);
-  window.ShowValue("not loaded");
-  EXPECT_FALSE(window.ShowModal());
-  machine.script.SetCanShow(false);
-  window.Load("Halden-Text");
-  EXPECT_FALSE(window.ShowModal());
-  EXPECT_FALSE(window.Visible());
-  window.Unload();
-  machine.script.SetHasRoom(false);
-  window.Load("Halden-Text");
-  window.ShowInfo("no room");
-  EXPECT_FALSE(window.ShowModal());
-  window.Unload();
-}
-
-TEST(MonitorWindow, KeepsTheDesignsTextsWhereTextsAreMissing) {
-  class NoTexts : public CommonTexts {
-   public:
-    NoTexts() : CommonTexts(TextLanguage::kRussian, 0x0409) {}
-    std::optional<std::string> LoadText(std::uint32_t) override { return std::nullopt; }
-  } texts;
-  FormMachine machine;
-  const Platform& all = machine.platform;
-  Platform platform{all.d2xx, all.comm_config, all.registry, all.clock, all.number_rules, texts, all.toolkit};
-  MonitorWindow window(platform);
-  window.Load("Halden-Text");
-  Texts seen;
-  machine.script.Play({Note(&seen)});
-  window.ShowModal();
-  EXPECT_EQ(seen, (Texts{" (v3.2.2)|Close|Port:\r\nFTDI\r\n|0"}));
+  monitor.machine.script.SetCanShow(false);
+  EXPECT_FALSE(monitor.window.ShowModal());
+  monitor.machine.script.SetHasRoom(false);
+  monitor.window.Load("Halden-Text");
+  EXPECT_FALSE(monitor.window.ShowModal());
 }

@@ -1,77 +1,45 @@
 #include "link/port_table.h"
 
-#include <cstring>
 #include <gtest/gtest.h>
+
+#include "platform/sim/sim_platform.h"
+#include "tests/faulty_platform.h"
 
 namespace halden {
 namespace {
 
-/// A system whose answers the test sets, and that keeps to the size it is given.
-struct System : CommConfigApi {
-  bool GetDefaultCommConfigA(const std::string& name, void* config, std::uint32_t* size) override {
-    EXPECT_EQ(name, "COM5");
-    return has_default && Give(config, size);
-  }
-  bool SetDefaultCommConfigA(const std::string&, const void*, std::uint32_t) override { return false; }
-  bool CommConfigDialogA(const std::string&, std::uintptr_t, CommConfig*) override { return false; }
-  CommHandle CreateFileA(const std::string& path) override {
-    if (path != "\\\\.\\COM5" || !can_open) return -1;
-    ++open;
-    return 3;
-  }
-  bool GetCommConfig(CommHandle, void* config, std::uint32_t* size) override {
-    return port_answers && Give(config, size);
-  }
-  void CloseHandle(CommHandle port) override { open -= port == 3; }
-
-  bool Give(void* config, std::uint32_t* size) {
-    const std::uint32_t given = *size;
-    if (reports_size) *size = needed;
-    if (given < needed) return false;
-    std::memset(config, 0xEE, needed);
-    CommConfig block;
-    block.dcb.BaudRate = 250000;
-    block.dcb.ByteSize = 7;
-    block.dcb.Parity = 2;
-    block.dcb.StopBits = 2;
-    std::memcpy(config, &block, sizeof block);
-    return true;
-  }
-
-  bool has_default = true;
-  bool reports_size = true;
-  bool can_open = true;
-  bool port_answers = true;
-  std::uint32_t needed = sizeof(CommConfig);
-  int open = 0;
-};
-
 TEST(GetPortConfig, TakesTheDefaultThenThePortThenTheFallback) {
   const struct {
-    bool has_default, reports_size, can_open, port_answers;
-    std::uint32_t needed;
-    bool known;
-  } cases[] = {
-      {true, true, false, false, 52, true},          {true, false, false, false, 52, true},
-      {true, true, false, false, 4000, true},  // a provider with data of its own behind the settings
-      {true, true, false, false, 0xFFFFFFFF, false}, {false, false, true, true, 52, true},
-      {false, false, true, false, 52, false},        {false, false, false, true, 52, false},
-  };
+    std::string name, failing;  ///< the calls that fail
+    Faults::Kind kind;          ///< what happens to the call that asks for the size
+    std::int64_t size;
+    std::string text;  ///< empty: the fallback
+  } cases[] = {{"COM5", "", Faults::kFails, 0, "4800,N,8,1"},
+               {"COM5", "", Faults::kSilent, 0, "4800,N,8,1"},
+               {"COM5", "", Faults::kLies, 4000, "4800,N,8,1"},  // a provider with data of its own behind
+               {"COM5", "", Faults::kLies, -1, "4800,N,8,1"},
+               {"COM5", "GetDefaultCommConfigA", Faults::kFails, 0, "1200,N,8,1"},
+               {"COM5", "GetDefaultCommConfigA GetCommConfig", Faults::kFails, 0, ""},
+               {"COM5", "GetDefaultCommConfigA CreateFileA", Faults::kFails, 0, ""},
+               {"COM6", "", Faults::kFails, 0, ""}};
   for (const auto& c : cases) {
-    System system;
-    system.has_default = c.has_default;
-    system.reports_size = c.reports_size;
-    system.can_open = c.can_open;
-    system.port_answers = c.port_answers;
-    system.needed = c.needed;
+    SimPlatform sim({"sim:com=5,baud=1200"});
+    sim.device(0).SetDefaultLine({.BaudRate = 4800, .ByteSize = 8});
+    Faults faults;
+    FaultyCommConfig system(sim.library(), faults);
+    faults.lie = c.size;
+    faults.fails = [&](const std::string& call) { return c.failing.find(call) != c.failing.npos; };
+    faults.Arm(c.failing.empty(), false, c.kind);
     tPortInfo row;
-    row.Name = "COM5";
-    row.DevicePath = "\\\\.\\COM5";
-    EXPECT_EQ(GetPortConfig(system, row), c.known);
-    EXPECT_EQ(row.ConfigText, c.known ? "250000,E,7,2" : "9600,N,8,1");
-    EXPECT_EQ(row.Config.dcb.BaudRate, c.known ? 250000u : 9600u);
-    EXPECT_EQ(row.Config.dcb.ByteSize, c.known ? 7 : 8);
-    EXPECT_EQ(system.open, 0);
+    row.Name = c.name;
+    row.DevicePath = "\\\\.\\" + c.name;
+    row.Config.dcb.Parity = row.Config.dcb.StopBits = 2;
+    EXPECT_EQ(GetPortConfig(system, row), !c.text.empty());
+    EXPECT_EQ(row.ConfigText, c.text.empty() ? "9600,N,8,1" : c.text);
+    const Dcb& line = row.Config.dcb;
+    EXPECT_EQ(std::to_string(line.BaudRate) + ",N,8,1", row.ConfigText);
+    EXPECT_EQ(line.Parity + 10 * line.ByteSize + line.StopBits, 80);
+    EXPECT_EQ(faults.OpenHandles() + faults.WrongCloses(), 0u);
   }
 }
 
@@ -88,14 +56,11 @@ TEST(FormatPortConfig, ShowsUnknownCodesAsTheUsualOnes) {
                {4800, 9, 9, 7, "4800,N,8,1"},
                {1, 5, 3, 3, "1,N,8,1"},
                {4294967295, 255, 4, 255, "4294967295,N,4,1"}};
-  for (const auto& c : cases) {
+  for (const auto& [baud, parity, bits, stop, text] : cases) {
     tPortInfo row;
-    row.Config.dcb.BaudRate = c.baud;
-    row.Config.dcb.Parity = c.parity;
-    row.Config.dcb.ByteSize = c.bits;
-    row.Config.dcb.StopBits = c.stop;
+    row.Config.dcb = {.BaudRate = baud, .ByteSize = bits, .Parity = parity, .StopBits = stop};
     FormatPortConfig(row);
-    EXPECT_EQ(row.ConfigText, c.text);
+    EXPECT_EQ(row.ConfigText, text);
   }
 }
 
