@@ -205,9 +205,9 @@ TEST_F(FileRegistryTest, TenProcessesKilledAtAnyMomentLoseNoWriteThatWasDoneAndS
 TEST(DefaultRegistryFile, LiesBelowTheUsersConfiguration) {
   const std::pair<const char*, std::string> places[] = {
       {"/c", "/c"}, {"relative", "/h/.config"}, {"", "/h/.config"}, {nullptr, "/h/.config"}};
-  for (const auto& [config, folder] : places)
-    EXPECT_EQ(DefaultRegistryFile([&](const char* name) { return name == "HOME"s ? "/h" : config; }),
-              folder + "/halden-text/registry.reg");
+  for (const auto& place : places)
+    EXPECT_EQ(DefaultRegistryFile([&](const char* name) { return name == "HOME"s ? "/h" : place.first; }),
+              place.second + "/halden-text/registry.reg");
 }
 
 }  // namespace
