@@ -46,8 +46,11 @@ inline const auto Type = StepOf(&FormUser::Type);
 inline const auto Press = StepOf(&FormUser::Press);
 inline const auto AccessKey = StepOf(&FormUser::AccessKey);
 inline const auto Enter = StepOf(&FormUser::Enter);
-inline const auto Escape = StepOf(&FormUser::Escape);
 inline const auto CloseBox = StepOf(&FormUser::CloseBox);
+// Windows has an Escape of its own, beside which no variable can stand.
+inline FormStep Escape() {
+  return StepOf(&FormUser::Escape)();
+}
 inline FormStep Tab(int step = 1) {
   return StepOf(&FormUser::Tab)(step);
 }

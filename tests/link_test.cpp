@@ -90,6 +90,18 @@ TEST_F(Wrapper, EachFailureHasItsOwnAnswer) {
   EXPECT_FALSE(ftdi.Open(0));
 }
 
+TEST_F(Wrapper, TakesNoCountThatCanNotBeMeant) {
+  ftdi.Open(0);
+  faults.Arm(1, true, Faults::kSilent);
+  EXPECT_EQ(ftdi.RxQueueCount() + ftdi.TxQueueCount() + ftdi.ComPortNumber() + ftdi.DeviceCount(), 0);
+  faults.lie = -1;
+  faults.Arm(1, true, Faults::kLies);
+  EXPECT_EQ(ftdi.RxQueueCount(), -1);
+  EXPECT_EQ(ftdi.TxQueueCount(), 0);
+  faults.Arm(2, false, Faults::kLies);
+  EXPECT_EQ(ftdi.RefreshList(), 0) << "nodes below none";
+}
+
 TEST_F(Wrapper, WaitsServeTheQueueAndSurviveTheWrapOfTheTickCount) {
   ftdi.Open(0);
   sim.device(0).Feed("abc");

@@ -89,6 +89,7 @@ TEST_F(Registry, StoresEachTypeInItsForm) {
   EXPECT_EQ(registry.CurrencyValue("c"), -12345678901234);
   EXPECT_EQ(registry.BinaryValue("d").size(), 8u);
   EXPECT_EQ(registry.BinaryValue("missing"), ByteArray{0});
+  EXPECT_EQ(registry.ByteValue("missing") + registry.BooleanValue("missing"), 0);
 }
 
 TEST_F(Registry, TakesWhatFitsAndDefaultsOtherwise) {
