@@ -1,5 +1,6 @@
 #include "platform/linux/file_registry.h"
 
+#include <algorithm>
 #include <csignal>
 #include <random>
 #include <sys/resource.h>
