@@ -113,6 +113,32 @@ TEST(PortDialog, SpeaksTheUsersLanguageOrWhereTextsAreMissingThatOfTheDesign) {
                  SeeText("cmdConfig", "Properties COM5...")});
 }
 
+TEST(Forms, StandAsTheyWereDesigned) {
+  Forms forms;
+  std::string design;
+  const UserStep note = user::Do([&](MemoryWindow& window) {
+    design += window.Spec().name + " " + std::to_string(window.Spec().width) + " " +
+              std::to_string(window.Spec().height) + "\n";
+    for (int i = 0; i < window.ControlCount(); ++i) {
+      const Bounds& at = window.Control(i).spec.bounds;
+      design += window.Control(i).spec.name;
+      for (const int twips : {at.left, at.top, at.width, at.height}) design += " " + std::to_string(twips);
+      design += "\n";
+    }
+  });
+  forms.script.Play({note});
+  Ask(forms.dialog, {});
+  forms.monitor.Load("");
+  forms.script.Play({note});
+  forms.monitor.ShowModal();
+  EXPECT_EQ(design,
+            "dlgPort 2745 3015\nlblCh 150 1620 1050 195\ncboCh 1260 1560 1365 315\nlblRate 480 2055 720 195\n"
+            "cboRate 1260 2010 1365 315\ncmdOK 120 2475 1185 405\ncmdCancel 1440 2490 1155 375\n"
+            "cmdConfig 150 1020 2445 375\nlstPort 120 120 2505 840\n"
+            "dlgFTDI 6060 1650\ncmdClose 2280 1080 1500 420\ntxtInfo 1268 90 3525 435\n"
+            "txtValue 173 570 5715 360\n");
+}
+
 TEST(MonitorWindow, ShowsStartingTextsUntilWritten) {
   Forms forms(RussianMachine());
   const auto see = [&](const std::string& button, const std::string& info, const std::string& value) {
