@@ -191,6 +191,7 @@ TEST(TextTable, FillsInArguments) {
   EXPECT_EQ(table.LoadResFormat(50, "Halden-Text"), "Настройки Halden-Text");
   EXPECT_EQ(table.LoadResFormat(23, "x"), "");
   EXPECT_EQ(format("%1 Setup", ""), " Setup");
+  EXPECT_EQ(format("%1", "x"), "x");
   EXPECT_EQ(format("%5%4%3%2%1", "а"), "дгба");
   EXPECT_EQ(format("%1%1%1", std::string(19, 'x')), std::string(57, 'x')) << "all that there is room for";
   EXPECT_EQ(format("%1%1%1", std::string(20, 'x')), "111");
