@@ -162,7 +162,7 @@ TEST(MonitorWindow, IsHiddenByEachWayToCloseIt) {
   Forms forms;
   forms.monitor.Load("Halden-Text");
   int ticks = 0;
-  const auto timer = forms.sim.clock().NewTimer(2, [&] {
+  const auto timer = forms.sim.clock().NewTimer(1, [&] {
     EXPECT_TRUE(forms.monitor.Visible());
     EXPECT_FALSE(forms.monitor.ShowModal()) << "shown already";
     ++ticks;
@@ -174,7 +174,7 @@ TEST(MonitorWindow, IsHiddenByEachWayToCloseIt) {
     EXPECT_FALSE(forms.monitor.Visible());
     EXPECT_EQ(forms.script.TakeLog(), (Texts{"show dlgFTDI", "topmost", "not topmost", "hide dlgFTDI"}));
   }
-  EXPECT_EQ(ticks, 4 * 5 / 2);
+  EXPECT_EQ(ticks, 4 * 5) << "one each pass, and none behind the last step";
   forms.script.SetCanShow(false);
   EXPECT_FALSE(forms.monitor.ShowModal());
   forms.script.SetHasRoom(false);

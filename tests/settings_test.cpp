@@ -168,6 +168,7 @@ TEST_F(Registry, ExportsListsAndReadsEveryType) {
   AnyValue value = "unchanged";
   EXPECT_EQ(registry.ReadAnyValue(kUser, "K", "Multi", value), 0);
   EXPECT_EQ(value, AnyValue("unchanged"));
+  EXPECT_EQ(registry.ErrorCode(), 0);
   EXPECT_EQ(registry.ListValues(kUser, "K", names), 14);
   EXPECT_EQ(names, made);
   EXPECT_EQ(registry.ListValues(kUser, "missing", names), 0);
