@@ -13,6 +13,24 @@ constexpr std::uint32_t kBlockSize = 8;
 constexpr std::uint32_t kMessageSize = 256;
 constexpr std::uint32_t kLineBreak = 2;
 
+template <typename Value>
+bool ReadBlock(cRegistry& registry, HKEY root, const std::string& key, const std::string& name,
+               Value& value) {
+  static_assert(sizeof value == kBlockSize);
+  ByteArray bytes;
+  if (!registry.ReadBinary(root, key, name, bytes) || bytes.size() != kBlockSize) return false;
+  std::memcpy(&value, bytes.data(), kBlockSize);
+  return true;
+}
+
+template <typename Value>
+bool WriteBlock(cRegistry& registry, HKEY root, const std::string& key, const std::string& name,
+                Value value) {
+  ByteArray bytes(sizeof value);
+  std::memcpy(bytes.data(), &value, sizeof value);
+  return registry.WriteBinary(root, key, name, bytes);
+}
+
 }  // namespace
 
 void cRegistry::RootKey(HKEY root) {
@@ -159,38 +177,22 @@ bool cRegistry::WriteSingle(HKEY root, const std::string& key, const std::string
   return WriteLong(root, key, name, std::bit_cast<std::int32_t>(value));
 }
 
-template <typename Value>
-bool cRegistry::ReadBlock(HKEY root, const std::string& key, const std::string& name, Value& value) {
-  static_assert(sizeof value == kBlockSize);
-  ByteArray bytes;
-  if (!ReadBinary(root, key, name, bytes) || bytes.size() != kBlockSize) return false;
-  std::memcpy(&value, bytes.data(), kBlockSize);
-  return true;
-}
-
-template <typename Value>
-bool cRegistry::WriteBlock(HKEY root, const std::string& key, const std::string& name, Value value) {
-  ByteArray bytes(sizeof value);
-  std::memcpy(bytes.data(), &value, sizeof value);
-  return WriteBinary(root, key, name, bytes);
-}
-
 bool cRegistry::ReadDouble(HKEY root, const std::string& key, const std::string& name, double& value) {
-  return ReadBlock(root, key, name, value);
+  return ReadBlock(*this, root, key, name, value);
 }
 
 bool cRegistry::WriteDouble(HKEY root, const std::string& key, const std::string& name, double value) {
-  return WriteBlock(root, key, name, value);
+  return WriteBlock(*this, root, key, name, value);
 }
 
 bool cRegistry::ReadCurrency(HKEY root, const std::string& key, const std::string& name,
                              std::int64_t& value) {
-  return ReadBlock(root, key, name, value);
+  return ReadBlock(*this, root, key, name, value);
 }
 
 bool cRegistry::WriteCurrency(HKEY root, const std::string& key, const std::string& name,
                               std::int64_t value) {
-  return WriteBlock(root, key, name, value);
+  return WriteBlock(*this, root, key, name, value);
 }
 
 bool cRegistry::WriteBinary(HKEY root, const std::string& key, const std::string& name,

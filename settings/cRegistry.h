@@ -130,22 +130,10 @@ class cRegistry {
   static constexpr std::uint32_t kMostData = 1 << 24;
   static constexpr std::uint32_t kReadAccess = READ_CONTROL | KEY_QUERY_VALUE | KEY_ENUMERATE_SUB_KEYS;
 
-  template <typename Value>
-  using Reader = bool (cRegistry::*)(HKEY, const std::string&, const std::string&, Value&);
-  template <typename Value>
-  Value Current(Reader<Value> read, const std::string& name, Value value = Value());
-  template <typename Value>
-  bool CurrentOr(Reader<Value> read, const std::string& name, Value& value, Value default_value);
-
   bool Record(std::int32_t result);
   bool RecordOpened(std::int32_t result, HKEY handle);
   bool Open(HKEY root, const std::string& key, std::uint32_t access);
   void Close();
-  template <typename Value>
-  bool ReadBlock(HKEY root, const std::string& key, const std::string& name, Value& value);
-  template <typename Value>
-  bool WriteBlock(HKEY root, const std::string& key, const std::string& name, Value value);
-
   std::string ExportSubKeys(HKEY root, const std::string& key, bool recursive);
   static std::string StripNull(const std::string& value);
   /// With `flag` only what stands before the first full stop.

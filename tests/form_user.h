@@ -2,7 +2,7 @@
 
 #include <functional>
 #include <string>
-#include <vector>
+#include <utility>
 
 #include "platform/toolkit/characters.h"
 #include "platform/toolkit/memory_window.h"
@@ -33,6 +33,27 @@ class FormUser {
 };
 
 using FormStep = std::function<void(FormUser&)>;
+
+/// What makes steps of something that a user does: Press("cmdOK") is a step that presses the button.
+template <class... Arguments>
+auto StepOf(void (FormUser::*act)(Arguments...)) {
+  return [act](const std::decay_t<Arguments>&... arguments) -> FormStep {
+    return [=](FormUser& user) { (user.*act)(arguments...); };
+  };
+}
+inline const auto PickRow = StepOf(&FormUser::PickRow);
+inline const auto Type = StepOf(&FormUser::Type);
+inline const auto Press = StepOf(&FormUser::Press);
+inline const auto AccessKey = StepOf(&FormUser::AccessKey);
+inline const auto Enter = StepOf(&FormUser::Enter);
+inline const auto CloseBox = StepOf(&FormUser::CloseBox);
+// Windows has an Escape of its own, beside which no variable can stand.
+inline FormStep Escape() {
+  return StepOf(&FormUser::Escape)();
+}
+inline FormStep Tab(int step = 1) {
+  return StepOf(&FormUser::Tab)(step);
+}
 
 /// The user of a window that is kept in memory.
 class MemoryUser : public FormUser {

@@ -34,7 +34,7 @@ inline Choice Ask(dlgPort& dialog, Choice presets) {
 }
 
 struct Flow {
-  const char* name;
+  std::string name;
   Choice presets;
   std::vector<FormStep> steps;
   Choice expected;
@@ -43,33 +43,17 @@ struct Flow {
 
 struct Flows {
   SimMachine machine;
-  std::vector<Flow> flows;
+  Choice presets;
+  std::vector<Flow> flows = {};
+
+  /// Adds a flow from the presets; a choice that is not `ok` stands for the presets: the user cancels.
+  void Add(const std::string& name, std::vector<FormStep> steps, const Choice& expected = {},
+           int messages = 0) {
+    presets.ok = false;
+    flows.push_back({name, presets, std::move(steps), expected.ok ? expected : presets, messages});
+  }
 };
 
-inline FormStep PickRow(std::string control, int row) {
-  return [=](FormUser& user) { user.PickRow(control, row); };
-}
-inline FormStep Type(std::string control, std::string text) {
-  return [=](FormUser& user) { user.Type(control, text); };
-}
-inline FormStep Press(std::string button) {
-  return [=](FormUser& user) { user.Press(button); };
-}
-inline FormStep AccessKey(char32_t key) {
-  return [=](FormUser& user) { user.AccessKey(key); };
-}
-inline FormStep Tab(int step = 1) {
-  return [=](FormUser& user) { user.Tab(step); };
-}
-inline FormStep Enter() {
-  return [](FormUser& user) { user.Enter(); };
-}
-inline FormStep Escape() {
-  return [](FormUser& user) { user.Escape(); };
-}
-inline FormStep CloseBox() {
-  return [](FormUser& user) { user.CloseBox(); };
-}
 inline FormStep Do(std::function<void()> act) {
   return [=](FormUser&) { act(); };
 }
@@ -99,77 +83,55 @@ inline FormStep SeeSelection(int start, int length) {
 }
 
 inline Flows PresetFlows() {
-  const Choice seeded{false, 2, 3, 12.5f};
-  return {{},
-          {{"OK on presets",
-            seeded,
-            {SeeText("cboRate", "12.5"), SeeFocus("cboCh"), Enter()},
-            {true, 2, 3, 12.5f}},
-           {"presets outside", {false, -1, 0, 0}, {Enter()}, {true, 0, 1, 1}},
-           {"presets above", {false, 3, 33, -5}, {Enter()}, {true, 0, 1, 1}},
-           {"last entries", {false, 2, 32, 0.1f}, {SeeText("cboRate", "0.1"), Enter()}, {true, 2, 32, 0.1f}},
-           {"seven digits",
-            {false, 0, 1, 1234.5678f},
-            {SeeText("cboRate", "1234.568"), Enter()},
-            {true, 0, 1, 1234.568f}},
-           {"all chosen",
-            seeded,
-            {PickRow("lstPort", 1), PickRow("cboCh", 15), Type("cboRate", " 7 "), Press("cmdOK")},
-            {true, 1, 16, 7}},
-           {"rate of the list", seeded, {PickRow("cboRate", 5), Enter()}, {true, 2, 3, 50}},
-           {"group separator", seeded, {Type("cboRate", "12,5"), Enter()}, {true, 2, 3, 125}},
-           {"cancel", seeded, {PickRow("lstPort", 0), Press("cmdCancel")}, seeded},
-           {"Esc", seeded, {PickRow("cboCh", 0), Escape()}, seeded},
-           {"close box", seeded, {CloseBox()}, seeded},
-           {"access keys",
-            seeded,
-            {AccessKey('r'), SeeFocus("cboRate"), AccessKey('C'), SeeFocus("cboCh"), Enter()},
-            {true, 2, 3, 12.5f}},
-           {"order of tabs",
-            seeded,
-            {Tab(), SeeFocus("cboRate"), Tab(), SeeFocus("cmdOK"), Tab(), SeeFocus("cmdCancel"), Tab(),
-             SeeFocus("cmdConfig"), Tab(), SeeFocus("lstPort"), Tab(), SeeFocus("cboCh"), Tab(-1),
-             SeeFocus("lstPort"), Enter()},
-            {true, 2, 3, 12.5f}}}};
+  const Choice presets{true, 2, 3, 12.5f};
+  Flows all{{}, presets};
+  all.Add("presets", {SeeText("cboRate", "12.5"), SeeFocus("cboCh"), Enter()}, presets);
+  all.Add("all chosen", {PickRow("lstPort", 1), PickRow("cboCh", 15), Type("cboRate", " 7 "), Press("cmdOK")},
+          {true, 1, 16, 7});
+  all.Add("rate of the list", {PickRow("cboRate", 5), Enter()}, {true, 2, 3, 50});
+  all.Add("group separator", {Type("cboRate", "12,5"), Enter()}, {true, 2, 3, 125});
+  all.Add("access keys", {AccessKey('r'), SeeFocus("cboRate"), AccessKey('C'), SeeFocus("cboCh"), Enter()},
+          presets);
+  std::vector<FormStep> tabs;
+  for (const char* next : {"cboRate", "cmdOK", "cmdCancel", "cmdConfig", "lstPort", "cboCh"})
+    tabs.insert(tabs.end(), {Tab(), SeeFocus(next)});
+  tabs.insert(tabs.end(), {Tab(-1), SeeFocus("lstPort"), Enter()});
+  all.Add("order of tabs", tabs, presets);
+  all.Add("cancel", {PickRow("lstPort", 0), Press("cmdCancel")});
+  all.Add("Esc", {PickRow("cboCh", 0), Escape()});
+  all.Add("close box", {CloseBox()});
+  all.presets = {false, -1, 0, 0};
+  all.Add("presets below", {Enter()}, {true, 0, 1, 1});
+  all.presets = {false, 3, 33, -5};
+  all.Add("presets above", {Enter()}, {true, 0, 1, 1});
+  all.presets = {false, 0, 32, 1234.5678f};
+  all.Add("seven digits", {SeeText("cboRate", "1234.568"), Enter()}, {true, 0, 32, 1234.568f});
+  return all;
 }
 
 inline Flows CommaFlows() {
-  const Choice seeded{false, 0, 3, 12.5f};
-  return {RussianMachine(),
-          {{"preset", seeded, {SeeText("cboRate", "12,5"), Enter()}, {true, 0, 3, 12.5f}},
-           {"point typed", seeded, {Type("cboRate", "12.5"), Enter(), Escape()}, seeded, 1},
-           {"groups", seeded, {Type("cboRate", "1\u00A0000,5"), Enter()}, {true, 0, 3, 1000.5f}}}};
+  Flows all{RussianMachine(), {false, 0, 3, 12.5f}};
+  all.Add("preset", {SeeText("cboRate", "12,5"), Enter()}, {true, 0, 3, 12.5f});
+  all.Add("groups", {Type("cboRate", "1\u00A0000,5"), Enter()}, {true, 0, 3, 1000.5f});
+  all.Add("point typed", {Type("cboRate", "12.5"), Enter(), Escape()}, {}, 1);
+  return all;
 }
 
 inline Flows BadRateFlows() {
-  const Choice seeded{false, 2, 3, 12.5f};
-  const FormStep bad = Type("cboRate", "abc");
-  std::vector<Flow> flows = {
-      {"to the list",
-       seeded,
-       {bad, PickRow("lstPort", 0), SeeFocus("cboRate"), SeePort(2, "COM12\t19200,N,8,1"), Escape()},
-       seeded,
-       1},
-      {"to Cancel by mouse", seeded, {bad, Press("cmdCancel"), SeeFocus("cboRate"), Escape()}, seeded, 1},
-      {"by tab", seeded, {bad, Tab(), SeeFocus("cboRate"), Escape()}, seeded, 1},
-      {"by access key",
-       seeded,
-       {bad, AccessKey('c'), AccessKey('p'), SeeFocus("cboRate"), Escape()},
-       seeded,
-       2},
-      {"to OK by mouse", seeded, {bad, Press("cmdOK"), Escape()}, seeded, 1},
-      {"close box", seeded, {bad, CloseBox()}, seeded, 0},
-      {"mended", seeded, {bad, Enter(), Type("cboRate", "3"), Tab(), Enter()}, {true, 2, 3, 3}, 1}};
+  Flows all{{}, {false, 2, 3, 12.5f}};
+  const FormStep bad = Type("cboRate", "abc"), stays = SeeFocus("cboRate");
+  const FormStep same_port = SeePort(2, "COM12\t19200,N,8,1");
+  all.Add("to the list", {bad, PickRow("lstPort", 0), stays, same_port, Escape()}, {}, 1);
+  all.Add("to Cancel by mouse", {bad, Press("cmdCancel"), stays, Escape()}, {}, 1);
+  all.Add("by tab", {Type("cboRate", "-57"), Tab(), stays, SeeSelection(3, 0), Escape()}, {}, 1);
+  all.Add("by access key", {bad, AccessKey('c'), AccessKey('p'), stays, Escape()}, {}, 2);
+  all.Add("to OK by mouse", {bad, Press("cmdOK"), Escape()}, {}, 1);
+  all.Add("close box", {bad, CloseBox()});
+  all.Add("mended", {bad, Enter(), Type("cboRate", "3"), Tab(), Enter()}, {true, 2, 3, 3}, 1);
   for (const char* text : {"0", "-5", "1e39", "1e-60", "5x", ""})
-    flows.push_back({text, seeded, {Type("cboRate", text), Enter(), Escape()}, seeded, 1});
-  flows.push_back({"selection behind OK",
-                   {},
-                   {Type("cboRate", "-5é7"), Enter(), SeeFocus("cboRate"), SeeSelection(1, 3), Escape()},
-                   {},
-                   1});
-  flows.push_back(
-      {"selection behind leaving", {}, {Type("cboRate", "-57"), Tab(), SeeSelection(3, 0), Escape()}, {}, 1});
-  return {{}, flows};
+    all.Add(text, {Type("cboRate", text), Enter(), Escape()}, {}, 1);
+  all.Add("behind OK", {Type("cboRate", "-5é7"), Enter(), stays, SeeSelection(1, 3), Escape()}, {}, 1);
+  return all;
 }
 
 }  // namespace halden

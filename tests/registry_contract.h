@@ -37,26 +37,21 @@ class RegistryContract : public testing::TestWithParam<RegistryBackend> {
     HKEY key = 0;
     return registry->RegOpenKeyExA(HKEY_CURRENT_USER, path, access, &key);
   }
-  std::string Subkeys(HKEY key) {
-    std::string names;
-    for (std::uint32_t i = 0;; ++i) {
-      char name[256];
-      std::uint32_t length = sizeof name;
-      if (const std::int32_t result = registry->RegEnumKeyExA(key, i, name, &length))
-        return names + std::to_string(result);
-      names += std::string(name, length) + " ";
-    }
-  }
-  std::string Values(HKEY key) {
+  /// The names of the subkeys, or of the values with their types, and the result that ends them.
+  std::string Listed(HKEY key, bool values) {
     std::string names;
     for (std::uint32_t i = 0;; ++i) {
       char name[256];
       std::uint32_t length = sizeof name, type = 0;
-      if (const std::int32_t result = registry->RegEnumValueA(key, i, name, &length, &type, nullptr, nullptr))
-        return names + std::to_string(result);
-      names += std::string(name, length) + "/" + std::to_string(type) + " ";
+      const std::int32_t result =
+          values ? registry->RegEnumValueA(key, i, name, &length, &type, nullptr, nullptr)
+                 : registry->RegEnumKeyExA(key, i, name, &length);
+      if (result) return names + std::to_string(result);
+      names += std::string(name, length) + (values ? "/" + std::to_string(type) : "") + " ";
     }
   }
+  std::string Subkeys(HKEY key) { return Listed(key, false); }
+  std::string Values(HKEY key) { return Listed(key, true); }
 
   FixedNumberRules rules = FixedNumberRules::Comma();
   std::unique_ptr<RegistryApi> registry = GetParam().make(rules);

@@ -19,7 +19,7 @@ namespace halden {
 /// with the last; it does its work whether or not its window is ever shown. Nothing here throws.
 class dlgFTDI final : private DetectionForm {
  public:
-  /// `registry` is where the settings are kept, made on first use. All of them outlive the form.
+  /// All of them must outlive the form.
   dlgFTDI(Store& store, Platform& platform, DriverSettings& settings);
   ~dlgFTDI() override;
 
