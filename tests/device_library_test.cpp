@@ -93,6 +93,7 @@ TEST_P(DeviceContract, GivesAPortsConfigurationByItsName) {
     std::uint32_t size = sizeof config;
     EXPECT_FALSE(ports_.GetDefaultCommConfigA(unknown, &config, &size)) << unknown;
     EXPECT_FALSE(ports_.SetDefaultCommConfigA(unknown, &config, size)) << unknown;
+    EXPECT_FALSE(ports_.CommConfigDialogA(unknown, 0, &config)) << unknown;
     EXPECT_EQ(ports_.CreateFileA("\\\\.\\" + unknown), -1) << unknown;
   }
 }
