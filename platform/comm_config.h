@@ -22,6 +22,7 @@ struct Dcb {
   char EofChar = 0;
   char EvtChar = 0;
   std::uint16_t Reserved1 = 0;
+  bool operator==(const Dcb&) const = default;
 };
 static_assert(sizeof(Dcb) == 28);
 

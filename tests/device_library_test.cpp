@@ -76,7 +76,7 @@ TEST_P(DeviceContract, GivesAPortsConfigurationByItsName) {
   const std::string name = PortName(Open(0));
   ASSERT_NE(name, PortName(Open(1)));
   CommConfig config;
-  config.dcb = {.BaudRate = 57600, .ByteSize = 7, .Parity = 2, .StopBits = 2};
+  const Dcb chosen = config.dcb = {.BaudRate = 57600, .ByteSize = 7, .Parity = 2, .StopBits = 2};
   EXPECT_FALSE(ports_.SetDefaultCommConfigA(name, &config, sizeof config - 1));
   ASSERT_TRUE(ports_.SetDefaultCommConfigA(name, &config, sizeof config));
   for (const std::uint32_t room : {0u, 51u, 52u, 64u}) {
@@ -84,17 +84,16 @@ TEST_P(DeviceContract, GivesAPortsConfigurationByItsName) {
     std::uint32_t size = room;
     EXPECT_EQ(ports_.GetDefaultCommConfigA(name, block.data(), &size), room >= 52) << room;
     EXPECT_EQ(size, 52u);
-    EXPECT_EQ(block.substr(room < 52 ? 0 : 52), std::string(room < 52 ? 64 : 12, '~'));
-    if (room < 52) continue;
-    std::memcpy(&config, block.data(), sizeof config);
-    const Dcb& line = config.dcb;
-    EXPECT_EQ(std::vector<std::uint32_t>({line.BaudRate, line.ByteSize, line.Parity, line.StopBits}),
-              std::vector<std::uint32_t>({57600, 7, 2, 2}));
+    const std::size_t written = room < 52 ? 0 : 52;
+    EXPECT_EQ(block.substr(written), std::string(64 - written, '~'));
+    std::memcpy(&config, block.data(), written);
+    EXPECT_EQ(config.dcb, chosen);
   }
   for (const std::string unknown : {"", "COM", "COM0", "COM-1", "COM99999", "com1"}) {
     std::uint32_t size = sizeof config;
     EXPECT_FALSE(ports_.GetDefaultCommConfigA(unknown, &config, &size)) << unknown;
     EXPECT_FALSE(ports_.SetDefaultCommConfigA(unknown, &config, size)) << unknown;
+    EXPECT_FALSE(ports_.CommConfigDialogA(unknown, 0, &config)) << unknown;
     EXPECT_EQ(ports_.CreateFileA("\\\\.\\" + unknown), -1) << unknown;
   }
 }

@@ -115,7 +115,7 @@ class KernelDevicesUnderTest : public DevicesUnderTest {
 INSTANTIATE_TEST_SUITE_P(OfTheKernel, DeviceContract,
                          testing::Values([] { return std::make_unique<KernelDevicesUnderTest>(); }));
 
-/// Opens what the library lists: "COM number, failure" of each device.
+/// Opens what the library lists, in turn: "COM number, failure" of each device.
 std::string List(Machine& machine) {
   D2xx& library = machine.platform().d2xx;
   std::int32_t count = 0;
@@ -171,37 +171,35 @@ TEST(KernelDevice, KeepsThePortsConfigurationWithTheSerialNumber) {
     CommConfig config;
     std::uint32_t size = sizeof config;
     machine->platform().comm_config.GetDefaultCommConfigA(com, &config, &size);
-    return std::vector<int>{int(config.dcb.BaudRate), config.dcb.ByteSize, config.dcb.Parity,
-                            config.dcb.StopBits};
+    return config.dcb;
   };
-  using Line = std::vector<int>;
-  const Line chosen{250000, 7, 2, 2};
+  const Dcb chosen{.BaudRate = 250000, .ByteSize = 7, .Parity = 2, .StopBits = 2};
+  const Dcb given{.BaudRate = 57600, .ByteSize = 8};
   system.Plug("1-1", "0123456789ABCDEF", "ttyUSB0", first);
   system.Plug("1-2", "", "ttyUSB1", second);
   {
     const auto machine = system.Open();
-    CommConfigApi& api = machine->platform().comm_config;
     CommConfig config;
-    config.dcb = {.BaudRate = 250000, .ByteSize = 7, .Parity = 2, .StopBits = 2};
-    EXPECT_TRUE(api.SetDefaultCommConfigA("COM1", &config, sizeof config));
-    EXPECT_TRUE(api.SetDefaultCommConfigA("COM2", &config, sizeof config));
-    EXPECT_EQ(line(machine, "COM2"), chosen);
+    config.dcb = chosen;
+    for (const char* const com : {"COM1", "COM2"}) {
+      EXPECT_TRUE(machine->platform().comm_config.SetDefaultCommConfigA(com, &config, sizeof config));
+      EXPECT_EQ(line(machine, com), chosen);
+    }
     config.dcb.Parity = 9;
-    EXPECT_FALSE(api.SetDefaultCommConfigA("COM1", &config, sizeof config));
+    EXPECT_FALSE(machine->platform().comm_config.SetDefaultCommConfigA("COM1", &config, sizeof config));
   }
   system.Unplug("1-1");
   system.Plug("1-3", "0123456789ABCDEF", "ttyUSB5", first);
   EXPECT_EQ(line(system.Open(), "COM6"), chosen);
   EXPECT_NE(line(system.Open(), "COM2"), chosen) << "without a serial number for that run only";
-  EXPECT_EQ(line(system.Open({"linux,baud=57600"}), "COM6"), (Line{57600, 8, 0, 0}));
-  EXPECT_EQ(line(system.Open(), "COM6"), (Line{57600, 8, 0, 0}));
+  EXPECT_EQ(line(system.Open({"linux,baud=57600"}), "COM6"), given);
+  EXPECT_EQ(line(system.Open(), "COM6"), given);
 
   if (geteuid() != 0) return;  // only the superuser can be somebody else
   fs::permissions(system.root(), fs::perms(0755));
   ASSERT_EQ(seteuid(65534), 0);
-  EXPECT_EQ(line(system.Open({"linux,baud=4800"}), "COM6"), (Line{4800, 8, 0, 0}))
-      << "though it can't be kept";
-  EXPECT_EQ(line(system.Open(), "COM6"), (Line{57600, 8, 0, 0}));
+  EXPECT_EQ(line(system.Open({"linux,baud=4800"}), "COM6").BaudRate, 4800u) << "though it can't be kept";
+  EXPECT_EQ(line(system.Open(), "COM6"), given);
   ASSERT_EQ(seteuid(0), 0);
 }
 

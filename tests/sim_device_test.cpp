@@ -72,7 +72,7 @@ TEST(SimDevice, SpeaksLinesInTheFormThatItsOptionNames) {
       {"columns=2,separator=semicolon,decimal=comma,end=lf", "100,05;200,10\n100,05;200,10\n"},
       {"columns=2,separator=blank,unit=mV", "100.05mV 200.10mV\r\n"},
       {"columns=2,separator=paren,label=T=", "T=100.05(T=200.10\r\n"},
-      {"columns=1,signal=ramp", "-1000.00\r\n-994.95\r\n-989.90\r\n"},
+      {"columns=2,signal=ramp", "-1000.00\t-749.85\r\n-994.95\t-744.80\r\n"},
       {"columns=2,signal=sine", "0.00\t0.00\r\n28.25\t-28.25\r\n"},
       {"columns=2,signal=noise", "-750.90\t1.10\r\n"},
       {"columns=2,signal=noise,seed=2", "-304.90\t-513.70\r\n"},
@@ -110,6 +110,8 @@ TEST(SimDevice, TalksOnWhileNobodyListensAndLeavesNoBacklog) {
   EXPECT_EQ(sim.Hear(500), "8.50\r\n-84");
   Listening late("sim:columns=1,rate=10,silent=5");
   EXPECT_EQ(late.Hear(5000), "");
+  EXPECT_EQ(Lines(late.Hear(1000)), 10);
+  late.OpenAfter(4000);
   EXPECT_EQ(Lines(late.Hear(1000)), 10);
 }
 

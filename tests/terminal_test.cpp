@@ -86,10 +86,9 @@ TEST(TerminalScreen, CutsOffAndKeepsControlCharactersOut) {
 
 TEST(TerminalScreen, RepaintsRowsThatDiffer) {
   TerminalScreen before(4, 3), after(4, 3);
-  after.Put(1, 1, U"ab", {.fore = 0x00FF00, .back = 0, .underline = true}, 4);
+  after.Put(0, 1, U"a", {.fore = 0x00FF00, .back = 0, .underline = true}, 4);
   after.PlaceCursor(3, 2);
-  EXPECT_EQ(Repaint(before, after),
-            "\x1b[?25l\x1b[2;1H\x1b[0m \x1b[0;4;92;40mab\x1b[0m \x1b[0m\x1b[3;4H\x1b[?25h");
+  EXPECT_EQ(Repaint(before, after), "\x1b[?25l\x1b[2;1H\x1b[0;4;92;40ma\x1b[0m   \x1b[0m\x1b[3;4H\x1b[?25h");
   EXPECT_EQ(Repaint(TerminalScreen(), TerminalScreen(1, 1)),
             "\x1b[?25l\x1b[0m\x1b[2J\x1b[1;1H\x1b[0m \x1b[0m");
 }
@@ -114,7 +113,7 @@ TEST(TerminalToolkit, MovesWithinControlsByKeys) {
   const Choice presets{false, 0, 3, 12.5f};
   const std::pair<const char*, Choice> rows[] = {
       {"Down Down Up Enter", {true, 0, 4, 12.5f}},
-      {"2 2 Enter", {true, 0, 21, 12.5f}},
+      {"2 2 z Enter", {true, 0, 21, 12.5f}},
       {"End Down Enter", {true, 0, 32, 12.5f}},
       {"PageUp Enter", {true, 0, 1, 12.5f}},
       {"Home Up Enter", {true, 0, 1, 12.5f}},
