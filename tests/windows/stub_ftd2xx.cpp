@@ -59,10 +59,9 @@ FT_HANDLE Narrow(Handle handle) {
 
 template <class... T>
 Status Call(FT_STATUS (DeviceLibrary::*member)(FT_HANDLE, T...), Handle handle, T... arguments) {
-  Stub& stub = TheStub();
-  const std::lock_guard lock(stub.mutex);
+  const std::lock_guard lock(TheStub().mutex);
   const FT_HANDLE narrow = Narrow(handle);
-  return narrow < 0 ? kInvalidHandle : (stub.library.*member)(narrow, arguments...);
+  return narrow < 0 ? kInvalidHandle : (TheStub().library.*member)(narrow, arguments...);
 }
 
 }  // namespace
@@ -101,71 +100,35 @@ Status __stdcall FT_Open(std::int32_t index, Handle* handle) {
   return status;
 }
 
-Status __stdcall FT_Close(Handle handle) {
-  return Call(&DeviceLibrary::FT_Close, handle);
-}
+/// A call of an open device, which goes to it as it is.
+#define FORWARD(name, parameters, ...)              \
+  Status __stdcall name parameters {                \
+    return Call(&DeviceLibrary::name, __VA_ARGS__); \
+  }
 
-Status __stdcall FT_SetBaudRate(Handle handle, std::uint32_t bits_per_second) {
-  return Call(&DeviceLibrary::FT_SetBaudRate, handle, bits_per_second);
-}
+using Byte = std::uint8_t;
+using Word = std::uint32_t;
+FORWARD(FT_Close, (Handle handle), handle)
+FORWARD(FT_SetBaudRate, (Handle handle, Word rate), handle, rate)
+FORWARD(FT_SetDataCharacteristics, (Handle handle, Byte length, Byte stop, Byte parity), handle, length, stop,
+        parity)
+FORWARD(FT_Read, (Handle handle, void* buffer, Word count, Word* read), handle, buffer, count, read)
+FORWARD(FT_Write, (Handle handle, void* bytes, Word count, Word* written), handle,
+        static_cast<const void*>(bytes), count, written)
+FORWARD(FT_ResetDevice, (Handle handle), handle)
+FORWARD(FT_ResetPort, (Handle handle), handle)
+FORWARD(FT_GetComPortNumber, (Handle handle, std::int32_t* number), handle, number)
+FORWARD(FT_SetDtr, (Handle handle), handle)
+FORWARD(FT_ClrDtr, (Handle handle), handle)
+FORWARD(FT_SetRts, (Handle handle), handle)
+FORWARD(FT_ClrRts, (Handle handle), handle)
+FORWARD(FT_SetLatencyTimer, (Handle handle, Byte milliseconds), handle, milliseconds)
+FORWARD(FT_GetQueueStatus, (Handle handle, Word* rx_bytes), handle, rx_bytes)
+FORWARD(FT_GetStatus, (Handle handle, Word* rx_bytes, Word* tx_bytes, Word* events), handle, rx_bytes,
+        tx_bytes, events)
+FORWARD(FT_Purge, (Handle handle, Word mask), handle, mask)
 
-Status __stdcall FT_SetDataCharacteristics(Handle handle, std::uint8_t word_length, std::uint8_t stop_bits,
-                                           std::uint8_t parity) {
-  return Call(&DeviceLibrary::FT_SetDataCharacteristics, handle, word_length, stop_bits, parity);
-}
-
-Status __stdcall FT_Read(Handle handle, void* buffer, std::uint32_t count, std::uint32_t* read) {
-  return Call(&DeviceLibrary::FT_Read, handle, buffer, count, read);
-}
-
-Status __stdcall FT_Write(Handle handle, void* buffer, std::uint32_t count, std::uint32_t* written) {
-  return Call(&DeviceLibrary::FT_Write, handle, static_cast<const void*>(buffer), count, written);
-}
-
-Status __stdcall FT_ResetDevice(Handle handle) {
-  return Call(&DeviceLibrary::FT_ResetDevice, handle);
-}
-
-Status __stdcall FT_ResetPort(Handle handle) {
-  return Call(&DeviceLibrary::FT_ResetPort, handle);
-}
-
-Status __stdcall FT_GetComPortNumber(Handle handle, std::int32_t* number) {
-  return Call(&DeviceLibrary::FT_GetComPortNumber, handle, number);
-}
-
-Status __stdcall FT_SetDtr(Handle handle) {
-  return Call(&DeviceLibrary::FT_SetDtr, handle);
-}
-
-Status __stdcall FT_ClrDtr(Handle handle) {
-  return Call(&DeviceLibrary::FT_ClrDtr, handle);
-}
-
-Status __stdcall FT_SetRts(Handle handle) {
-  return Call(&DeviceLibrary::FT_SetRts, handle);
-}
-
-Status __stdcall FT_ClrRts(Handle handle) {
-  return Call(&DeviceLibrary::FT_ClrRts, handle);
-}
-
-Status __stdcall FT_SetLatencyTimer(Handle handle, std::uint8_t milliseconds) {
-  return Call(&DeviceLibrary::FT_SetLatencyTimer, handle, milliseconds);
-}
-
-Status __stdcall FT_GetQueueStatus(Handle handle, std::uint32_t* rx_bytes) {
-  return Call(&DeviceLibrary::FT_GetQueueStatus, handle, rx_bytes);
-}
-
-Status __stdcall FT_GetStatus(Handle handle, std::uint32_t* rx_bytes, std::uint32_t* tx_bytes,
-                              std::uint32_t* event_word) {
-  return Call(&DeviceLibrary::FT_GetStatus, handle, rx_bytes, tx_bytes, event_word);
-}
-
-Status __stdcall FT_Purge(Handle handle, std::uint32_t mask) {
-  return Call(&DeviceLibrary::FT_Purge, handle, mask);
-}
+#undef FORWARD
 
 }  // extern "C"
 
