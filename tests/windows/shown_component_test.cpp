@@ -83,12 +83,24 @@ TEST_F(ShownComponent, ShowsTheLiveLineUntilTheUserClosesIt) {
   }
 }
 
-TEST_F(ShownComponent, ShowsNothingWhileItRecords) {
+TEST_F(ShownComponent, ShowsNothingWhileItRecordsOrWhereNobodySees) {
   Connect("sim:signal=ramp,columns=2,rate=200,com=300");
   ASSERT_EQ(Get(adc, &IADC3::Test), VARIANT_TRUE);
   ASSERT_EQ(Get(adc, &IADC3::StartRecord), VARIANT_TRUE);
-  EXPECT_EQ(ShowSetting({Note(&last)}), VARIANT_FALSE);
+  const FormStep note = Note(&last);
+  EXPECT_EQ(ShowSetting({note}), VARIANT_FALSE);
   adc->StopRecord();
+
+  const HWINSTA seen = GetProcessWindowStation();
+  const HWINSTA unseen = CreateWindowStationW(L"unseen", 0, MAXIMUM_ALLOWED, nullptr);
+  ASSERT_TRUE(SetProcessWindowStation(unseen));
+  EXPECT_EQ(ShowSetting({note}), VARIANT_FALSE);
+  adc = nullptr;
+  CoFreeUnusedLibrariesEx(0, 0);
+  Connect("sim:silent");
+  EXPECT_EQ(Show(&IADC3::Test, kPortControls, {note}), VARIANT_FALSE);
+  SetProcessWindowStation(seen);
+  CloseWindowStation(unseen);
   EXPECT_EQ(form, nullptr);
 }
 
