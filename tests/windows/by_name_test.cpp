@@ -120,23 +120,12 @@ TEST_F(ByName, WhatDoesNotFitIsRefused) {
 std::wstring Described(ITypeInfo& info) {
   TYPEATTR* attributes = nullptr;
   info.GetTypeAttr(&attributes);
-  _bstr_t name, member;
+  _bstr_t name;
   info.GetDocumentation(MEMBERID_NIL, name.GetAddress(), nullptr, nullptr, nullptr);
-  wchar_t guid[40] = {};
-  StringFromGUID2(attributes->guid, guid, 40);
-  std::wstring text = name.GetBSTR() + (L" " + std::wstring(guid)) + L" kind " +
-                      std::to_wstring(attributes->typekind) + L" flags " +
-                      std::to_wstring(attributes->wTypeFlags) + L" of " +
-                      std::to_wstring(attributes->cImplTypes);
-  constexpr int kOfDispatch = 7;
-  if (attributes->typekind == TKIND_DISPATCH) {
-    EXPECT_EQ(attributes->cFuncs, kOfDispatch + 1);
-    FUNCDESC* function = nullptr;
-    info.GetFuncDesc(kOfDispatch, &function);
-    info.GetDocumentation(function->memid, member.GetAddress(), nullptr, nullptr, nullptr);
-    text += L" " + std::wstring(member.GetBSTR());
-    info.ReleaseFuncDesc(function);
-  }
+  wchar_t text[200] = {};
+  StringFromGUID2(attributes->guid, text, 40);
+  std::swprintf(text + 38, 160, L" %ls kind %d flags %d bases %d members %d", name.GetBSTR(),
+                attributes->typekind, attributes->wTypeFlags, attributes->cImplTypes, attributes->cFuncs);
   info.ReleaseTypeAttr(attributes);
   return text;
 }
@@ -158,10 +147,12 @@ TEST(TypeLibrary, HoldsTheClassWithItsDefaultInterfaceAlone) {
     library->GetTypeInfo(i, &info);
     types.push_back(Described(*info));
   }
-  // Hidden, dual, not extensible, dispatchable; a class that can be created.
-  EXPECT_EQ(types, (std::vector<std::wstring>{
-                       L"_Halden_Text {0058F2CF-423E-42C8-86C9-F2323C000C21} kind 4 flags 4304 of 1 GetADC3",
-                       L"Halden_Text {292810AF-C28E-4FEE-B0F3-693F6DFEC0EF} kind 5 flags 2 of 1"}));
+  // Hidden, dual, not extensible, dispatchable, with one member behind the 7 of every dispatch interface; a
+  // class that can be created.
+  EXPECT_EQ(types,
+            (std::vector<std::wstring>{
+                L"{0058F2CF-423E-42C8-86C9-F2323C000C21} _Halden_Text kind 4 flags 4304 bases 1 members 8",
+                L"{292810AF-C28E-4FEE-B0F3-693F6DFEC0EF} Halden_Text kind 5 flags 2 bases 1 members 0"}));
 }
 
 }  // namespace

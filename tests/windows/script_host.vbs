@@ -36,15 +36,13 @@ Check "reading", VarType(parent.InputData) = codes And adc.InputCountKadrs = 0
 WScript.Echo "script: complete"
 
 Sub CheckRefusals()
-  Dim given(1, 1), number
+  Dim square(1, 1), number
   number = 0
   On Error Resume Next
   adc.InputChannels = Array(0, 70000)
   CheckError "a number that is too large"
-  adc.InputChannels = given
+  adc.InputChannels = square
   CheckError "an array with two indexes"
-  adc.InputChannels = 7
-  CheckError "no array"
   adc.GetData number, 1000, 0
   CheckError "memory that the script has not"
   number = adc.Volume

@@ -4,7 +4,6 @@
 #include <cstdlib>
 #include <map>
 #include <memory>
-#include <mutex>
 #include <sstream>
 #include <vector>
 
@@ -33,16 +32,10 @@ std::vector<std::unique_ptr<Device>> MakeDevices(Clock& clock) {
   return devices;
 }
 
-/// Calls come from any thread, as they may to the real one.
-struct Stub {
-  std::mutex mutex;
-  Win32Clock clock;
-  DeviceLibrary library{MakeDevices(clock)};
-};
-
-Stub& TheStub() {
-  static Stub stub;
-  return stub;
+DeviceLibrary& Library() {
+  static Win32Clock clock;
+  static DeviceLibrary library(MakeDevices(clock));
+  return library;
 }
 
 /// In a 64-bit process a handle doesn't fit into 32 bits, so that one that was cut short is noticed.
@@ -59,9 +52,8 @@ FT_HANDLE Narrow(Handle handle) {
 
 template <class... T>
 Status Call(FT_STATUS (DeviceLibrary::*member)(FT_HANDLE, T...), Handle handle, T... arguments) {
-  const std::lock_guard lock(TheStub().mutex);
   const FT_HANDLE narrow = Narrow(handle);
-  return narrow < 0 ? kInvalidHandle : (TheStub().library.*member)(narrow, arguments...);
+  return narrow < 0 ? kInvalidHandle : (Library().*member)(narrow, arguments...);
 }
 
 }  // namespace
@@ -69,15 +61,13 @@ Status Call(FT_STATUS (DeviceLibrary::*member)(FT_HANDLE, T...), Handle handle, 
 extern "C" {
 
 Status __stdcall FT_CreateDeviceInfoList(std::uint32_t* count) {
-  const std::lock_guard lock(TheStub().mutex);
-  return TheStub().library.FT_CreateDeviceInfoList(reinterpret_cast<std::int32_t*>(count));
+  return Library().FT_CreateDeviceInfoList(reinterpret_cast<std::int32_t*>(count));
 }
 
 Status __stdcall FT_GetDeviceInfoList(Node* nodes, std::uint32_t* count) {
-  const std::lock_guard lock(TheStub().mutex);
   auto filled = static_cast<std::int32_t>(*count);
   std::vector<FT_DEVICE_LIST_INFO_NODE> narrow(*count);
-  if (const Status status = TheStub().library.FT_GetDeviceInfoList(narrow.data(), &filled)) return status;
+  if (const Status status = Library().FT_GetDeviceInfoList(narrow.data(), &filled)) return status;
   *count = static_cast<std::uint32_t>(filled);
   for (std::uint32_t i = 0; i < *count; ++i) {
     nodes[i] = {narrow[i].Flags, narrow[i].Type, narrow[i].ID, narrow[i].LocId, {}, {}, nullptr};
@@ -88,14 +78,12 @@ Status __stdcall FT_GetDeviceInfoList(Node* nodes, std::uint32_t* count) {
 }
 
 Status __stdcall FT_ListDevices(void* number, void* unused, std::uint32_t flags) {
-  const std::lock_guard lock(TheStub().mutex);
-  return TheStub().library.FT_ListDevices(static_cast<std::int32_t*>(number), unused, flags);
+  return Library().FT_ListDevices(static_cast<std::int32_t*>(number), unused, flags);
 }
 
 Status __stdcall FT_Open(std::int32_t index, Handle* handle) {
-  const std::lock_guard lock(TheStub().mutex);
   FT_HANDLE narrow = -1;
-  const Status status = TheStub().library.FT_Open(index, &narrow);
+  const Status status = Library().FT_Open(index, &narrow);
   if (status == FT_OK) *handle = Widen(narrow);
   return status;
 }

@@ -1,3 +1,4 @@
+#include <array>
 #include <cstdlib>
 #include <gtest/gtest.h>
 
@@ -10,15 +11,8 @@ using namespace halden;
 
 namespace {
 
-/// Edges of a window in the dialog's client area.
-struct Place {
-  int left, top, right, bottom;
-  bool operator==(const Place&) const = default;
-};
-
-std::ostream& operator<<(std::ostream& out, const Place& place) {
-  return out << place.left << "," << place.top << " to " << place.right << "," << place.bottom;
-}
+/// Left, top, right and bottom of a window in the dialog's client area.
+using Place = std::array<int, 4>;
 
 Place PlaceOf(HWND window) {
   RECT rect{};
@@ -74,7 +68,6 @@ TEST_P(PortDialogFlows, RunOnTheScreen) {
 
 class ShownWindow : public testing::Test {
  protected:
-  /// The user of a dialog does these steps, and closes it.
   static FormStep On(const std::function<void(const ScreenUser&)>& look) {
     return [=](FormUser& user) { look(static_cast<ScreenUser&>(user)); };
   }
@@ -103,10 +96,10 @@ TEST_F(ShownWindow, FitsTheDensityOfTheScreen) {
                      EXPECT_EQ(PlaceOf(screen.Control("cmdCancel")), at(1440, 2490, 1155, 375));
                      EXPECT_EQ(PlaceOf(screen.Control("cboCh")), at(1260, 1560, 1365, 315));
                      EXPECT_EQ(PlaceOf(screen.Control("cboRate")), at(1260, 2010, 1365, 315));
-                     const Place label = PlaceOf(screen.Control("lblRate"));
-                     EXPECT_EQ(label.right, dots(1200));
-                     EXPECT_GT(label.left, 0);
-                     EXPECT_GT(label.right - label.left, dots(400)) << "as wide as its text";
+                     const auto [left, top, right, bottom] = PlaceOf(screen.Control("lblRate"));
+                     EXPECT_EQ(right, dots(1200));
+                     EXPECT_GT(left, 0);
+                     EXPECT_GT(right - left, dots(400)) << "as wide as its text";
                      EXPECT_EQ(FontOf(screen.Control("lblCh")).lfHeight, -(density * 11 + 48) / 96);
                    }),
                    Escape()});
@@ -150,13 +143,11 @@ TEST_F(ShownWindow, LooksAsItsDesignSays) {
 
 TEST_F(ShownWindow, ComesToTheFrontAndIsAnOrdinaryOneAgain) {
   const auto window = toolkit.NewWindow({.caption = "window"});
-  const auto is_topmost = [&] {
-    return GetWindowLongW(reinterpret_cast<HWND>(window->Handle()), GWL_EXSTYLE) & WS_EX_TOPMOST;
-  };
-  window->SetTopmost(true);
-  EXPECT_TRUE(is_topmost());
-  window->SetTopmost(false);
-  EXPECT_FALSE(is_topmost());
+  for (const bool topmost : {true, false}) {
+    window->SetTopmost(topmost);
+    EXPECT_EQ((GetWindowLongW(reinterpret_cast<HWND>(window->Handle()), GWL_EXSTYLE) & WS_EX_TOPMOST) != 0,
+              topmost);
+  }
 }
 
 TEST_F(ShownWindow, TakesAnotherFontForOneThatIsMissing) {
