@@ -22,8 +22,9 @@ bool Session::Detect(Progress& progress) {
 }
 
 std::string Session::WhyNotDetected() {
-  const std::string reason = Adc().LastError(), tried = WhatWasTried();
+  std::string reason = Adc().LastError();
   if (!reason.empty()) return reason;
+  const std::string tried = WhatWasTried();
   return "no device was recognised and the port dialog named none" +
          (tried.empty() ? "" : " (" + tried + ")");
 }

@@ -81,7 +81,7 @@ bool Halden_Text::Test() noexcept {
   if (Detected()) return true;
   // The host may release its last reference from inside the wait; the object then lives until the call
   // returns.
-  const auto self = shared_from_this();
+  const auto self = weak_from_this().lock();
   return services_.DetectPort();
 }
 
@@ -196,13 +196,13 @@ std::string Halden_Text::LastError() noexcept {
 }
 
 bool Halden_Text::ShowSetting() noexcept {
-  const auto self = shared_from_this();
+  const auto self = weak_from_this().lock();
   if (!store_.Busy) services_.ShowForm();
   return false;
 }
 
 std::shared_ptr<IADC3> Halden_Text::Parent() noexcept {
-  return shared_from_this();
+  return weak_from_this().lock();
 }
 
 bool Halden_Text::Refuse(const char* reason) {

@@ -24,7 +24,7 @@ class Halden_Text final : public IADC3, public std::enable_shared_from_this<Hald
   static std::string DriverName();
 
   /// The object itself, for a host that holds the class and wants the interface.
-  std::shared_ptr<IADC3> GetADC3() noexcept { return shared_from_this(); }
+  std::shared_ptr<IADC3> GetADC3() noexcept { return weak_from_this().lock(); }
 
   std::string ADCName() noexcept override;
   std::uint8_t Resolution() noexcept override;

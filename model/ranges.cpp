@@ -30,7 +30,7 @@ void FillRangeTable(tADCState& state, const NumberRules& rules) {
   for (int bits : kCountBits)
     AddRow(state, "Int " + std::to_string(bits) + "-bit", static_cast<float>(1 << (bits - 1)), 0);
   for (int bits : kCountBits) {
-    const float full = static_cast<float>((1 << bits) - 1);
+    const auto full = static_cast<float>((1 << bits) - 1);
     AddRow(state, "UInt " + std::to_string(bits) + "-bit", full, static_cast<float>(1 << (bits - 1)) / full);
   }
 }

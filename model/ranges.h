@@ -24,7 +24,7 @@ void SetChannelsCount(Store& store, std::int16_t Count);
 inline std::int16_t RoundToCode(double product) {
   constexpr float kHighest = 32767;
   constexpr float kLowest = -32768;
-  float rounded = static_cast<float>(product);
+  auto rounded = static_cast<float>(product);
   rounded = rounded > kLowest ? rounded : kLowest;  // NaN too
   rounded = rounded < kHighest ? rounded : kHighest;
   return static_cast<std::int16_t>(std::lrint(rounded));

@@ -21,7 +21,7 @@ class AnsiText {
   std::string FromUtf8(std::string_view utf8) const;
 
  private:
-  std::array<char32_t, 256> characters_;
+  std::array<char32_t, 256> characters_{};
 };
 
 }  // namespace halden

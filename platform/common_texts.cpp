@@ -1,7 +1,6 @@
 #include "platform/common_texts.h"
 
 #include <algorithm>
-#include <cstring>
 #include <string_view>
 
 namespace halden {
@@ -78,7 +77,7 @@ bool AppendDirective(std::string_view& rest, const char* const* arguments, std::
     rest = {};
     return true;
   }
-  const std::uint32_t number = static_cast<std::uint32_t>(first - '0');
+  const auto number = static_cast<std::uint32_t>(first - '0');
   const bool in_range = number <= kArguments && (rest.empty() || !IsDigit(rest.front()));
   if (!in_range || !arguments || !arguments[number - 1]) return false;
   text += arguments[number - 1];
@@ -114,8 +113,9 @@ std::uint32_t CommonTexts::FormatMessageA(std::uint32_t flags, const char* sourc
   if (flags == (FORMAT_MESSAGE_FROM_STRING | FORMAT_MESSAGE_ARGUMENT_ARRAY) && source)
     text = FillIn(source, arguments);
   if (!text || text->size() >= capacity) return 0;
-  std::memcpy(buffer, text->c_str(), text->size() + 1);
-  return static_cast<std::uint32_t>(text->size());
+  const std::size_t length = text->copy(buffer, capacity - 1);
+  buffer[length] = '\0';
+  return static_cast<std::uint32_t>(length);
 }
 
 }  // namespace halden

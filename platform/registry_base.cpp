@@ -13,7 +13,7 @@ constexpr HKEY kHandleMask = 0x7FFFFFFC;
 
 /// Names cross the calls as far as their first NUL.
 std::string Name(const std::string& name) {
-  return name.c_str();
+  return name.substr(0, name.find('\0'));
 }
 
 std::int32_t OpenNode(const RegistryNode* node, std::uint32_t access) {

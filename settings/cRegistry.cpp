@@ -78,7 +78,7 @@ bool cRegistry::DeleteValue(HKEY root, const std::string& key, const std::string
 bool cRegistry::WriteString(HKEY root, const std::string& key, const std::string& name,
                             const std::string& value) {
   if (!Open(root, key, KEY_SET_VALUE)) return false;
-  const std::uint32_t size = static_cast<std::uint32_t>(value.size());
+  const auto size = static_cast<std::uint32_t>(value.size());
   const bool written = Record(api_.RegSetValueExA(key_handle_, name, REG_SZ, value.data(), size));
   Close();
   return written;
@@ -196,7 +196,7 @@ bool cRegistry::WriteCurrency(HKEY root, const std::string& key, const std::stri
 bool cRegistry::WriteBinary(HKEY root, const std::string& key, const std::string& name,
                             const ByteArray& bytes) {
   if (bytes.empty() || !Open(root, key, KEY_SET_VALUE)) return false;
-  const std::uint32_t size = static_cast<std::uint32_t>(bytes.size());
+  const auto size = static_cast<std::uint32_t>(bytes.size());
   const bool written = Record(api_.RegSetValueExA(key_handle_, name, REG_BINARY, bytes.data(), size));
   Close();
   return written;

@@ -25,7 +25,7 @@ bool IsNumber(std::uint32_t type) {
 
 std::string Trim(const std::string& text) {
   const std::size_t first = text.find_first_not_of(' ');
-  if (first == text.npos) return {};
+  if (first == std::string_view::npos) return {};
   return text.substr(first, text.find_last_not_of(' ') - first + 1);
 }
 

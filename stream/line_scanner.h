@@ -113,7 +113,7 @@ class LineScanner {
   while (next == kOther) next = ClassOf(*++behind);
   if (next < kSeparator || digits > kMostDigits) return nullptr;
   const auto whole = static_cast<std::int64_t>(number);
-  float magnitude = static_cast<float>(whole);
+  auto magnitude = static_cast<float>(whole);
   if (decimals != 0 && !Quotient(whole, decimals, magnitude)) return nullptr;
   value = std::bit_cast<float>(std::bit_cast<std::uint32_t>(magnitude) | std::uint32_t{negative} << 31);
   ++read;

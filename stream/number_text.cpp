@@ -14,8 +14,8 @@ bool IsDigit(char c) {
 
 /// A decimal number of any length, gathered digit by digit without allocation. The first kKept significant
 /// digits are kept; of the rest it matters only whether one is not 0, because no float or double needs more
-/// to be rounded right.
-class Decimal {
+/// to be rounded right. Digits that are not kept are never looked at, and so not cleared.
+class Decimal {  // NOLINT(cppcoreguidelines-pro-type-member-init)
  public:
   void Negate() { negative_ = true; }
 

@@ -73,14 +73,13 @@ std::int32_t ReceiveBuffer::TakeLines(const char* last_cr, std::int32_t& read_li
   const char* const begin = RxBuffer.data();
   parser_.BeginPass();
   const char* line = begin;
-  for (const char* next = begin;;) {
-    line = next;
+  for (;;) {
     const LineScanner::Result taken = parser_.TakeLine(line, last_cr);
     read_lines += taken.read != 0;
     rate_.CountLine();
-    next = taken.end + 1;
     if (taken.end == last_cr) break;
-    if (*next == kLF) ++next;
+    line = taken.end + 1;
+    if (*line == kLF) ++line;
   }
   parser_.EndPass();
   // Only the last line of a pass can be seen from outside.

@@ -2,27 +2,21 @@
 
 #include <cstring>
 #include <gtest/gtest.h>
-#include <string>
-#include <utility>
-#include <vector>
+#include <numeric>
 
 #include "platform/sim/sim_platform.h"
 #include "tests/device_contract.h"
 
 namespace halden {
-
 namespace {
 
-TEST_P(DeviceContract, ListsItsDevicesAndFillsNoMoreNodesThanThereIsRoomFor) {
-  std::int32_t number = 0;
+TEST_P(DeviceContract, FillsNoMoreNodesThanThereIsRoomFor) {
   ASSERT_EQ(list_status_, FT_OK);
-  ASSERT_EQ(listed_, 2);
+  std::int32_t number = 0, count = 4;
   EXPECT_EQ(library_.FT_ListDevices(&number, nullptr, FT_LIST_NUMBER_ONLY), FT_OK);
-  EXPECT_EQ(number, 2);
   FT_DEVICE_LIST_INFO_NODE nodes[4];
-  std::int32_t count = 4;
   ASSERT_EQ(library_.FT_GetDeviceInfoList(nodes, &count), FT_OK);
-  EXPECT_EQ(count, 2);
+  EXPECT_EQ(std::vector({listed_, number, count}), std::vector({2, 2, 2}));
   EXPECT_NE(std::strncmp(nodes[0].SerialNumber, nodes[1].SerialNumber, sizeof nodes[0].SerialNumber), 0);
   nodes[1].SerialNumber[0] = '!';
   count = 1;
@@ -30,53 +24,30 @@ TEST_P(DeviceContract, ListsItsDevicesAndFillsNoMoreNodesThanThereIsRoomFor) {
   EXPECT_EQ(nodes[1].SerialNumber[0], '!');
 }
 
-TEST_P(DeviceContract, OpensADeviceForOneCallerAtATime) {
+TEST_P(DeviceContract, OpensADeviceForOneCallerAndKnowsNoOtherHandle) {
   EXPECT_EQ(Open(-1), -1);
   EXPECT_EQ(Open(2), -1);
-  const FT_HANDLE first = Open(0);
-  const FT_HANDLE second = Open(1);
-  EXPECT_NE(first, -1);
-  EXPECT_NE(second, -1);
-  EXPECT_NE(first, second);
-  EXPECT_EQ(Open(0), -1);
-  EXPECT_EQ(library_.FT_Close(first), FT_OK);
-  EXPECT_NE(Open(0), -1);
-}
-
-TEST_P(DeviceContract, AHandleThatIsNotOpenFailsAndTouchesNothing) {
   const FT_HANDLE stale = Open(0);
-  library_.FT_Close(stale);
+  EXPECT_EQ(Open(0), -1);
+  EXPECT_EQ(library_.FT_Close(stale), FT_OK);
   const FT_HANDLE open = Open(0);
+  ASSERT_NE(open, -1);
   ASSERT_NE(open, stale) << "else a stale handle would reach a device opened later";
-  devices_->Say(0, "1.5\r\n");
+  Say(0, open, "1.5\r\n");
   for (const FT_HANDLE handle : {stale, FT_HANDLE{-1}, FT_HANDLE{0}, FT_HANDLE{12345}}) {
     std::uint32_t count = 0, other = 0, event = 0;
-    std::int32_t com = 0;
-    char byte = 'x';
     library_.FT_Close(handle);
-    const FT_STATUS answers[] = {library_.FT_SetBaudRate(handle, 9600),
-                                 library_.FT_SetDataCharacteristics(handle, 8, 0, 0),
-                                 library_.FT_Read(handle, &byte, 1, &count),
-                                 library_.FT_Write(handle, &byte, 1, &count),
-                                 library_.FT_ResetDevice(handle),
-                                 library_.FT_ResetPort(handle),
-                                 library_.FT_GetComPortNumber(handle, &com),
-                                 library_.FT_SetDtr(handle),
-                                 library_.FT_ClrDtr(handle),
-                                 library_.FT_SetRts(handle),
-                                 library_.FT_ClrRts(handle),
-                                 library_.FT_SetLatencyTimer(handle, 5),
-                                 library_.FT_GetQueueStatus(handle, &count),
-                                 library_.FT_GetStatus(handle, &count, &other, &event),
-                                 library_.FT_Purge(handle, FT_PURGE_RX)};
-    for (const FT_STATUS answer : answers) EXPECT_NE(answer, FT_OK) << handle;
+    EXPECT_EQ(Read(handle), "failed");
+    EXPECT_NE(library_.FT_SetBaudRate(handle, 9600), FT_OK);
+    EXPECT_NE(library_.FT_GetStatus(handle, &count, &other, &event), FT_OK);
+    EXPECT_NE(library_.FT_Purge(handle, FT_PURGE_RX), FT_OK);
+    EXPECT_EQ(PortName(handle), "COM-1");
   }
-  EXPECT_EQ(ReadQueued(open), "1.5\r\n");
+  EXPECT_EQ(Read(open), "1.5\r\n");
 }
 
 TEST_P(DeviceContract, TakesWhatTheLinkSetsAndGivesEachDeviceItsOwnBytes) {
-  const FT_HANDLE handle = Open(0);
-  Open(1);
+  const FT_HANDLE handle = Open(0), other = Open(1);
   EXPECT_EQ(library_.FT_SetBaudRate(handle, 250000), FT_OK);
   EXPECT_EQ(library_.FT_SetDataCharacteristics(handle, 8, 0, 0), FT_OK);
   EXPECT_EQ(library_.FT_SetLatencyTimer(handle, 5), FT_OK);
@@ -85,135 +56,87 @@ TEST_P(DeviceContract, TakesWhatTheLinkSetsAndGivesEachDeviceItsOwnBytes) {
   EXPECT_NE(library_.FT_SetBaudRate(handle, 0), FT_OK);
   EXPECT_NE(library_.FT_SetDataCharacteristics(handle, 8, 0, 9), FT_OK);
 
-  devices_->Say(0, "gone");
+  Say(0, handle, "gone");
   EXPECT_EQ(library_.FT_Purge(handle, FT_PURGE_RX | FT_PURGE_TX), FT_OK);
-  devices_->Say(0, std::string("ab\0\xFF\r\n", 6));
-  devices_->Say(1, "other");
+  std::string every_byte(256, '\0');
+  std::iota(every_byte.begin(), every_byte.end(), '\0');
+  Say(0, handle, every_byte);
+  Say(1, other, "other");
+  EXPECT_EQ(library_.FT_Purge(handle, FT_PURGE_TX), FT_OK);
   std::uint32_t received = 0, waiting = 9, event = 9;
   EXPECT_EQ(library_.FT_GetStatus(handle, &received, &waiting, &event), FT_OK);
-  EXPECT_EQ(received, 6u);
+  EXPECT_EQ(received, 256u);
   EXPECT_EQ(waiting, 0u);
-  char bytes[2];
-  EXPECT_EQ(library_.FT_Read(handle, bytes, 2, &received), FT_OK);
-  EXPECT_EQ(std::string(bytes, received), "ab");
-  EXPECT_EQ(ReadQueued(handle), std::string("\0\xFF\r\n", 4));
+  EXPECT_EQ(Read(handle, 2), every_byte.substr(0, 2));
+  EXPECT_EQ(Read(handle), every_byte.substr(2));
+  EXPECT_EQ(Read(handle), "") << "nothing yet is no failure";
 }
 
 TEST_P(DeviceContract, GivesAPortsConfigurationByItsName) {
-  const FT_HANDLE handle = Open(0);
-  const std::string name = PortName(handle);
+  const std::string name = PortName(Open(0));
   ASSERT_NE(name, PortName(Open(1)));
   CommConfig config;
   config.dcb = {.BaudRate = 57600, .ByteSize = 7, .Parity = 2, .StopBits = 2};
-  EXPECT_FALSE(library_.SetDefaultCommConfigA(name, &config, sizeof config - 1));
-  ASSERT_TRUE(library_.SetDefaultCommConfigA(name, &config, sizeof config));
-
-  unsigned char block[64];
+  EXPECT_FALSE(ports_.SetDefaultCommConfigA(name, &config, sizeof config - 1));
+  ASSERT_TRUE(ports_.SetDefaultCommConfigA(name, &config, sizeof config));
   for (const std::uint32_t room : {0u, 51u, 52u, 64u}) {
-    std::memset(block, 0xA5, sizeof block);
+    std::string block(64, '~');
     std::uint32_t size = room;
-    EXPECT_EQ(library_.GetDefaultCommConfigA(name, block, &size), room >= 52) << room;
+    EXPECT_EQ(ports_.GetDefaultCommConfigA(name, block.data(), &size), room >= 52) << room;
     EXPECT_EQ(size, 52u);
-    for (std::size_t i = room < 52 ? 0 : 52; i < sizeof block; ++i) ASSERT_EQ(block[i], 0xA5) << room << i;
+    EXPECT_EQ(block.substr(room < 52 ? 0 : 52), std::string(room < 52 ? 64 : 12, '~'));
+    if (room < 52) continue;
+    std::memcpy(&config, block.data(), sizeof config);
+    const Dcb& line = config.dcb;
+    EXPECT_EQ(std::vector<std::uint32_t>({line.BaudRate, line.ByteSize, line.Parity, line.StopBits}),
+              std::vector<std::uint32_t>({57600, 7, 2, 2}));
   }
-  CommConfig stored;
-  std::memcpy(&stored, block, sizeof stored);
-  EXPECT_EQ(stored.dcb.BaudRate, 57600u);
-  EXPECT_EQ(stored.dcb.ByteSize, 7);
-  EXPECT_EQ(stored.dcb.Parity, 2);
-  EXPECT_EQ(stored.dcb.StopBits, 2);
-
   for (const std::string unknown : {"", "COM", "COM0", "COM-1", "COM99999", "com1"}) {
     std::uint32_t size = sizeof config;
-    EXPECT_FALSE(library_.GetDefaultCommConfigA(unknown, &config, &size)) << unknown;
-    EXPECT_FALSE(library_.SetDefaultCommConfigA(unknown, &config, size)) << unknown;
-    EXPECT_EQ(library_.CreateFileA("\\\\.\\" + unknown), -1) << unknown;
+    EXPECT_FALSE(ports_.GetDefaultCommConfigA(unknown, &config, &size)) << unknown;
+    EXPECT_FALSE(ports_.SetDefaultCommConfigA(unknown, &config, size)) << unknown;
+    EXPECT_EQ(ports_.CreateFileA("\\\\.\\" + unknown), -1) << unknown;
   }
 }
 
 TEST_P(DeviceContract, AsksThePortItselfThroughItsPath) {
-  const std::string name = PortName(Open(0));
-  EXPECT_EQ(library_.CreateFileA(name), -1);
-  EXPECT_EQ(library_.CreateFileA(""), -1);
-  const CommHandle port = library_.CreateFileA("\\\\.\\" + name);
+  const std::string name = PortName(Open(0)), path = "\\\\.\\" + name;
+  EXPECT_EQ(ports_.CreateFileA(name), -1);
+  const CommHandle port = ports_.CreateFileA(path);
   ASSERT_NE(port, -1) << "an open in the device library does not hinder it";
-  EXPECT_EQ(library_.CreateFileA("\\\\.\\" + name), -1);
+  EXPECT_EQ(ports_.CreateFileA(path), -1);
   CommConfig config;
   std::uint32_t size = 0;
-  EXPECT_FALSE(library_.GetCommConfig(port, &config, &size));
+  EXPECT_FALSE(ports_.GetCommConfig(port, &config, &size));
   EXPECT_EQ(size, 52u);
-  EXPECT_TRUE(library_.GetCommConfig(port, &config, &size));
+  EXPECT_TRUE(ports_.GetCommConfig(port, &config, &size));
   EXPECT_GT(config.dcb.BaudRate, 0u);
-  EXPECT_FALSE(library_.GetCommConfig(-1, &config, &size));
-  library_.CloseHandle(-1);
-  library_.CloseHandle(port);
-  EXPECT_FALSE(library_.GetCommConfig(port, &config, &size));
-  EXPECT_NE(library_.CreateFileA("\\\\.\\" + name), -1);
-}
-
-TEST_P(DeviceContract, ShowsTheLineDialogOnAPortThatIsThere) {
-  const std::string name = PortName(Open(0));
-  CommConfig config;
-  EXPECT_FALSE(library_.CommConfigDialogA(name, 0, &config)) << "nothing to show";
-  bool confirmed = true;
-  library_.SetLineDialog([&](const std::string& port, Dcb* line) {
-    EXPECT_EQ(port, name);
-    line->BaudRate += 100;
-    return confirmed;
-  });
-  EXPECT_FALSE(library_.CommConfigDialogA("COM0", 0, &config));
-  EXPECT_TRUE(library_.CommConfigDialogA(name, 0, &config));
-  confirmed = false;
-  EXPECT_FALSE(library_.CommConfigDialogA(name, 0, &config));
-  EXPECT_EQ(config.dcb.BaudRate, 100u) << "cancelled changes nothing";
+  ports_.CloseHandle(-1);
+  ports_.CloseHandle(port);
+  for (const CommHandle closed : {port, CommHandle{-1}})
+    EXPECT_FALSE(ports_.GetCommConfig(closed, &config, &size));
+  EXPECT_NE(ports_.CreateFileA(path), -1);
 }
 
 class SimDevicesUnderTest : public DevicesUnderTest {
  public:
-  DeviceLibrary& library() override { return sim_.library(); }
-  void Say(std::size_t index, const std::string& bytes) override { sim_.device(index).Feed(bytes); }
+  Platform& platform() override { return sim_.platform(); }
+  void Say(std::size_t index, FT_HANDLE, const std::string& bytes) override {
+    sim_.device(index).Feed(bytes);
+  }
 
  private:
-  SimPlatform sim_{{"sim:silent", "sim:silent"}};
+  SimPlatform sim_{{"sim:silent,com=3", "sim:silent"}};
 };
 
 INSTANTIATE_TEST_SUITE_P(Simulated, DeviceContract,
                          testing::Values([] { return std::make_unique<SimDevicesUnderTest>(); }));
 
-TEST(DeviceLibrary, PassesEachCallOnAsWhatItIs) {
-  SimPlatform sim({"sim:baud=57600"});
-  DeviceLibrary& library = sim.library();
-  std::int32_t count = 0;
-  FT_HANDLE handle = -1;
-  library.FT_CreateDeviceInfoList(&count);
-  library.FT_Open(0, &handle);
-  library.FT_SetDataCharacteristics(handle, 7, 2, 1);
-  library.FT_SetDtr(handle);
-  library.FT_ClrDtr(handle);
-  library.FT_SetRts(handle);
-  library.FT_ClrRts(handle);
-  library.FT_ResetDevice(handle);
-  library.FT_ResetPort(handle);
-  library.FT_Purge(handle, FT_PURGE_TX);
-  library.FT_Close(handle);
-  EXPECT_EQ(sim.calls(0), (std::vector<std::string>{"open", "data 7 2 1", "dtr 1", "dtr 0", "rts 1", "rts 0",
-                                                    "reset", "reset", "purge 2", "close"}));
-  CommConfig config;
-  std::uint32_t size = sizeof config;
-  ASSERT_TRUE(library.GetDefaultCommConfigA("COM256", &config, &size));
-  EXPECT_EQ(config.dcb.BaudRate, 57600u);
-  EXPECT_EQ(config.dcb.ByteSize, 8);
-}
-
 TEST(DeviceLibrary, GivesEachDeviceANumberOfItsOwn) {
-  const struct {
-    std::vector<std::string> devices;
-    std::vector<std::int32_t> numbers;
-  } cases[] = {
+  const std::pair<std::vector<std::string>, std::vector<std::int32_t>> cases[] = {
       {{"sim:com=3", "sim", "sim:com=3", "sim"}, {3, 256, 257, 258}},
       {{"sim", "sim:com=256", "sim:com=258", "sim"}, {257, 256, 258, 259}},
-      {{"sim:com=none", "sim", "sim:com=none"}, {-1, 256, -1}},
-  };
+      {{"sim:com=none", "sim", "sim:com=none"}, {-1, 256, -1}}};
   for (const auto& [devices, numbers] : cases) {
     SimPlatform sim(devices);
     std::int32_t count = 0;
@@ -226,34 +149,6 @@ TEST(DeviceLibrary, GivesEachDeviceANumberOfItsOwn) {
     }
     EXPECT_EQ(given, numbers) << devices.front();
   }
-}
-
-TEST(DeviceLibrary, OpensByTheSnapshotThatWasTakenLast) {
-  SimPlatform sim({"sim:serial=0123456789ABCDEF", "sim:serial=B,busy", "sim:serial=C"});
-  DeviceLibrary& library = sim.library();
-  FT_HANDLE handle = -1;
-  std::int32_t count = 0;
-  EXPECT_NE(library.FT_Open(0, &handle), FT_OK) << "no snapshot yet";
-  library.FT_CreateDeviceInfoList(&count);
-  sim.device(0).Unplug();
-  library.FT_ListDevices(&count, nullptr, FT_LIST_NUMBER_ONLY);
-  EXPECT_EQ(count, 2);
-  EXPECT_NE(library.FT_Open(0, &handle), FT_OK);
-  EXPECT_NE(library.FT_Open(1, &handle), FT_OK);
-  EXPECT_EQ(library.FT_Open(2, &handle), FT_OK);
-  EXPECT_EQ(library.OpenFailures(),
-            (std::vector<std::string>{"0123456789ABCDEF: not plugged in", "B: held by another program", ""}));
-
-  library.FT_CreateDeviceInfoList(&count);
-  EXPECT_EQ(count, 2);
-  sim.device(0).Plug();
-  library.FT_CreateDeviceInfoList(&count);
-  FT_DEVICE_LIST_INFO_NODE nodes[3];
-  ASSERT_EQ(library.FT_GetDeviceInfoList(nodes, &count), FT_OK);
-  ASSERT_EQ(count, 3);
-  EXPECT_EQ(std::string(nodes[0].SerialNumber, 16), "0123456789ABCDEF") << "fills its field";
-  EXPECT_STREQ(nodes[2].SerialNumber, "C");
-  EXPECT_EQ(library.FT_Open(0, &handle), FT_OK);
 }
 
 }  // namespace

@@ -16,26 +16,24 @@ class Pty {
   Pty() : fd_(posix_openpt(O_RDWR | O_NOCTTY | O_CLOEXEC)) {
     grantpt(fd_);
     unlockpt(fd_);
-    char name[64] = "";
-    ptsname_r(fd_, name, sizeof name);
-    path_ = name;
+    ioctl(fd_, TIOCGPTN, &number_);
   }
   ~Pty() { Hangup(); }
   Pty(const Pty&) = delete;
   Pty& operator=(const Pty&) = delete;
 
+  int number() const { return number_; }
   /// The path of the device's end.
-  const std::string& path() const { return path_; }
+  std::string path() const { return "/dev/pts/" + std::to_string(number_); }
 
   /// Short enough a text doesn't block. It arrives at the other end within a moment, not at once.
   bool Write(std::string_view text) {
     return write(fd_, text.data(), text.size()) == static_cast<ssize_t>(text.size());
   }
-  /// Blocks until the other end has written something.
-  std::string Read() {
-    char text[4096];
-    const ssize_t count = read(fd_, text, sizeof text);
-    return count > 0 ? std::string(text, static_cast<std::size_t>(count)) : "";
+  /// A character of what the other end writes, once it has.
+  char Read() {
+    char character = '\0';
+    return read(fd_, &character, 1) == 1 ? character : '\0';
   }
   /// The settings of the device's end.
   termios2 Settings() const {
@@ -52,7 +50,7 @@ class Pty {
 
  private:
   int fd_;
-  std::string path_;
+  int number_ = -1;
 };
 
 }  // namespace halden

@@ -21,7 +21,7 @@ class dlgFTDI final : private DetectionForm {
  public:
   /// `registry` is where the settings are kept, made on first use. All of them outlive the form.
   dlgFTDI(Store& store, Platform& platform, DriverSettings& settings);
-  ~dlgFTDI();
+  ~dlgFTDI() override;
 
   /// Makes the device wrapper, which takes its snapshot of the device list, the receive buffer and the
   /// window. Touches no device. Without memory for them the form stays unloaded and does nothing until

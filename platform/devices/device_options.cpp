@@ -85,7 +85,8 @@ Key<SimSettings> AffixKey(std::string name, std::string SimSettings::*member) {
   return {std::move(name), "up to 16 characters without digits, blanks and any of + - . ; (",
           [=](SimSettings& settings, bool, std::string_view value) {
             settings.*member = value;
-            return value.size() <= 16 && value.find_first_of("0123456789+-.;( \t\r\n") == value.npos;
+            return value.size() <= 16 &&
+                   value.find_first_of("0123456789+-.;( \t\r\n") == std::string_view::npos;
           }};
 }
 
@@ -176,7 +177,7 @@ std::string ReadKeys(std::string_view keys_text, Settings* settings) {
     const std::string_view part = TakePart(&keys_text);
     const std::size_t equals = part.find('=');
     const std::string_view name = part.substr(0, equals);
-    const bool has_value = equals != part.npos;
+    const bool has_value = equals != std::string_view::npos;
     const std::string_view value = has_value ? part.substr(equals + 1) : "";
     const auto key = std::find_if(keys.begin(), keys.end(), [&](const auto& k) { return k.name == name; });
     if (key == keys.end()) {

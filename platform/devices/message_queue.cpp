@@ -80,7 +80,8 @@ bool MessageQueue::ServePosted() {
 
 bool MessageQueue::ServeTimers() {
   bool ticked = false;
-  for (std::size_t i = 0; i < timers_.size(); ++i) {
+  // A tick may add timers.
+  for (std::size_t i = 0; i < timers_.size(); ++i) {  // NOLINT(modernize-loop-convert)
     const std::shared_ptr<Schedule> schedule = timers_[i].lock();
     if (schedule && schedule->TickIfDue()) ticked = true;
   }

@@ -110,7 +110,7 @@ std::int32_t GuardedFile::Read(std::string* content) const {
   content->clear();
   const Descriptor file(open(path_.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC));
   if (!file && (errno == ENOENT || errno == ENOTDIR)) return ERROR_SUCCESS;
-  struct stat status;
+  struct stat status {};
   if (!file || fstat(file.get(), &status) != 0) return ResultOf(errno, ERROR_CANTREAD);
   if (!S_ISREG(status.st_mode)) return ERROR_ACCESS_DENIED;
   return ReadAll(file.get(), content) ? ERROR_SUCCESS : ResultOf(errno, ERROR_CANTREAD);
@@ -132,7 +132,7 @@ std::int32_t GuardedFile::Acquire(Lock* lock) const {
 
 std::int32_t GuardedFile::Replace(std::string_view content) const {
   const std::string fresh = path_ + ".new";
-  struct stat old;
+  struct stat old {};
   const bool exists = stat(path_.c_str(), &old) == 0;
   if (exists && access(path_.c_str(), W_OK) != 0) return WriteResult(false);
   unlink(fresh.c_str());
@@ -144,7 +144,7 @@ std::int32_t GuardedFile::Replace(std::string_view content) const {
 
 std::int32_t GuardedFile::SetAside() const {
   std::string name = path_ + ".bad";
-  struct stat status;
+  struct stat status {};
   for (int number = 2; lstat(name.c_str(), &status) == 0; ++number)
     name = path_ + ".bad" + std::to_string(number);
   return WriteResult(rename(path_.c_str(), name.c_str()) == 0);

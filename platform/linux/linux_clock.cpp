@@ -1,7 +1,7 @@
 #include "platform/linux/linux_clock.h"
 
 #include <cerrno>
-#include <time.h>
+#include <ctime>
 #include <utility>
 
 namespace halden {
@@ -17,7 +17,7 @@ void LinuxClock::Sleep(std::uint32_t milliseconds) {
   timespec end{};
   clock_gettime(CLOCK_MONOTONIC, &end);
   end.tv_sec += milliseconds / 1000;
-  end.tv_nsec += milliseconds % 1000 * 1000000;
+  end.tv_nsec += long{milliseconds % 1000} * 1000000;
   if (end.tv_nsec >= 1000000000) {
     ++end.tv_sec;
     end.tv_nsec -= 1000000000;

@@ -1,10 +1,10 @@
 #include "platform/linux/locale_number_rules.h"
 
+#include <clocale>
 #include <cstdlib>
 #include <cstring>
 #include <cwchar>
 #include <langinfo.h>
-#include <locale.h>
 #include <optional>
 #include <string_view>
 
@@ -43,7 +43,7 @@ constexpr UsualSeparators kUsual[] = {
 constexpr std::string_view kCyrillicLanguages = " be bg kk ky mk mn ru sr tg tt uk ";
 
 bool Holds(std::string_view list, std::string_view word) {
-  return list.find(' ' + std::string(word) + ' ') != list.npos;
+  return list.find(' ' + std::string(word) + ' ') != std::string_view::npos;
 }
 
 const std::string& LocaleOf(const LocaleEnvironment& environment, const std::string& category) {
@@ -60,7 +60,7 @@ std::string_view LanguageOf(std::string_view locale) {
 }
 
 bool IsCyrillic(std::string_view locale) {
-  const bool latin = locale.find("@latin") != locale.npos;
+  const bool latin = locale.find("@latin") != std::string_view::npos;
   return !latin && Holds(kCyrillicLanguages, LanguageOf(locale));
 }
 

@@ -108,11 +108,11 @@ void TtyReader::Run() {
 void TtyReader::Receive() {
   const std::lock_guard lock(mutex_);
   char bytes[4096];
-  const std::size_t room = std::min(sizeof bytes, ByteQueue::kCapacity - queue_.Size());
+  const std::size_t room = std::min(sizeof bytes, kCapacity - queue_.Size());
   const ssize_t count = read(fd_, bytes, room);
   if (count > 0) {
     queue_.Push({bytes, static_cast<std::size_t>(count)});
-    full_ = queue_.Size() == ByteQueue::kCapacity;
+    full_ = queue_.Size() == kCapacity;
   } else if (count == 0 || (errno != EAGAIN && errno != EINTR)) {
     lost_ = true;
   }

@@ -17,6 +17,10 @@ namespace halden {
 /// All calls come on one thread, and none of them waits for bytes.
 class TtyReader {
  public:
+  /// Bytes that the queue holds. Half of what the driver's own buffer does: all of them, taken at once after
+  /// a pause, find room there behind a part line.
+  static constexpr std::size_t kCapacity = ByteQueue::kCapacity / 2;
+
   /// Does not own `fd`, which is in raw mode, doesn't block and outlives the reader. Throws std::system_error
   /// where the system gives no thread.
   explicit TtyReader(int fd);

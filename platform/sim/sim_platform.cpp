@@ -6,7 +6,7 @@
 
 namespace halden {
 
-SimPlatform::SimPlatform(const std::vector<std::string>& devices, SimMachine machine)
+SimPlatform::SimPlatform(const std::vector<std::string>& devices, const SimMachine& machine)
     : machine_(machine),
       clock_(machine.start_tick),
       devices_(devices.size()),

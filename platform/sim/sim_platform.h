@@ -30,7 +30,7 @@ class SimPlatform {
  public:
   /// `devices` are --device options; a bad one, or one of another kind than "sim" and "replay", throws
   /// std::invalid_argument.
-  explicit SimPlatform(const std::vector<std::string>& devices, SimMachine machine = {});
+  explicit SimPlatform(const std::vector<std::string>& devices, const SimMachine& machine = {});
   SimPlatform(const SimPlatform&) = delete;
   SimPlatform& operator=(const SimPlatform&) = delete;
 

@@ -11,14 +11,10 @@ from machine import wait_until
 STEPS = 64001  # multiples of 0.05 from -1600 to 1600
 
 
-def fields(number, columns):
+def line_of(number, columns):
     """The first column counts the lines, the others are that with changing sign."""
     value = (number % STEPS - STEPS // 2) / 20
-    return [value if column % 2 == 0 else -value for column in range(columns)]
-
-
-def line_of(number, columns):
-    return ("\t".join(f"{value:.2f}" for value in fields(number, columns)) + "\r\n").encode()
+    return ("\t".join(f"{value * (-1) ** column:.2f}" for column in range(columns)) + "\r\n").encode()
 
 
 def near(rate, wanted):
@@ -27,87 +23,79 @@ def near(rate, wanted):
 
 
 class Chip:
-    """Plugged in when made. Sends lines from `speak` on, or noise while the port has not the rate `speaks_at`; what it
-    sends while nobody has the port open is lost, as with a real one.
+    """Plugged in within a with statement. Sends so many lines a second, or noise while the port has not the rate
+    `speaks_at`, and what it is sent where it `sends_back`; nobody else may send it anything. What it sends while nobody
+    has the port open is lost, as with a real one.
 
     After an opening it waits for `pause` seconds. On a port that nobody has set up since it was plugged in, the kernel
     echoes what comes while it is still opening it, and no program can be faster.
     """
 
-    def __init__(self, machine, serial, columns=2, speaks_at=None, sends_back=False):
-        self.machine, self.columns = machine, columns
+    def __init__(self, machine, serial, lines_per_second=0, columns=2, speaks_at=None, sends_back=False):
+        self.machine, self.serial, self.rate, self.columns = machine, serial, lines_per_second, columns
         self.speaks_at, self.sends_back = speaks_at, sends_back
-        self.rate, self.next_line, self.written = 0, 0, b""
+        self.next_line, self.pending = 0, b""
         self.opened_at, self.pause, self.baud = math.inf, 0.1, 0
-        self.pending = b""
+        self.calls = []  # what it has been told
         self.chance = random.Random(serial)
-        before = len(machine.trace())
-        self.line = machine.connect(serial)
+
+    def __enter__(self):
+        self.trace = open(self.machine.trace_path, encoding="utf-8", errors="replace")
+        self.trace.seek(0, 2)
+        self.line = self.machine.connect(self.serial)
         self.line.setsockopt(socket.SOL_SOCKET, socket.SO_SNDBUF, 4096)
         self.line.setblocking(False)
-        found = wait_until(lambda: re.search(r"control 0x5, value 0x(\w+)", machine.trace()[before:]), "plugging in")
-        self.dev = f"dev 0:{int(found[1], 16)} "
-        self.plugged_at = before
-        self.tty = self.await_tty(serial)
-        self.trace = open(machine.trace_path)
-        self.trace.seek(before)
+        address = wait_until(lambda: re.search(r"control 0x5, value 0x(\w+)", self.trace.readline()), "plugging in")
+        self.dev = f"dev 0:{int(address[1], 16)} "
+        look = f"cd /sys/bus/usb-serial/devices; for t in *; do grep -q {self.serial} $t/../../serial && echo $t; done"
+        self.tty = wait_until(lambda: self.machine.try_to(f"({look}) 2>/dev/null")[0], f"a tty for {self.serial}")
         self.going = True
         self.feeder = threading.Thread(target=self.feed)
         self.feeder.start()
+        return self
 
-    def await_tty(self, serial):
-        command = f"for t in /sys/bus/usb-serial/devices/*; do grep -q {serial} $t/../../serial && echo ${{t##*/}}; done"
-        return wait_until(lambda: self.machine.run(command + " 2>/dev/null")[0].strip(), f"a tty for {serial}")
-
-    def calls(self):
-        """What the chip has been told since it was plugged in."""
-        lines = self.machine.trace()[self.plugged_at:].splitlines()
-        return [line.split(self.dev)[1] for line in lines if self.dev in line]
-
-    def rates(self):
-        return [int(call.split()[-1]) for call in self.calls() if call.startswith("baud rate")]
-
-    def follow(self):
-        """Learns from the trace what has been set since the last call."""
-        for line in self.trace:
-            if self.dev + "baud rate" in line:
-                self.baud = int(line.split()[-1])
-            if self.dev + "got control 0x4001" in line:
-                opened = not line.endswith("0x300\n")
-                self.opened_at = min(self.opened_at, time.monotonic()) if opened else math.inf
-
-    def speak(self, lines_per_second):
-        self.rate = lines_per_second
-
-    def hush(self):
-        """Stops within a line. The number of whole lines that have been sent."""
-        self.rate = 0
-        wait_until(lambda: not self.pending, "sending the last lines")
-        lines = self.next_line
-        self.pending = b"12"
-        return lines
+    def __exit__(self, *_):
+        if not self.going:
+            return
+        self.going = False
+        self.feeder.join()
+        self.line.close()
+        wait_until(lambda: self.machine.try_to(f"test -e /dev/{self.tty}")[1] != 0, f"the end of {self.tty}")
 
     def unplug(self):
-        if self.going:
-            self.going = False
-            self.feeder.join()
-            self.line.close()
-            self.trace.close()
-            wait_until(lambda: self.machine.run(f"test -e /dev/{self.tty}")[1] != 0, f"the end of {self.tty}")
+        """Stops within a line first. The number of whole lines that have been sent."""
+        self.rate = 0
+        wait_until(lambda: not self.pending, "sending the last lines")
+        lines, self.pending = self.next_line, b"12"
+        time.sleep(0.2)
+        self.__exit__()
+        return lines
+
+    def rates(self):
+        return [int(call.split()[-1]) for call in self.calls if call.startswith("baud rate")]
 
     def feed(self):
-        last = time.monotonic()
-        due = 0.0
+        last, due = time.monotonic(), 0.0
         while self.going:
             time.sleep(0.002)
             now = time.monotonic()
-            due = min(due + (now - last) * self.rate, self.rate / 10)
-            last = now
+            due, last = min(due + (now - last) * self.rate, self.rate / 10), now
             self.follow()
             if not self.pending:
                 self.pending = self.compose(int(due))
                 due -= int(due)
             self.exchange()
+
+    def follow(self):
+        for line in self.trace:
+            if self.dev not in line:
+                continue
+            self.calls.append(line.split(self.dev)[1].strip())
+            if "baud rate" in line:
+                self.baud = int(line.split()[-1])
+            if "got control 0x4001" in line:
+                opened = not line.endswith("0x300\n")
+                self.opened_at = min(self.opened_at, time.monotonic()) if opened else math.inf
 
     def compose(self, lines):
         first, self.next_line = self.next_line, self.next_line + lines
@@ -124,9 +112,10 @@ class Chip:
         except BlockingIOError:
             pass
         try:
-            written = self.line.recv(4096)
-            self.written += written
-            if self.sends_back:
-                self.pending += written
+            sent = self.line.recv(4096)
         except BlockingIOError:
-            pass
+            return
+        if self.sends_back:
+            self.pending += sent
+        else:
+            self.calls.append(f"sent {sent!r}")

@@ -5,10 +5,17 @@ import re
 import shutil
 import socket
 import subprocess
-import threading
 import time
 
-MODULES = ["usb-common", "usbcore", "xhci-hcd", "xhci-pci", "usbserial", "ftdi_sio"]
+PATIENCE = 60  # seconds, on a machine that does other things too
+
+
+def wait_until(condition, what):
+    end = time.monotonic() + PATIENCE
+    while not (result := condition()):
+        assert time.monotonic() < end, f"{what} did not happen"
+        time.sleep(0.02)
+    return result
 
 
 def unpack_kernel(packed, unpacked):
@@ -16,93 +23,73 @@ def unpack_kernel(packed, unpacked):
     with open(packed, "rb") as file:
         image = file.read()
     start = image.find(b"\xfd7zXZ\0")
-    if start < 0:
-        shutil.copy(packed, unpacked)
-        return
     with open(unpacked, "wb") as file:
-        file.write(lzma.LZMADecompressor().decompress(image[start:]))
+        file.write(image if start < 0 else lzma.LZMADecompressor().decompress(image[start:]))
 
 
 def make_initrd(folder, programs, path):
-    root = os.path.join(folder, "root")
+    root = f"{folder}/root"
     shutil.rmtree(root, ignore_errors=True)
-    os.makedirs(os.path.join(root, "bin"))
-    shutil.copytree(os.path.join(folder, "modules"), os.path.join(root, "modules"))
-    shutil.copy("/bin/busybox", os.path.join(root, "bin"))
+    shutil.copytree(f"{folder}/modules", f"{root}/modules")
+    os.mkdir(f"{root}/bin")
+    shutil.copy("/bin/busybox", f"{root}/bin")
+    shutil.copy(f"{os.path.dirname(__file__)}/init", root)
     for program in programs:
-        subprocess.run(["strip", "-o", os.path.join(root, "bin", os.path.basename(program)), program], check=True)
-    shutil.copy(os.path.join(os.path.dirname(__file__), "init"), root)
-    names = subprocess.run(["find", "."], cwd=root, capture_output=True, check=True).stdout
-    with open(path, "wb") as file:
-        subprocess.run(["/bin/busybox", "cpio", "-o", "-H", "newc"], cwd=root, input=names, stdout=file,
-                       stderr=subprocess.DEVNULL, check=True)
-
-
-def wait_until(condition, what, seconds=20):
-    end = time.monotonic() + seconds
-    while not (result := condition()):
-        assert time.monotonic() < end, f"{what} did not happen within {seconds} s"
-        time.sleep(0.02)
-    return result
+        subprocess.run(["strip", "-o", f"{root}/bin/{os.path.basename(program)}", program], check=True)
+    subprocess.run(f"find . | /bin/busybox cpio -o -H newc >{os.path.abspath(path)} 2>/dev/null", shell=True, cwd=root,
+                   check=True)
 
 
 class Machine:
     def __init__(self, folder, programs, chips):
-        """`programs` are statically linked and go to its /bin; `chips` are the serial numbers of the chips that can be plugged in."""
-        self.folder = folder
-        kernel, initrd = os.path.join(folder, "vmlinux"), os.path.join(folder, "initrd")
-        if not os.path.exists(kernel):
-            unpack_kernel(os.path.join(folder, "vmlinuz"), kernel)
-        make_initrd(folder, programs, initrd)
-        self.trace_path = os.path.join(folder, "trace")
+        """`programs` are statically linked and go to its /bin; `chips` are the serial numbers of the chips that can be
+        plugged in."""
+        self.folder, self.trace_path = folder, f"{folder}/trace"
+        if not os.path.exists(f"{folder}/vmlinux"):
+            unpack_kernel(f"{folder}/vmlinuz", f"{folder}/vmlinux")
+        make_initrd(folder, programs, f"{folder}/initrd")
+        for name in ["console", "trace", *chips]:
+            if os.path.exists(f"{folder}/{name}"):
+                os.remove(f"{folder}/{name}")
+        listening = f"path={folder}/%s,server=on,wait=off"
         command = ["qemu-system-x86_64", "-accel", "tcg", "-m", "512", "-smp", "2", "-nodefaults", "-no-user-config",
-                   "-display", "none", "-no-reboot", "-kernel", kernel, "-initrd", initrd,
-                   "-append", "console=ttyS0 quiet loglevel=4 panic=-1",
-                   "-serial", f"file:{folder}/kernel.log", "-serial", self.listening("console"),
+                   "-display", "none", "-no-reboot", "-kernel", f"{folder}/vmlinux", "-initrd", f"{folder}/initrd",
+                   "-append", "console=ttyS0 quiet loglevel=4 panic=-1", "-serial", f"file:{folder}/kernel.log",
+                   "-chardev", "socket,id=console," + listening % "console", "-serial", "chardev:console",
                    "-device", "qemu-xhci", "-trace", "usb_serial_*", "-D", self.trace_path]
         for serial in chips:
-            command += ["-chardev", f"socket,id={serial},path={folder}/{serial},server=on,wait=off",
+            command += ["-chardev", f"socket,id={serial}," + listening % serial,
                         "-device", f"usb-serial,chardev={serial},serial={serial}"]
-        for name in ["console", "trace", *chips]:
-            if os.path.exists(os.path.join(folder, name)):
-                os.remove(os.path.join(folder, name))
         self.emulator = subprocess.Popen(command, stdin=subprocess.DEVNULL)
-        self.console = self.connect("console")
-        self.heard = b""
-        self.hear_until(rb"ready\r?\n", 60)
-
-    def listening(self, name):
-        return f"unix:{self.folder}/{name},server=on,wait=off"
+        console = self.connect("console")
+        console.settimeout(2 * PATIENCE)
+        self.console = console.makefile("rwb")
+        while "ready" not in self.hear():
+            pass
 
     def connect(self, name):
         connection = socket.socket(socket.AF_UNIX)
-        path = os.path.join(self.folder, name)
-        wait_until(lambda: self.emulator.poll() is not None or connection.connect_ex(path) == 0, f"opening {name}")
-        assert self.emulator.poll() is None, "the emulator has ended"
+        wait_until(lambda: connection.connect_ex(f"{self.folder}/{name}") == 0, f"opening {name}")
         return connection
 
-    def hear_until(self, pattern, seconds):
-        end = time.monotonic() + seconds
-        while not (found := re.search(pattern, self.heard)):
-            self.console.settimeout(max(end - time.monotonic(), 0.001))
-            try:
-                part = self.console.recv(65536)
-            except TimeoutError:
-                part = b""
-            assert part, f"no {pattern} within {seconds} s, but {self.heard!r}"
-            self.heard += part
-        text, self.heard = self.heard[:found.start()], self.heard[found.end():]
-        return text.decode(errors="replace"), found
+    def hear(self):
+        line = self.console.readline()
+        assert line, "the virtual machine has ended"
+        return line.decode(errors="replace").replace("\r", "")
 
-    def run(self, command, seconds=20):
-        """What the command prints, and its exit code."""
-        self.console.sendall(command.encode() + b"\n")
-        text, found = self.hear_until(rb"\[done (\d+)\]\r?\n", seconds + 5)
-        return text.replace("\r", ""), int(found[1])
+    def try_to(self, command):
+        """What the command prints, without white space around it, and its exit code."""
+        self.console.write(command.encode() + b"\n")
+        self.console.flush()
+        text = ""
+        while not (found := re.match(r"\[done (\d+)\]", line := self.hear())):
+            text += line
+        return text.strip(), int(found[1])
 
-    def trace(self):
-        with open(self.trace_path, errors="replace") as file:
-            return file.read()
+    def run(self, command):
+        text, code = self.try_to(command)
+        assert code == 0, f"{command} gives {code}: {text}"
+        return text
 
     def end(self):
         self.emulator.kill()
