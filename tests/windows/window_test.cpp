@@ -106,6 +106,13 @@ TEST_F(ShownWindow, FitsTheDensityOfTheScreen) {
   Ask(dialog, {});
 }
 
+TEST_F(ShownWindow, AClickOnTheSelectedRowIsOneToo) {
+  dlgPort dialog(machine.store, shown);
+  ScreenUser user(kPortControls, {Do([this] { machine.ports.rates["COM12"] = 1200; }), PickRow("lstPort", 2),
+                                  SeePort(2, "COM12\t1200,N,8,1"), Escape()});
+  Ask(dialog, {.port = 2});
+}
+
 TEST_F(ShownWindow, LooksAsItsDesignSays) {
   const HWND host = CreateWindowW(L"STATIC", L"host", WS_OVERLAPPEDWINDOW | WS_VISIBLE, 0, 0, 100, 100,
                                   nullptr, nullptr, nullptr, nullptr);
