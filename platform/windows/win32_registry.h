@@ -5,7 +5,7 @@
 namespace halden {
 
 /// The registry of Windows. A key's handle keeps its value in 32 bits in a process of any width.
-class Win32Registry final : public RegistryApi {
+class Win32Registry : public RegistryApi {
  public:
   std::int32_t RegOpenKeyExA(HKEY parent, const std::string& path, std::uint32_t access, HKEY* key) override;
   std::int32_t RegCreateKeyExA(HKEY parent, const std::string& path, std::uint32_t access,

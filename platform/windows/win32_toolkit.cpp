@@ -6,10 +6,7 @@
 namespace halden {
 
 bool Win32Toolkit::CanShow() const {
-  USEROBJECTFLAGS flags{};
-  DWORD size = 0;
-  return GetUserObjectInformationW(GetProcessWindowStation(), UOI_FLAGS, &flags, sizeof flags, &size) &&
-         (flags.dwFlags & WSF_VISIBLE) != 0;
+  return CanShowWindows();
 }
 
 std::unique_ptr<Window> Win32Toolkit::NewWindow(WindowSpec spec) {

@@ -10,7 +10,6 @@ class Win32Toolkit final : public Toolkit {
   /// `module` holds the windows' icons, and must stay loaded.
   explicit Win32Toolkit(void* module) : module_(module) {}
 
-  /// False on a window station that nobody sees, such as a service's.
   bool CanShow() const override;
   std::unique_ptr<Window> NewWindow(WindowSpec spec) override;
   /// Belongs to the thread's active window, if it has one.

@@ -35,6 +35,13 @@ void ShowPointer(Pointer pointer) {
   SetCursor(LoadCursor(nullptr, pointer == Pointer::kHourglass ? IDC_WAIT : IDC_ARROW));
 }
 
+bool CanShowWindows() {
+  USEROBJECTFLAGS flags{};
+  DWORD size = 0;
+  return GetUserObjectInformationW(GetProcessWindowStation(), UOI_FLAGS, &flags, sizeof flags, &size) &&
+         (flags.dwFlags & WSF_VISIBLE) != 0;
+}
+
 Win32Window::Win32Window(WindowSpec spec, HINSTANCE module, const Pointer& pointer)
     : spec_(std::move(spec)), pointer_(pointer) {
   owner_ = CreateWindowExW(WS_EX_TOOLWINDOW, L"STATIC", nullptr, WS_POPUP, 0, 0, 0, 0, nullptr, nullptr,
@@ -100,7 +107,7 @@ void Win32Window::SetCaption(const std::string& caption) {
 }
 
 bool Win32Window::ShowModal() {
-  if (visible_) return false;
+  if (visible_ || !CanShowWindows()) return false;
   Show();
   ServeLoop();
   Hide();

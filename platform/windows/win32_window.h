@@ -10,6 +10,9 @@ namespace halden {
 /// What the pointer is, at once and until it moves onto a window that wants another one.
 void ShowPointer(Pointer pointer);
 
+/// False on a window station that nobody sees, such as a service's.
+bool CanShowWindows();
+
 /// A dialog of the system. Only the thread that made it may use it.
 class Win32Window final : public Window {
  public:
@@ -25,7 +28,7 @@ class Win32Window final : public Window {
   std::uintptr_t Handle() const override { return reinterpret_cast<std::uintptr_t>(window_); }
   void SetCaption(const std::string& caption) override;
   /// Runs the thread's message loop, with the thread's other windows disabled. Ends also when the thread is
-  /// to end.
+  /// to end. False where nobody would see it.
   bool ShowModal() override;
   void Hide() override;
   bool Visible() const override { return visible_; }

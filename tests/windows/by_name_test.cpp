@@ -8,45 +8,24 @@ using namespace halden::windows_test;
 
 namespace {
 
-std::wstring HereIs(const wchar_t* file) {
-  wchar_t path[MAX_PATH] = {};
-  GetModuleFileNameW(nullptr, path, MAX_PATH);
-  const std::wstring program = path;
-  return program.substr(0, program.rfind(L'\\') + 1) + file;
+ITypeLibPtr Load(const wchar_t* file) {
+  ITypeLibPtr library;
+  EXPECT_EQ(LoadTypeLibEx(file, REGKIND_NONE, &library), S_OK);
+  return library;
 }
-
-/// Registered as long as it lives.
-class RegisteredContract {
- public:
-  RegisteredContract() {
-    const std::wstring path = HereIs(L"contract.tlb");
-    ITypeLib* library = nullptr;
-    EXPECT_EQ(LoadTypeLibEx(path.c_str(), REGKIND_NONE, &library), S_OK);
-    EXPECT_EQ(RegisterTypeLib(library, const_cast<LPOLESTR>(path.c_str()), nullptr), S_OK);
-    library->GetLibAttr(&attributes_);
-    library_ = Reference(library);
-  }
-  ~RegisteredContract() {
-    UnRegisterTypeLib(attributes_->guid, 1, 0, LOCALE_NEUTRAL, attributes_->syskind);
-    static_cast<ITypeLib*>(library_.get())->ReleaseTLibAttr(attributes_);
-  }
-  RegisteredContract(const RegisteredContract&) = delete;
-  RegisteredContract& operator=(const RegisteredContract&) = delete;
-
- private:
-  Reference library_;
-  TLIBATTR* attributes_ = nullptr;
-};
 
 class ByName : public testing::Test {
  protected:
-  static IDispatch& Dispatch(const Reference& of) { return *static_cast<IDispatch*>(of.get()); }
-
   DISPID IdOf(const wchar_t* name) const {
     DISPID id = DISPID_UNKNOWN;
     auto* text = const_cast<LPOLESTR>(name);
-    Dispatch(object).GetIDsOfNames(IID_NULL, &text, 1, LOCALE_NEUTRAL, &id);
+    object->GetIDsOfNames(IID_NULL, &text, 1, LOCALE_NEUTRAL, &id);
     return id;
+  }
+  UINT TypeInfos() const {
+    UINT count = 9;
+    object->GetTypeInfoCount(&count);
+    return count;
   }
   /// `arguments` in the order in which they are passed, backwards.
   HRESULT Invoke(const wchar_t* name, WORD flags, std::vector<VARIANT> arguments, VARIANT* result = nullptr) {
@@ -54,51 +33,49 @@ class ByName : public testing::Test {
     const bool puts = flags == DISPATCH_PROPERTYPUT;
     DISPPARAMS parameters = {arguments.data(), puts ? &put : nullptr, static_cast<UINT>(arguments.size()),
                              puts ? 1u : 0u};
-    bad_argument = 99;
-    return Dispatch(object).Invoke(IdOf(name), IID_NULL, LOCALE_NEUTRAL, flags, &parameters, result, nullptr,
-                                   &bad_argument);
+    return object->Invoke(IdOf(name), IID_NULL, LOCALE_NEUTRAL, flags, &parameters, result, nullptr,
+                          &bad_argument);
   }
 
   InApartment apartment;
-  Reference object = NewObject();
+  IDispatchPtr object = NewObject();
   UINT bad_argument = 99;
 };
 
-VARIANT Number(short value) {
-  VARIANT variant{};
-  variant.vt = VT_I2;
-  variant.iVal = value;
-  return variant;
-}
-
 TEST_F(ByName, IdentifiersAreTheContractsWhereItIsRegistered) {
-  const DISPID own = IdOf(L"ADCName");
-  EXPECT_EQ(IdOf(L"adcNAME"), own);
+  EXPECT_EQ(IdOf(L"adcNAME"), IdOf(L"ADCName"));
+  EXPECT_NE(IdOf(L"ADCName"), 134);
   EXPECT_EQ(IdOf(L"Volume"), DISPID_UNKNOWN);
-  UINT infos = 9;
-  Dispatch(object).GetTypeInfoCount(&infos);
-  EXPECT_EQ(infos, 0u);
+  EXPECT_EQ(TypeInfos(), 0u);
 
-  const RegisteredContract contract;
+  wchar_t file[] = L"contract.tlb";
+  const ITypeLibPtr contract = Load(file);
+  ASSERT_EQ(RegisterTypeLib(contract, file, nullptr), S_OK);
   object = NewObject();
-  EXPECT_EQ(IdOf(L"ADCName"), 1745027134);
-  EXPECT_EQ(IdOf(L"ChannelRange"), 1745027120);
-  EXPECT_EQ(IdOf(L"Resolution"), IdOf(L"resolution")) << "one that the library doesn't have";
-  EXPECT_NE(IdOf(L"Resolution"), DISPID_UNKNOWN);
-  Dispatch(object).GetTypeInfoCount(&infos);
-  EXPECT_EQ(infos, 1u);
-  VARIANT name{};
-  ASSERT_EQ(Invoke(L"ADCName", DISPATCH_PROPERTYGET, {}, &name), S_OK);
-  EXPECT_STREQ(name.bstrVal, L"Halden-Text");
-  VariantClear(&name);
+  EXPECT_EQ(IdOf(L"adcNAME"), 134);
+  EXPECT_EQ(IdOf(L"InputChannels"), 115);
+  EXPECT_NE(IdOf(L"GetADC3"), DISPID_UNKNOWN) << "one that the library doesn't have";
+  EXPECT_EQ(TypeInfos(), 1u);
+  _variant_t name;
+  EXPECT_EQ(Invoke(L"ADCName", DISPATCH_PROPERTYGET, {}, &name), S_OK);
+  EXPECT_EQ(name, _variant_t(L"Halden-Text"));
+  TLIBATTR* attributes = nullptr;
+  contract->GetLibAttr(&attributes);
+  UnRegisterTypeLib(attributes->guid, 1, 0, LOCALE_NEUTRAL, attributes->syskind);
+  contract->ReleaseTLibAttr(attributes);
 }
 
 TEST_F(ByName, ArgumentsArriveInOrderAndAnswersInTheCallersOwnVariables) {
-  ASSERT_EQ(object.As(kContract).Get<VARIANT_BOOL>(kTest), VARIANT_TRUE);
-  EXPECT_EQ(Invoke(L"ChannelRange", DISPATCH_PROPERTYPUT, {Number(7), Number(1)}), S_OK);
-  VARIANT row{};
-  EXPECT_EQ(Invoke(L"ChannelRange", DISPATCH_PROPERTYGET | DISPATCH_METHOD, {Number(1)}, &row), S_OK);
-  EXPECT_EQ(row.iVal, 7);
+  ASSERT_EQ(Get(IADC3Ptr(object), &IADC3::Test), VARIANT_TRUE);
+  const _variant_t seven(short{7}), one(short{1});
+  EXPECT_EQ(Invoke(L"ChannelRange", DISPATCH_PROPERTYPUT, {seven, one}), S_OK);
+  _variant_t row;
+  EXPECT_EQ(Invoke(L"ChannelRange", DISPATCH_PROPERTYGET | DISPATCH_METHOD, {one}, &row), S_OK);
+  EXPECT_EQ(row, seven);
+  EXPECT_EQ(Invoke(L"ChannelRange", DISPATCH_PROPERTYPUT, {_variant_t(L"2,4"), one}), S_OK);
+  Invoke(L"ChannelRange", DISPATCH_PROPERTYGET, {one}, &row);
+  constexpr short kTwo = 2, kLast = 14;  // a comma separates groups in English
+  EXPECT_EQ(row.iVal, PRIMARYLANGID(GetUserDefaultLangID()) == LANG_RUSSIAN ? kTwo : kLast);
 
   short codes[4] = {};
   long room = 4, waiting = -1;
@@ -111,81 +88,71 @@ TEST_F(ByName, ArgumentsArriveInOrderAndAnswersInTheCallersOwnVariables) {
   EXPECT_EQ(Invoke(L"GetData", DISPATCH_METHOD, {arguments, arguments + 3}), S_OK);
   EXPECT_EQ(room, 0);
   EXPECT_EQ(waiting, 0);
-  EXPECT_EQ(Invoke(L"GetData", DISPATCH_METHOD, {arguments[0], arguments[1], Number(0)}),
-            DISP_E_TYPEMISMATCH);
+  EXPECT_EQ(Invoke(L"GetData", DISPATCH_METHOD, {arguments[0], arguments[1], one}), DISP_E_TYPEMISMATCH);
   EXPECT_EQ(bad_argument, 2u);
 }
 
 TEST_F(ByName, WhatDoesNotFitIsRefused) {
-  VARIANT missing{}, large{}, ignored{};
+  const _variant_t zero(short{0}), large(1e6), word(L"x");
+  _variant_t missing;
   missing.vt = VT_ERROR;
-  large.vt = VT_R8;
-  large.dblVal = 1e6;
-  EXPECT_EQ(Invoke(L"ADCName", DISPATCH_PROPERTYGET, {Number(0)}, &ignored), DISP_E_BADPARAMCOUNT);
-  EXPECT_EQ(Invoke(L"ChannelName", DISPATCH_PROPERTYGET, {}, &ignored), DISP_E_BADPARAMCOUNT);
-  EXPECT_EQ(Invoke(L"ChannelRange", DISPATCH_PROPERTYPUT, {missing, Number(0)}), DISP_E_TYPEMISMATCH);
-  EXPECT_EQ(bad_argument, 0u);
-  EXPECT_EQ(Invoke(L"ChannelRange", DISPATCH_PROPERTYPUT, {Number(0), large}), DISP_E_OVERFLOW);
-  EXPECT_EQ(bad_argument, 1u);
-  EXPECT_EQ(Invoke(L"ADCName", DISPATCH_PROPERTYPUT, {Number(0)}), DISP_E_MEMBERNOTFOUND);
-  EXPECT_EQ(Invoke(L"Volume", DISPATCH_METHOD, {}), DISP_E_MEMBERNOTFOUND);
-  EXPECT_EQ(ignored.vt, VT_EMPTY);
+  const struct {
+    const wchar_t* name;
+    WORD flags;
+    std::vector<VARIANT> arguments;
+    HRESULT result;
+    UINT bad;
+  } cases[] = {{L"Volume", DISPATCH_METHOD, {}, DISP_E_MEMBERNOTFOUND, 99},
+               {L"ADCName", DISPATCH_PROPERTYPUT, {zero}, DISP_E_MEMBERNOTFOUND, 99},
+               {L"ADCName", DISPATCH_PROPERTYGET, {zero}, DISP_E_BADPARAMCOUNT, 0},
+               {L"ChannelName", DISPATCH_PROPERTYGET, {}, DISP_E_BADPARAMCOUNT, 0},
+               {L"GetData", DISPATCH_METHOD, {zero, zero}, DISP_E_BADPARAMCOUNT, 0},
+               {L"ChannelName", DISPATCH_PROPERTYGET, {word}, DISP_E_TYPEMISMATCH, 0},
+               {L"ChannelRange", DISPATCH_PROPERTYPUT, {missing, zero}, DISP_E_TYPEMISMATCH, 0},
+               {L"ChannelRange", DISPATCH_PROPERTYPUT, {zero, large}, DISP_E_OVERFLOW, 1}};
+  for (const auto& [name, flags, arguments, result, bad] : cases) {
+    bad_argument = 99;
+    EXPECT_EQ(Invoke(name, flags, arguments), result) << &name - &cases[0].name;
+    EXPECT_EQ(bad_argument, bad) << &name - &cases[0].name;
+  }
 }
 
 std::wstring Described(ITypeInfo& info) {
   TYPEATTR* attributes = nullptr;
   info.GetTypeAttr(&attributes);
-  BSTR name = nullptr;
-  info.GetDocumentation(MEMBERID_NIL, &name, nullptr, nullptr, nullptr);
-  wchar_t guid[40] = {};
-  StringFromGUID2(attributes->guid, guid, 40);
-  std::wstring text = std::wstring(name) + L" " + guid + L" kind " + std::to_wstring(attributes->typekind) +
-                      L" flags " + std::to_wstring(attributes->wTypeFlags);
-  for (UINT i = 0; attributes->typekind != TKIND_COCLASS && i < attributes->cFuncs; ++i) {
-    FUNCDESC* function = nullptr;
-    BSTR member = nullptr;
-    info.GetFuncDesc(i, &function);
-    info.GetDocumentation(function->memid, &member, nullptr, nullptr, nullptr);
-    if (function->oVft >= 7 * static_cast<SHORT>(sizeof(void*)) || attributes->typekind == TKIND_INTERFACE)
-      text += std::wstring(L" ") + member;
-    SysFreeString(member);
-    info.ReleaseFuncDesc(function);
-  }
-  if (attributes->typekind == TKIND_COCLASS) text += L" of " + std::to_wstring(attributes->cImplTypes);
-  SysFreeString(name);
+  _bstr_t name;
+  info.GetDocumentation(MEMBERID_NIL, name.GetAddress(), nullptr, nullptr, nullptr);
+  wchar_t text[200] = {};
+  StringFromGUID2(attributes->guid, text, 40);
+  std::swprintf(text + 38, 160, L" %ls kind %d flags %d bases %d members %d", name.GetBSTR(),
+                attributes->typekind, attributes->wTypeFlags, attributes->cImplTypes, attributes->cFuncs);
   info.ReleaseTypeAttr(attributes);
   return text;
 }
 
 TEST(TypeLibrary, HoldsTheClassWithItsDefaultInterfaceAlone) {
   const InApartment apartment;
-  ITypeLib* library = nullptr;
-  ASSERT_EQ(LoadTypeLibEx(HereIs(L"HT_TEXT.adc").c_str(), REGKIND_NONE, &library), S_OK);
-  const Reference held(library);
+  const ITypeLibPtr library = Load(L"HT_TEXT.adc");
   TLIBATTR* attributes = nullptr;
   library->GetLibAttr(&attributes);
-  EXPECT_EQ(attributes->wMajorVerNum, 1);
-  EXPECT_EQ(attributes->wMinorVerNum, 1);
+  EXPECT_EQ(MAKELONG(attributes->wMinorVerNum, attributes->wMajorVerNum), 0x10001);
   EXPECT_EQ(attributes->lcid, static_cast<LCID>(LOCALE_NEUTRAL));
   library->ReleaseTLibAttr(attributes);
-  BSTR name = nullptr, description = nullptr;
-  library->GetDocumentation(-1, &name, &description, nullptr, nullptr);
-  EXPECT_STREQ(name, L"Brackwell");
-  EXPECT_STREQ(description, L"Halden-Text Driver");
-  SysFreeString(name);
-  SysFreeString(description);
-
+  _bstr_t name, description;
+  library->GetDocumentation(-1, name.GetAddress(), description.GetAddress(), nullptr, nullptr);
+  EXPECT_EQ(name + L": " + description, _bstr_t(L"Brackwell: Halden-Text Driver"));
   std::vector<std::wstring> types;
   for (UINT i = 0; i < library->GetTypeInfoCount(); ++i) {
-    ITypeInfo* info = nullptr;
+    ITypeInfoPtr info;
     library->GetTypeInfo(i, &info);
-    const Reference type(info);
     types.push_back(Described(*info));
   }
-  // Hidden, dual, not extensible, dispatchable; a class that can be created.
-  EXPECT_EQ(types, (std::vector<std::wstring>{
-                       L"_Halden_Text {0058F2CF-423E-42C8-86C9-F2323C000C21} kind 4 flags 4304 GetADC3",
-                       L"Halden_Text {292810AF-C28E-4FEE-B0F3-693F6DFEC0EF} kind 5 flags 2 of 1"}));
+  // Hidden, dual, not extensible, dispatchable, with one member behind the 7 of every dispatch interface; a
+  // class that can be created.
+  EXPECT_EQ(types,
+            (std::vector<std::wstring>{
+                L"{0058F2CF-423E-42C8-86C9-F2323C000C21} _Halden_Text kind 4 flags 4304 bases 1 members 8",
+                L"{292810AF-C28E-4FEE-B0F3-693F6DFEC0EF} Halden_Text kind 5 flags 2 bases 1 members 0"}));
 }
 
 }  // namespace

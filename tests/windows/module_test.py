@@ -1,4 +1,4 @@
-#!/usr/bin/env python3
+#!/usr/bin/python3
 """Compares what stands in the built component with what a host and the system expect of it.
 
 usage: module_test.py HT_TEXT.adc
@@ -10,7 +10,7 @@ import sys
 import unittest
 import uuid
 
-from portable_executable import Module
+import pefile
 
 ROOT = pathlib.Path(__file__).parents[2]
 ICON, STRING, GROUP_ICON, VERSION = 3, 6, 14, 16
@@ -19,76 +19,56 @@ NEUTRAL, ENGLISH, RUSSIAN = 0, 1033, 1049
 
 class ModuleTest(unittest.TestCase):
     maxDiff = None
+    module = pefile.PE(sys.argv[-1])
 
-    def setUp(self):
-        self.module = Module(sys.argv[-1])
-        self.resources = self.module.resources()
+    def resources(self):
+        """The bytes of each by type, name and language."""
+        return {(str(kind.name or kind.id), str(name.name or name.id), leaf.id):
+                self.module.get_data(leaf.data.struct.OffsetToData, leaf.data.struct.Size)
+                for kind in self.module.DIRECTORY_ENTRY_RESOURCE.entries
+                for name in kind.directory.entries for leaf in name.directory.entries}
 
     def test_exports_are_undecorated(self):
-        self.assertEqual(self.module.exports(),
-                         ["DllCanUnloadNow", "DllGetClassObject", "DllRegisterServer", "DllUnregisterServer"])
+        self.assertEqual([export.name for export in self.module.DIRECTORY_ENTRY_EXPORT.symbols],
+                         [b"DllCanUnloadNow", b"DllGetClassObject", b"DllRegisterServer", b"DllUnregisterServer"])
 
     def test_imports_are_the_system_and_the_device_library(self):
-        imports = self.module.imports()
-        devices = imports.pop("ftd2xx.dll")
+        imports = {entry.dll.decode().lower(): entry.imports for entry in self.module.DIRECTORY_ENTRY_IMPORT}
+        devices = [call.name.decode() for call in imports.pop("ftd2xx.dll")]
         self.assertLessEqual(set(imports), {"advapi32.dll", "comdlg32.dll", "gdi32.dll", "kernel32.dll", "msvcrt.dll",
                                             "ole32.dll", "oleaut32.dll", "user32.dll"})
         declared = re.findall(r"virtual FT_STATUS (\w+)", (ROOT / "platform/d2xx.h").read_text())
         self.assertEqual(sorted(devices), sorted(declared))
 
     def test_resources_are_those_of_the_component(self):
+        texts = re.findall(r"TEXT_ROW\((\d+)", (ROOT / "platform/text_table.inc").read_text())
         expected = {(ICON, i, RUSSIAN) for i in (1, 2, 3, 4)} | {(GROUP_ICON, name, RUSSIAN) for name in (1, "ADC")}
-        expected |= {(STRING, 1 + id // 16, language) for id in self.texts() for language in (ENGLISH, RUSSIAN)}
+        expected |= {(STRING, 1 + int(id) // 16, language) for id in texts for language in (ENGLISH, RUSSIAN)}
         expected |= {(VERSION, 1, ENGLISH), ("TYPELIB", 1, NEUTRAL), ("_IID_HALDEN_TEXT", 1, NEUTRAL)}
-        self.assertEqual(set(self.resources), expected)
-
-    @staticmethod
-    def texts():
-        rows = re.findall(r'TEXT_ROW\((\d+), "(.*)", "(.*)"\)', (ROOT / "platform/text_table.inc").read_text())
-        return {int(id): {ENGLISH: english, RUSSIAN: russian} for id, english, russian in rows}
-
-    def test_texts_stand_in_both_languages(self):
-        found = {}
-        for (kind, block, language), data in self.resources.items():
-            place = 0
-            for i in range(16 if kind == STRING else 0):
-                length = struct.unpack_from("<H", data, place)[0]
-                text = data[place + 2:place + 2 + 2 * length].decode("utf-16-le")
-                place += 2 + 2 * length
-                if text:
-                    found.setdefault(16 * (block - 1) + i, {})[language] = text
-        self.assertEqual(len(found), 15)
-        self.assertEqual(found, self.texts())
+        self.assertEqual(set(self.resources()), {(str(kind), str(name), language) for kind, name, language in expected})
 
     def test_icons_are_drawn_in_16_colours(self):
-        shapes = [struct.unpack_from("<4xii2xH", self.resources[ICON, i, RUSSIAN]) for i in (1, 2, 3, 4)]
-        self.assertEqual(shapes, [(32, 64, 4), (16, 32, 4)] * 2)
-        images = {name: [struct.unpack_from("<H", self.resources[GROUP_ICON, name, RUSSIAN], 18 + 14 * i)[0] for i in (0, 1)]
-                  for name in (1, "ADC")}
-        self.assertEqual(images, {1: [1, 2], "ADC": [3, 4]})
-        self.assertEqual(len({self.resources[ICON, i, RUSSIAN] for i in (1, 2, 3, 4)}), 4)
+        resources = sorted(self.resources().items())
+        icons = [data for (kind, *_), data in resources if kind == str(ICON)]
+        self.assertEqual([struct.unpack_from("<4xii2xH", icon) for icon in icons], [(32, 64, 4), (16, 32, 4)] * 2)
+        self.assertEqual(len(set(icons)), 4)
+        groups = {name: struct.unpack_from("<18xH12xH", data) for (kind, name, _), data in resources if kind == str(GROUP_ICON)}
+        self.assertEqual(groups, {"1": (1, 2), "ADC": (3, 4)})
 
     def test_version_block(self):
-        block = self.resources[VERSION, 1, ENGLISH]
-        fixed = struct.unpack_from("<13I", block, 40)
-        version = (3 << 16 | 2, 2)
-        self.assertEqual(fixed[:1] + fixed[2:6] + fixed[8:10], (0xFEEF04BD, *version, *version, 4, 2))
-        text = block.decode("utf-16-le", "replace")
-        for key, value in {"FileVersion": "3.02.0002", "ProductVersion": "3.02.0002", "InternalName": "HT_TEXT",
-                           "OriginalFilename": "HT_TEXT.adc", "OLESelfRegister": ""}.items():
-            place = text.index(key)
-            length, start = ord(text[place - 2]), place + len(key) + 1
-            start += start & 1
-            self.assertEqual(text[start:start + length].rstrip("\0"), value, key)
-        self.assertIn("040904B0", text)
+        fixed = self.module.VS_FIXEDFILEINFO[0]
+        self.assertEqual((fixed.FileVersionMS, fixed.FileVersionLS, fixed.FileOS, fixed.FileType), (3 << 16 | 2, 2, 4, 2))
+        tables = [table for info in self.module.FileInfo[0] if info.Key == b"StringFileInfo" for table in info.StringTable]
+        self.assertEqual([table.LangID for table in tables], [b"040904B0"])
+        expected = {b"FileVersion": b"3.02.0002", b"ProductVersion": b"3.02.0002", b"InternalName": b"HT_TEXT",
+                    b"OriginalFilename": b"HT_TEXT.adc", b"OLESelfRegister": b""}
+        self.assertEqual({key: tables[0].entries.get(key) for key in expected}, expected)
 
     def test_interface_identifiers(self):
-        data = self.resources["_IID_HALDEN_TEXT", 1, NEUTRAL]
-        library = (ROOT / "com/halden_text.idl").read_text()
-        own = re.search(r"uuid\(([-0-9A-F]+)\),\s+version\(1\.0\),\s+hidden", library).group(1)
-        self.assertEqual((len(data), data[:4]), (36, struct.pack("<I", 32)))
-        self.assertEqual([uuid.UUID(bytes_le=data[4:20]), uuid.UUID(bytes_le=data[20:36])],
-                         [uuid.UUID(own), uuid.UUID("97B526A8-3B46-11D7-B688-FDAEA8668E28")])
+        data = self.resources()["_IID_HALDEN_TEXT", "1", NEUTRAL]
+        own = uuid.UUID("0058F2CF-423E-42C8-86C9-F2323C000C21")
+        contract = uuid.UUID("97B526A8-3B46-11D7-B688-FDAEA8668E28")
+        self.assertEqual(data, struct.pack("<I", 32) + own.bytes_le + contract.bytes_le)
 
 
 unittest.main(argv=sys.argv[:1])

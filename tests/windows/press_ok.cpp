@@ -1,5 +1,5 @@
-// press_ok TITLE MILLISECONDS: waits for a message box of this title, lets it stand for so long and presses
-// its OK button. Gives up after 20 s.
+// press_ok TITLE MILLISECONDS: waits for a dialog of this title, lets it stand for so long and presses Enter
+// in it. Gives up after 20 s.
 
 #include <cstdlib>
 #include <windows.h>
@@ -8,9 +8,9 @@ int main(int count, char** words) {
   if (count != 3) return 2;
   constexpr int kPause = 20, kPauses = 1000;
   for (int i = 0; i < kPauses; ++i) {
-    if (const HWND box = FindWindowA(nullptr, words[1])) {
+    if (const HWND dialog = FindWindowA(nullptr, words[1])) {
       Sleep(static_cast<DWORD>(std::atoi(words[2])));
-      return PostMessageA(box, WM_COMMAND, IDOK, 0) ? 0 : 1;
+      return PostMessageA(dialog, WM_KEYDOWN, VK_RETURN, 1) ? 0 : 1;
     }
     Sleep(kPause);
   }

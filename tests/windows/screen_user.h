@@ -30,6 +30,11 @@ class ScreenUser : public FormUser {
   int messages = 0;        ///< boxes dismissed
   bool abandoned = false;  ///< the steps have come to their end with the dialog still shown
 
+  static std::string WindowText(HWND window) {
+    wchar_t text[200] = {};
+    GetWindowTextW(window, text, static_cast<int>(std::size(text)));
+    return Utf8Text(text);
+  }
   HWND Form() const { return Front(false); }
   std::string Caption() const { return WindowText(Form()); }
   HWND Control(const std::string& name) const {
@@ -89,31 +94,14 @@ class ScreenUser : public FormUser {
   }
 
  private:
-  static std::string WindowText(HWND window) {
-    wchar_t text[200] = {};
-    GetWindowTextW(window, text, static_cast<int>(std::size(text)));
-    return Utf8Text(text);
-  }
-
-  struct Search {
-    bool message_box;
-    HWND found;
-  };
-
   /// The dialog of this thread, or the message box in front of it.
   static HWND Front(bool message_box) {
-    Search search{message_box, nullptr};
-    EnumThreadWindows(GetCurrentThreadId(), &Look, reinterpret_cast<LPARAM>(&search));
-    return search.found;
-  }
-  static BOOL CALLBACK Look(HWND window, LPARAM data) {
-    auto& wanted = *reinterpret_cast<Search*>(data);
-    wchar_t name[20] = {};
-    GetClassNameW(window, name, static_cast<int>(std::size(name)));
-    const bool is_dialog = std::wstring_view(name) == L"#32770" && IsWindowVisible(window);
-    const bool is_box = WindowText(window) == "Halden-Text Driver";
-    if (is_dialog && is_box == wanted.message_box) wanted.found = window;
-    return wanted.found == nullptr;
+    for (HWND window = nullptr; (window = FindWindowExW(nullptr, window, L"#32770", nullptr));) {
+      const bool is_box = WindowText(window) == "Halden-Text Driver";
+      const bool is_ours = GetWindowThreadProcessId(window, nullptr) == GetCurrentThreadId();
+      if (is_ours && is_box == message_box && IsWindowVisible(window)) return window;
+    }
+    return nullptr;
   }
 
   /// Where the keys for a control go: a combo box may have an edit box.
@@ -143,13 +131,13 @@ class ScreenUser : public FormUser {
     keys[VK_SHIFT] = down ? 0x80 : 0;
     SetKeyboardState(keys);
   }
-  static void Key(HWND window, WPARAM key) {
-    PostMessageW(window, WM_KEYDOWN, key, 1);
-    PostMessageW(window, WM_KEYUP, key, 1);
-  }
   static void SendKeys(HWND window, WPARAM key, int count) {
-    for (int i = 0; i < count; ++i) Key(window, key);
+    for (int i = 0; i < count; ++i) {
+      PostMessageW(window, WM_KEYDOWN, key, 1);
+      PostMessageW(window, WM_KEYUP, key, 1);
+    }
   }
+  static void Key(HWND window, WPARAM key) { SendKeys(window, key, 1); }
   static void Click(HWND window, int x, int y) {
     PostMessageW(window, WM_LBUTTONDOWN, MK_LBUTTON, MAKELPARAM(x, y));
     PostMessageW(window, WM_LBUTTONUP, 0, MAKELPARAM(x, y));

@@ -10,28 +10,28 @@ using namespace halden::windows_test;
 
 namespace {
 
-constexpr VARIANT_BOOL kTrue = -1;
-constexpr VARIANT_BOOL kFalse = 0;
-
 /// The component that the host uses, with windows on the screen of this thread.
 class ShownComponent : public testing::Test {
  protected:
   ~ShownComponent() override {
-    adc.Reset();
-    object.Reset();
+    adc = nullptr;
     CoFreeUnusedLibrariesEx(0, 0);  // so that the next one finds its own devices
   }
   void Connect(const char* devices) {
     _putenv((std::string("HALDEN_SIM=") + devices).c_str());
-    object = NewObject();
-    adc = object.As(kContract);
-    ASSERT_TRUE(adc);
+    adc = NewObject();
   }
-  VARIANT_BOOL Show(const std::vector<FormStep>& steps) {
-    ScreenUser user({"cmdClose", "txtInfo", "txtValue"}, steps);
-    const auto shown = adc.Get<VARIANT_BOOL>(kShowSetting);
+  /// What the member gives that shows a dialog with these controls, in which the user does these steps.
+  VARIANT_BOOL Show(HRESULT (STDMETHODCALLTYPE IADC3::*member)(VARIANT_BOOL*),
+                    const std::vector<std::string>& controls, const std::vector<FormStep>& steps) {
+    ScreenUser user(controls, steps);
+    const auto shown = Get(adc, member);
     EXPECT_FALSE(user.abandoned);
+    messages = user.messages;
     return shown;
+  }
+  VARIANT_BOOL ShowSetting(const std::vector<FormStep>& steps) {
+    return Show(&IADC3::ShowSetting, {"cmdClose", "txtInfo", "txtValue"}, steps);
   }
   FormStep Note(std::string* text) {
     return [=, this](FormUser& user) {
@@ -40,81 +40,78 @@ class ShownComponent : public testing::Test {
       *text = user.Text("txtValue");
     };
   }
-  /// Some ticks of the driver's timer, each of which brings lines.
-  static std::vector<FormStep> Waiting(std::vector<FormStep> before, const std::vector<FormStep>& after) {
-    before.resize(before.size() + 20, [](FormUser&) {});
-    before.insert(before.end(), after.begin(), after.end());
-    return before;
-  }
-  std::string HiddenValue() const {
-    wchar_t text[200] = {};
-    GetWindowTextW(value, text, 200);
-    return Utf8Text(text);
+  /// Some ticks of the driver's timer, each of which brings lines, between the two.
+  std::vector<FormStep> Changing(const FormStep& close) {
+    std::vector<FormStep> steps(20, [](FormUser&) {});
+    steps.front() = Note(&first);
+    steps.push_back(Note(&last));
+    steps.push_back(close);
+    return steps;
   }
 
   InApartment apartment;
-  Reference object, adc;
-  HWND form = nullptr;
-  HWND value = nullptr;
+  IADC3Ptr adc;
+  HWND form = nullptr, value = nullptr;
+  std::string first, last;
+  int messages = 0;
 };
 
 }  // namespace
 
 TEST_F(ShownComponent, ShowsTheLiveLineUntilTheUserClosesIt) {
   Connect("sim:signal=ramp,columns=2,rate=200,com=300,serial=A1B2C3");
-  ASSERT_EQ(adc.Get<VARIANT_BOOL>(kTest), kTrue);
-  std::string first, last;
-  EXPECT_EQ(Show(Waiting({Note(&first)}, {Note(&last), Enter()})), kFalse);
+  ASSERT_EQ(Get(adc, &IADC3::Test), VARIANT_TRUE);
+  EXPECT_EQ(ShowSetting(Changing(Enter())), VARIANT_FALSE);
   EXPECT_NE(first, last);
   const HWND before = form;
-  const std::string hidden = HiddenValue();
+  const std::string hidden = ScreenUser::WindowText(value);
   EXPECT_FALSE(IsWindowVisible(before));
   Pump(200);
-  EXPECT_EQ(HiddenValue(), hidden) << "stands still while it is hidden";
+  EXPECT_EQ(ScreenUser::WindowText(value), hidden) << "stands still while it is hidden";
 
-  std::string info;
-  const auto note_info = [&](FormUser& user) { info = user.Text("txtInfo"); };
-  EXPECT_EQ(Show(Waiting({Note(&first), note_info}, {Note(&last), Escape()})), kFalse);
-  EXPECT_EQ(form, before);
-  EXPECT_NE(first, last);
-  EXPECT_EQ(info.substr(0, info.find('\n')), "Port: COM300\r");
-  EXPECT_NE(info.find("  A1B2C3"), std::string::npos);
-  for (const FormStep& close : {Press("cmdClose"), CloseBox()}) {
-    Show(
-        {SeeFocus("cmdClose"), Tab(), SeeFocus("txtValue"), Tab(), SeeFocus("cmdClose"), Note(&last), close});
+  for (const FormStep& close : {Escape(), Press("cmdClose"), CloseBox()}) {
+    std::vector<FormStep> steps = Changing(close);
+    steps[1] = SeeText("txtInfo", "Port: COM300\r\nFT232R  A1B2C3");
+    steps[2] = SeeFocus("cmdClose");
+    steps[3] = Tab();
+    steps[4] = SeeFocus("txtValue");
+    steps[5] = Tab();
+    ShowSetting(steps);
     EXPECT_EQ(form, before);
+    EXPECT_NE(first, last);
     EXPECT_FALSE(IsWindowVisible(form));
   }
 }
 
-TEST_F(ShownComponent, RefusesToShowWhileRecording) {
+TEST_F(ShownComponent, ShowsNothingWhileItRecordsOrWhereNobodySees) {
   Connect("sim:signal=ramp,columns=2,rate=200,com=300");
-  ASSERT_EQ(adc.Get<VARIANT_BOOL>(kTest), kTrue);
-  ASSERT_EQ(adc.Get<VARIANT_BOOL>(kStartRecord), kTrue);
-  std::string text;
-  {
-    ScreenUser nobody({"cmdClose", "txtInfo", "txtValue"}, {Note(&text)});
-    EXPECT_EQ(adc.Get<VARIANT_BOOL>(kShowSetting), kFalse);
-    Pump(100);
-  }
+  ASSERT_EQ(Get(adc, &IADC3::Test), VARIANT_TRUE);
+  ASSERT_EQ(Get(adc, &IADC3::StartRecord), VARIANT_TRUE);
+  const FormStep note = Note(&last);
+  EXPECT_EQ(ShowSetting({note}), VARIANT_FALSE);
+  adc->StopRecord();
+
+  const HWINSTA seen = GetProcessWindowStation();
+  const HWINSTA unseen = CreateWindowStationW(L"unseen", 0, MAXIMUM_ALLOWED, nullptr);
+  ASSERT_TRUE(SetProcessWindowStation(unseen));
+  EXPECT_EQ(ShowSetting({note}), VARIANT_FALSE);
+  adc = nullptr;
+  CoFreeUnusedLibrariesEx(0, 0);
+  Connect("sim:silent");
+  EXPECT_EQ(Show(&IADC3::Test, kPortControls, {note}), VARIANT_FALSE);
+  SetProcessWindowStation(seen);
+  CloseWindowStation(unseen);
   EXPECT_EQ(form, nullptr);
-  adc.Call(kStopRecord);
 }
 
 TEST_F(ShownComponent, AsksTheUserForADeviceThatDoesNotAnswer) {
   Connect("sim:silent,com=301 sim:silent,com=302,serial=SECOND");
-  {
-    ScreenUser user(kPortControls, {Escape()});
-    EXPECT_EQ(adc.Get<VARIANT_BOOL>(kTest), kFalse);
-    EXPECT_FALSE(user.abandoned);
-  }
-  ScreenUser user(kPortControls,
-                  {PickRow("lstPort", 1), PickRow("cboCh", 3), Type("cboRate", "abc"), Enter(), Tab(),
-                   Press("cmdCancel"), SeeFocus("cboRate"), Type("cboRate", "7"), Press("cmdOK")});
-  EXPECT_EQ(adc.Get<VARIANT_BOOL>(kTest), kTrue);
-  EXPECT_EQ(user.messages, 3);
-  EXPECT_FALSE(user.abandoned);
-  EXPECT_EQ(adc.Get<short>(kBasePort), 302);
-  EXPECT_EQ(adc.Get<short>(kChannelsCount), 4);
-  EXPECT_EQ(adc.Get<float>(kRate), 7);
+  const std::vector<FormStep> steps = {
+      PickRow("lstPort", 1), PickRow("cboCh", 3), Type("cboRate", "abc"), Enter(),       Tab(),
+      Press("cmdCancel"),    SeeFocus("cboRate"), Type("cboRate", "7"),   Press("cmdOK")};
+  EXPECT_EQ(Show(&IADC3::Test, kPortControls, steps), VARIANT_TRUE);
+  EXPECT_EQ(messages, 3);
+  EXPECT_EQ(Get(adc, &IADC3::get_BasePort), 302);
+  EXPECT_EQ(Get(adc, &IADC3::get_ChannelsCount), 4);
+  EXPECT_EQ(Get(adc, &IADC3::get_Rate), 7);
 }

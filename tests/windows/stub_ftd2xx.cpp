@@ -4,7 +4,6 @@
 #include <cstdlib>
 #include <map>
 #include <memory>
-#include <mutex>
 #include <sstream>
 #include <vector>
 
@@ -33,16 +32,10 @@ std::vector<std::unique_ptr<Device>> MakeDevices(Clock& clock) {
   return devices;
 }
 
-/// Calls come from any thread, as they may to the real one.
-struct Stub {
-  std::mutex mutex;
-  Win32Clock clock;
-  DeviceLibrary library{MakeDevices(clock)};
-};
-
-Stub& TheStub() {
-  static Stub stub;
-  return stub;
+DeviceLibrary& Library() {
+  static Win32Clock clock;
+  static DeviceLibrary library(MakeDevices(clock));
+  return library;
 }
 
 /// In a 64-bit process a handle doesn't fit into 32 bits, so that one that was cut short is noticed.
@@ -59,10 +52,8 @@ FT_HANDLE Narrow(Handle handle) {
 
 template <class... T>
 Status Call(FT_STATUS (DeviceLibrary::*member)(FT_HANDLE, T...), Handle handle, T... arguments) {
-  Stub& stub = TheStub();
-  const std::lock_guard lock(stub.mutex);
   const FT_HANDLE narrow = Narrow(handle);
-  return narrow < 0 ? kInvalidHandle : (stub.library.*member)(narrow, arguments...);
+  return narrow < 0 ? kInvalidHandle : (Library().*member)(narrow, arguments...);
 }
 
 }  // namespace
@@ -70,15 +61,13 @@ Status Call(FT_STATUS (DeviceLibrary::*member)(FT_HANDLE, T...), Handle handle, 
 extern "C" {
 
 Status __stdcall FT_CreateDeviceInfoList(std::uint32_t* count) {
-  const std::lock_guard lock(TheStub().mutex);
-  return TheStub().library.FT_CreateDeviceInfoList(reinterpret_cast<std::int32_t*>(count));
+  return Library().FT_CreateDeviceInfoList(reinterpret_cast<std::int32_t*>(count));
 }
 
 Status __stdcall FT_GetDeviceInfoList(Node* nodes, std::uint32_t* count) {
-  const std::lock_guard lock(TheStub().mutex);
   auto filled = static_cast<std::int32_t>(*count);
   std::vector<FT_DEVICE_LIST_INFO_NODE> narrow(*count);
-  if (const Status status = TheStub().library.FT_GetDeviceInfoList(narrow.data(), &filled)) return status;
+  if (const Status status = Library().FT_GetDeviceInfoList(narrow.data(), &filled)) return status;
   *count = static_cast<std::uint32_t>(filled);
   for (std::uint32_t i = 0; i < *count; ++i) {
     nodes[i] = {narrow[i].Flags, narrow[i].Type, narrow[i].ID, narrow[i].LocId, {}, {}, nullptr};
@@ -89,83 +78,45 @@ Status __stdcall FT_GetDeviceInfoList(Node* nodes, std::uint32_t* count) {
 }
 
 Status __stdcall FT_ListDevices(void* number, void* unused, std::uint32_t flags) {
-  const std::lock_guard lock(TheStub().mutex);
-  return TheStub().library.FT_ListDevices(static_cast<std::int32_t*>(number), unused, flags);
+  return Library().FT_ListDevices(static_cast<std::int32_t*>(number), unused, flags);
 }
 
 Status __stdcall FT_Open(std::int32_t index, Handle* handle) {
-  const std::lock_guard lock(TheStub().mutex);
   FT_HANDLE narrow = -1;
-  const Status status = TheStub().library.FT_Open(index, &narrow);
+  const Status status = Library().FT_Open(index, &narrow);
   if (status == FT_OK) *handle = Widen(narrow);
   return status;
 }
 
-Status __stdcall FT_Close(Handle handle) {
-  return Call(&DeviceLibrary::FT_Close, handle);
-}
+/// A call of an open device, which goes to it as it is.
+#define FORWARD(name, parameters, ...)              \
+  Status __stdcall name parameters {                \
+    return Call(&DeviceLibrary::name, __VA_ARGS__); \
+  }
 
-Status __stdcall FT_SetBaudRate(Handle handle, std::uint32_t bits_per_second) {
-  return Call(&DeviceLibrary::FT_SetBaudRate, handle, bits_per_second);
-}
+using Byte = std::uint8_t;
+using Word = std::uint32_t;
+FORWARD(FT_Close, (Handle handle), handle)
+FORWARD(FT_SetBaudRate, (Handle handle, Word rate), handle, rate)
+FORWARD(FT_SetDataCharacteristics, (Handle handle, Byte length, Byte stop, Byte parity), handle, length, stop,
+        parity)
+FORWARD(FT_Read, (Handle handle, void* buffer, Word count, Word* read), handle, buffer, count, read)
+FORWARD(FT_Write, (Handle handle, void* bytes, Word count, Word* written), handle,
+        static_cast<const void*>(bytes), count, written)
+FORWARD(FT_ResetDevice, (Handle handle), handle)
+FORWARD(FT_ResetPort, (Handle handle), handle)
+FORWARD(FT_GetComPortNumber, (Handle handle, std::int32_t* number), handle, number)
+FORWARD(FT_SetDtr, (Handle handle), handle)
+FORWARD(FT_ClrDtr, (Handle handle), handle)
+FORWARD(FT_SetRts, (Handle handle), handle)
+FORWARD(FT_ClrRts, (Handle handle), handle)
+FORWARD(FT_SetLatencyTimer, (Handle handle, Byte milliseconds), handle, milliseconds)
+FORWARD(FT_GetQueueStatus, (Handle handle, Word* rx_bytes), handle, rx_bytes)
+FORWARD(FT_GetStatus, (Handle handle, Word* rx_bytes, Word* tx_bytes, Word* events), handle, rx_bytes,
+        tx_bytes, events)
+FORWARD(FT_Purge, (Handle handle, Word mask), handle, mask)
 
-Status __stdcall FT_SetDataCharacteristics(Handle handle, std::uint8_t word_length, std::uint8_t stop_bits,
-                                           std::uint8_t parity) {
-  return Call(&DeviceLibrary::FT_SetDataCharacteristics, handle, word_length, stop_bits, parity);
-}
-
-Status __stdcall FT_Read(Handle handle, void* buffer, std::uint32_t count, std::uint32_t* read) {
-  return Call(&DeviceLibrary::FT_Read, handle, buffer, count, read);
-}
-
-Status __stdcall FT_Write(Handle handle, void* buffer, std::uint32_t count, std::uint32_t* written) {
-  return Call(&DeviceLibrary::FT_Write, handle, static_cast<const void*>(buffer), count, written);
-}
-
-Status __stdcall FT_ResetDevice(Handle handle) {
-  return Call(&DeviceLibrary::FT_ResetDevice, handle);
-}
-
-Status __stdcall FT_ResetPort(Handle handle) {
-  return Call(&DeviceLibrary::FT_ResetPort, handle);
-}
-
-Status __stdcall FT_GetComPortNumber(Handle handle, std::int32_t* number) {
-  return Call(&DeviceLibrary::FT_GetComPortNumber, handle, number);
-}
-
-Status __stdcall FT_SetDtr(Handle handle) {
-  return Call(&DeviceLibrary::FT_SetDtr, handle);
-}
-
-Status __stdcall FT_ClrDtr(Handle handle) {
-  return Call(&DeviceLibrary::FT_ClrDtr, handle);
-}
-
-Status __stdcall FT_SetRts(Handle handle) {
-  return Call(&DeviceLibrary::FT_SetRts, handle);
-}
-
-Status __stdcall FT_ClrRts(Handle handle) {
-  return Call(&DeviceLibrary::FT_ClrRts, handle);
-}
-
-Status __stdcall FT_SetLatencyTimer(Handle handle, std::uint8_t milliseconds) {
-  return Call(&DeviceLibrary::FT_SetLatencyTimer, handle, milliseconds);
-}
-
-Status __stdcall FT_GetQueueStatus(Handle handle, std::uint32_t* rx_bytes) {
-  return Call(&DeviceLibrary::FT_GetQueueStatus, handle, rx_bytes);
-}
-
-Status __stdcall FT_GetStatus(Handle handle, std::uint32_t* rx_bytes, std::uint32_t* tx_bytes,
-                              std::uint32_t* event_word) {
-  return Call(&DeviceLibrary::FT_GetStatus, handle, rx_bytes, tx_bytes, event_word);
-}
-
-Status __stdcall FT_Purge(Handle handle, std::uint32_t mask) {
-  return Call(&DeviceLibrary::FT_Purge, handle, mask);
-}
+#undef FORWARD
 
 }  // extern "C"
 
