@@ -94,7 +94,7 @@ TEST_F(Wrapper, TakesNoCountThatCanNotBeMeant) {
   ftdi.Open(0);
   faults.Arm(1, true, Faults::kSilent);
   EXPECT_EQ(ftdi.RxQueueCount() + ftdi.TxQueueCount() + ftdi.ComPortNumber() + ftdi.DeviceCount(), 0);
-  faults.lie = -1;
+  faults.lie = [](std::int64_t) { return -1; };
   faults.Arm(1, true, Faults::kLies);
   EXPECT_EQ(ftdi.RxQueueCount(), -1);
   EXPECT_EQ(ftdi.TxQueueCount(), 0);
@@ -144,7 +144,7 @@ TEST(GetPortConfig, TakesTheDefaultThenThePortThenTheFallback) {
     sim.device(0).SetDefaultLine({.BaudRate = 4800, .ByteSize = 8});
     Faults faults;
     FaultyCommConfig system(sim.library(), faults);
-    faults.lie = c.size;
+    faults.lie = [&](std::int64_t) { return c.size; };
     faults.fails = [&](const std::string& call) { return c.failing.find(call) != c.failing.npos; };
     faults.Arm(c.failing.empty(), false, c.kind);
     tPortInfo row;
