@@ -92,7 +92,7 @@ TEST(TextToFloat, RoundsOnceHoweverLongTheText) {
     float value;
   } cases[] = {
       {kComma, kGrouped, 1234.5f},
-      {kPoint, "16777217", 16777216.0f},
+      {kPoint, "16777217." + zeros, 16777216.0f},
       {kPoint, "16777217." + zeros + "1", 16777218.0f},  // just above the tie
       {kPoint, "1" + zeros + "e-2000", 1.0f},
       {kPoint, "0." + zeros + "1e2001", 1.0f},

@@ -13,13 +13,15 @@ namespace halden {
 namespace {
 
 struct Memory : ByteSource {
-  std::int32_t RxQueueCount() override { return static_cast<std::int32_t>(bytes.size()); }
+  std::int32_t RxQueueCount() override { return fails ? -1 : static_cast<std::int32_t>(bytes.size()); }
   std::int32_t Read(void* buffer, std::int32_t count) override {
+    EXPECT_GT(count, 0);
     std::copy_n(bytes.begin(), count, static_cast<char*>(buffer));
     bytes.erase(0, count);
     return count;
   }
   std::string bytes;
+  bool fails = false;
 };
 
 struct Framing : testing::Test {
@@ -42,7 +44,7 @@ struct Framing : testing::Test {
   /// Takes the lines of one pass: their first two values, joined.
   std::string Pass(std::string bytes) {
     Receive(bytes);
-    buffer.ParseBuffer();
+    numbers = buffer.ParseBuffer();
     const KadrTable table = InputData(store);
     std::string lines;
     for (int row = 1; row < table.Rows(); ++row)
@@ -50,6 +52,7 @@ struct Framing : testing::Test {
     return lines;
   }
 
+  std::int16_t numbers = 0;  ///< lines of the last pass that held one
   Store store;
   const FixedNumberRules rules = FixedNumberRules::Point();
   VirtualClock clock{1};
@@ -77,6 +80,8 @@ TEST_F(Framing, AnySplitIntoReadsTakesTheLinesOfItsPasses) {
           if (!line.empty())
             expected += line.size() < 3 ? "0;0 " : line.substr(line.find_first_not_of('\n')) + " ";
         EXPECT_EQ(Pass(part), expected);
+        EXPECT_EQ(numbers,
+                  std::count_if(lines.begin(), lines.end(), [](auto& line) { return line.size() > 2; }));
         EXPECT_EQ(buffer.RxCount, static_cast<std::int32_t>(held.size()));
         EXPECT_EQ(rate.RateLines, counted += static_cast<std::int32_t>(lines.size()));
         EXPECT_EQ(buffer.LastLine, lines.empty() ? buffer.LastLine : lines.back());
@@ -92,6 +97,8 @@ TEST_F(Framing, FillsToTheLastByteAndDropsAllForOneMore) {
   EXPECT_EQ(Pass(";3\r"), "12;3 ");
   EXPECT_EQ(Receive(std::string(70000, 'z')), 65536);
   EXPECT_EQ(buffer.ReadPort(true), 70000 - 65536);
+  source.fails = true;
+  EXPECT_EQ(Receive("1"), 0);
   EXPECT_EQ(buffer.RxCount, 70000 - 65536);
 }
 
