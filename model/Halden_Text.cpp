@@ -37,6 +37,7 @@ Halden_Text::Halden_Text(Store& store, Platform& platform, DriverServices& servi
   if (store_.InstanceCount < 1) {
     services_.InitSettingsKey(store_.ADCState.ADCName);
     InitRanges(store_, platform_.number_rules);
+    CountKadrs(store_);  // frames of a wider table can be read no more
     services_.LoadForm();
   }
   ++store_.InstanceCount;

@@ -28,6 +28,8 @@ bool IsKeyName(std::string_view name) {
 
 template <typename Item>
 Item* FindByName(std::vector<Item>& items, std::string_view name) {
+  for (Item& item : items)  // nearly always as it was made
+    if (item.name == name) return &item;
   const std::string folded = FoldCase(name);
   for (Item& item : items)
     if (FoldCase(item.name) == folded) return &item;

@@ -4,6 +4,7 @@
 #include <cmath>
 #include <deque>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "driver/apartment.h"
@@ -43,7 +44,7 @@ class HostModel {
     adc_ = apartment_.CreateObject();
     detected_ = false;
     table_.assign(1, 0);
-    width_ = 1;
+    if (std::exchange(width_, 1) != 1) ring_.clear();  // frames of a width that is no more are nobody's
     adc_->InputSizeData(requested_ = 1024);
   }
 
@@ -54,7 +55,6 @@ class HostModel {
       busy_ = false;
       return;
     }
-    InputData();  // frames of a width that is no more are nobody's
     adc_.reset();
     Is(!detected_ || sim_.calls(0).back() == "close", "the last release closes the device");
     busy_ = false;
