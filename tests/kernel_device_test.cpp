@@ -208,8 +208,8 @@ TEST(PortLines, TakesNoTextThatIsNoLine) {
   const FixedNumberRules rules = FixedNumberRules::C();
   FileRegistry registry(files / "ports.reg", rules);
   PortLines lines(files / "ports.reg", rules);
-  for (const std::string text : {"57600,N,8", "57600;N;8;1", "0,N,8,1", "x", "57600,Q,8,1", "57600,N,9,1",
-                                 "57600,N,3,1", "9600,S,7,1.5", "9600,E,4,2"}) {
+  for (const std::string text : {"57600,N,8", "57600,N;8,1", "57600,N,8;1", "0,N,8,1", "x", "57600,Q,8,1",
+                                 "57600,N,9,1", "57600,N,3,1", "9600,S,7,1.5", "9600,E,4,2"}) {
     ASSERT_EQ(SetRaw(registry, "Ports", "X", REG_SZ, text), ERROR_SUCCESS);
     EXPECT_EQ(lines.Find("x").has_value(), text.starts_with("9600")) << text;
   }
