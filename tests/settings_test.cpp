@@ -89,7 +89,6 @@ TEST_F(Registry, StoresEachTypeInItsForm) {
   EXPECT_EQ(registry.CurrencyValue("c"), -12345678901234);
   EXPECT_EQ(registry.BinaryValue("d").size(), 8u);
   EXPECT_EQ(registry.BinaryValue("missing"), ByteArray{0});
-  EXPECT_EQ(registry.ByteValue("missing") + registry.BooleanValue("missing"), 0);
 }
 
 TEST_F(Registry, TakesWhatFitsAndDefaultsOtherwise) {
@@ -115,8 +114,18 @@ TEST_F(Registry, TakesWhatFitsAndDefaultsOtherwise) {
   EXPECT_FALSE(registry.GetDouble("v", real, 2.5));
   EXPECT_EQ(real, 2.5);
   EXPECT_EQ(registry.ErrorCode(), 0);
-
+  EXPECT_EQ(registry.BinaryValue("v"), ByteArray{5});
+  std::uint8_t byte = 0;
+  bool yes = false;
+  float single = 1;
   Put("empty", REG_BINARY, "");
+  EXPECT_TRUE(registry.GetByte("v", byte, 3) && registry.GetBoolean("v", yes, false) &&
+              registry.GetSingle("empty", single, 1));
+  EXPECT_TRUE(byte == 5 && yes && single == 0);
+  EXPECT_FALSE(registry.GetByte("missing", byte, 3) || registry.GetBoolean("missing", yes, false) ||
+               registry.GetSingle("missing", single, 0.5f));
+  EXPECT_TRUE(byte == 3 && !yes && single == 0.5f);
+
   Put("multi", REG_MULTI_SZ, "one\0two\0\0"s);
   std::string text = "old";
   EXPECT_FALSE(registry.GetString("missing", text, ""));
