@@ -299,11 +299,13 @@ TEST(DriverSettings, KeepWhatARunHasProvedInEveryRegistry) {
   const std::string label = "@=\"Halden-Text\"\r\n", port = "\"Port\"=dword:0000000";
   const std::string kept = "\"ChannelFixed\"=dword:00000004\r\n\"RateFixed\"=dword:41200000\r\n" + label;
   const std::string chosen = "\"ChannelFixed\"=dword:00000003\r\n\"RateFixed\"=dword:41480000\r\n" + label;
+  const std::string least = "\"ChannelFixed\"=dword:00000001\r\n\"RateFixed\"=dword:3f000000\r\n" + label;
   const std::vector<std::string> silent = {"sim:silent,com=5"};
   const UserAnswer answer{0, 3, "12.5"};
   const Life lives[] = {
       {{"sim:com=5"}, {}, "", "", true, kept + port + "5\r\n"},
       {silent, answer, "", "1;2\r3;4\r5;6\r", true, chosen + port + "5\r\n"},
+      {silent, UserAnswer{0, 1, "0.5"}, "", "1;2\r3;4\r5;6\r", true, least + port + "5\r\n"},
       {silent, answer, "", "", true, kept},
       {silent, {}, "", "", false, kept},
       {silent, {}, "1;2\r3;4\r", "", false, kept + port + "1\r\n"},  // a format, though no device
