@@ -4,7 +4,7 @@
 #include "link/cFTDI.h"
 #include "link/port_table.h"
 #include "tests/driver_fixture.h"
-#include "tests/faulty_platform.h"
+#include "tests/faulty_driver.h"
 
 namespace halden {
 namespace {
@@ -221,6 +221,21 @@ TEST(Detection, TriesTheRateThatAChipMayReallyTalkAt) {
     constexpr float kLongestLine = 40;  // none of what was heard at the other rate counts
     EXPECT_TRUE(!found || driver.adc->RateMax() > std::stof(speaks_at) / 8 / kLongestLine) << configured;
   }
+}
+
+TEST(Detection, APortNumberBeyond16BitsIsNone) {
+  constexpr int kMostCalls = 50;
+  std::string struck;
+  for (int first = 1; struck != "GetComPortNumber" && first < kMostCalls; ++first) {
+    FaultyDriver driver({"sim:rate=400"});
+    driver.faults.lie = 32768;
+    driver.faults.Arm(first, false, Faults::kLies);
+    driver.adc = driver.apartment.CreateObject();
+    driver.adc->Test();
+    struck = driver.faults.Struck();
+    EXPECT_EQ(driver.adc->BasePort() == 0, struck == "GetComPortNumber") << struck;
+  }
+  EXPECT_EQ(struck, "GetComPortNumber");
 }
 
 TEST(Detection, TakesWhatCameOrElseTheUsersWord) {

@@ -89,7 +89,6 @@ TEST_F(Registry, StoresEachTypeInItsForm) {
   EXPECT_EQ(registry.CurrencyValue("c"), -12345678901234);
   EXPECT_EQ(registry.BinaryValue("d").size(), 8u);
   EXPECT_EQ(registry.BinaryValue("missing"), ByteArray{0});
-  EXPECT_EQ(registry.ByteValue("missing") + registry.BooleanValue("missing"), 0);
 }
 
 TEST_F(Registry, TakesWhatFitsAndDefaultsOtherwise) {
@@ -115,8 +114,18 @@ TEST_F(Registry, TakesWhatFitsAndDefaultsOtherwise) {
   EXPECT_FALSE(registry.GetDouble("v", real, 2.5));
   EXPECT_EQ(real, 2.5);
   EXPECT_EQ(registry.ErrorCode(), 0);
-
+  EXPECT_EQ(registry.BinaryValue("v"), ByteArray{5});
+  std::uint8_t byte = 0;
+  bool yes = false;
+  float single = 1;
   Put("empty", REG_BINARY, "");
+  EXPECT_TRUE(registry.GetByte("v", byte, 3) && registry.GetBoolean("v", yes, false) &&
+              registry.GetSingle("empty", single, 1));
+  EXPECT_TRUE(byte == 5 && yes && single == 0);
+  EXPECT_FALSE(registry.GetByte("missing", byte, 3) || registry.GetBoolean("missing", yes, false) ||
+               registry.GetSingle("missing", single, 0.5f));
+  EXPECT_TRUE(byte == 3 && !yes && single == 0.5f);
+
   Put("multi", REG_MULTI_SZ, "one\0two\0\0"s);
   std::string text = "old";
   EXPECT_FALSE(registry.GetString("missing", text, ""));
@@ -290,11 +299,13 @@ TEST(DriverSettings, KeepWhatARunHasProvedInEveryRegistry) {
   const std::string label = "@=\"Halden-Text\"\r\n", port = "\"Port\"=dword:0000000";
   const std::string kept = "\"ChannelFixed\"=dword:00000004\r\n\"RateFixed\"=dword:41200000\r\n" + label;
   const std::string chosen = "\"ChannelFixed\"=dword:00000003\r\n\"RateFixed\"=dword:41480000\r\n" + label;
+  const std::string least = "\"ChannelFixed\"=dword:00000001\r\n\"RateFixed\"=dword:3f000000\r\n" + label;
   const std::vector<std::string> silent = {"sim:silent,com=5"};
   const UserAnswer answer{0, 3, "12.5"};
   const Life lives[] = {
       {{"sim:com=5"}, {}, "", "", true, kept + port + "5\r\n"},
       {silent, answer, "", "1;2\r3;4\r5;6\r", true, chosen + port + "5\r\n"},
+      {silent, UserAnswer{0, 1, "0.5"}, "", "1;2\r3;4\r5;6\r", true, least + port + "5\r\n"},
       {silent, answer, "", "", true, kept},
       {silent, {}, "", "", false, kept},
       {silent, {}, "1;2\r3;4\r", "", false, kept + port + "1\r\n"},  // a format, though no device
