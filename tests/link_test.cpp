@@ -228,7 +228,7 @@ TEST(Detection, APortNumberBeyond16BitsIsNone) {
   std::string struck;
   for (int first = 1; struck != "GetComPortNumber" && first < kMostCalls; ++first) {
     FaultyDriver driver({"sim:rate=400"});
-    driver.faults.lie = 32768;
+    driver.faults.lie = [](std::int64_t) { return 32768; };
     driver.faults.Arm(first, false, Faults::kLies);
     driver.adc = driver.apartment.CreateObject();
     driver.adc->Test();
