@@ -30,7 +30,7 @@ build() {
   log=$(mktemp)
   if ! {
     cd "$root" &&
-      { [[ -e build/$preset/build.ninja ]] || cmake --preset "$preset" ${configure:+"$configure"}; } &&
+      { [[ build/$preset/build.ninja -nt CMakePresets.json ]] || cmake --preset "$preset" ${configure:+"$configure"}; } &&
       ninja -C "build/$preset" "$@"
   } >"$log" 2>&1; then
     cat "$log" >&2

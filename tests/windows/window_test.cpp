@@ -108,8 +108,9 @@ TEST_F(ShownWindow, FitsTheDensityOfTheScreen) {
 
 TEST_F(ShownWindow, AClickOnTheSelectedRowIsOneToo) {
   dlgPort dialog(machine.store, shown);
-  ScreenUser user(kPortControls, {Do([this] { machine.ports.rates["COM12"] = 1200; }), PickRow("lstPort", 2),
-                                  SeePort(2, "COM12\t1200,N,8,1"), Escape()});
+  ScreenUser user(kPortControls,
+                  {Do([this] { machine.sim.device(2).SetDefaultLine({.BaudRate = 1200, .ByteSize = 8}); }),
+                   PickRow("lstPort", 2), SeePort(2, "COM12\t1200,N,8,1"), Escape()});
   Ask(dialog, {.port = 2});
 }
 
