@@ -95,7 +95,7 @@ class LineScanner {
       return first;
     }
     if (DigitOf(*first) > 9) return nullptr;
-    negative = first > at && first[-1] == '-';
+    negative = first[-1] == '-';
   }
   std::uint64_t number = 0;
   const char* behind = ReadDigits(first, number);

@@ -23,12 +23,14 @@ WRONG = {
     "--seconds": ["record --frames 5 --seconds 5", "record --seconds -1", "record --seconds nan"],
     "--channels": ["record --channels 0,,1", "record --channels -1", "record --channels 32767",
                    f"{FAST} record --channels 0,3 --quiet"],
-    "--range": ["record --range 0", "record --range 0=15", f"{FAST} record --range 3=1 --quiet"],
+    "only channel 0": ["record --device sim:columns=1 --channels 1 --quiet"],
+    "--range": ["record --range 0", "record --range 0=15", f"{FAST} record --range 3=1 --quiet",
+                f"{FAST} watch --range 3=1 --quiet"],
     "--capacity": ["record --capacity 1023", "record --capacity 2147483648"],
     "--codes": ["record --codes"],
     "--csv": ["record --csv=", "devices --csv x"],
     "--quiet": ["record --quiet=yes"],
-    "--answer": ["watch --answer port=0,channels=33,rate=1", "watch --answer port=0",
+    "--answer": ["watch --answer port=0,channels=33,rate=1", "watch --answer port",
                  "watch --answer port=0,rate=1,colour=2", "watch --answer rate=1 --cancel"],
     "nonsense": ["watch --device nonsense"],
     "columns": ["watch --device sim:columns=no"],
@@ -58,7 +60,8 @@ class CommandLine(unittest.TestCase):
         return process.returncode, out, err
 
     def test_what_is_wrong_is_named_in_one_line(self):
-        cases = [(2, named, arguments) for named, all_arguments in WRONG.items() for arguments in all_arguments]
+        cases = [(1, "needs a terminal", "monitor")]
+        cases += [(2, named, arguments) for named, all_arguments in WRONG.items() for arguments in all_arguments]
         for path in ["/dev/nowhere", "/dev/null"]:
             cases.append((1, path, f"record --device tty:{path} --csv {self.folder}/missing/folder"))
         for expected, named, arguments in cases:
@@ -66,6 +69,19 @@ class CommandLine(unittest.TestCase):
                 code, out, err = self.run_host(arguments)
                 self.assertEqual((code, out, err.count("\n")), (expected, "", 1), err)
                 self.assertIn(named, err)
+
+    def test_help_names_every_option(self):
+        code, out, _ = self.run_host("--help")
+        self.assertEqual(code, 0)
+        for named in [*(name for name in WRONG if name.startswith("--") and name != "--frame"), "--export", "monitor"]:
+            self.assertIn(named, out)
+
+    def test_a_picture_shows_many_channels_and_none_of_them_moving_or_there(self):
+        device = "--device sim:signal=constant,rate=50 --channels " + ",".join(["0"] * 70)
+        for ending in ["--frames 20 --capacity 1024", "--seconds 0.001"]:
+            self.assertEqual(self.run_host(f"record {device} {ending} --svg {self.folder}/picture")[0], 0)
+            with open(f"{self.folder}/picture", encoding="utf-8") as picture:
+                self.assertEqual(picture.read().count("<polyline"), 64)
 
     def test_a_signal_ends_a_recording_with_whole_lines(self):
         for number in [signal.SIGINT, signal.SIGTERM]:
@@ -100,6 +116,33 @@ class CommandLine(unittest.TestCase):
         self.assertEqual((code, header, len(lines)), (0, ["Column3", "Column1", "Column3"], 50))
         for line in lines:
             self.assertEqual([line[2], *(str(int(code)) for code in line[1:])], line)
+
+    def test_what_the_user_said_is_remembered_and_shown(self):
+        self.assertEqual(self.run_host("settings"), (0, "nothing is stored yet\n", ""))
+        device = "--device sim:silent=2.5,columns=3,com=5"
+        code, _, err = self.run_host(f"record {device} --answer port=0,channels=3,rate=12.5 --frames 3")
+        self.assertIn("Found COM5 with 3 channels, at most 3600 frames a second", err)
+        self.assertEqual(code, 0)
+        stored = {"(label)": "Halden-Text", "Port": "5", "ChannelFixed": "3", "RateFixed": "12.5"}
+        self.assertEqual(self.run_host("settings")[1], "".join(f"{name}: {text}\n" for name, text in stored.items()))
+        self.assertEqual(list(json.loads(self.run_host("settings --json")[1]).values()), list(stored.values()))
+        self.assertIn('"RateFixed"=dword:41480000', self.run_host("settings --export")[1])
+        with open(f"{self.folder}/registry", "w", encoding="utf-8") as registry:
+            registry.write("REGEDIT4\n[HKEY_CURRENT_USER\\Software\\Corvane\\ADC\\Brackwell\\Halden-Text]\n"
+                           '"RateFixed"="so fast"\n"x"=hex:01,fe\n')
+        self.assertEqual(self.run_host("settings")[1], "RateFixed: so fast\nx: 01 fe\n")
+        with open(f"{self.folder}/registry", "w", encoding="utf-8") as registry:
+            registry.write("not a registry")
+        code, out, err = self.run_host("settings")
+        self.assertEqual((code, out), (1, ""))
+        self.assertIn("the registry can't be read", err)
+
+    def test_devices_stand_below_each_other(self):
+        code, out, _ = self.run_host("devices --device sim:busy --device sim:com=5,baud=9600")
+        busy, found = out.splitlines()[1:]
+        self.assertEqual(code, 0)
+        self.assertTrue(busy.endswith("held by another program"))
+        self.assertEqual(found.split(), ["1", "COM5", "FT232R", "SIM2", "Simulated", "device", "9600,N,8,1"])
 
     def test_json_can_be_read_by_a_program(self):
         code, out, _ = self.run_host(f'devices {FAST} --device sim:busy,serial="Q\\ --json')

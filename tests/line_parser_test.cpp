@@ -104,6 +104,12 @@ TEST(TextToFloat, RoundsOnceHoweverLongTheText) {
   for (const auto& c : cases) EXPECT_EQ(TextToFloat(c.rules, c.text), c.value) << c.text;
 }
 
+TEST(IsNumberChar, IsADigitInFrontOrExactlyAMark) {
+  for (const std::string text : {"0", "9x", "-", "+", ".", ","}) EXPECT_TRUE(IsNumberChar(text)) << text;
+  for (const std::string text : {"", "/", ":", "e", "-1", "..", " "})
+    EXPECT_FALSE(IsNumberChar(text)) << text;
+}
+
 TEST(LeadingNumber, ReadsWhatItCanByFixedRules) {
   const std::pair<const char*, double> cases[] = {
       {"1.5V", 1.5}, {"1,5", 1},          {" 1\t2\n3 ", 123}, {"- 4 . 5 e 1 x", -45},
@@ -243,9 +249,12 @@ TEST(LineScanner, LeavesWhatTheFullRulesLeave) {
   const char* asked = std::getenv("HALDEN_RANDOM_LINES");  // a longer run than each test can afford
   const int lines = asked ? std::atoi(asked) : 2500;
   RandomText random;
-  const FixedNumberRules locales[] = {FixedNumberRules::Point(), FixedNumberRules::Comma(),
-                                      FixedNumberRules::C(), FixedNumberRules(',', '.', CodePage::kWestern),
-                                      FixedNumberRules('.', '\'', CodePage::kWestern)};
+  const FixedNumberRules locales[] = {FixedNumberRules::Point(),
+                                      FixedNumberRules::Comma(),
+                                      FixedNumberRules::C(),
+                                      FixedNumberRules(',', '.', CodePage::kWestern),
+                                      FixedNumberRules('.', '\'', CodePage::kWestern),
+                                      FixedNumberRules('\'', ',', CodePage::kWestern)};
   int ordinary = 0;
   for (const FixedNumberRules& rules : locales) {
     for (char separator : {';', ' ', '\t', '(', '\0'}) {
