@@ -139,6 +139,15 @@ def stopped_and_continued(folder):
     assert terminal.ask("alternate_on") == "0"
 
 
+def live_values_and_progress_stay_in_their_lines(folder):
+    host = '"$H" {} --device sim:com=5,columns=2 --registry "$D/reg" --seconds 1.5'
+    terminal = Terminal(folder, run(host.format("watch") + " && " + host.format("record")))
+    terminal.see_given_back(0)
+    screen = terminal.tmux("capture-pane", "-p")
+    counts = [len(re.findall(pattern, screen)) for pattern in ["Column1 .*\\d", "lines a second", " frames, ", "frames in"]]
+    assert counts == [1, 1, 1, 1], screen
+
+
 def no_terminal(_):
     command = [sys.argv[1], "watch", "--device", SILENT, "--quiet"]
     done = subprocess.run(command, start_new_session=True, stdin=subprocess.DEVNULL, capture_output=True, check=False)
@@ -148,7 +157,8 @@ def no_terminal(_):
 CASES = [(port_dialog_beside_redirected_output,), (port_dialog_in_russian_with_the_presets_of_the_run_before,),
          (monitor, "C.UTF-8", "─ Halden-Text Setup (v3.2.2) ─", "Close"),
          (monitor, "ru_RU.UTF-8", "─ Настройки Halden-Text (v3.2.2) ─", "Закрыть"),
-         (stopped_and_continued,), (no_terminal,)]
+         (stopped_and_continued,), (no_terminal,),
+         (live_values_and_progress_stay_in_their_lines,)]
 CASES += [(signal_while_shown, getattr(signal, "SIG" + name)) for name in ["INT", "TERM", "HUP", "QUIT", "SEGV"]]
 
 
