@@ -18,6 +18,15 @@ bool IsControl(char c) {
   return static_cast<unsigned char>(c) < 0x20 || c == 0x7F;
 }
 
+bool IsWellFormed(std::string_view utf8) {
+  constexpr std::string_view kReplacement = "\xEF\xBF\xBD";
+  while (!utf8.empty()) {
+    const bool replacement = utf8.starts_with(kReplacement);
+    if (TakeCharacter(&utf8) == 0xFFFD && !replacement) return false;
+  }
+  return true;
+}
+
 std::string Quoted(std::string_view text) {
   std::string quoted = "\"";
   for (const char c : text) {
@@ -40,9 +49,14 @@ std::string HexBytes(std::string_view data) {
   return text;
 }
 
+/// Whether the text can stand in a file between quotes. What a person has written as bytes need not be text.
+bool IsPlain(const std::string& text) {
+  return std::none_of(text.begin(), text.end(), IsControl) && IsWellFormed(text);
+}
+
 std::string FormatData(const RegistryValue& value) {
   const std::string& data = value.data;
-  if (value.type == REG_SZ && std::none_of(data.begin(), data.end(), IsControl)) return Quoted(data);
+  if (value.type == REG_SZ && IsPlain(data)) return Quoted(data);
   if (value.type == REG_BINARY) return "hex:" + HexBytes(data);
   if (value.type != REG_DWORD || data.size() != 4) {
     char number[8];
@@ -133,15 +147,6 @@ bool ParseData(std::string_view text, RegistryValue* value) {
   value->type = REG_BINARY;
   const bool any_type = Take(text, "hex(") && TakeHex(text, 8, &value->type) && Take(text, "):");
   return (any_type || Take(text, "hex:")) && ParseHexBytes(text, &value->data);
-}
-
-bool IsWellFormed(std::string_view utf8) {
-  constexpr std::string_view kReplacement = "\xEF\xBF\xBD";
-  while (!utf8.empty()) {
-    const bool replacement = utf8.starts_with(kReplacement);
-    if (TakeCharacter(&utf8) == 0xFFFD && !replacement) return false;
-  }
-  return true;
 }
 
 class Parser {

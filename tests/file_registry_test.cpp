@@ -85,6 +85,10 @@ TEST_F(FileRegistryTest, ReadsWhatAPersonHasWrittenAndKeepsWhatItCanNotTell) {
   EXPECT_EQ(GetRaw(registry, "A", ""), "1:\x88?");
   SetRaw(registry, "A", "new", REG_SZ, "");
   EXPECT_NE(FileText(path).find("@=\"\xE2\x82\xAC\xE6\xB0\xB4\"\n"), std::string::npos);
+  SetFileText(path, "REGEDIT4\n[HKEY_CURRENT_USER\\A]\n\"no text\"=hex(1):61,a0\n");
+  SetRaw(registry, "A", "new", REG_SZ, "");
+  FileRegistry other(path, rules);
+  EXPECT_EQ(GetRaw(other, "A", "no text"), "1:a?");
   SetFileText(path, " \r\n");
   EXPECT_EQ(GetRaw(registry, "A", ""), "error 2");
 }
