@@ -10,16 +10,15 @@
 namespace halden {
 
 /// Two devices of one kind that say nothing by themselves, each with a COM number.
-class DevicesUnderTest {
- public:
-  virtual ~DevicesUnderTest() = default;
-  virtual Platform& platform() = 0;
-  /// Lets the device at this place of the list, which is open by `handle`, say `bytes`.
-  virtual void Say(std::size_t index, FT_HANDLE handle, const std::string& bytes) = 0;
+struct DevicesUnderTest {
+  std::shared_ptr<void> owner;
+  Platform& platform;
+  /// Lets the device at this place of the list, which is open by the handle, say these bytes.
+  std::function<void(std::size_t, FT_HANDLE, const std::string&)> say;
 };
 
 /// What holds for every kind of device. A backend instantiates the suite in the file of its own tests.
-class DeviceContract : public testing::TestWithParam<std::function<std::unique_ptr<DevicesUnderTest>()>> {
+class DeviceContract : public testing::TestWithParam<std::function<DevicesUnderTest()>> {
  protected:
   /// -1 where that fails.
   FT_HANDLE Open(std::int32_t index) {
@@ -34,7 +33,7 @@ class DeviceContract : public testing::TestWithParam<std::function<std::unique_p
   }
   /// Returns when the bytes have arrived, nothing having waited before.
   void Say(std::size_t index, FT_HANDLE handle, const std::string& bytes) {
-    devices_->Say(index, handle, bytes);
+    devices_.say(index, handle, bytes);
     for (std::uint32_t count = 0; count < bytes.size();)
       ASSERT_EQ(library_.FT_GetQueueStatus(handle, &count), FT_OK);
   }
@@ -44,9 +43,9 @@ class DeviceContract : public testing::TestWithParam<std::function<std::unique_p
     return "COM" + std::to_string(number);
   }
 
-  std::unique_ptr<DevicesUnderTest> devices_ = GetParam()();
-  D2xx& library_ = devices_->platform().d2xx;
-  CommConfigApi& ports_ = devices_->platform().comm_config;
+  const DevicesUnderTest devices_ = GetParam()();
+  D2xx& library_ = devices_.platform.d2xx;
+  CommConfigApi& ports_ = devices_.platform.comm_config;
   std::int32_t listed_ = -1;
   FT_STATUS list_status_ = library_.FT_CreateDeviceInfoList(&listed_);
 };

@@ -4,7 +4,7 @@
 #include <gtest/gtest.h>
 #include <map>
 
-#include "platform/linux/holders.h"
+#include "driver/inspect.h"
 #include "platform/machine.h"
 #include "tests/device_contract.h"
 #include "tests/pty.h"
@@ -14,13 +14,11 @@ namespace halden {
 namespace {
 
 namespace fs = std::filesystem;
-using Attributes = std::map<std::string, std::string>;
 
 /// A tree like those of /sys, /dev and /proc, and machines over it.
 class MadeUpSystem {
  public:
   std::string operator/(const std::string& path) const { return root_ + "/" + path; }
-  const std::string& root() const { return root_; }
 
   void Write(const std::string& path, const std::string& text) const {
     fs::create_directories(fs::path(*this / path).parent_path());
@@ -33,8 +31,9 @@ class MadeUpSystem {
   }
   /// A device with one interface, or one more interface of it, and the driver that serves it, if any; with a
   /// tty or without.
-  void Plug(const std::string& usb, const Attributes& attributes, const std::string& tty,
-            const std::string& driver = "ftdi_sio", const std::string& interface = "0") const {
+  void Plug(const std::string& usb, const std::map<std::string, std::string>& attributes,
+            const std::string& tty, const std::string& driver = "ftdi_sio",
+            const std::string& interface = "0") const {
     for (const auto& [name, text] : attributes) Write("usb/" + usb + "/" + name, text);
     const std::string name = usb + ":1." + interface, place = "usb/" + usb + "/" + name;
     Write(place + "/bInterfaceNumber", "0" + interface);
@@ -59,19 +58,52 @@ class MadeUpSystem {
     EXPECT_EQ(error, "");
     return machine;
   }
+  /// A line for each device that is listed: what it is, and the port's configuration or why it can't be
+  /// opened.
+  std::string List(Machine& machine) const {
+    std::string text;
+    for (const ListedDevice& device : ListDevices(machine.platform())) {
+      std::string failure = machine.OpenFailures()[std::count(text.begin(), text.end(), '\n')];
+      if (failure.starts_with(root_)) failure.erase(0, root_.size());
+      text += device.com_name + "|" + device.chip + "|" + device.serial + "|" + device.description + "|" +
+              device.line + failure + "\n";
+    }
+    return text;
+  }
 
  private:
   ScratchDirectory directory_;
   std::string root_ = fs::canonical(directory_ / ".").string();
 };
 
-TEST(KernelPorts, AreListedByTtyAndInterfaceWithWhatTheirAttributesSay) {
+struct TwoOfTheKernel {
+  Pty ptys[2];
+  MadeUpSystem system;
+  std::unique_ptr<Machine> machine;
+};
+
+DevicesUnderTest DevicesOfTheKernel() {
+  auto two = std::make_shared<TwoOfTheKernel>();
+  two->system.Plug("1-1", "A", "ttyUSB0", two->ptys[0]);
+  two->system.Plug("1-2", "B", "ttyUSB1", two->ptys[1]);
+  two->machine = two->system.Open();
+  return {two, two->machine->platform(),
+          [&ptys = two->ptys](std::size_t index, FT_HANDLE, const std::string& bytes) {
+            EXPECT_TRUE(ptys[index].Write(bytes));
+          }};
+}
+
+INSTANTIATE_TEST_SUITE_P(OfTheKernel, DeviceContract, testing::Values(DevicesOfTheKernel));
+
+TEST(KernelDevice, IsListedByTtyAndInterfaceWithWhatItsAttributesSayAndWhoHasTakenIt) {
   const MadeUpSystem system;
-  EXPECT_TRUE(ListKernelPorts(system.root()).empty());
+  EXPECT_EQ(system.List(*system.Open()), "");
   const auto chip = [](const std::string& product, const std::string& release, const std::string& serial) {
-    return Attributes{{"idVendor", "0403"},   {"idProduct", product},
-                      {"bcdDevice", release}, {"bNumInterfaces", product == "6011" ? " 4" : " 1"},
-                      {"product", "Text"},    {"serial", serial}};
+    return std::map<std::string, std::string>{
+        {"idVendor", "0403"},   {"idProduct", product},
+        {"bcdDevice", release}, {"product", "Text"},
+        {"serial", serial},     {"busnum", "1"},
+        {"devnum", "12"},       {"bNumInterfaces", product == "6011" ? " 4" : " 1"}};
   };
   system.Plug("1-1", chip("6001", "0600", "0123456789ABCDEF"), "ttyUSB10");
   // Another device had the number in between when it came.
@@ -80,126 +112,77 @@ TEST(KernelPorts, AreListedByTtyAndInterfaceWithWhatTheirAttributesSay) {
   system.Plug("1-3", {{"idVendor", "0403"}}, "ttyUSB3");
   system.Plug("1-4", chip("6001", "0400", "OTHER"), "ttyUSB4", "ch341");
   system.Plug("1-5", chip("6001", "1000", "TAKEN"), "", "usbfs");
-  system.Plug("1-6", chip("beef", "1000", "NO SERIAL PORT"), "", "");
-  std::string listed;
-  for (const KernelPort& port : ListKernelPorts(system.root()))
-    listed += port.tty + "|" + port.driver + "|" + std::to_string(port.type) + "|" + port.serial + "|" +
-              port.description + "\n";
-  EXPECT_EQ(listed,
-            "ttyUSB5|ftdi_sio|7|QUADA|Text\n"
-            "ttyUSB2|ftdi_sio|7|QUADB|Text\n"
-            "ttyUSB3|ftdi_sio|3||\n"
-            "ttyUSB10|ftdi_sio|5|0123456789ABCDEF|Text\n"
-            "|ch341|0|OTHER|Text\n"
-            "|usbfs|9|TAKEN|Text\n");
-}
-
-class KernelDevicesUnderTest : public DevicesUnderTest {
- public:
-  KernelDevicesUnderTest() {
-    system_.Plug("1-1", "A", "ttyUSB0", ptys_[0]);
-    system_.Plug("1-2", "B", "ttyUSB1", ptys_[1]);
-    machine_ = system_.Open();
-  }
-  Platform& platform() override { return machine_->platform(); }
-  void Say(std::size_t index, FT_HANDLE, const std::string& bytes) override {
-    EXPECT_TRUE(ptys_[index].Write(bytes));
-  }
-
- private:
-  MadeUpSystem system_;
-  Pty ptys_[2];
-  std::unique_ptr<Machine> machine_;
-};
-
-INSTANTIATE_TEST_SUITE_P(OfTheKernel, DeviceContract,
-                         testing::Values([] { return std::make_unique<KernelDevicesUnderTest>(); }));
-
-/// Opens what the library lists, in turn: "COM number, failure" of each device.
-std::string List(Machine& machine) {
-  D2xx& library = machine.platform().d2xx;
-  std::int32_t count = 0;
-  library.FT_CreateDeviceInfoList(&count);
-  std::string text;
-  for (std::int32_t index = 0; index < count; ++index) {
-    FT_HANDLE handle = -1;
-    std::int32_t com = 0;
-    if (library.FT_Open(index, &handle) == FT_OK) library.FT_GetComPortNumber(handle, &com);
-    library.FT_SetLatencyTimer(handle, 5);
-    library.FT_Close(handle);
-    text += "COM" + std::to_string(com) + " " + machine.OpenFailures()[index] + "\n";
-  }
-  return text;
+  system.Plug("1-6", chip("6001", "1000", "FREE"), "", "");
+  system.Plug("1-7", chip("beef", "1000", "NO SERIAL PORT"), "", "");
+  system.Write("proc/12/comm", "brltty");
+  const std::string served =
+      "|FT4232H|QUADA|Text|/dev/ttyUSB5: no such file\n"
+      "|FT4232H|QUADB|Text|/dev/ttyUSB2: no such file\n"
+      "|Unknown|||/dev/ttyUSB3: no such file\n"
+      "|FT232R|0123456789ABCDEF|Text|/dev/ttyUSB10: no such file\n"
+      "|FT232BM|OTHER|Text|USB device 1-4: claimed by the kernel's driver ch341\n"
+      "|FT_X_SERIES|TAKEN|Text|USB device 1-5: claimed by another program, ";
+  const std::string free =
+      "\n|FT_X_SERIES|FREE|Text|USB device 1-6: the kernel's driver ftdi_sio doesn't serve it\n";
+  EXPECT_EQ(system.List(*system.Open()), served + "perhaps brltty, which runs" + free);
+  system.Write("proc/13/comm", "reader");
+  system.Link(system / "dev/bus/usb/001/012", "proc/13/fd/5");
+  EXPECT_EQ(system.List(*system.Open()), served + "reader (process 13)" + free);
 }
 
 TEST(KernelDevice, IsListedWhilePluggedInBesideOtherDevices) {
   const MadeUpSystem system;
-  const Pty pty, first, second;
+  const Pty first, second;
   system.Plug("1-2", "A", "ttyUSB70000", first);
-  const auto machine = system.Open({"tty:" + pty.path(), "sim:com=30000", "linux", "tty:/dev/no-such"});
+  const auto machine = system.Open({"sim:com=30000", "linux", "tty:/dev/no-such"});
   const std::string without =
-      "COM" + std::to_string(pty.number() + 1) + " \nCOM30000 \nCOM-1 \nCOM0 /dev/no-such: no such file\n";
-  EXPECT_EQ(List(*machine), without);
-  EXPECT_EQ(FileText(system / "usb/1-2/1-2:1.0/ttyUSB70000/latency_timer"), "5\n");
+      "COM30000|FT232R|SIM1|Simulated device|115200,N,8,1\n"
+      "COM-1|FT232BM|A||9600,N,8,1\n"
+      "|Unknown|no-such|/dev/no-such|/dev/no-such: no such file\n";
+  EXPECT_EQ(system.List(*machine), without);
   for (int i = 0; i < 2; ++i) {
     system.Plug("1-1", "B", "ttyUSB19999", second);
-    EXPECT_EQ(List(*machine), without + "COM20000 \n") << "the same number again";
+    EXPECT_EQ(system.List(*machine), without + "COM20000|FT232BM|B||38400,N,8,1\n")
+        << "the same number again";
     system.Unplug("1-1");
-    EXPECT_EQ(List(*machine), without);
+    EXPECT_EQ(system.List(*machine), without);
   }
-}
-
-TEST(KernelDevice, SaysWhoHasTakenIt) {
-  const MadeUpSystem system;
-  const std::string taken = "COM0 USB device 1-1: claimed by another program";
-  const std::string free = "\nCOM0 USB device 1-2: the kernel's driver ftdi_sio doesn't serve it\n";
-  const Attributes chip = {{"idVendor", "0403"}, {"idProduct", "6001"}, {"busnum", "1"}, {"devnum", "12"}};
-  system.Plug("1-1", chip, "", "usbfs");
-  system.Plug("1-2", chip, "", "");
-  EXPECT_EQ(List(*system.Open()), taken + free);
-  system.Write("proc/12/comm", "brltty");
-  EXPECT_EQ(HolderText("/dev/ttyUSB0", system.root()), ", perhaps brltty, which runs");
-  system.Write("proc/13/comm", "reader");
-  system.Link(system / "dev/bus/usb/001/012", "proc/13/fd/5");
-  EXPECT_EQ(List(*system.Open()), taken + ", reader (process 13)" + free);
+  FT_HANDLE handle = -1;
+  machine->platform().d2xx.FT_Open(1, &handle);
+  EXPECT_EQ(machine->platform().d2xx.FT_SetLatencyTimer(handle, 5), FT_OK);
+  EXPECT_EQ(FileText(system / "usb/1-2/1-2:1.0/ttyUSB70000/latency_timer"), "5\n");
 }
 
 TEST(KernelDevice, KeepsThePortsConfigurationWithTheSerialNumber) {
   const MadeUpSystem system;
   const Pty first, second;
-  const auto line = [](const std::unique_ptr<Machine>& machine, const std::string& com) {
-    CommConfig config;
-    std::uint32_t size = sizeof config;
-    machine->platform().comm_config.GetDefaultCommConfigA(com, &config, &size);
-    return config.dcb;
-  };
-  const Dcb chosen{.BaudRate = 250000, .ByteSize = 7, .Parity = 2, .StopBits = 2};
-  const Dcb given{.BaudRate = 57600, .ByteSize = 8};
+  const auto list = [&](const std::string& devices) { return system.List(*system.Open({devices})); };
   system.Plug("1-1", "0123456789ABCDEF", "ttyUSB0", first);
   system.Plug("1-2", "", "ttyUSB1", second);
   {
     const auto machine = system.Open();
+    CommConfigApi& ports = machine->platform().comm_config;
     CommConfig config;
-    config.dcb = chosen;
-    for (const char* const com : {"COM1", "COM2"}) {
-      EXPECT_TRUE(machine->platform().comm_config.SetDefaultCommConfigA(com, &config, sizeof config));
-      EXPECT_EQ(line(machine, com), chosen);
-    }
+    config.dcb = {.BaudRate = 250000, .ByteSize = 7, .Parity = 2, .StopBits = 2};
+    for (const char* const com : {"COM1", "COM2"})
+      EXPECT_TRUE(ports.SetDefaultCommConfigA(com, &config, sizeof config));
     config.dcb.Parity = 9;
-    EXPECT_FALSE(machine->platform().comm_config.SetDefaultCommConfigA("COM1", &config, sizeof config));
+    EXPECT_FALSE(ports.SetDefaultCommConfigA("COM1", &config, sizeof config));
   }
   system.Unplug("1-1");
   system.Plug("1-3", "0123456789ABCDEF", "ttyUSB5", first);
-  EXPECT_EQ(line(system.Open(), "COM6"), chosen);
-  EXPECT_NE(line(system.Open(), "COM2"), chosen) << "without a serial number for that run only";
-  EXPECT_EQ(line(system.Open({"linux,baud=57600"}), "COM6"), given);
-  EXPECT_EQ(line(system.Open(), "COM6"), given);
+  const std::string unknown = "COM2|FT232BM|||38400,N,8,1\n";
+  const std::string known = "COM6|FT232BM|0123456789ABCDEF||";
+  EXPECT_EQ(list("linux"), unknown + known + "250000,E,7,2\n")
+      << "kept for that run only without a serial number";
+  EXPECT_NE(list("linux,baud=57600").find(known + "57600,N,8,1\n"), std::string::npos);
+  EXPECT_EQ(list("linux"), unknown + known + "57600,N,8,1\n");
 
   if (geteuid() != 0) return;  // only the superuser can be somebody else
-  fs::permissions(system.root(), fs::perms(0755));
+  fs::permissions(system / "", fs::perms(0755));
+  fs::permissions(first.path(), fs::perms(0666));
   ASSERT_EQ(seteuid(65534), 0);
-  EXPECT_EQ(line(system.Open({"linux,baud=4800"}), "COM6").BaudRate, 4800u) << "though it can't be kept";
-  EXPECT_EQ(line(system.Open(), "COM6"), given);
+  EXPECT_NE(list("linux,baud=4800").find("|4800,N,8,1"), std::string::npos) << "though it can't be kept";
   ASSERT_EQ(seteuid(0), 0);
 }
 

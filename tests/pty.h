@@ -20,7 +20,6 @@ class Pty {
   }
   ~Pty() { Hangup(); }
   Pty(const Pty&) = delete;
-  Pty& operator=(const Pty&) = delete;
 
   int number() const { return number_; }
   /// The path of the device's end.
@@ -31,7 +30,7 @@ class Pty {
     return write(fd_, text.data(), text.size()) == static_cast<ssize_t>(text.size());
   }
   /// A character of what the other end writes, once it has.
-  char Read() {
+  char Read() const {
     char character = '\0';
     return read(fd_, &character, 1) == 1 ? character : '\0';
   }
@@ -41,8 +40,6 @@ class Pty {
     ioctl(fd_, TCGETS2, &settings);
     return settings;
   }
-  void Configure(const termios2& settings) { ioctl(fd_, TCSETS2, &settings); }
-
   void Hangup() {
     if (fd_ >= 0) close(fd_);
     fd_ = -1;

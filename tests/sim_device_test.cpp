@@ -35,10 +35,6 @@ struct Listening {
   PacedDevice& device = sim.device(0);
 };
 
-int Lines(const std::string& text) {
-  return static_cast<int>(std::count(text.begin(), text.end(), '\r'));
-}
-
 TEST(DeviceOptions, TakeValuesWithinTheirBordersAndNameTheRest) {
   const auto error_of = [](const std::string& option) {
     std::string error;
@@ -47,31 +43,22 @@ TEST(DeviceOptions, TakeValuesWithinTheirBordersAndNameTheRest) {
   for (const char* const good :
        {"sim:rate=0.1,baud=300,speaks_at=12000000,com=32767,serial=0123456789ABCDEF,busy,unplug_after=0",
         "sim:columns=1000,com=none,seed=18446744073709551615,label=a=b,text=numbers",
-        "tty:/dev/pts/3,baud=250000", "linux,baud=230400", "linux", "d2xx",
-        "replay:C:\\a=b c.txt,rate=10000,loop"})
+        "tty:/dev/pts/3,baud=250000", "linux,baud=230400", "d2xx", "replay:C:\\a=b c.txt,rate=10000,loop"})
     EXPECT_EQ(error_of(good), "");
-  for (const std::string value : {"rate=0.09", "rate=nan", "columns=0", "columns=99999999999", "columns=4x",
-                                  "columns", "baud=299", "signal=square", "busy=1", "com=0", "com=32768",
-                                  "silent=-1", "serial=12345678901234567", "label=U1"}) {
-    const std::size_t equals = std::min(value.find('='), value.size() - 1);
-    EXPECT_NE(error_of("sim:" + value).find("\" takes "), std::string::npos) << value;
-    EXPECT_TRUE(value == "columns" ||
-                error_of("sim:" + value).ends_with("\"" + value.substr(equals + 1) + "\""));
-  }
+  for (const std::string value : {"rate=0.09", "rate=nan", "columns=99999999999", "columns=4x", "columns=",
+                                  "baud=299", "busy=1", "com=32768", "serial=12345678901234567", "label=U1"})
+    EXPECT_TRUE(error_of("sim:" + value).ends_with(", not \"" + value.substr(value.find('=') + 1) + "\""));
   EXPECT_EQ(error_of("sim:signal=x"),
             "--device sim: key \"signal\" takes sine, ramp, noise or constant, not \"x\"");
   EXPECT_EQ(error_of("tty:/dev/ttyS0,rate=5"), "--device tty: no key \"rate\", the keys are baud");
   EXPECT_EQ(error_of("tty"), "--device tty: takes a path behind the colon");
-  EXPECT_EQ(error_of("d2xx:all"), "--device d2xx: takes no keys, not \"all\"");
 }
 
 TEST(SimDevice, SpeaksLinesInTheFormThatItsOptionNames) {
   const std::pair<std::string, std::string> cases[] = {
-      {"columns=3", "100.05\t200.10\t300.15\r\n100.05\t200.10\t300.15\r\n"},
       {"columns=1,end=cr", "100.05\r100.05\r"},
       {"columns=2,separator=semicolon,decimal=comma,end=lf", "100,05;200,10\n100,05;200,10\n"},
-      {"columns=2,separator=blank,unit=mV", "100.05mV 200.10mV\r\n"},
-      {"columns=2,separator=paren,label=T=", "T=100.05(T=200.10\r\n"},
+      {"columns=2,separator=paren,label=T=,unit=mV", "T=100.05mV(T=200.10mV\r\n"},
       {"columns=2,signal=ramp", "-1000.00\t-749.85\r\n-994.95\t-744.80\r\n"},
       {"columns=2,signal=sine", "0.00\t0.00\r\n28.25\t-28.25\r\n"},
       {"columns=2,signal=noise", "-750.90\t1.10\r\n"},
@@ -87,32 +74,29 @@ TEST(SimDevice, NoByteComesFasterThanTheLineCarriesIt) {
   Listening sim("sim:columns=40,rate=1000,baud=9600");
   for (int i = 1; i <= 100; ++i) EXPECT_NEAR(static_cast<double>(sim.Hear(10).size()), 9.6, 1.0);
   EXPECT_NEAR(static_cast<double>(sim.Hear(60000).size()), 57600.0, 1.0);
-  EXPECT_NEAR(static_cast<double>(Listening("sim:columns=40,baud=9600,speaks_at=19200").Hear(1000).size()),
-              1920.0, 1.0);
 }
 
 TEST(SimDevice, IsHeardAsNoiseWithoutALineEndUntilItsRateIsSet) {
   Listening sim("sim:baud=230400,speaks_at=250000,rate=200");
+  const auto lines = [](const std::string& said) {
+    return static_cast<int>(std::count(said.begin(), said.end(), '\r'));
+  };
   const std::string noise = sim.Hear(1500);
-  EXPECT_EQ(Lines(noise), 0);
+  EXPECT_EQ(lines(noise), 0);
   EXPECT_GT(std::set<char>(noise.begin(), noise.end()).size(), 200u);
-  for (const auto& [rate, lines] : {std::pair(250000u, 200), {245001u, 200}, {244999u, 0}}) {
+  for (const auto& [rate, expected] : {std::pair(250000u, 200), {245001u, 200}, {244999u, 0}}) {
     ASSERT_EQ(sim.device.SetBaudRate(rate), FT_OK);
-    EXPECT_NEAR(Lines(sim.Hear(1000)), lines, 1) << rate;
+    EXPECT_NEAR(lines(sim.Hear(1000)), expected, 1) << rate;
   }
 }
 
 TEST(SimDevice, TalksOnWhileNobodyListensAndLeavesNoBacklog) {
-  Listening sim("sim:columns=1,rate=2,signal=ramp,baud=300");  // 30 bytes a second
-  sim.OpenAfter(10100);
-  EXPECT_EQ(sim.Hear(1000), "9.00\r\n-893.95\r\n-88") << "from the fourth byte of the line begun at 10000";
+  Listening sim("sim:columns=1,rate=2,signal=ramp,baud=300,silent=5");  // 30 bytes a second
+  EXPECT_EQ(sim.Hear(4999), "");
+  sim.OpenAfter(10101);
+  EXPECT_EQ(sim.Hear(1000), "9.00\r\n-893.95\r\n-88") << "from the fourth byte of the line begun at 15000";
   sim.OpenAfter(4000);
   EXPECT_EQ(sim.Hear(500), "8.50\r\n-84");
-  Listening late("sim:columns=1,rate=10,silent=5");
-  EXPECT_EQ(late.Hear(5000), "");
-  EXPECT_EQ(Lines(late.Hear(1000)), 10);
-  late.OpenAfter(4000);
-  EXPECT_EQ(Lines(late.Hear(1000)), 10);
 }
 
 TEST(ReplayDevice, KeepsThePaceThatItsOptionNames) {

@@ -35,8 +35,8 @@ class Chip:
         self.machine, self.serial, self.rate, self.columns = machine, serial, lines_per_second, columns
         self.speaks_at, self.sends_back = speaks_at, sends_back
         self.next_line, self.pending = 0, b""
-        self.opened_at, self.pause, self.baud = math.inf, 0.1, 0
-        self.calls = []  # what it has been told
+        self.opened_at, self.pause = math.inf, 0.1
+        self.calls, self.rates = [], [0]  # what it has been told, and the line rates in it
         self.chance = random.Random(serial)
 
     def __enter__(self):
@@ -47,20 +47,19 @@ class Chip:
         self.line.setblocking(False)
         address = wait_until(lambda: re.search(r"control 0x5, value 0x(\w+)", self.trace.readline()), "plugging in")
         self.dev = f"dev 0:{int(address[1], 16)} "
-        look = f"cd /sys/bus/usb-serial/devices; for t in *; do grep -q {self.serial} $t/../../serial && echo $t; done"
-        self.tty = wait_until(lambda: self.machine.try_to(f"({look}) 2>/dev/null")[0], f"a tty for {self.serial}")
+        self.tty = self.machine.run_until_it_prints(
+            f"cd /sys/bus/usb-serial/devices; for t in *; do grep -q {self.serial} $t/../../serial && echo $t; done")
         self.going = True
         self.feeder = threading.Thread(target=self.feed)
         self.feeder.start()
         return self
 
     def __exit__(self, *_):
-        if not self.going:
-            return
-        self.going = False
-        self.feeder.join()
-        self.line.close()
-        wait_until(lambda: self.machine.try_to(f"test -e /dev/{self.tty}")[1] != 0, f"the end of {self.tty}")
+        if self.going:
+            self.going = False
+            self.feeder.join()
+            self.line.close()
+            self.machine.run_until_it_prints(f"test -e /dev/{self.tty} || echo gone")
 
     def unplug(self):
         """Stops within a line first. The number of whole lines that have been sent."""
@@ -70,9 +69,6 @@ class Chip:
         time.sleep(0.2)
         self.__exit__()
         return lines
-
-    def rates(self):
-        return [int(call.split()[-1]) for call in self.calls if call.startswith("baud rate")]
 
     def feed(self):
         last, due = time.monotonic(), 0.0
@@ -92,7 +88,7 @@ class Chip:
                 continue
             self.calls.append(line.split(self.dev)[1].strip())
             if "baud rate" in line:
-                self.baud = int(line.split()[-1])
+                self.rates.append(int(line.split()[-1]))
             if "got control 0x4001" in line:
                 opened = not line.endswith("0x300\n")
                 self.opened_at = min(self.opened_at, time.monotonic()) if opened else math.inf
@@ -101,7 +97,7 @@ class Chip:
         first, self.next_line = self.next_line, self.next_line + lines
         if time.monotonic() < self.opened_at + self.pause:
             return b""
-        if self.speaks_at and not near(self.baud, self.speaks_at):
+        if self.speaks_at and not near(self.rates[-1], self.speaks_at):
             return bytes(self.chance.choice(b"\x80\xa5\xc0\xf8\xfe") for _ in range(lines * 16))
         return b"".join(line_of(number, self.columns) for number in range(first, first + lines))
 

@@ -8,37 +8,34 @@
 namespace halden {
 namespace {
 
-/// Two devices that send back what they are sent.
-class RealDevicesUnderTest : public DevicesUnderTest {
- public:
-  Platform& platform() override { return machine_->platform(); }
-  void Say(std::size_t, FT_HANDLE handle, const std::string& bytes) override {
-    std::uint32_t written = 0;
-    platform().d2xx.FT_Write(handle, bytes.data(), static_cast<std::uint32_t>(bytes.size()), &written);
-    EXPECT_EQ(written, bytes.size());
-  }
-
- private:
-  ScratchDirectory files_;
-  std::string error_;
-  std::unique_ptr<Machine> machine_ =
-      OpenMachine({.devices = {"linux"}, .registry_file = files_ / "my.reg"}, &error_);
+struct RealKernel {
+  ScratchDirectory files;
+  std::string error;
+  std::unique_ptr<Machine> machine =
+      OpenMachine({.devices = {"linux"}, .registry_file = files / "my.reg"}, &error);
 };
 
-INSTANTIATE_TEST_SUITE_P(OnARealKernel, DeviceContract,
-                         testing::Values([] { return std::make_unique<RealDevicesUnderTest>(); }));
+/// They send back what they are sent.
+DevicesUnderTest RealDevices() {
+  auto kernel = std::make_shared<RealKernel>();
+  Platform& platform = kernel->machine->platform();
+  return {kernel, platform,
+          [&library = platform.d2xx](std::size_t, FT_HANDLE handle, const std::string& bytes) {
+            std::uint32_t written = 0;
+            library.FT_Write(handle, bytes.data(), static_cast<std::uint32_t>(bytes.size()), &written);
+            EXPECT_EQ(written, bytes.size());
+          }};
+}
+
+INSTANTIATE_TEST_SUITE_P(OnARealKernel, DeviceContract, testing::Values(RealDevices));
 
 TEST(OnARealKernel, SetsWhatTheChipCanDoAndRefusesTheRest) {
-  const auto ports = ListKernelPorts();
-  ASSERT_FALSE(ports.empty());
-  TtyDevice device("/dev/" + ports[0].tty);
+  TtyDevice device("/dev/" + ListKernelPorts().at(0).tty);
   ASSERT_EQ(device.Open(), FT_OK) << device.OpenFailure();
-  for (const std::uint32_t rate : {300u, 230400u, 250000u, 3000000u})
-    EXPECT_EQ(device.SetBaudRate(rate), FT_OK) << rate;
+  for (const std::uint32_t rate : {300u, 3000000u}) EXPECT_EQ(device.SetBaudRate(rate), FT_OK) << rate;
   EXPECT_NE(device.SetBaudRate(12000000), FT_OK) << "the kernel makes 9600 of it";
   EXPECT_EQ(device.SetDataCharacteristics(7, 2, 2), FT_OK);
   EXPECT_EQ(device.SetDataCharacteristics(8, 0, 3), FT_OK);
-  EXPECT_NE(device.SetDataCharacteristics(6, 0, 0), FT_OK);
   EXPECT_EQ(device.SetDtr(false), FT_OK);
   EXPECT_EQ(device.SetRts(false), FT_OK);
   EXPECT_EQ(device.SetLatencyTimer(7), FT_OK);

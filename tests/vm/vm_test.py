@@ -9,7 +9,7 @@ import sys
 import time
 
 from chip import STEPS, Chip, line_of, near
-from machine import Machine, wait_until
+from machine import Machine
 
 SERIALS = ["FT00000A", "FT00000B"]
 
@@ -23,19 +23,18 @@ CHECK = r"""awk -F, 'NR > 1 { n = int($1 * 20 + %d.5); """ \
 class Guest(Machine):
     """The virtual machine with what the tests do in it."""
 
-    def start(self, name, arguments, device="linux"):
-        """A recording in the background."""
-        self.run(f"rm -f /tmp/{name}.*; (halden-host record --device {device} --csv /tmp/{name}.csv --registry "
-                 f"/tmp/{name}.reg {arguments} 2>/tmp/{name}.txt; echo $? >/tmp/{name}.code) &")
+    def start(self, name, arguments, device="linux", command="record --csv /tmp/{0}.csv"):
+        """A run in the background."""
+        self.run(f"rm -f /tmp/{name}.*; (halden-host {command.format(name)} --device {device} "
+                 f"--registry /tmp/{name}.reg {arguments} 2>/tmp/{name}.txt >/dev/null; echo $? >/tmp/{name}.code) &")
 
     def await_said(self, name, text):
-        look = f"cat /tmp/{name}.code 2>/dev/null; grep '{text}' /tmp/{name}.txt"
-        said = wait_until(lambda: self.try_to(look)[0], text)
+        said = self.run_until_it_prints(f"cat /tmp/{name}.code; grep '{text}' /tmp/{name}.txt")
         assert text in said, f"{name} says no {text!r} but {self.run(f'cat /tmp/{name}.txt')}"
 
     def recorded(self, name, columns=2):
         """Frames, first and last line, once it has ended."""
-        code = wait_until(lambda: self.try_to(f"cat /tmp/{name}.code 2>/dev/null")[0], f"the end of {name}")
+        code = self.run_until_it_prints(f"cat /tmp/{name}.code")
         assert code == "0", f"{name} gives {code}: {self.run(f'cat /tmp/{name}.txt')}"
         text = self.run(CHECK % (STEPS // 2, columns, STEPS) + f"/tmp/{name}.csv")
         assert "bad" not in text, f"{name}: {text}"
@@ -52,39 +51,40 @@ def assert_only_listened_to(*chips):
         assert not any(call.startswith("sent") for call in chip.calls), chip.calls
 
 
-def finds_by_listening_and_records_every_line(guest):
-    with Chip(guest, SERIALS[0], 1000) as chip:
-        guest.start("all", "--frames 3000", "linux,baud=115200")
-        assert guest.recorded("all")[0] == 3000
-        chip.pause = 0
-        for _ in range(10):
-            listed = json.loads(guest.run("halden-host devices --device linux --registry /tmp/all.reg --json"))
-            device = [listed["devices"][0][key] for key in ["port", "chip", "serial", "line"]]
-            assert device == ["COM1", "FT232BM", "FT00000A", "115200,N,8,1"], f"{device} is listed"
-    assert_told(chip, "parity N, data bits 8, stop bits 1", "got control 0x4009, value 0x5",
-                "got control 0x4001, value 0x101", "got control 0x4001, value 0x202")
-    assert any(near(rate, 115200) for rate in chip.rates()) and chip.rates()[-1] == 9600, chip.rates()
-    assert_only_listened_to(chip)
+def finds_by_listening_and_loses_nothing_at_200_kilobytes_a_second(guest):
+    columns, rate, speed, tries = 24, 1150, 0, 3  # what else the machine does may slow the chip down
+    while speed <= 200000:
+        assert tries > 0, f"only {speed:.0f} bytes a second came"
+        tries -= 1
+        with Chip(guest, SERIALS[0], rate, columns) as chip:
+            guest.start("fast", f"--frames {rate * 10}", "linux,baud=3000000")
+            guest.await_said("fast", "Recording")
+            start = time.monotonic()
+            guest.run_until_it_prints("cat /tmp/fast.code")
+            speed = rate * len(line_of(0, columns)) * 10 / (time.monotonic() - start)
+            assert guest.recorded("fast", columns)[0] == rate * 10
+            chip.pause = 0
+            for _ in range(10):
+                listed = json.loads(guest.run("halden-host devices --device linux --registry /tmp/fast.reg --json"))
+                device = [listed["devices"][0][key] for key in ["port", "chip", "serial", "line"]]
+                assert device == ["COM1", "FT232BM", "FT00000A", "3000000,N,8,1"], f"{device} is listed"
+        assert_told(chip, "parity N, data bits 8, stop bits 1", "got control 0x4009, value 0x5",
+                    "got control 0x4001, value 0x101", "got control 0x4001, value 0x202")
+        assert 3000000 in chip.rates and chip.rates[-1] == 9600, chip.rates
+        assert_only_listened_to(chip)
 
 
-def skips_a_silent_device(guest):
-    with Chip(guest, SERIALS[0]) as silent, Chip(guest, SERIALS[1], 200):
+def skips_a_silent_device_and_raises_the_rate_when_it_hears_noise(guest):
+    with Chip(guest, SERIALS[0]) as silent, Chip(guest, SERIALS[1], 500, speaks_at=250000) as chip:
         start = time.monotonic()
-        guest.start("second", "--frames 100")
-        guest.await_said("second", "Found COM2")
-        assert time.monotonic() - start > 2, "the first device had less than 2 s"
-        guest.recorded("second")
-    assert_only_listened_to(silent)
-
-
-def raises_the_rate_when_it_hears_noise(guest):
-    with Chip(guest, SERIALS[0], 500, speaks_at=250000) as chip:
         guest.start("raised", "--frames 200", "linux,baud=230400")
+        guest.await_said("raised", "Found COM2")
+        assert time.monotonic() - start > 2, "the first device had less than 2 s"
         assert guest.recorded("raised")[0] == 200
         stored = guest.run("cat /tmp/raised-ports.reg")
-    assert "230400,N,8,1" in stored, f"the configuration is {stored}"
-    assert near(chip.rates()[1], 230400) and chip.rates()[2:] == [250000, 9600], chip.rates()
-    assert_only_listened_to(chip)
+    assert '"FT00000B"="230400,N,8,1"' in stored, f"the configuration is {stored}"
+    assert near(chip.rates[2], 230400) and chip.rates[3:] == [250000, 9600], chip.rates
+    assert_only_listened_to(silent, chip)
 
 
 def one_goes_on_when_the_other_is_unplugged_and_comes_back(guest):
@@ -105,27 +105,12 @@ def one_goes_on_when_the_other_is_unplugged_and_comes_back(guest):
     assert_only_listened_to(first, second, again)
 
 
-def loses_nothing_at_200_kilobytes_a_second(guest):
-    columns, rate = 24, 1150
-    for _ in range(3):  # what else the machine does may slow the chip down
-        with Chip(guest, SERIALS[0], rate, columns):
-            guest.start("fast", f"--frames {rate * 10}", "linux,baud=3000000")
-            guest.await_said("fast", "Recording")
-            start = time.monotonic()
-            wait_until(lambda: guest.run("cat /tmp/fast.code 2>/dev/null; true"), "the end of a recording of 10 s")
-            speed = rate * len(line_of(0, columns)) * 10 / (time.monotonic() - start)
-            assert guest.recorded("fast", columns)[0] == rate * 10
-        if speed > 200000:
-            return
-    raise AssertionError(f"only {speed:.0f} bytes a second came")
-
-
 def sleeps_while_nothing_comes(guest):
     # Of every thread but the first, which serves the host's polls.
     switches = ("p=$(pidof halden-host); for t in /proc/$p/task/*; do "
                 "[ ${t##*/} = $p ] || grep ^voluntary $t/status; done")
     with Chip(guest, SERIALS[0]):
-        guest.run("halden-host watch --device linux --answer port=0,channels=1,rate=10 >/dev/null 2>/tmp/idle.txt &")
+        guest.start("idle", "--answer port=0,channels=1,rate=10", command="watch")
         guest.await_said("idle", "Found COM1")
         before = guest.run(switches)
         guest.run("sleep 2")
@@ -142,9 +127,10 @@ def keeps_the_contract_of_devices(guest):
                 "parity E, data bits 7, stop bits 2", "got control 0x4004, value 0x308")
 
 
-TESTS = [finds_by_listening_and_records_every_line, skips_a_silent_device, raises_the_rate_when_it_hears_noise,
-         one_goes_on_when_the_other_is_unplugged_and_comes_back, loses_nothing_at_200_kilobytes_a_second,
-         sleeps_while_nothing_comes, keeps_the_contract_of_devices]
+TESTS = [finds_by_listening_and_loses_nothing_at_200_kilobytes_a_second,
+         skips_a_silent_device_and_raises_the_rate_when_it_hears_noise,
+         one_goes_on_when_the_other_is_unplugged_and_comes_back, sleeps_while_nothing_comes,
+         keeps_the_contract_of_devices]
 
 
 def main(folder, host, kernel_tests, *names):
