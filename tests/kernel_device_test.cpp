@@ -2,7 +2,7 @@
 
 #include <filesystem>
 #include <gtest/gtest.h>
-#include <map>
+#include <sstream>
 
 #include "driver/inspect.h"
 #include "platform/machine.h"
@@ -30,11 +30,12 @@ class MadeUpSystem {
     fs::create_symlink(target, *this / path);
   }
   /// A device with one interface, or one more interface of it, and the driver that serves it, if any; with a
-  /// tty or without.
-  void Plug(const std::string& usb, const std::map<std::string, std::string>& attributes,
-            const std::string& tty, const std::string& driver = "ftdi_sio",
-            const std::string& interface = "0") const {
-    for (const auto& [name, text] : attributes) Write("usb/" + usb + "/" + name, text);
+  /// tty or without. Attributes are words like "serial=A".
+  void Plug(const std::string& usb, const std::string& attributes, const std::string& tty,
+            const std::string& driver = "ftdi_sio", const std::string& interface = "0") const {
+    std::istringstream words(attributes);
+    for (std::string word; words >> word;)
+      Write("usb/" + usb + "/" + word.substr(0, word.find('=')), word.substr(word.find('=') + 1));
     const std::string name = usb + ":1." + interface, place = "usb/" + usb + "/" + name;
     Write(place + "/bInterfaceNumber", "0" + interface);
     Link(*this / place, "sys/bus/usb/devices/" + name);
@@ -46,7 +47,7 @@ class MadeUpSystem {
   }
   /// A chip of one port, behind which the pseudo-terminal is.
   void Plug(const std::string& usb, const std::string& serial, const std::string& tty, const Pty& pty) const {
-    Plug(usb, {{"bcdDevice", "0400"}, {"serial", serial}}, tty);
+    Plug(usb, "bcdDevice=0400 serial=" + serial, tty);
     Link(pty.path(), "dev/" + tty);
   }
   void Unplug(const std::string& usb) const { fs::remove_all(*this / "usb/" + usb); }
@@ -98,22 +99,17 @@ INSTANTIATE_TEST_SUITE_P(OfTheKernel, DeviceContract, testing::Values(DevicesOfT
 TEST(KernelDevice, IsListedByTtyAndInterfaceWithWhatItsAttributesSayAndWhoHasTakenIt) {
   const MadeUpSystem system;
   EXPECT_EQ(system.List(*system.Open()), "");
-  const auto chip = [](const std::string& product, const std::string& release, const std::string& serial) {
-    return std::map<std::string, std::string>{
-        {"idVendor", "0403"},   {"idProduct", product},
-        {"bcdDevice", release}, {"product", "Text"},
-        {"serial", serial},     {"busnum", "1"},
-        {"devnum", "12"},       {"bNumInterfaces", product == "6011" ? " 4" : " 1"}};
-  };
-  system.Plug("1-1", chip("6001", "0600", "0123456789ABCDEF"), "ttyUSB10");
+  const std::string chip = "idVendor=0403 idProduct=6001 product=Text busnum=1 devnum=12 ";
+  system.Plug("1-1", chip + "bcdDevice=0600 serial=0123456789ABCDEF", "ttyUSB10");
   // Another device had the number in between when it came.
-  system.Plug("1-2", chip("6011", "0800", "QUAD"), "ttyUSB2", "ftdi_sio", "1");
-  system.Plug("1-2", {}, "ttyUSB5");
-  system.Plug("1-3", {{"idVendor", "0403"}}, "ttyUSB3");
-  system.Plug("1-4", chip("6001", "0400", "OTHER"), "ttyUSB4", "ch341");
-  system.Plug("1-5", chip("6001", "1000", "TAKEN"), "", "usbfs");
-  system.Plug("1-6", chip("6001", "1000", "FREE"), "", "");
-  system.Plug("1-7", chip("beef", "1000", "NO SERIAL PORT"), "", "");
+  system.Plug("1-2", chip + "bcdDevice=0800 serial=QUAD", "ttyUSB2", "ftdi_sio", "1");
+  system.Plug("1-2", "", "ttyUSB5");
+  system.Write("usb/1-2/bNumInterfaces", " 4");
+  system.Plug("1-3", "idVendor=0403", "ttyUSB3");
+  system.Plug("1-4", chip + "bcdDevice=0400 serial=OTHER", "ttyUSB4", "ch341");
+  system.Plug("1-5", chip + "bcdDevice=1000 serial=TAKEN idProduct=6015", "", "usbfs");
+  system.Plug("1-6", chip + "bcdDevice=1000 serial=FREE idProduct=6014", "", "");
+  system.Plug("1-7", chip + "idProduct=beef", "", "");
   system.Write("proc/12/comm", "brltty");
   const std::string served =
       "|FT4232H|QUADA|Text|/dev/ttyUSB5: no such file\n"

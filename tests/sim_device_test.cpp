@@ -13,10 +13,7 @@ namespace {
 
 /// Listens to the only device of an option, from its opening on.
 struct Listening {
-  explicit Listening(const std::string& option, std::uint32_t start_tick = 0)
-      : sim({option}, {.start_tick = start_tick}) {
-    EXPECT_EQ(device.Open(), FT_OK);
-  }
+  explicit Listening(const std::string& option) : sim({option}) { EXPECT_EQ(device.Open(), FT_OK); }
   /// What it has said after so many milliseconds.
   std::string Hear(std::uint32_t milliseconds) {
     clock.Sleep(milliseconds);
@@ -61,32 +58,20 @@ TEST(SimDevice, SpeaksLinesInTheFormThatItsOptionNames) {
       {"columns=2,separator=paren,label=T=,unit=mV", "T=100.05mV(T=200.10mV\r\n"},
       {"columns=2,signal=ramp", "-1000.00\t-749.85\r\n-994.95\t-744.80\r\n"},
       {"columns=2,signal=sine", "0.00\t0.00\r\n28.25\t-28.25\r\n"},
-      {"columns=2,signal=noise", "-750.90\t1.10\r\n"},
       {"columns=2,signal=noise,seed=2", "-304.90\t-513.70\r\n"},
       {"text=words", "warming up, please wait\nsensor not ready\n"},
-      {"columns=1,silent=2", ""},
   };
   for (const auto& [keys, said] : cases)
     EXPECT_EQ(Listening("sim:signal=constant," + keys).Hear(1000).substr(0, said.size()), said) << keys;
 }
 
-TEST(SimDevice, NoByteComesFasterThanTheLineCarriesIt) {
-  Listening sim("sim:columns=40,rate=1000,baud=9600");
-  for (int i = 1; i <= 100; ++i) EXPECT_NEAR(static_cast<double>(sim.Hear(10).size()), 9.6, 1.0);
-  EXPECT_NEAR(static_cast<double>(sim.Hear(60000).size()), 57600.0, 1.0);
-}
-
 TEST(SimDevice, IsHeardAsNoiseWithoutALineEndUntilItsRateIsSet) {
   Listening sim("sim:baud=230400,speaks_at=250000,rate=200");
-  const auto lines = [](const std::string& said) {
-    return static_cast<int>(std::count(said.begin(), said.end(), '\r'));
-  };
-  const std::string noise = sim.Hear(1500);
-  EXPECT_EQ(lines(noise), 0);
-  EXPECT_GT(std::set<char>(noise.begin(), noise.end()).size(), 200u);
-  for (const auto& [rate, expected] : {std::pair(250000u, 200), {245001u, 200}, {244999u, 0}}) {
+  for (const auto& [rate, lines] : {std::pair(245001u, 200), {244999u, 0}}) {
     ASSERT_EQ(sim.device.SetBaudRate(rate), FT_OK);
-    EXPECT_NEAR(lines(sim.Hear(1000)), expected, 1) << rate;
+    const std::string said = sim.Hear(1000);
+    EXPECT_NEAR(static_cast<double>(std::count(said.begin(), said.end(), '\r')), lines, 1) << rate;
+    EXPECT_EQ(std::set<char>(said.begin(), said.end()).size() > 200, lines == 0);
   }
 }
 
@@ -105,7 +90,6 @@ TEST(ReplayDevice, KeepsThePaceThatItsOptionNames) {
     std::uint32_t step;
     std::vector<std::string> said;
   } cases[] = {{"1\r\n2\r\r3\n4", ",rate=10", 100, {"1\r\n", "2\r", "\r", "3\n", "4"}},
-               {"1\r\n2\r", ",rate=20", 100, {"1\r\n", "2\r", "", "", ""}},
                {"1\r2\r3", ",rate=10,loop", 100, {"1\r", "2\r", "3", "1\r", "2\r"}},
                {"abcdefghij\rk", ",baud=300", 100, {"", "abc", "def", "ghi", "j\rk"}},
                {"abcdef\rgh", ",baud=300,rate=1", 200, {"", "abcdef", "\r", "", ""}},

@@ -1,15 +1,34 @@
 #include "platform/linux/tty_device.h"
 
+#include <algorithm>
 #include <filesystem>
+#include <functional>
 #include <gtest/gtest.h>
 #include <sys/file.h>
 #include <sys/stat.h>
+#include <thread>
 
+#include "stream/receive_buffer.h"
 #include "tests/pty.h"
 #include "tests/registry_backends.h"
 
 namespace halden {
 namespace {
+
+/// A device that is open on a pseudo-terminal.
+struct OpenDevice {
+  OpenDevice() { EXPECT_EQ(device.Open(), FT_OK) << device.OpenFailure(); }
+  void Take(std::uint32_t most = 1000) {
+    std::string part(most, '\0');
+    std::uint32_t count = 0;
+    if (device.Read(part.data(), most, &count) == FT_OK) taken += part.substr(0, count);
+  }
+
+  Pty pty;
+  TtyDevice device{pty.path()};
+  std::size_t said = 0;
+  std::string taken;
+};
 
 std::string ReasonOf(const std::string& path) {
   TtyDevice device(path);
@@ -68,19 +87,17 @@ TEST(TtyDevice, SetsRateAndFormatAndPutsBackWhatItFound) {
 }
 
 TEST(TtyDevice, HandsOutWhatCameBeforeTheOtherEndWasClosedAndThenFails) {
-  Pty pty;
-  TtyDevice device(pty.path());
-  ASSERT_EQ(device.Open(), FT_OK);
-  ASSERT_TRUE(pty.Write("last words"));
+  OpenDevice open;
+  TtyDevice& device = open.device;
+  ASSERT_TRUE(open.pty.Write("last words"));
   std::uint32_t count = 0;
   while (count < 10) ASSERT_EQ(device.GetQueueStatus(&count), FT_OK);
-  pty.Hangup();
-  char words[11] = "";
-  EXPECT_EQ(device.Read(words, 4, &count), FT_OK);
-  EXPECT_EQ(device.Read(words + 4, 6, &count), FT_OK);
-  EXPECT_STREQ(words, "last words");
+  open.pty.Hangup();
+  for (const std::uint32_t most : {4, 6}) open.Take(most);
+  EXPECT_EQ(open.taken, "last words");
   while (device.GetQueueStatus(&count) == FT_OK) EXPECT_EQ(count, 0u);
-  EXPECT_NE(device.Read(words, 10, &count), FT_OK);
+  char byte = 0;
+  EXPECT_NE(device.Read(&byte, 1, &count), FT_OK);
   EXPECT_NE(device.Write("x", 1, &count), FT_OK);
   EXPECT_NE(device.SetBaudRate(9600), FT_OK);
   EXPECT_NE(device.SetDtr(true), FT_OK);
@@ -88,13 +105,11 @@ TEST(TtyDevice, HandsOutWhatCameBeforeTheOtherEndWasClosedAndThenFails) {
 }
 
 TEST(TtyDevice, KeepsOthersOutUntilItIsClosed) {
-  Pty pty;
-  TtyDevice device(pty.path());
-  ASSERT_EQ(device.Open(), FT_OK);
-  EXPECT_EQ(ReasonOf(pty.path()), pty.path() + ": held by another program");
-
+  OpenDevice first;
+  const std::string path = first.pty.path();
+  EXPECT_EQ(ReasonOf(path), path + ": held by another program");
   if (geteuid() != 0) return;  // nobody else can look past the hold
-  const int other = open(pty.path().c_str(), O_RDWR | O_NOCTTY);
+  const int other = open(path.c_str(), O_RDWR | O_NOCTTY);
   const auto held = [other] {
     int exclusive = -1;
     ioctl(other, TIOCGEXCL, &exclusive);
@@ -102,10 +117,10 @@ TEST(TtyDevice, KeepsOthersOutUntilItIsClosed) {
   };
   EXPECT_EQ(held(), 1) << "other programs ask by one of two ways";
   EXPECT_NE(flock(other, LOCK_EX | LOCK_NB), 0);
-  device.Close();
+  first.device.Close();
   EXPECT_EQ(held(), 0);
   ioctl(other, TIOCEXCL);
-  EXPECT_EQ(ReasonOf(pty.path()), pty.path() + ": held by another program");
+  EXPECT_EQ(ReasonOf(path), path + ": held by another program");
   EXPECT_EQ(held(), 1) << "a failed open leaves the other program's hold alone";
   close(other);
 }
@@ -120,6 +135,45 @@ TEST(TtyDevice, SaysWhyItCanNotBeOpened) {
   const std::string denied = ReasonOf(pty.path());
   ASSERT_EQ(seteuid(0), 0);
   EXPECT_NE(denied.find("permission denied, it belongs to the group "), std::string::npos) << denied;
+}
+
+TEST(TtyReader, LosesNothingWhenNobodyTakesAndTheQueueIsFull) {
+  OpenDevice open;
+  std::string text(TtyReader::kCapacity * 3, '\0');
+  for (std::size_t i = 0; i < text.size(); ++i) text[i] = static_cast<char>(i * 2654435761u >> 13);
+  std::thread writer([&] {
+    for (std::size_t done = 0; done < text.size(); done += 1024) open.pty.Write(text.substr(done, 1024));
+  });
+  std::uint32_t queued = 0;
+  while (queued < TtyReader::kCapacity) ASSERT_EQ(open.device.GetQueueStatus(&queued), FT_OK);
+  EXPECT_LE(2 * queued, static_cast<std::uint32_t>(ReceiveBuffer::kSize))
+      << "or a pause would cost a part line";
+  while (open.taken.size() < text.size()) open.Take();
+  EXPECT_EQ(open.taken, text);
+  writer.join();
+}
+
+TEST(TtyReader, KeepsOrderWhateverHappensWhileItReads) {
+  const std::vector<std::function<void(OpenDevice&)>> events = {
+      [](OpenDevice& open) {
+        open.pty.Write(std::string("abcdefgh").substr(open.said, 2));
+        open.said += 2;
+      },
+      [](OpenDevice& open) { open.Take(); },
+      [](OpenDevice& open) { open.device.Purge(FT_PURGE_RX | FT_PURGE_TX); },
+      [](OpenDevice& open) { open.device.Close(), open.device.Open(); },
+      [](OpenDevice& open) { open.pty.Hangup(); }};
+  for (int sequence = 0; sequence < 5 * 5 * 5 * 5; ++sequence) {
+    OpenDevice open;
+    bool whole = true;
+    for (int rest = sequence, i = 0; i < 4 && open.device.OpenFailure().empty(); ++i, rest /= 5) {
+      events[rest % 5](open);
+      whole = whole && rest % 5 < 2;
+    }
+    while (whole && open.taken.size() < open.said) open.Take();
+    const auto wrong = std::adjacent_find(open.taken.begin(), open.taken.end(), std::greater_equal<>());
+    EXPECT_EQ(wrong, open.taken.end()) << sequence;
+  }
 }
 
 TEST(TtyDevice, TakesItsComNumberFromTheNameThatLinksLeadTo) {
