@@ -170,14 +170,13 @@ TEST(Detection, TakesWhatCameOrElseTheUsersWord) {
     std::string device;
     std::size_t line, lines;  ///< bytes of a line, and how many come; the first counts as cut off
     std::string user_rate;
-    std::int16_t port, channels;
-    float rate, rate_max;
-  } cases[] = {{"silent,baud=250000,com=32767", 16, 5, "", 32767, 2, 1562, 1562},
-               {"silent,baud=300,com=2", 67, 3, "", 2, 2, 1, 1},
-               {"silent,baud=300,com=none", 16, 3, "", -1, 2, 50, 50},
-               {"silent,baud=115200,com=5", 0, 0, "5", 5, 3, 5, 3600},
-               {"silent,baud=9600,com=5", 16, 2, "1000", 5, 3, 300, 300},
-               {"busy,com=5", 0, 0, "5", 1, 0, 10, 1000}};
+    std::tuple<int, int, float, float> found;  ///< port, channels, rate, highest rate
+  } cases[] = {{"silent,baud=250000,com=32767", 16, 5, "", {32767, 2, 1562, 1562}},
+               {"silent,baud=300,com=2", 67, 3, "", {2, 2, 1, 1}},
+               {"silent,baud=300,com=none", 16, 3, "", {-1, 2, 50, 50}},
+               {"silent,baud=115200,com=5", 0, 0, "5", {5, 3, 5, 3600}},
+               {"silent,baud=9600,com=5", 16, 2, "1000", {5, 3, 300, 300}},
+               {"busy,com=5", 0, 0, "5", {1, 0, 10, 1000}}};
   for (const auto& c : cases) {
     SCOPED_TRACE(c.device);
     Driver driver({"sim:" + c.device});
@@ -188,12 +187,10 @@ TEST(Detection, TakesWhatCameOrElseTheUsersWord) {
     const auto say = [&] { driver.sim.device(0).Feed(bytes); };
     clock.Post([&] { clock.Post(say); });
     driver.sim.toolkit().Play({user::PickRow("cboCh", 2), user::Type("cboRate", c.user_rate), user::Enter()});
-    const std::uint32_t time = driver.TimeOf([&] { EXPECT_EQ(driver.adc->Test(), c.channels > 0); });
+    IADC3& adc = *driver.adc;
+    const std::uint32_t time = driver.TimeOf([&] { EXPECT_EQ(adc.Test(), std::get<1>(c.found) > 0); });
     EXPECT_TRUE(!c.user_rate.empty() || (time > 2001 && time < 2010)) << time;
-    EXPECT_EQ(driver.adc->BasePort(), c.port);
-    EXPECT_EQ(driver.adc->ChannelsCount(), c.channels);
-    EXPECT_EQ(driver.adc->Rate(), c.rate);
-    EXPECT_EQ(driver.adc->RateMax(), c.rate_max);
+    EXPECT_EQ(std::tuple(adc.BasePort(), adc.ChannelsCount(), adc.Rate(), adc.RateMax()), c.found);
   }
 }
 

@@ -101,12 +101,12 @@ def record_terminal(host, source, folder):
     tty.setraw(slave)
     writer = subprocess.Popen([sys.executable, __file__, "--write", source.name, str(master)], pass_fds=[master],
                               stdout=subprocess.PIPE)
-    try:
-        writer.stdout.readline()
-        record(host, source, f"tty:{os.ttyname(slave)}", folder)
-    finally:
-        writer.kill()
-        writer.communicate()
+    with writer:
+        try:
+            writer.stdout.readline()
+            record(host, source, f"tty:{os.ttyname(slave)}", folder)
+        finally:
+            writer.kill()
 
 
 def record_capture(host, source, folder):

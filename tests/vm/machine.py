@@ -41,9 +41,9 @@ class Machine:
                         "-device", f"usb-serial,chardev={chip},serial={chip}"]
         command += ["-append", "console=ttyS0 quiet loglevel=4 panic=-1"]
         self.emulator = subprocess.Popen(command, cwd=folder, stdin=subprocess.DEVNULL)
-        console = self.connect("console")
-        console.settimeout(2 * PATIENCE)
-        self.console = console.makefile("rwb")
+        with self.connect("console") as console:
+            console.settimeout(2 * PATIENCE)
+            self.console = console.makefile("rwb")
         while "ready" not in self.hear():
             pass
 
@@ -123,6 +123,7 @@ class Chip:
             self.going = False
             self.feeder.join()
             self.line.close()
+            self.trace.close()
             self.machine.run_until_it_prints(f"test -e /dev/{self.tty} || echo gone")
             assert self.sends_back or not self.sent, f"{self.sent} has been written to {self.serial}"
 
