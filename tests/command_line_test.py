@@ -17,7 +17,8 @@ FAST = "--device sim:columns=3,rate=200,baud=115200,signal=ramp"
 # What the line on standard error must name, and wrong arguments.
 WRONG = {
     "command": ["", "devices watch"],
-    "--frame": ["record --frame 3", "record --frames", "record --frames 0", "record --frames 1.5", "settings --frames 3"],
+    "--frame": ["record --frame 3", "record --frames", "record --frames 0", "record --frames 1.5",
+                "devices --frames 3"],
     "--seconds": ["record --frames 5 --seconds 5", "record --seconds nan"],
     "--channels": ["record --channels 0,,1", "record --channels 32767", f"{FAST} record --channels 0,3 --quiet"],
     "only channel 0": ["record --device sim:columns=1 --channels 1 --quiet"],
@@ -77,17 +78,18 @@ class CommandLine(unittest.TestCase):
             self.assertEqual(json.loads(out)["frames"], 20 if "20" in ending else 0)
             self.assertEqual((self.folder / "picture").read_text().count("<polyline"), 64)
 
-    def test_a_signal_ends_a_recording_with_whole_lines(self):
+    def test_a_signal_ends_a_recording_with_whole_lines_in_the_form_asked_for(self):
         for number in [signal.SIGINT, signal.SIGTERM]:
-            process = self.start(f"record {FAST} --csv - --svg {self.folder}/picture --json")
+            process = self.start(f"record {FAST} --csv - --channels 2,0,2 --range 0=3 --codes --json "
+                                 f"--svg {self.folder}/picture")
             begin = "".join(process.stdout.readline() for _ in range(20))
             process.send_signal(number)
-            csv = begin + process.stdout.read()
+            header, *lines, rest = (begin + process.stdout.read()).split("\n")
             summary = json.loads(process.stderr.read().splitlines()[-1])
-            self.assertEqual(process.wait(), 0)
-            self.assertTrue(csv.endswith("\n"))
-            self.assertEqual({line.count(",") for line in csv.splitlines()}, {2})
-            self.assertEqual((summary["frames"], summary["ring_full"]), (csv.count("\n") - 1, False))
+            self.assertEqual((process.wait(), header, rest), (0, "Column3,Column1,Column3", ""))
+            self.assertEqual((summary["frames"], summary["ring_full"]), (len(lines), False))
+            for first, second, third in (line.split(",") for line in lines):
+                self.assertEqual([third, str(int(second))], [first, second])
             self.assertTrue((self.folder / "picture").read_text().endswith("</svg>\n"))
 
     def test_a_reader_that_leaves_is_no_failure_but_a_full_disk_is(self):
@@ -101,16 +103,6 @@ class CommandLine(unittest.TestCase):
                               "devices"]:
                 _, err = self.expect(1, f"{arguments} {FAST} --quiet", stdout=full)
                 self.assertIn("No space left", err)
-
-    def test_frames_come_in_the_order_and_form_asked_for(self):
-        out, _ = self.expect(0, f"record {FAST} --frames 50 --csv - --channels 2,0,2 --range 0=3 --codes")
-        header, *lines = [line.split(",") for line in out.splitlines()]
-        self.assertEqual((header, len(lines)), (["Column3", "Column1", "Column3"], 50))
-        for line in lines:
-            self.assertEqual([line[2], *(str(int(code)) for code in line[1:])], line)
-        out, _ = self.expect(0, f"watch {FAST} --seconds 0.5 --json")
-        for row in map(json.loads, out.splitlines()):
-            self.assertEqual(row["values"], [value / 20 for value in row["codes"]])
 
     def test_what_the_user_said_is_remembered_and_shown(self):
         self.assertEqual(self.expect(0, "settings"), ("nothing is stored yet\n", ""))
@@ -127,13 +119,15 @@ class CommandLine(unittest.TestCase):
         (self.folder / "registry").write_text("not a registry")
         self.assertIn("the registry can't be read", self.expect(1, "settings")[1])
 
-    def test_devices_are_listed_for_people_and_for_programs(self):
+    def test_devices_and_values_are_shown_to_people_and_to_programs(self):
         devices = '--device sim:busy,serial="Q\\ --device sim:com=5,baud=9600'
         busy, found = self.expect(0, f"devices {devices}")[0].splitlines()[1:]
         self.assertTrue(busy.endswith("held by another program"))
         self.assertEqual(found.split(), ["1", "COM5", "FT232R", "SIM2", "Simulated", "device", "9600,N,8,1"])
         busy, found = json.loads(self.expect(0, f"devices {devices} --json")[0])["devices"]
         self.assertEqual((busy["port"], busy["serial"], found["port"]), ("", "\"Q\\", "COM5"))
+        for row in map(json.loads, self.expect(0, f"watch {FAST} --seconds 0.5 --json")[0].splitlines()):
+            self.assertEqual(row["values"], [value / 20 for value in row["codes"]])
 
 
 unittest.main(verbosity=0)

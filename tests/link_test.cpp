@@ -129,6 +129,14 @@ TEST(FormatPortConfig, ShowsUnknownCodesAsTheUsualOnes) {
   }
 }
 
+TEST(FindPort, GivesTheFirstRowOfTheNumber) {
+  mPortText table;
+  table.PortTable.resize(table.PortCount = 3);
+  table.PortTable[0].Number = table.PortTable[1].Number = 5;
+  EXPECT_EQ(FindPort(table, 5), 0);
+  EXPECT_EQ(FindPort(table, 6), -1);
+}
+
 TEST(Detection, FirstDeviceThatSpeaksWinsAndTheOthersAreLeftAlone) {
   Driver driver({"sim:silent,com=3", "sim:busy", "sim:columns=5,com=6", "sim"});
   EXPECT_NEAR(driver.TimeOf([&] { EXPECT_TRUE(driver.adc->Test()); }), 2500, 490) << "the silent one's share";

@@ -29,8 +29,8 @@ class RealKernel(unittest.TestCase):
 
     def start(self, name, arguments, device="linux", command="record --csv /tmp/{}.csv"):
         """A run in the background."""
-        self.guest.run(f"rm -f /tmp/{name}.*; (halden-host {command.format(name)} --device {device} "
-                       f"--registry /tmp/{name}.reg {arguments} 2>/tmp/{name}.txt >/dev/null; echo $? >/tmp/{name}.code) &")
+        host = f"halden-host {command.format(name)} --device {device} --registry /tmp/{name}.reg {arguments}"
+        self.guest.run(f"cd /tmp; rm -f {name}.*; ({host} 2>{name}.txt >/dev/null; echo $? >{name}.code) &")
 
     def await_said(self, name, text):
         self.assertIn(text, self.guest.run_until_it_prints(f"cat /tmp/{name}.code; grep '{text}' /tmp/{name}.txt"))
