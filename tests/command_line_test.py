@@ -16,7 +16,7 @@ FAST = "--device sim:columns=3,rate=200,baud=115200,signal=ramp"
 
 # What the line on standard error must name, and wrong arguments.
 WRONG = {
-    "command": ["", "devices watch"],
+    "command": ["", "recrod", "devices watch"],
     "--frame": ["record --frame 3", "record --frames", "record --frames 0", "record --frames 1.5",
                 "devices --frames 3"],
     "--seconds": ["record --frames 5 --seconds 5", "record --seconds nan"],
