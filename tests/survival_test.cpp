@@ -1,0 +1,358 @@
+#include <cstdio>
+#include <gtest/gtest.h>
+#include <set>
+
+#include "driver/inspect.h"
+#include "tests/faulty_driver.h"
+#include "tests/registry_backends.h"
+
+namespace halden {
+namespace {
+
+const std::string kSpeaks = "sim:columns=2,signal=ramp,rate=2000,baud=921600,com=5";
+const std::string kNoise = "sim:text=words,rate=2000,baud=1000000";
+
+/// A way to the device. In all of them it is listed last.
+struct Way {
+  const char* name;
+  std::vector<std::string> devices;
+  bool asks_user;
+  std::set<std::string> needs;  ///< calls that it can not do without, but for those that no way can
+
+  bool Needs(const std::string& call) const {
+    return call.ends_with("DeviceInfoList") || call == "Open" || needs.count(call);
+  }
+};
+
+const Way kWays[] = {{"Listening", {kSpeaks}, false, {"GetQueueStatus", "Read"}},
+                     {"BaudFallback",
+                      {kSpeaks + ",speaks_at=1000000"},
+                      false,
+                      {"GetQueueStatus", "Read", "SetBaudRate", "GetComPortNumber"}},
+                     {"SecondDevice", {kNoise, "sim:busy", kSpeaks}, false, {"GetQueueStatus", "Read"}},
+                     {"User", {kNoise + ",com=5"}, true, {"NewWindow"}}};
+
+void PrintTo(const Way& way, std::ostream* out) {
+  *out << way.name;
+}
+
+struct Outcome {
+  bool found = false;
+  std::string error;
+  std::vector<std::int16_t> codes;  ///< of two channels
+};
+
+/// Detects the device, where it isn't, and records a few frames.
+void Record(FaultyDriver& driver, const Way& way, Outcome* outcome) {
+  if (!driver.adc) driver.adc = driver.apartment.CreateObject();
+  IADC3& adc = *driver.adc;
+  if (way.asks_user) driver.AnswerDialog();
+  outcome->found = adc.Test();
+  outcome->error = adc.LastError();
+  EXPECT_EQ(outcome->found, adc.Detected());
+  EXPECT_TRUE(outcome->found || driver.faults.OpenHandles() == 0);
+  if (way.asks_user) driver.sim.device(0).Feed("\r1;2\r3;4\r5;6\r");
+  adc.StopRecord();
+  adc.InputSizeData(1024);
+  adc.InputChannels({0, 1});
+  // A port that is configured for 0 baud carries no rate.
+  EXPECT_EQ(adc.StartRecord(), adc.Rate() > 0);
+  EXPECT_EQ(adc.LastError(), adc.Rate() > 0 ? "" : "The Sampling Rate is not selected!");
+  driver.sim.clock().RunFor(110);
+}
+
+/// The life of a driver up to the release of its last object.
+Outcome Live(FaultyDriver& driver, const Way& way) {
+  Outcome outcome;
+  Record(driver, way, &outcome);
+  IADC3& adc = *driver.adc;
+  outcome.codes.resize(2048);
+  std::int32_t size = 100;
+  std::int32_t left = 0;
+  adc.GetData(outcome.codes.data(), size, left);
+  outcome.codes.resize(size);
+  adc.StopRecord();
+  driver.sim.toolkit().Play({user::Wait(3)});
+  adc.ShowSetting();
+  const KadrTable rest = adc.InputData();
+  outcome.codes.insert(outcome.codes.end(), rest.Codes.begin() + 2, rest.Codes.end());
+  driver.adc.reset();
+  EXPECT_EQ(driver.faults.OpenHandles(), 0u);
+  EXPECT_EQ(driver.faults.WrongCloses(), 0);
+  return outcome;
+}
+
+/// Whether these are the frames of lines that followed each other. A ramp climbs by 101 codes and comes round
+/// after 40001; what the user's device was given climbs by 40, behind a line that it was in the midst of.
+bool Follow(const Way& way, const std::vector<std::int16_t>& codes) {
+  for (std::size_t i = way.asks_user ? 4 : 2; i < codes.size(); i += 2) {
+    const int step = codes[i] - codes[i - 2];
+    if (way.asks_user ? step != 40 : step != 101 && step != 101 - 40001) return false;
+  }
+  return true;
+}
+
+void ExpectCleanLife(FaultyDriver& driver, const Way& way) {
+  driver.faults.Arm(0);
+  for (std::size_t i = 0; i < way.devices.size(); ++i) driver.Plug(i, true);
+  driver.sim.toolkit().SetCanShow(true);
+  const Outcome outcome = Live(driver, way);
+  EXPECT_TRUE(outcome.found);
+  EXPECT_GE(outcome.codes.size(), 6u);
+  EXPECT_TRUE(Follow(way, outcome.codes));
+  const std::string key = "Software\\Corvane\\ADC\\Brackwell\\Halden-Text";
+  EXPECT_EQ(GetRaw(driver.sim.registry(), key, ""), "1:Halden-Text");
+  EXPECT_EQ(GetRaw(driver.sim.registry(), key, "Port"), std::string("4:\5\0\0\0", 6));
+}
+
+struct EveryWay : testing::TestWithParam<Way> {
+  const Way& way = GetParam();
+};
+
+INSTANTIATE_TEST_SUITE_P(Survival, EveryWay, testing::ValuesIn(kWays),
+                         [](const auto& way) { return std::string(way.param.name); });
+
+struct Fault {
+  const char* name;
+  Faults::Kind kind;
+  std::function<std::int64_t(std::int64_t)> lie = {};
+  std::function<void(FaultyDriver&, bool)> gone = {};
+
+  /// The call number `first` goes wrong so, and with `all` those behind it.
+  void Arm(FaultyDriver& driver, int first, bool all) const {
+    driver.faults.lie = lie;
+    driver.faults.gone = [this, &driver](bool is_gone) { gone(driver, is_gone); };
+    driver.faults.Arm(first, all, kind);
+  }
+};
+
+const Fault kFaults[] = {
+    {"fails", Faults::kFails},
+    {"fails and writes what means nothing", Faults::kGarbles, [](std::int64_t) { return 5; }},
+    {"succeeds and writes nothing", Faults::kSilent},
+    {"counts below 0", Faults::kLies, [](std::int64_t) { return -1; }},
+    {"counts without end", Faults::kLies, [](std::int64_t) { return 0x7FFFFFFF; }},
+    {"counts one too few", Faults::kLies, [](std::int64_t count) { return count - 1; }},
+    {"counts one too many", Faults::kLies, [](std::int64_t count) { return count + 1; }},
+    {"reads half", Faults::kShort},
+    {"device unplugged", Faults::kGone, {}, [](FaultyDriver& d, bool gone) { d.Plug(0, !gone); }},
+    {"display lost", Faults::kGone, {}, [](FaultyDriver& d, bool gone) {
+       d.sim.toolkit().SetCanShow(!gone);
+     }}};
+
+/// A life in which a call goes wrong, and one afterwards. Whether there was such a call.
+bool LiveWith(const Way& way, const Fault& fault, int first, bool all) {
+  FaultyDriver driver(way.devices);
+  fault.Arm(driver, first, all);
+  const Outcome outcome = Live(driver, way);
+  const std::string struck = driver.faults.Struck();
+  SCOPED_TRACE(struck);
+  if (fault.kind == Faults::kFails && !all && !way.Needs(struck)) {
+    EXPECT_TRUE(outcome.found);
+    EXPECT_GE(outcome.codes.size(), 6u);
+  }
+  const bool no_list = fault.kind == Faults::kFails && struck.ends_with("DeviceInfoList");
+  EXPECT_EQ(outcome.error, no_list ? "No FTDI ports found!" : outcome.error);
+  EXPECT_TRUE(fault.kind == Faults::kLies || Follow(way, outcome.codes));
+  ExpectCleanLife(driver, way);
+  return !struck.empty();
+}
+
+TEST_P(EveryWay, SurvivesEveryCallThatGoesWrongOnceOrFromThenOn) {
+  int runs = 0;
+  for (const Fault& fault : kFaults)
+    for (const bool all : {false, true})
+      for (int first = 1, more = true; more && !HasFailure(); ++first, ++runs) {
+        SCOPED_TRACE(fault.name + (", call " + std::to_string(first)) + (all ? " and all behind it" : ""));
+        more = LiveWith(way, fault, first, all);
+      }
+  std::printf("%d lives with a fault\n", runs);
+  EXPECT_GT(runs, 400);
+}
+
+TEST_P(EveryWay, FindsTheDeviceWithoutEveryCallThatItDoesNotNeed) {
+  FaultyDriver clean(way.devices);
+  Live(clean, way);
+  std::set<std::string> calls(clean.faults.calls.begin(), clean.faults.calls.end());
+  calls.insert("GetQueueStatus");  // is not written down
+  for (const std::string& never : calls) {
+    SCOPED_TRACE(never);
+    FaultyDriver driver(way.devices);
+    driver.faults.fails = [&](const std::string& call) { return call == never; };
+    EXPECT_EQ(Live(driver, way).found, !way.Needs(never));
+    driver.faults.fails = {};
+    ExpectCleanLife(driver, way);
+  }
+}
+
+TEST(Survival, ALookAtDevicesAndSettingsSurvivesEveryFault) {
+  constexpr int kMostCalls = 60;  // a lie makes more and more
+  FaultyDriver driver(kWays[0].devices);
+  ExpectCleanLife(driver, kWays[0]);
+  for (const Fault& fault : kFaults)
+    for (const bool all : {false, true})
+      for (int first = 1, more = true; more && first < kMostCalls; ++first) {
+        SCOPED_TRACE(fault.name + (", call " + std::to_string(first)));
+        fault.Arm(driver, first, all);
+        // Entries without end take their time, so only the first run is told of them.
+        driver.faults.lie = [&](std::int64_t count) {
+          const std::int64_t lie = fault.lie(count);
+          return (all && first == 1) || (lie >= 0 && lie < 20) ? lie : 20;
+        };
+        std::string error;
+        const std::vector<ListedDevice> devices = ListDevices(driver.machine.platform);
+        EXPECT_TRUE(all || devices.size() <= 1) << "nodes that were never filled";
+        DescribeSettings(driver.machine.platform, &error);
+        ExportSettings(driver.machine.platform, &error);
+        EXPECT_EQ(driver.faults.OpenHandles(), 0u);
+        EXPECT_EQ(driver.faults.WrongCloses(), 0);
+        more = !driver.faults.Struck().empty();
+      }
+}
+
+// Made before any allocation may fail.
+const std::vector<std::int16_t> kOther = {1, 0, 1};
+const std::vector<std::int16_t> kNone = {};
+
+/// What a host does at a moment that doesn't suit. `adc` may be the last reference.
+using Call = void (*)(FaultyDriver&);
+
+const std::pair<const char*, Call> kInside[] = {
+    {"Test", [](FaultyDriver& d) { EXPECT_EQ(d.adc->Test(), d.adc->Detected()); }},
+    {"StartRecord", [](FaultyDriver& d) { EXPECT_TRUE(d.adc->StartRecord() || d.adc->Busy()); }},
+    {"StopRecord", [](FaultyDriver& d) { d.adc->StopRecord(); }},
+    {"GetData",
+     [](FaultyDriver& d) {
+       std::int16_t data[100];
+       std::int32_t size = 100, left = 0;
+       d.adc->GetData(data, size, left);
+       EXPECT_EQ(left, d.adc->InputCountData());
+     }},
+    {"InputChannels", [](FaultyDriver& d) { d.adc->InputChannels(kOther); }},
+    {"ShowSetting", [](FaultyDriver& d) { EXPECT_FALSE(d.adc->ShowSetting()); }},
+    {"creation", [](FaultyDriver& d) { EXPECT_EQ(d.apartment.CreateObject()->Busy(), d.adc->Busy()); }},
+    {"release", [](FaultyDriver& d) { d.adc.reset(); }},
+};
+
+/// Detects and shows the window while `call` is made in pass number `pass` of the message queue. The passes
+/// that there were.
+int DetectAndShow(FaultyDriver& driver, Call call, int pass) {
+  int passes = 0;
+  std::function<void()> at_pass = [&] {
+    driver.sim.clock().Post(at_pass);
+    if (++passes == pass) call(driver);
+  };
+  driver.adc = driver.apartment.CreateObject();
+  EXPECT_FALSE(driver.adc->Busy() || driver.adc->Detected());
+  driver.adc->InputSizeData(1024);
+  driver.AnswerDialog();
+  driver.sim.clock().Post(at_pass);
+  IADC3* adc = driver.adc.get();
+  adc->Test();
+  if (driver.adc) {
+    driver.sim.toolkit().Play({user::Wait(60)});
+    adc->ShowSetting();
+  }
+  at_pass = [] {};
+  driver.sim.clock().RunFor(1);
+  EXPECT_TRUE(driver.adc || driver.faults.OpenHandles() == 0);
+  return passes;
+}
+
+TEST_P(EveryWay, TakesEveryCallFromInsideEveryPassOfTheQueue) {
+  int runs = 0;
+  for (const auto& [name, call] : kInside) {
+    FaultyDriver driver(way.devices);
+    for (int pass = 1, passes = 1; pass <= passes && !HasFailure(); ++pass, ++runs) {
+      SCOPED_TRACE(name + (" in pass " + std::to_string(pass)));
+      passes = DetectAndShow(driver, call, pass);
+      ExpectCleanLife(driver, way);
+    }
+  }
+  std::printf("%d calls from inside\n", runs);
+  EXPECT_GT(runs, 500);
+}
+
+/// A driver that has recorded, unread frames with it.
+struct RecordedDriver : FaultyDriver {
+  RecordedDriver() : FaultyDriver(kWays[0].devices) {
+    Outcome outcome;
+    Record(*this, kWays[0], &outcome);
+    adc->StopRecord();
+    EXPECT_GT(adc->InputCountKadrs(), 0);
+  }
+};
+
+/// Every call of a host that may need memory, up to those of a new life.
+void UseAll(FaultyDriver& driver) {
+  IADC3& adc = *driver.adc;
+  adc.ADCName(), adc.Ranges(), adc.ChannelName(1), adc.LastError();
+  adc.InputChannels(), adc.GetKadr(), adc.InputData();
+  for (const std::vector<std::int16_t>* table : {&kOther, &kNone}) {
+    adc.InputChannels(*table);
+    adc.StartRecord();
+    driver.sim.clock().RunFor(60);
+    adc.StopRecord();
+  }
+  driver.apartment.CreateObject();
+  driver.adc.reset();
+  driver.adc = driver.apartment.CreateObject();
+  if (driver.adc) driver.adc->Test(), driver.adc->ShowSetting();
+}
+
+TEST(LackOfMemory, LetsNothingEscapeAndTheNextTryWorks) {
+  int runs = 0;
+  for (const bool all : {false, true})
+    for (int first = 1, more = true; more && !testing::Test::HasFailure(); ++first, ++runs) {
+      SCOPED_TRACE("allocation " + std::to_string(first) + (all ? " and all behind it" : ""));
+      RecordedDriver driver;
+      FailAllocations(first, all);
+      UseAll(driver);
+      more = AllocationFailed();
+      FailAllocations(0);
+      EXPECT_EQ(driver.faults.OpenHandles(), driver.adc && driver.adc->Detected() ? 1u : 0u);
+      ExpectCleanLife(driver, kWays[0]);
+    }
+  std::printf("%d lacks of memory\n", runs);
+  EXPECT_GT(runs, 50);
+}
+
+TEST(LackOfMemory, IsToldByARecordingThatCanNotStartAndLeavesTheLastOne) {
+  for (const bool all : {false, true}) {
+    RecordedDriver driver;
+    const std::int32_t waiting = driver.adc->InputCountKadrs();
+    driver.adc->InputSizeData(4096);
+    FailAllocations(1, all);
+    EXPECT_FALSE(driver.adc->StartRecord() || driver.adc->Busy());
+    FailAllocations(0);
+    EXPECT_EQ(driver.adc->LastError(), "Buffer Error 12: \r\nCannot allocate memory");
+    EXPECT_EQ(driver.adc->InputCountKadrs(), waiting);
+    EXPECT_EQ(driver.adc->InputData().Rows(), waiting + 1);
+    ExpectCleanLife(driver, kWays[0]);
+  }
+}
+
+TEST(SteadyState, TicksFramesAndReadsAllocateNothing) {
+  for (const char* device :
+       {"sim:columns=4,separator=semicolon,rate=500", "sim:columns=1,rate=500",
+        "sim:columns=16,unit=mV,label=T=,rate=200,baud=921600", "sim:decimal=comma,unit=V,rate=200"}) {
+    FaultyDriver driver({device});
+    driver.adc = driver.apartment.CreateObject();
+    driver.adc->Test();
+    driver.adc->InputChannels({0, 0, 99});
+    driver.adc->StartRecord();
+    driver.sim.clock().RunFor(500);
+    std::vector<std::int16_t> data(3000);
+    std::int32_t frames = 0;
+    FailAllocations(1);
+    for (std::int32_t room = 3000, left = 0; left == 0 && frames < 300; room = 3000) {
+      driver.sim.clock().RunFor(100);
+      frames += driver.adc->GetData(data.data(), room, left);
+    }
+    EXPECT_FALSE(AllocationFailed()) << device;
+    FailAllocations(0);
+  }
+}
+
+}  // namespace
+}  // namespace halden
