@@ -29,6 +29,13 @@ struct FaultyDriver {
          step("cmdOK", [](MemoryWindow& window, int ok) { window.Press(ok); })});
   }
 
+  /// What the first device says while it is probed: two passes on, since the opening serves the queue before
+  /// it purges the device.
+  void SayWhileProbed(const std::string& bytes) {
+    const auto say = [=, this] { sim.device(0).Feed(bytes); };
+    sim.clock().Post([=, this] { sim.clock().Post(say); });
+  }
+
   void Plug(std::size_t index, bool in) { in ? sim.device(index).Plug() : sim.device(index).Unplug(); }
 
   SimPlatform sim;

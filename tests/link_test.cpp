@@ -3,7 +3,6 @@
 
 #include "link/cFTDI.h"
 #include "link/port_table.h"
-#include "tests/driver_fixture.h"
 #include "tests/faulty_driver.h"
 
 namespace halden {
@@ -139,9 +138,22 @@ TEST(FindPort, GivesTheFirstRowOfTheNumber) {
   EXPECT_EQ(FindPort(table, 6), -1);
 }
 
+/// With an object that is not detected yet.
+struct Driver : FaultyDriver {
+  explicit Driver(const std::vector<std::string>& devices) : FaultyDriver(devices) {
+    adc = apartment.CreateObject();
+  }
+  /// The time that Test takes, in milliseconds. It finds a device or doesn't.
+  std::uint32_t Test(bool found) {
+    const std::uint32_t start = sim.clock().GetTickCount();
+    EXPECT_EQ(adc->Test(), found);
+    return sim.clock().GetTickCount() - start;
+  }
+};
+
 TEST(Detection, FirstDeviceThatSpeaksWinsAndTheOthersAreLeftAlone) {
   Driver driver({"sim:silent,com=3", "sim:busy", "sim:columns=5,com=6", "sim"});
-  EXPECT_NEAR(driver.TimeOf([&] { EXPECT_TRUE(driver.adc->Test()); }), 2500, 490) << "the silent one's share";
+  EXPECT_NEAR(driver.Test(true), 2500, 490) << "the silent one's share";
   EXPECT_EQ(driver.adc->BasePort(), 6);
   EXPECT_EQ(driver.adc->ChannelsCount(), 5);
   EXPECT_EQ(driver.sim.calls(0).back(), "close");
@@ -156,7 +168,7 @@ TEST(Detection, TriesTheRateThatAChipMayReallyTalkAt) {
       {"1843200", "2000000", true}, {"230400", "500000", false}, {"115200", "250000", false}};
   for (const auto& [configured, speaks_at, found] : cases) {
     Driver driver({"sim:rate=400,baud=" + configured + ",speaks_at=" + speaks_at});
-    EXPECT_EQ(driver.adc->Test(), found) << configured;
+    driver.Test(found);
     const Calls& calls = driver.sim.calls(0);
     EXPECT_EQ(std::count(calls.begin(), calls.end(), "baud " + speaks_at), found) << configured;
     EXPECT_EQ(std::count(calls.begin(), calls.end(), "purge 3"), configured == "115200" ? 1 : 2);
@@ -166,12 +178,11 @@ TEST(Detection, TriesTheRateThatAChipMayReallyTalkAt) {
 }
 
 TEST(Detection, APortNumberBeyond16BitsIsNone) {
-  FaultyDriver driver({"sim:rate=400"});
+  Driver driver({"sim:rate=400"});
   Faults& faults = driver.faults;
   faults.lie = [&](std::int64_t count) { return faults.calls.back() == "GetComPortNumber" ? 32768 : count; };
   faults.Arm(1, true, Faults::kLies);
-  driver.adc = driver.apartment.CreateObject();
-  EXPECT_TRUE(driver.adc->Test());
+  driver.Test(true);
   EXPECT_EQ(driver.adc->BasePort(), 0);
 }
 
@@ -190,16 +201,13 @@ TEST(Detection, TakesWhatCameOrElseTheUsersWord) {
   for (const auto& c : cases) {
     SCOPED_TRACE(c.device);
     Driver driver({"sim:" + c.device});
-    VirtualClock& clock = driver.sim.clock();
     std::string bytes;
     for (std::size_t i = 0; i < c.lines; ++i) bytes += std::string(c.line - 4, '0') + ";2\r\n";
-    // Two passes on, since the opening serves the queue before it purges the device.
-    const auto say = [&] { driver.sim.device(0).Feed(bytes); };
-    clock.Post([&] { clock.Post(say); });
+    driver.SayWhileProbed(bytes);
     driver.sim.toolkit().Play({user::PickRow("cboCh", 2), user::Type("cboRate", c.user_rate), user::Enter()});
-    IADC3& adc = *driver.adc;
-    const std::uint32_t time = driver.TimeOf([&] { EXPECT_EQ(adc.Test(), std::get<1>(c.found) > 0); });
+    const std::uint32_t time = driver.Test(std::get<1>(c.found) > 0);
     EXPECT_TRUE(!c.user_rate.empty() || (time > 2001 && time < 2010)) << time;
+    IADC3& adc = *driver.adc;
     EXPECT_EQ(std::tuple(adc.BasePort(), adc.ChannelsCount(), adc.Rate(), adc.RateMax()), c.found);
   }
 }

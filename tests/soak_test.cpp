@@ -14,12 +14,9 @@ struct FedDriver : FaultyDriver {
 
   void Detect() {
     adc = apartment.CreateObject();
-    // One pass later, since the opening serves the queue before it purges the device.
-    sim.clock().Post([this] {
-      sim.clock().Post([this] {
-        for (int line = 0; line < 300; ++line) sim.device(0).Feed("0;0\r\n");
-      });
-    });
+    std::string lines;
+    for (int line = 0; line < 300; ++line) lines += "0;0\r\n";
+    SayWhileProbed(lines);
     adc->Test();
     sim.clock().RunFor(60);
     machine.d2xx.received.clear();

@@ -1,7 +1,8 @@
 #include <gtest/gtest.h>
 #include <thread>
 
-#include "tests/driver_fixture.h"
+#include "driver/apartment.h"
+#include "platform/sim/sim_platform.h"
 
 namespace halden {
 namespace {
@@ -9,18 +10,18 @@ namespace {
 /// Frames of a few lives, one behind the other.
 std::vector<std::int16_t> Lives() {
   std::vector<std::int16_t> codes;
-  Driver driver({"sim:text=words,rate=2000,baud=921600", "sim:columns=3,rate=2000,baud=921600"});
+  SimPlatform sim({"sim:text=words,rate=2000,baud=921600", "sim:columns=3,rate=2000,baud=921600"});
+  Apartment apartment(sim.platform());
   for (int life = 0; life < 5; ++life) {
-    driver.adc->Test();
-    driver.adc->StartRecord();
-    driver.sim.clock().RunFor(300);
-    driver.sim.toolkit().Play({user::Wait(60)});
-    driver.adc->StopRecord();
-    driver.adc->ShowSetting();
-    const KadrTable frames = driver.adc->InputData();
+    std::shared_ptr<IADC3> adc = apartment.CreateObject();
+    adc->Test();
+    adc->StartRecord();
+    sim.clock().RunFor(300);
+    sim.toolkit().Play({user::Wait(60)});
+    adc->StopRecord();
+    adc->ShowSetting();
+    const KadrTable frames = adc->InputData();
     codes.insert(codes.end(), frames.Codes.begin(), frames.Codes.end());
-    driver.adc.reset();
-    driver.adc = driver.apartment.CreateObject();
   }
   return codes;
 }
