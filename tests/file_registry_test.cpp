@@ -2,7 +2,6 @@
 
 #include <csignal>
 #include <random>
-#include <set>
 #include <sys/resource.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
@@ -12,8 +11,6 @@
 
 namespace halden {
 namespace {
-
-using Names = std::set<std::string>;
 
 /// A registry in a file that somebody touches before each read, so that nothing comes from memory.
 struct ScratchFileRegistry : private ScratchDirectory, public FileRegistry {
@@ -35,13 +32,6 @@ INSTANTIATE_TEST_SUITE_P(Backends, RegistryContract,
                          [](const auto& instance) { return instance.param.name; });
 
 struct FileRegistryTest : testing::Test {
-  Names Files() {
-    Names names;
-    for (const auto& entry : std::filesystem::directory_iterator(directory / ""))
-      names.insert(entry.path().filename());
-    return names;
-  }
-
   ScratchDirectory directory;
   std::string path = directory / "r.reg";
   FixedNumberRules rules = FixedNumberRules::Comma();
@@ -61,7 +51,6 @@ TEST_F(FileRegistryTest, WritesTheLayoutOfTheRegistryEditor) {
             "\"bytes\"=hex:ab,ab,ab,ab,ab,ab,ab,ab,ab,ab,ab,ab,ab,ab,ab,ab,ab,ab,ab,ab,ab,ab,ab,ab,ab,\\\n"
             "  ab,ab\n\"terminated\"=hex(1):61,62,00\n\"other\"=hex(b):\n"
             "\n[HKEY_CURRENT_USER\\Software\\Жук]\n@=\"Жук \\\"x\\\" C:\\\\\"\n");
-  EXPECT_EQ(Files(), Names({"r.reg", "r.reg.lock"}));
 }
 
 TEST_F(FileRegistryTest, ReadsWhatAPersonHasWrittenAndKeepsWhatItCanNotTell) {
@@ -81,26 +70,14 @@ TEST_F(FileRegistryTest, ReadsWhatAPersonHasWrittenAndKeepsWhatItCanNotTell) {
 }
 
 TEST_F(FileRegistryTest, KeepsAFileThatItCanNotRead) {
-  std::vector<std::string> bad = {"[HKEY_CURRENT_USER\\A]", "REGEDIT4\n\"v\"=\"x\""};
-  const char* const lines[] = {
-      "[HKEY_MINE\\A]",
-      "[HKEY_CURRENT_USER\\A\\\\B]",
-      "[HKEY_CURRENT_USER\\A",
-      "word",
-      "\"v\"",
-      "\"v\"=\"C:\\Temp\"",
-      "\"v\"=\"C:\\xray\"",
-      "@=\"x",
-      "@=\"x\"y",
-      "@=dword:123456789",
-      "@=dword:",
-      "@=hex:01 02",
-      "@=hex:100",
-      "@=hex:01,",
-      "@=hex(g):01",
-      "@=\"\xE6\"",
-  };
-  for (const std::string line : lines) bad.push_back("REGEDIT4\n[HKEY_CURRENT_USER\\A]\n" + line);
+  const std::string head = "REGEDIT4\n", key = head + "[HKEY_CURRENT_USER\\A]\n";
+  std::vector<std::string> bad = {"[HKEY_CURRENT_USER\\A]", head + "\"v\"=\"x\"", head + "[HKEY_MINE\\A]",
+                                  head + "[HKEY_CURRENT_USER\\A\\\\B]", head + "[HKEY_CURRENT_USER\\A"};
+  const char* const values[] = {"word",           "\"v\"",       "\"v\"=\"\xE6\"", "@=\"C:\\Temp\"",
+                                "@=\"C:\\xray\"", "@=\"x",       "@=\"x\"y",       "@=dword:123456789",
+                                "@=dword:",       "@=hex:01 02", "@=hex:100",      "@=hex:01,",
+                                "@=hex(g):01"};
+  for (const std::string value : values) bad.push_back(key + value);
   int number = 0;
   for (const std::string& text : bad) {
     SetFileText(path, text);
@@ -114,7 +91,7 @@ TEST_F(FileRegistryTest, KeepsAFileThatItCanNotRead) {
 
 TEST_F(FileRegistryTest, WritesOnlyWhatChangesAndOnlyWhereItMay) {
   EXPECT_EQ(registry.RegDeleteKeyA(HKEY_CURRENT_USER, "A"), ERROR_FILE_NOT_FOUND);
-  EXPECT_EQ(Files(), Names());
+  EXPECT_FALSE(std::filesystem::exists(path + ".lock"));
   EXPECT_EQ(SetRaw(registry, "A", "v", REG_SZ, "x"), 0);
   chmod(path.c_str(), 0640);
   struct stat before, after;
@@ -143,7 +120,7 @@ TEST_F(FileRegistryTest, KeepsTheFileWhenTheDiskIsFull) {
   EXPECT_EQ(SetRaw(registry, "A", "v", REG_SZ, "after"), ERROR_DISK_FULL);
   setrlimit(RLIMIT_FSIZE, &limit);
   EXPECT_EQ(GetRaw(registry, "A", "v"), "1:before");
-  EXPECT_EQ(Files(), Names({"r.reg", "r.reg.lock"}));
+  EXPECT_FALSE(std::filesystem::exists(path + ".new"));
 }
 
 TEST_F(FileRegistryTest, TenProcessesKilledAtAnyMomentLoseNoWriteThatWasDoneAndShowNoHalfOfOne) {
