@@ -4,6 +4,7 @@
 #include <string>
 #include <string_view>
 
+#include "platform/common_texts.h"
 #include "platform/linux/locale_number_rules.h"
 #include "tests/registry_backends.h"
 
@@ -88,28 +89,37 @@ TEST(LocaleNumberRules, KnowLocalesThatAreNotGenerated) {
 }
 
 TEST(LocaleNumberRules, TakeTheSeparatorsOfAGeneratedLocale) {
-  const struct {
-    std::string group, charset, expected;
-  } cases[] = {{"<U202F>", "UTF-8", ",_1252"},
-               {"<U00A0>", "KOI8-U", ",_1252"},
-               {"", "ISO-8859-1", ",1252"},
-               {"<U0141>", "ISO-8859-2", ".1252"}};  // without a byte in the code page
-  for (const auto& c : cases) {
-    const ScratchDirectory folder;
-    SetFileText(folder / "source",
-                "LC_CTYPE\ncopy \"POSIX\"\nEND LC_CTYPE\nLC_NUMERIC\ndecimal_point \",\"\n" +
-                    ("thousands_sep \"" + c.group + "\"\ngrouping 3;3\nEND LC_NUMERIC\n"));
-    const std::string generate = "localedef --no-archive -c -i source -f " + c.charset + " ./xx_XX";
-    const std::string test = " 2>/dev/null; test -e xx_XX/LC_NUMERIC";
-    if (std::system(("cd " + (folder / "; ") + generate + test).c_str()) != 0)
-      GTEST_SKIP() << "no locale in " << c.charset << " can be generated here";
-    const auto describe = [&] {
-      setenv("LOCPATH", (folder / "").c_str(), 1);
-      _exit(Describe({.lang = "xx_XX"}) == c.expected ? 0 : 1);
-    };
-    // A process of its own: the C library is told by a variable where to look, and forgets some memory then.
-    EXPECT_EXIT(describe(), testing::ExitedWithCode(0), "") << c.charset;
-  }
+  const ScratchDirectory folder;
+  SetFileText(folder / "source",
+              "LC_CTYPE\ncopy \"POSIX\"\nEND LC_CTYPE\nLC_NUMERIC\ndecimal_point \",\"\n"
+              "thousands_sep \"<U202F>\"\ngrouping 3;3\nEND LC_NUMERIC\n");
+  const std::string generate = "localedef --no-archive -c -i source -f UTF-8 ./xx_XX 2>/dev/null; ";
+  if (std::system(("cd " + (folder / "; ") + generate + "test -e xx_XX/LC_NUMERIC").c_str()) != 0)
+    GTEST_SKIP() << "no locale can be generated here";
+  const auto describe = [&] {
+    setenv("LOCPATH", (folder / "").c_str(), 1);
+    _exit(Describe({.lang = "xx_XX"}) == ",_1252" ? 0 : 1);
+  };
+  // A process of its own: the C library is told by a variable where to look, and forgets some memory then.
+  EXPECT_EXIT(describe(), testing::ExitedWithCode(0), "");
+}
+
+TEST(CommonTexts, FillInArgumentsWhereTheWholeTextFits) {
+  CommonTexts texts(TextLanguage::kEnglish, 0x0409);
+  const auto filled = [&](const char* source, std::uint32_t capacity) -> std::string {
+    constexpr std::uint32_t kFill = FORMAT_MESSAGE_FROM_STRING | FORMAT_MESSAGE_ARGUMENT_ARRAY;
+    const char* arguments[] = {"Halden-Text", "", "%1", "d", "e"};
+    char buffer[40] = {};
+    std::fill(std::begin(buffer), std::end(buffer) - 1, '#');
+    const std::uint32_t length = texts.FormatMessageA(kFill, source, 0, 0, buffer, capacity, arguments);
+    EXPECT_EQ(buffer + capacity, std::string(39 - capacity, '#')) << "written behind the buffer";
+    return length ? buffer : "failed";
+  };
+  EXPECT_EQ(filled("%1 Setup", 18), "Halden-Text Setup");
+  EXPECT_EQ(filled("%1 Setup", 17), "failed");
+  EXPECT_EQ(filled("%2%5%4%3", 38), "ed%1");
+  EXPECT_EQ(filled("a%%%n%!%0b", 38), "a%\r\n!");
+  for (const char* source : {"%6", "%10", "%"}) EXPECT_EQ(filled(source, 38), "failed") << source;
 }
 
 }  // namespace
