@@ -1,4 +1,6 @@
 #include <gtest/gtest.h>
+#include <memory>
+#include <string>
 #include <vector>
 
 #include "platform/linux/linux_clock.h"
@@ -25,6 +27,24 @@ TEST(MessageQueue, TicksOnItsGridAlsoAcrossTheWrapOfTheCountAndMakesUpForNothing
     clock.RunFor(30);
     EXPECT_EQ(ticks, (std::vector<std::uint32_t>{110, 160, 210, 576, 600})) << start;
   }
+}
+
+TEST(MessageQueue, TimersComeAndGoInsideATickWhichIsNotServedInsideItself) {
+  VirtualClock clock;
+  std::string served;
+  std::unique_ptr<PeriodicTimer> first;
+  std::vector<std::unique_ptr<PeriodicTimer>> more;
+  first = clock.NewTimer(10, [&, text = std::string(64, 'a')] {
+    for (int i = 0; i < 100; ++i) more.push_back(clock.NewTimer(30, [&] { served += 'b'; }));
+    for (const auto& timer : more) timer->Enable(true);
+    clock.RunFor(15);
+    first.reset();
+    clock.ServeMessages();
+    served += text.front();
+  });
+  first->Enable(true);
+  clock.RunFor(50);
+  EXPECT_EQ(served, "a" + std::string(100, 'b'));
 }
 
 TEST(LinuxClock, RestsInAPassThatServesNothing) {
