@@ -15,7 +15,6 @@ TEST(MessageQueue, TicksOnItsGridAlsoAcrossTheWrapOfTheCountAndMakesUpForNothing
     std::vector<std::uint32_t> ticks;
     const auto timer = clock.NewTimer(50, [&] { ticks.push_back(clock.GetTickCount() - start); });
     clock.RunFor(60);
-    EXPECT_TRUE(ticks.empty()) << "off until enabled";
     timer->Enable(true);
     clock.RunFor(120);
     timer->Enable(true);

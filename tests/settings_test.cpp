@@ -247,24 +247,21 @@ TEST(DriverSettings, KeepWhatARunHasProved) {
 }
 
 TEST(DriverSettings, TakeFromAnEditedFileWhatMakesSense) {
-  const struct {
-    std::string values;
-    std::int16_t port, channels;
-    float rate;
-  } cases[] = {
-      {"", 1, 1, 1},
-      {"\"Port\"=dword:0000ffff\n\"ChannelFixed\"=dword:20\n\"RateFixed\"=dword:3f000000\n", -1, 32, 0.5f},
-      {"\"ChannelFixed\"=dword:21\n\"RateFixed\"=dword:7fc00000\n", 1, 1, 0},
-      {"\"ChannelFixed\"=dword:0\n\"RateFixed\"=dword:0\n", 1, 1, 0},
-      {"\"ChannelFixed\"=dword:00010005\n\"RateFixed\"=\"fast!\"\n", 1, 5, 1},
-      {"\"Port\"=\"7\"\n\"ChannelFixed\"=\"seven\"\n\"RateFixed\"=hex:41,00\n", '7', 1, 9.1e-44f},
+  /// What stands below the key, and the port, the channels and the rate that are taken from it.
+  const std::pair<std::string, std::vector<float>> cases[] = {
+      {"", {1, 1, 1}},
+      {"\"Port\"=dword:0000ffff\n\"ChannelFixed\"=dword:20\n\"RateFixed\"=dword:3f000000\n", {-1, 32, 0.5f}},
+      {"\"ChannelFixed\"=dword:21\n\"RateFixed\"=dword:7fc00000\n", {1, 1, 0}},
+      {"\"ChannelFixed\"=dword:0\n\"RateFixed\"=dword:80000001\n", {1, 1, 0}},
+      {"\"ChannelFixed\"=dword:00010005\n\"RateFixed\"=\"fast!\"\n", {1, 5, 1}},
+      {"\"Port\"=\"7\"\n\"ChannelFixed\"=\"seven\"\n\"RateFixed\"=hex:41,00\n", {'7', 1, 9.1e-44f}},
   };
   ScratchDirectory directory;
   const FixedNumberRules rules = FixedNumberRules::Point();
   CommonTexts texts(TextLanguage::kEnglish, 0x0409);
-  for (const auto& c : cases) {
-    SetFileText(directory / "r.reg",
-                "REGEDIT4\n\n[HKEY_CURRENT_USER\\" + kKey + "]\n@=\"halden-text\"\n" + c.values);
+  for (const auto& [values, taken] : cases) {
+    const std::string key = "REGEDIT4\n\n[HKEY_CURRENT_USER\\" + kKey + "]\n@=\"halden-text\"\n";
+    SetFileText(directory / "r.reg", key + values);
     FileRegistry file(directory / "r.reg", rules);
     Store store;
     DriverSettings settings(store, file, texts);
@@ -272,9 +269,9 @@ TEST(DriverSettings, TakeFromAnEditedFileWhatMakesSense) {
     EXPECT_EQ(GetRaw(file, kKey, ""), "1:Halden-Text");
     tUserChoice choice;
     settings.LoadSetting(choice);
-    EXPECT_EQ(store.BasePort, c.port) << c.values;
-    EXPECT_EQ(choice.UserChannels, c.channels) << c.values;
-    EXPECT_FLOAT_EQ(choice.UserRate, c.rate) << c.values;
+    const std::vector<float> loaded = {static_cast<float>(store.BasePort),
+                                       static_cast<float>(choice.UserChannels), choice.UserRate};
+    EXPECT_EQ(loaded, taken) << values;
   }
 }
 
