@@ -96,6 +96,10 @@ TEST_F(Registry, TakesWhatFitsAndDefaultsOtherwise) {
   std::int32_t number = 0x11111111;
   EXPECT_TRUE(registry.ReadLong(kUser, "K", "v", number));
   EXPECT_EQ(number, 0x11111105) << "only the low byte is there";
+  std::uint8_t byte = 0;
+  bool yes = false;
+  EXPECT_TRUE(registry.GetByte("v", byte, 3) && registry.GetBoolean("v", yes, false));
+  EXPECT_TRUE(byte == 5 && yes);
   double real = 1;
   EXPECT_FALSE(registry.GetDouble("v", real, 2.5));
   EXPECT_EQ(real, 2.5);
