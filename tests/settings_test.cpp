@@ -55,6 +55,7 @@ TEST_F(Registry, StoresEachTypeInItsForm) {
   registry.ByteValue("b", 255);
   registry.IntegerValue("i", -1);
   registry.BooleanValue("t", true);
+  registry.BooleanValue("f", false);
   registry.SingleValue("r", 1);
   registry.SingleValue("n", std::nanf(""));
   registry.DoubleValue("d", -1.5);
@@ -62,14 +63,16 @@ TEST_F(Registry, StoresEachTypeInItsForm) {
   registry.BinaryValue("x", {0, 10, 255});
   EXPECT_EQ(registry.ExportKey(kUser, "K", false),
             "\r\n[HKEY_CURRENT_USER\\K]\r\n@=\"\"\r\n\"s\"=\"te\xE9xt\"\r\n\"l\"=dword:fffffffe\r\n"
-            "\"b\"=dword:000000ff\r\n\"i\"=dword:0000ffff\r\n\"t\"=dword:00000001\r\n"
+            "\"b\"=dword:000000ff\r\n\"i\"=dword:0000ffff\r\n\"t\"=dword:00000001\r\n\"f\"=dword:00000000\r\n"
             "\"r\"=dword:3f800000\r\n\"n\"=dword:7fc00000\r\n\"d\"=hex:00,00,00,00,00,00,f8,bf\r\n"
             "\"c\"=hex:0e,d0,31,8c,c5,f4,ff,ff\r\n\"x\"=hex:00,0a,ff\r\n");
   EXPECT_EQ(GetRaw(memory, "K", "s"), "1:te\xE9xt") << "without a NUL";
   EXPECT_EQ(registry.StringValue("S"), "te\xE9xt");
   EXPECT_EQ((std::vector{registry.LongValue("l"), registry.LongValue("i")}), (std::vector{-2, 65535}));
   EXPECT_EQ((std::vector<int>{registry.IntegerValue("i"), registry.ByteValue("b")}), (std::vector{-1, 255}));
-  EXPECT_TRUE(registry.BooleanValue("t") && registry.BooleanValue("l") && !registry.BooleanValue("missing"));
+  EXPECT_TRUE(registry.BooleanValue("t") && registry.BooleanValue("l"));
+  EXPECT_FALSE(registry.BooleanValue("f") || registry.BooleanValue("missing") ||
+               registry.ByteValue("missing"));
   EXPECT_TRUE(registry.SingleValue("r") == 1 && std::isnan(registry.SingleValue("n")));
   EXPECT_EQ(registry.DoubleValue("d"), -1.5);
   EXPECT_EQ(registry.CurrencyValue("c"), -12345678901234);
@@ -189,19 +192,20 @@ TEST(RegistryMembers, NeedTheirRightsTellFailuresAndLeaveNoKeyOpen) {
   ByteArray bytes;
   const struct {
     std::uint32_t rights;  ///< of the key, as many as it needs
+    int telling;           ///< the calls from the first on whose failure is the member's
     std::function<bool(cRegistry&)> run;
   } members[] = {
-      {0x30006, [](cRegistry& r) { return r.DeleteKey(kUser, "K"); }},
-      {0x20006, [](cRegistry& r) { return r.DeleteValue(kUser, "K", "v"); }},
-      {2, [](cRegistry& r) { return r.SetString("v", "x"); }},
-      {1, [&](cRegistry& r) { return r.GetString("v", text, ""); }},
-      {0x20006, [](cRegistry& r) { return r.SetLong("v", 1); }},
-      {1, [&](cRegistry& r) { return r.GetLong("v", number, 5); }},
-      {2, [](cRegistry& r) { return r.SetCurrency("v", 1); }},
-      {1, [&](cRegistry& r) { return r.GetBinary("v", bytes); }},
+      {0x30006, 2, [](cRegistry& r) { return r.DeleteKey(kUser, "K"); }},
+      {0x20006, 2, [](cRegistry& r) { return r.DeleteValue(kUser, "K", "v"); }},
+      {2, 2, [](cRegistry& r) { return r.SetString("v", "x"); }},
+      {1, 2, [&](cRegistry& r) { return r.GetString("v", text, ""); }},
+      {0x20006, 2, [](cRegistry& r) { return r.SetLong("v", 1); }},
+      {1, 2, [&](cRegistry& r) { return r.GetLong("v", number, 5); }},
+      {2, 2, [](cRegistry& r) { return r.SetCurrency("v", 1); }},
+      {1, 3, [&](cRegistry& r) { return r.GetBinary("v", bytes); }},
   };
   for (const auto& member : members)
-    for (const int failing : {1, 2, 0}) {
+    for (int failing = 0; failing <= member.telling; ++failing) {
       RegistryInMemory fresh;
       SetRaw(fresh.memory, "K", "v", REG_BINARY, "1234");
       fresh.memory.SetRights(kUser, "K", member.rights);
