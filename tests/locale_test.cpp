@@ -89,19 +89,23 @@ TEST(LocaleNumberRules, KnowLocalesThatAreNotGenerated) {
 }
 
 TEST(LocaleNumberRules, TakeTheSeparatorsOfAGeneratedLocale) {
-  const ScratchDirectory folder;
-  SetFileText(folder / "source",
-              "LC_CTYPE\ncopy \"POSIX\"\nEND LC_CTYPE\nLC_NUMERIC\ndecimal_point \",\"\n"
-              "thousands_sep \"<U202F>\"\ngrouping 3;3\nEND LC_NUMERIC\n");
-  const std::string generate = "localedef --no-archive -c -i source -f UTF-8 ./xx_XX 2>/dev/null; ";
-  if (std::system(("cd " + (folder / "; ") + generate + "test -e xx_XX/LC_NUMERIC").c_str()) != 0)
-    GTEST_SKIP() << "no locale can be generated here";
-  const auto describe = [&] {
-    setenv("LOCPATH", (folder / "").c_str(), 1);
-    _exit(Describe({.lang = "xx_XX"}) == ",_1252" ? 0 : 1);
-  };
-  // A process of its own: the C library is told by a variable where to look, and forgets some memory then.
-  EXPECT_EXIT(describe(), testing::ExitedWithCode(0), "");
+  const std::pair<std::string, std::string> cases[] = {{"<U202F>", ",_1252"}, {"", ",1252"}};
+  for (const auto& c : cases) {
+    const ScratchDirectory folder;
+    SetFileText(folder / "source",
+                "LC_CTYPE\ncopy \"POSIX\"\nEND LC_CTYPE\nLC_NUMERIC\ndecimal_point \",\"\n"
+                "thousands_sep \"" +
+                    c.first + "\"\ngrouping 3;3\nEND LC_NUMERIC\n");
+    const std::string generate = "localedef --no-archive -c -i source -f UTF-8 ./xx_XX 2>/dev/null; ";
+    if (std::system(("cd " + (folder / "; ") + generate + "test -e xx_XX/LC_NUMERIC").c_str()) != 0)
+      GTEST_SKIP() << "no locale can be generated here";
+    const auto describe = [&] {
+      setenv("LOCPATH", (folder / "").c_str(), 1);
+      _exit(Describe({.lang = "xx_XX"}) == c.second ? 0 : 1);
+    };
+    // A process of its own: the C library is told by a variable where to look, and forgets some memory then.
+    EXPECT_EXIT(describe(), testing::ExitedWithCode(0), "") << c.second;
+  }
 }
 
 TEST(CommonTexts, FillInArgumentsWhereTheWholeTextFits) {

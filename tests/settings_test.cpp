@@ -103,6 +103,7 @@ TEST_F(Registry, TakesWhatFitsAndDefaultsOtherwise) {
   bool yes = false;
   EXPECT_TRUE(registry.GetByte("v", byte, 3) && registry.GetBoolean("v", yes, false));
   EXPECT_TRUE(byte == 5 && yes);
+  EXPECT_FALSE(registry.GetByte("missing", byte, 3) || registry.GetBoolean("missing", yes, false));
   double real = 1;
   EXPECT_FALSE(registry.GetDouble("v", real, 2.5));
   EXPECT_EQ(real, 2.5);
@@ -262,7 +263,7 @@ TEST(DriverSettings, TakeFromAnEditedFileWhatMakesSense) {
       {"\"ChannelFixed\"=dword:21\n\"RateFixed\"=dword:7fc00000\n", {1, 1, 0}},
       {"\"ChannelFixed\"=dword:0\n\"RateFixed\"=dword:80000001\n", {1, 1, 0}},
       {"\"ChannelFixed\"=dword:00010005\n\"RateFixed\"=\"fast!\"\n", {1, 5, 1}},
-      {"\"Port\"=\"7\"\n\"ChannelFixed\"=\"seven\"\n\"RateFixed\"=hex:41,00\n", {'7', 1, 9.1e-44f}},
+      {"\"Port\"=\"7\"\n\"ChannelFixed\"=\"seven\"\n\"RateFixed\"=hex:\n", {'7', 1, 0}},
   };
   ScratchDirectory directory;
   const FixedNumberRules rules = FixedNumberRules::Point();
