@@ -1,12 +1,69 @@
 #include <cstdlib>
 #include <gtest/gtest.h>
+#include <limits>
 #include <string>
+#include <string_view>
 
+#include "platform/common_texts.h"
 #include "platform/linux/locale_number_rules.h"
 #include "tests/registry_backends.h"
 
 namespace halden {
 namespace {
+
+TEST(CodePage, MapsWhatItCanAndTurnsTheRestIntoQuestionMarks) {
+  const std::pair<std::string, std::string> cases[] = {
+      {"a€Ÿ\u00A0±ÿ", "a\x80\x9F\xA0\xB1\xFF"},
+      {"\u0416x", "?x"},             // not in the western page
+      {"\U0001F600x", "?x"},         // one for a character of four bytes
+      {"\u0080x", "?x"},             // a control character, not the byte 80h
+      {"\xE2\x82x", "?x"},           // cut short: the part that could begin a character is one
+      {"\xC1\xBF", "??"},            // overlong
+      {"\xE0\x9F\xBF", "???"},       // overlong
+      {"\xF0\x8F\xBF\xBF", "????"},  // overlong
+      {"\xED\xA0\x80", "???"},       // surrogate
+      {"\xF4\x90\x80\x80", "????"},  // beyond the last character
+      {"\x80\xFF\xC3", "???"},
+  };
+  for (const auto& [utf8, ansi] : cases) EXPECT_EQ(Utf8ToAnsi(utf8, CodePage::kWestern), ansi);
+  EXPECT_EQ(AnsiToUtf8("a\x80\x88\xA0\xB1\xA8\xFF\x98", CodePage::kCyrillic), "aЂ€\u00A0±Ёя?");
+}
+
+TEST(CodePage, ReadsEveryCharacterThatItWrites) {
+  for (char32_t character = 0; character <= 0x10FFFF; ++character) {
+    if (character == 0xD800) character = 0xE000;
+    std::string utf8;
+    AppendUtf8(character, &utf8);
+    utf8 += 'x';
+    std::string_view rest = utf8;
+    ASSERT_EQ(TakeCharacter(&rest), character);
+    ASSERT_EQ(rest, "x");
+  }
+}
+
+TEST(NumberToText, GivesTheShortestTextAtItsDigits) {
+  constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
+  constexpr double kInfinity = std::numeric_limits<double>::infinity();
+  const struct {
+    double value;
+    int digits;
+    std::string text;
+  } cases[] = {
+      {100, 1, "100"},
+      {1.0 / 3, 7, "0,3333333"},
+      {999.9996, 6, "1000"},
+      {1e14, 15, "100000000000000"},
+      {1e15, 15, "1E+15"},
+      {1e-15, 15, "1E-15"},
+      {-1.2345678901234567e-5, 99, "-1,2345678901234568E-05"},
+      {3.7, 0, "4"},
+      {0.1, 99, "0,10000000000000001"},
+      {-0.0, 7, "0"},
+      {-kInfinity, 7, "-INF"},
+      {kNaN, 7, "NaN"},
+  };
+  for (const auto& c : cases) EXPECT_EQ(FixedNumberRules::Comma().NumberToText(c.value, c.digits), c.text);
+}
 
 /// Decimal separator, group separator with "_" for a no-break space, and code page.
 std::string Describe(const LocaleEnvironment& environment) {
@@ -14,7 +71,7 @@ std::string Describe(const LocaleEnvironment& environment) {
   const char group = rules.GroupSeparator();
   std::string text{rules.DecimalSeparator()};
   if (group != '\0') text += group == '\xA0' ? '_' : group;
-  return text + (rules.Utf8ToAnsi("\u0416") != "?" ? "1251" : "1252");
+  return text + (rules.Utf8ToAnsi("Ж") != "?" ? "1251" : "1252");
 }
 
 TEST(LocaleNumberRules, KnowLocalesThatAreNotGenerated) {
@@ -22,41 +79,48 @@ TEST(LocaleNumberRules, KnowLocalesThatAreNotGenerated) {
       {{}, ".1252"},
       {{.lang = "ru_RU.UTF-8"}, ",_1251"},
       {{.lang = "sr_RS@latin"}, ",1252"},
-      {{.lang = "pt_PT.utf8"}, ",1252"},
       {{.lc_all = "de_DE", .lc_numeric = "en_US", .lang = "ru_RU"}, ",.1252"},
       {{.lc_numeric = "en_US", .lang = "ru_RU"}, ".,1251"},
-      {{.lc_messages = "ru_RU", .lang = "en_US"}, ".,1251"}};
+      {{.lc_messages = "ru_RU", .lang = "pt_PT.utf8"}, ",1251"}};
   for (const auto& [environment, expected] : cases)
     EXPECT_EQ(Describe(environment), expected) << environment.lang;
   EXPECT_EQ(MessageLanguage({.lc_messages = "ru", .lang = "de_DE"}), 0x0419);
-  EXPECT_EQ(MessageLanguage({.lc_all = "C", .lc_messages = "ru_RU", .lang = "ru_RU"}), 0x0409);
   EXPECT_EQ(MessageLanguage({.lc_numeric = "ru_RU", .lang = "run_BI"}), 0x0409);
 }
 
 TEST(LocaleNumberRules, TakeTheSeparatorsOfAGeneratedLocale) {
-  const struct {
-    std::string group, charset, expected;
-  } cases[] = {{"<U202F>", "UTF-8", ",_1252"},
-               {"<U00A0>", "KOI8-U", ",_1252"},
-               {"", "ISO-8859-1", ",1252"},
-               {"<U0141>", "ISO-8859-2", ".1252"}};  // without a byte in the code page
+  const std::pair<std::string, std::string> cases[] = {{"<U202F>", ",_1252"}, {"", ",1252"}};
   for (const auto& c : cases) {
     const ScratchDirectory folder;
     SetFileText(folder / "source",
-                "LC_CTYPE\ncopy \"POSIX\"\nEND LC_CTYPE\nLC_NUMERIC\ndecimal_point \",\"\n" +
-                    ("thousands_sep \"" + c.group + "\"\ngrouping 3;3\nEND LC_NUMERIC\n"));
-    const std::string generate =
-        "localedef --no-archive -c -i source -f " + c.charset + " ./xx_XX 2>/dev/null; ";
-    const std::string command = "cd " + (folder / ".; ") + generate + "test -e xx_XX/LC_NUMERIC";
-    if (std::system(command.c_str()) != 0)
-      GTEST_SKIP() << "no locale in " << c.charset << " can be generated here";
+                "LC_CTYPE\ncopy \"POSIX\"\nEND LC_CTYPE\nLC_NUMERIC\ndecimal_point \",\"\n"
+                "thousands_sep \"" +
+                    c.first + "\"\ngrouping 3;3\nEND LC_NUMERIC\n");
+    const std::string generate = "localedef --no-archive -c -i source -f UTF-8 ./xx_XX 2>/dev/null; ";
+    if (std::system(("cd " + (folder / "; ") + generate + "test -e xx_XX/LC_NUMERIC").c_str()) != 0)
+      GTEST_SKIP() << "no locale can be generated here";
     const auto describe = [&] {
       setenv("LOCPATH", (folder / "").c_str(), 1);
-      _exit(Describe({.lang = "xx_XX"}) == c.expected ? 0 : 1);
+      _exit(Describe({.lang = "xx_XX"}) == c.second ? 0 : 1);
     };
     // A process of its own: the C library is told by a variable where to look, and forgets some memory then.
-    EXPECT_EXIT(describe(), testing::ExitedWithCode(0), "") << c.charset;
+    EXPECT_EXIT(describe(), testing::ExitedWithCode(0), "") << c.second;
   }
+}
+
+TEST(CommonTexts, FillInArgumentsWhereTheWholeTextFits) {
+  const auto filled = [](const char* source, std::uint32_t capacity) -> std::string {
+    constexpr std::uint32_t kFill = FORMAT_MESSAGE_FROM_STRING | FORMAT_MESSAGE_ARGUMENT_ARRAY;
+    const char* arguments[] = {"Halden-Text", "", "%1", "d", "e"};
+    char text[40];
+    CommonTexts texts(TextLanguage::kEnglish, 0x0409);
+    return texts.FormatMessageA(kFill, source, 0, 0, text, capacity, arguments) ? text : "failed";
+  };
+  EXPECT_EQ(filled("%1 Setup", 18), "Halden-Text Setup");
+  EXPECT_EQ(filled("%1 Setup", 17), "failed");
+  EXPECT_EQ(filled("%2%5%4%3", 38), "ed%1");
+  EXPECT_EQ(filled("a%%%n%!%0b", 38), "a%\r\n!");
+  for (const char* source : {"%6", "%10", "%"}) EXPECT_EQ(filled(source, 38), "failed") << source;
 }
 
 }  // namespace

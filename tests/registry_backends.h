@@ -2,7 +2,6 @@
 
 #include <filesystem>
 #include <fstream>
-#include <iterator>
 #include <unistd.h>
 
 #include "platform/fixed_number_rules.h"
@@ -15,15 +14,11 @@ namespace halden {
 /// An empty directory that goes with the object; in memory, where a flush costs nothing.
 class ScratchDirectory {
  public:
-  ScratchDirectory() {
-    char name[] = "/dev/shm/halden-test-XXXXXX";
-    path_ = mkdtemp(name);
-  }
   ~ScratchDirectory() { std::filesystem::remove_all(path_); }
   std::string operator/(const std::string& name) const { return path_ + "/" + name; }
 
  private:
-  std::string path_;
+  const std::string path_ = mkdtemp(std::string("/dev/shm/halden-test-XXXXXX").data());
 };
 
 inline std::string FileText(const std::string& path) {

@@ -10,9 +10,10 @@ namespace halden {
 inline std::int32_t SetRaw(RegistryApi& registry, const std::string& path, const std::string& name,
                            std::uint32_t type, const std::string& data) {
   HKEY key = 0;
-  std::int32_t result = registry.RegCreateKeyExA(HKEY_CURRENT_USER, path, KEY_SET_VALUE, &key);
-  if (result) return result;
-  result = registry.RegSetValueExA(key, name, type, data.data(), static_cast<std::uint32_t>(data.size()));
+  if (const auto result = registry.RegCreateKeyExA(HKEY_CURRENT_USER, path, KEY_SET_VALUE, &key))
+    return result;
+  const auto size = static_cast<std::uint32_t>(data.size());
+  const std::int32_t result = registry.RegSetValueExA(key, name, type, data.data(), size);
   registry.RegCloseKey(key);
   return result;
 }

@@ -20,9 +20,6 @@ constexpr HKEY kUser = HKEY_CURRENT_USER;
 /// A registry in memory, on the key "K", every call of which can be made to fail.
 struct RegistryInMemory {
   RegistryInMemory() { registry.KeyPath("K"); }
-  void Put(const std::string& name, std::uint32_t type, const std::string& data) {
-    EXPECT_EQ(SetRaw(memory, "K", name, type, data), 0);
-  }
 
   FixedNumberRules rules = FixedNumberRules::Point();
   MemoryRegistry memory{rules};
@@ -35,26 +32,20 @@ struct RegistryInMemory {
 struct Registry : testing::Test, RegistryInMemory {};
 
 TEST_F(Registry, SelectsRootAndKey) {
-  faults.Arm(0);
   cRegistry fresh(faulty, texts);
+  faults.Arm(0);
   fresh.RootKey(kUser);
-  EXPECT_EQ(fresh.KeyPath(), "Software");
   fresh.KeyPath("Software");
-  EXPECT_EQ(faults.Count(), 0);
+  EXPECT_EQ(faults.Count(), 0) << "that is where it starts";
   fresh.KeyPath("A\\B\\C");
-  EXPECT_TRUE(fresh.KeyExists(kUser, "a\\b\\c"));
-  EXPECT_TRUE(fresh.CreateKey(kUser, "A", "label"));
+  EXPECT_TRUE(fresh.KeyExists(kUser, "a\\b\\c") && fresh.CreateKey(kUser, "A", "label"));
   EXPECT_EQ(GetRaw(memory, "A", ""), "1:label");
   fresh.RootKey(0x1234);
-  EXPECT_EQ(fresh.ErrorCode(), ERROR_INVALID_HANDLE);
-  EXPECT_EQ(fresh.KeyPath(), "A\\B\\C");
+  EXPECT_EQ(fresh.KeyPath(), "A\\B\\C") << "that is no root";
   fresh.RootKey(HKEY_LOCAL_MACHINE);
+  fresh.KeyPath("no\\\\path");
   EXPECT_EQ(fresh.KeyPath(), "");
   EXPECT_EQ(fresh.RootKey(), HKEY_LOCAL_MACHINE);
-  memory.SetRights(HKEY_LOCAL_MACHINE, "", KEY_QUERY_VALUE);
-  fresh.KeyPath("new");
-  EXPECT_EQ(fresh.KeyPath(), "");
-  EXPECT_EQ(fresh.ErrorCode(), ERROR_ACCESS_DENIED);
 }
 
 TEST_F(Registry, StoresEachTypeInItsForm) {
@@ -63,31 +54,29 @@ TEST_F(Registry, StoresEachTypeInItsForm) {
   registry.LongValue("l", -2);
   registry.ByteValue("b", 255);
   registry.IntegerValue("i", -1);
-  registry.BooleanValue("f", false);
   registry.BooleanValue("t", true);
+  registry.BooleanValue("f", false);
   registry.SingleValue("r", 1);
   registry.SingleValue("n", std::nanf(""));
   registry.DoubleValue("d", -1.5);
   registry.CurrencyValue("c", -12345678901234);
   registry.BinaryValue("x", {0, 10, 255});
-  EXPECT_EQ(
-      registry.ExportKey(kUser, "K", false),
-      "\r\n[HKEY_CURRENT_USER\\K]\r\n@=\"\"\r\n\"s\"=\"te\xE9xt\"\r\n\"l\"=dword:fffffffe\r\n"
-      "\"b\"=dword:000000ff\r\n\"i\"=dword:0000ffff\r\n\"f\"=dword:00000000\r\n"
-      "\"t\"=dword:00000001\r\n\"r\"=dword:3f800000\r\n\"n\"=dword:7fc00000\r\n"
-      "\"d\"=hex:00,00,00,00,00,00,f8,bf\r\n\"c\"=hex:0e,d0,31,8c,c5,f4,ff,ff\r\n\"x\"=hex:00,0a,ff\r\n");
+  EXPECT_EQ(registry.ExportKey(kUser, "K", false),
+            "\r\n[HKEY_CURRENT_USER\\K]\r\n@=\"\"\r\n\"s\"=\"te\xE9xt\"\r\n\"l\"=dword:fffffffe\r\n"
+            "\"b\"=dword:000000ff\r\n\"i\"=dword:0000ffff\r\n\"t\"=dword:00000001\r\n\"f\"=dword:00000000\r\n"
+            "\"r\"=dword:3f800000\r\n\"n\"=dword:7fc00000\r\n\"d\"=hex:00,00,00,00,00,00,f8,bf\r\n"
+            "\"c\"=hex:0e,d0,31,8c,c5,f4,ff,ff\r\n\"x\"=hex:00,0a,ff\r\n");
   EXPECT_EQ(GetRaw(memory, "K", "s"), "1:te\xE9xt") << "without a NUL";
   EXPECT_EQ(registry.StringValue("S"), "te\xE9xt");
   EXPECT_EQ((std::vector{registry.LongValue("l"), registry.LongValue("i")}), (std::vector{-2, 65535}));
-  EXPECT_EQ(registry.ByteValue("b"), 255);
-  EXPECT_EQ((std::vector{registry.IntegerValue("i"), registry.IntegerValue("b")}),
-            (std::vector<std::int16_t>{-1, 255}));
-  EXPECT_TRUE(registry.BooleanValue("t") && registry.BooleanValue("l") && !registry.BooleanValue("f"));
-  EXPECT_EQ(registry.SingleValue("r"), 1);
-  EXPECT_TRUE(std::isnan(registry.SingleValue("n")));
+  EXPECT_EQ((std::vector<int>{registry.IntegerValue("i"), registry.ByteValue("b")}), (std::vector{-1, 255}));
+  EXPECT_TRUE(registry.BooleanValue("t") && registry.BooleanValue("l"));
+  EXPECT_FALSE(registry.BooleanValue("f") || registry.BooleanValue("missing") ||
+               registry.ByteValue("missing"));
+  EXPECT_TRUE(registry.SingleValue("r") == 1 && std::isnan(registry.SingleValue("n")));
   EXPECT_EQ(registry.DoubleValue("d"), -1.5);
   EXPECT_EQ(registry.CurrencyValue("c"), -12345678901234);
-  EXPECT_EQ(registry.BinaryValue("d").size(), 8u);
+  EXPECT_EQ(registry.BinaryValue("x"), (ByteArray{0, 10, 255}));
   EXPECT_EQ(registry.BinaryValue("missing"), ByteArray{0});
 }
 
@@ -101,7 +90,7 @@ TEST_F(Registry, TakesWhatFitsAndDefaultsOtherwise) {
                  {REG_SZ, "abcd\0"s, 1},
                  {REG_BINARY, "\x05", 5}};
   for (const auto& [type, data, expected] : numbers) {
-    Put("v", type, data);
+    SetRaw(memory, "K", "v", type, data);
     std::int16_t integer = 7;
     EXPECT_EQ(registry.GetInteger("v", integer, 1), expected != 1);
     EXPECT_EQ(integer, expected);
@@ -110,35 +99,28 @@ TEST_F(Registry, TakesWhatFitsAndDefaultsOtherwise) {
   std::int32_t number = 0x11111111;
   EXPECT_TRUE(registry.ReadLong(kUser, "K", "v", number));
   EXPECT_EQ(number, 0x11111105) << "only the low byte is there";
+  std::uint8_t byte = 0;
+  bool yes = false;
+  EXPECT_TRUE(registry.GetByte("v", byte, 3) && registry.GetBoolean("v", yes, false));
+  EXPECT_TRUE(byte == 5 && yes);
+  EXPECT_FALSE(registry.GetByte("missing", byte, 3) || registry.GetBoolean("missing", yes, false));
   double real = 1;
   EXPECT_FALSE(registry.GetDouble("v", real, 2.5));
   EXPECT_EQ(real, 2.5);
-  EXPECT_EQ(registry.ErrorCode(), 0);
-  EXPECT_EQ(registry.BinaryValue("v"), ByteArray{5});
-  std::uint8_t byte = 0;
-  bool yes = false;
-  float single = 1;
-  Put("empty", REG_BINARY, "");
-  EXPECT_TRUE(registry.GetByte("v", byte, 3) && registry.GetBoolean("v", yes, false) &&
-              registry.GetSingle("empty", single, 1));
-  EXPECT_TRUE(byte == 5 && yes && single == 0);
-  EXPECT_FALSE(registry.GetByte("missing", byte, 3) || registry.GetBoolean("missing", yes, false) ||
-               registry.GetSingle("missing", single, 0.5f));
-  EXPECT_TRUE(byte == 3 && !yes && single == 0.5f);
 
-  Put("multi", REG_MULTI_SZ, "one\0two\0\0"s);
+  SetRaw(memory, "K", "multi", REG_MULTI_SZ, "one\0two\0\0"s);
+  EXPECT_EQ(registry.StringValue("multi"), "one");
   std::string text = "old";
   EXPECT_FALSE(registry.GetString("missing", text, ""));
   EXPECT_EQ(text, "old");
   EXPECT_FALSE(registry.GetString("missing", text, "x"));
   EXPECT_EQ(text, "x");
+  SetRaw(memory, "K", "empty", REG_SZ, "");
   EXPECT_TRUE(registry.GetString("empty", text, "x"));
   EXPECT_EQ(text, "");
-  EXPECT_EQ(registry.StringValue("multi"), "one");
   ByteArray bytes{9};
   EXPECT_FALSE(registry.GetBinary("empty", bytes) || registry.SetBinary("none", {}));
   EXPECT_EQ(bytes, ByteArray{9});
-  EXPECT_EQ(GetRaw(memory, "K", "none"), "error 2");
   EXPECT_FALSE(registry.WriteLong(kUser, "missing", "v", 1) || registry.DeleteKey(kUser, "missing"));
   EXPECT_EQ(registry.ErrorText(), "The system cannot find the file specified");
 }
@@ -160,60 +142,49 @@ TEST_F(Registry, ExportsListsAndReadsEveryType) {
                 {"number", REG_DWORD, "\xCD\xAB\0\xFF"s, -16733235, "\"number\"=dword:ff00abcd\r\n"},
                 {"big", REG_DWORD_BIG_ENDIAN, "\1\2\3\4", 0x04030201, "\"big\"=dword:04030201\r\n"},
                 {"short", REG_DWORD, "\1\2", 0x0201, "\"short\"=dword:00000201\r\n"},
-                {"link", REG_LINK, "xx", 7, "\"link\"="},
                 {"bytes", REG_BINARY, "\0\x0A\xFF"s, ByteArray{0, 10, 255}, "\"bytes\"=hex:00,0a,ff\r\n"},
-                {"no bytes", REG_BINARY, "", 7, "\"no bytes\"=hex:\r\n"},
-                {"last", REG_NONE, "", 7, "\"last\"="}};
+                {"no bytes", REG_BINARY, "", 7, "\"no bytes\"=hex:\r\n"}};
   std::string key = "\r\n[HKEY_CURRENT_USER\\K]\r\n";
-  Names made{"K"}, names;
   for (const auto& v : values) {
-    Put(v.name, v.type, v.data);
+    SetRaw(memory, "K", v.name, v.type, v.data);
     AnyValue value = 7;
     EXPECT_EQ(registry.ReadAnyValue(kUser, "K", v.name, value), static_cast<std::int32_t>(v.type)) << v.name;
     EXPECT_EQ(value, v.value) << v.name;
     key += v.exported;
-    made.push_back(v.name);
   }
-  AnyValue value = "unchanged";
-  EXPECT_EQ(registry.ReadAnyValue(kUser, "K", "Multi", value), 0);
-  EXPECT_EQ(value, AnyValue("unchanged"));
-  EXPECT_EQ(registry.ErrorCode(), 0);
-  EXPECT_EQ(registry.ListValues(kUser, "K", names), 14);
-  EXPECT_EQ(names, made);
-  EXPECT_EQ(registry.ListValues(kUser, "missing", names), 0);
-  EXPECT_EQ(names, Names{"missing"});
+  AnyValue none;
+  EXPECT_EQ(registry.ReadAnyValue(kUser, "K", "Multi", none), 0);
+  Names names;
+  EXPECT_EQ(registry.ListValues(kUser, "K", names), 12);
+  EXPECT_EQ(names[0] + names[1] + names[12], "Kno bytes");
 
   SetRaw(memory, "K\\b\\c", "v", REG_SZ, "1");
   SetRaw(memory, "K\\A", "v", REG_SZ, "2");
   EXPECT_EQ(registry.ListSubKeys(kUser, "K", names), 2);
   EXPECT_EQ(names, Names({"K", "A", "b"}));
-  EXPECT_EQ(registry.ListSubKeys(kUser, "", names), 1);
-  EXPECT_EQ(names, Names({"", "K"}));
+  EXPECT_EQ(registry.ListSubKeys(kUser, "missing", names), 0);
+  EXPECT_EQ(names, Names{"missing"});
   const std::string first = "\r\n[HKEY_CURRENT_USER\\K\\A]\r\n\"v\"=\"2\"\r\n";
   const std::string others =
       "\r\n[HKEY_CURRENT_USER\\K\\b]\r\n\r\n[HKEY_CURRENT_USER\\K\\b\\c]\r\n\"v\"=\"1\"\r\n";
   EXPECT_EQ(registry.ExportKey(kUser, "K", false), key);
   EXPECT_EQ(registry.ExportKey(kUser, "", true), "\r\n[HKEY_CURRENT_USER]\r\n" + key + first + others);
   EXPECT_EQ(registry.ExportKey(HKEY_DYN_DATA, "", true), "\r\n[HKEY_DYN_DATA]\r\n");
-  EXPECT_EQ(registry.ErrorCode(), 0);
   EXPECT_EQ(registry.ExportKey(kUser, "missing", true) + registry.RootName(0x80000007), "");
   EXPECT_EQ(registry.ErrorCode(), ERROR_FILE_NOT_FOUND);
   memory.SetRights(kUser, "K\\A", KEY_QUERY_VALUE);
-  EXPECT_EQ(registry.ExportKey(kUser, "K", true), key + others);
+  const std::string whole = registry.ExportKey(kUser, "K", true);
+  EXPECT_EQ(whole, key + others);
+  for (int failing = 1, more = true; more; ++failing) {
+    faults.Arm(failing);
+    const std::string text = registry.ExportKey(kUser, "K", true);
+    more = faults.Count() >= failing;
+    EXPECT_EQ(text.empty(), failing == 1);
+    // Nothing lacks but what could not be listed.
+    const auto lacking = std::mismatch(text.begin(), text.end(), whole.begin(), whole.end()).first;
+    EXPECT_TRUE(whole.ends_with(std::string(lacking, text.end()))) << failing << text;
+  }
   EXPECT_EQ(memory.OpenHandles(), 0u);
-}
-
-/// Runs a member on a fresh registry, call number `failing` failing. Whether there was such a call.
-bool RunFailing(int failing, std::uint32_t rights, const std::function<void(cRegistry&)>& member) {
-  RegistryInMemory fresh;
-  for (const std::string name : {"", "s", "n"}) fresh.Put(name, REG_SZ, "12345678");
-  fresh.Put("l", REG_DWORD, "1234");
-  SetRaw(fresh.memory, "K\\A\\B", "b", REG_BINARY, "\1\2");
-  for (const std::string path : {"K", "K\\A\\B"}) fresh.memory.SetRights(kUser, path, rights);
-  fresh.faults.Arm(failing);
-  member(fresh.registry);
-  EXPECT_EQ(fresh.memory.OpenHandles(), 0u) << failing;
-  return fresh.faults.Count() >= failing;
 }
 
 TEST(RegistryMembers, NeedTheirRightsTellFailuresAndLeaveNoKeyOpen) {
@@ -221,141 +192,95 @@ TEST(RegistryMembers, NeedTheirRightsTellFailuresAndLeaveNoKeyOpen) {
   std::int32_t number = 0;
   ByteArray bytes;
   const struct {
-    const char* name;
     std::uint32_t rights;  ///< of the key, as many as it needs
     int telling;           ///< the calls from the first on whose failure is the member's
     std::function<bool(cRegistry&)> run;
   } members[] = {
-      {"KeyExists", 0x20009, 1, [](cRegistry& r) { return r.KeyExists(kUser, "K"); }},
-      {"CreateKey", 4, 1, [](cRegistry& r) { return r.CreateKey(kUser, "K", ""); }},
-      {"DeleteKey", 0x30006, 2, [](cRegistry& r) { return r.DeleteKey(kUser, "K\\A\\B"); }},
-      {"DeleteValue", 0x20006, 2, [](cRegistry& r) { return r.DeleteValue(kUser, "K", "s"); }},
-      {"WriteString", 2, 2, [](cRegistry& r) { return r.SetString("s", "x"); }},
-      {"ReadString", 1, 2, [&](cRegistry& r) { return r.GetString("s", text, ""); }},
-      {"WriteLong", 0x20006, 2, [](cRegistry& r) { return r.SetLong("l", 1); }},
-      {"ReadLong", 1, 2, [&](cRegistry& r) { return r.GetLong("l", number, 5); }},
-      {"WriteBinary", 2, 2, [](cRegistry& r) { return r.SetCurrency("c", 1); }},
-      {"ReadBinary", 1, 3, [&](cRegistry& r) { return r.GetBinary("s", bytes); }},
+      {0x30006, 2, [](cRegistry& r) { return r.DeleteKey(kUser, "K"); }},
+      {0x20006, 2, [](cRegistry& r) { return r.DeleteValue(kUser, "K", "v"); }},
+      {2, 2, [](cRegistry& r) { return r.SetString("v", "x"); }},
+      {1, 2, [&](cRegistry& r) { return r.GetString("v", text, ""); }},
+      {0x20006, 2, [](cRegistry& r) { return r.SetLong("v", 1); }},
+      {1, 2, [&](cRegistry& r) { return r.GetLong("v", number, 5); }},
+      {2, 2, [](cRegistry& r) { return r.SetCurrency("v", 1); }},
+      {1, 3, [&](cRegistry& r) { return r.GetBinary("v", bytes); }},
   };
-  for (const auto& member : members) {
-    SCOPED_TRACE(member.name);
-    for (int failing = 1, more = true; more; ++failing)
-      more = RunFailing(failing, member.rights, [&](cRegistry& registry) {
-        const bool told = failing <= member.telling;
-        EXPECT_EQ(member.run(registry), !told) << failing;
-        EXPECT_EQ(registry.ErrorCode() == Faults::kFailure, told) << failing;
-      });
-    const auto refused = [&](cRegistry& registry) { EXPECT_FALSE(member.run(registry)); };
-    for (std::uint32_t right = 1; right <= 0x20000; right *= 2)
-      if (member.rights & right) RunFailing(0, member.rights & ~right, refused);
-  }
-}
-
-TEST(RegistryMembers, LeaveOutWhatCanNotBeListed) {
-  std::string whole;
-  for (int failing = 0, more = true; more; ++failing)
-    more = RunFailing(failing, ~0u, [&](cRegistry& registry) {
-      const std::string text = registry.ExportKey(kUser, "K", true);
-      if (failing == 0) whole = text;
-      EXPECT_EQ(text.empty(), failing == 1);
-      EXPECT_EQ(text.find("@=") == text.npos, failing >= 1 && failing <= 4) << failing << text;
-      const auto lacking = std::mismatch(text.begin(), text.end(), whole.begin(), whole.end()).first;
-      EXPECT_TRUE(whole.ends_with(std::string(lacking, text.end()))) << failing << text;
-    });
+  for (const auto& member : members)
+    for (int failing = 0; failing <= member.telling; ++failing) {
+      RegistryInMemory fresh;
+      SetRaw(fresh.memory, "K", "v", REG_BINARY, "1234");
+      fresh.memory.SetRights(kUser, "K", member.rights);
+      fresh.faults.Arm(failing);
+      EXPECT_EQ(member.run(fresh.registry), !failing);
+      EXPECT_EQ(fresh.registry.ErrorCode(), failing ? Faults::kFailure : 0);
+      EXPECT_EQ(fresh.memory.OpenHandles(), 0u);
+    }
 }
 
 const std::string kKey = "Software\\Corvane\\ADC\\Brackwell\\Halden-Text";
 
-struct Life {
-  std::vector<std::string> devices;
-  std::optional<UserAnswer> answer;
-  std::string heard, behind;  ///< what the device says while it is probed, and once it is open
-  bool detected;
-  std::string stored;
-};
-
-/// What the key holds behind a life of the driver, if an earlier one has stored 4 channels and 10 Hz.
-std::string LeftBehind(RegistryApi& registry, const Life& life) {
-  SetRaw(registry, kKey, "ChannelFixed", REG_DWORD, "\4\0\0\0"s);
-  SetRaw(registry, kKey, "RateFixed", REG_DWORD, "\0\0\x20\x41"s);
-  SimPlatform sim(life.devices, RussianMachine());
-  const Platform& of = sim.platform();
-  AnsweringToolkit user(of.toolkit, of.clock, of.number_rules, life.answer);
-  Platform platform{of.d2xx, of.comm_config, registry, of.clock, of.number_rules, of.texts, user};
-  Apartment apartment(platform);
-  auto adc = apartment.CreateObject();
-  // One pass later, since the opening serves the queue before it purges the device.
-  const auto hear = [&] { sim.device(0).Feed(life.heard); };
-  if (!life.heard.empty()) sim.clock().Post([&] { sim.clock().Post(hear); });
-  EXPECT_EQ(adc->Test(), life.detected);
-  if (!life.behind.empty()) sim.device(0).Feed(life.behind);
-  sim.clock().RunFor(60);
-  adc.reset();
-  const std::string text = cRegistry(registry, of.texts).ExportKey(HKEY_CURRENT_USER, kKey, true);
-  return text.substr(text.find(']') + 3);
-}
-
-TEST(DriverSettings, KeepWhatARunHasProvedInEveryRegistry) {
-  const std::string label = "@=\"Halden-Text\"\r\n", port = "\"Port\"=dword:0000000";
+TEST(DriverSettings, KeepWhatARunHasProved) {
+  const std::string label = "@=\"Halden-Text\"\r\n", port = "\"Port\"=dword:00000005\r\n";
   const std::string kept = "\"ChannelFixed\"=dword:00000004\r\n\"RateFixed\"=dword:41200000\r\n" + label;
-  const std::string chosen = "\"ChannelFixed\"=dword:00000003\r\n\"RateFixed\"=dword:41480000\r\n" + label;
-  const std::string least = "\"ChannelFixed\"=dword:00000001\r\n\"RateFixed\"=dword:3f000000\r\n" + label;
+  const std::string chosen = "\"ChannelFixed\"=dword:00000003\r\n\"RateFixed\"=dword:3f000000\r\n" + label;
   const std::vector<std::string> silent = {"sim:silent,com=5"};
-  const UserAnswer answer{0, 3, "12.5"};
-  const Life lives[] = {
-      {{"sim:com=5"}, {}, "", "", true, kept + port + "5\r\n"},
-      {silent, answer, "", "1;2\r3;4\r5;6\r", true, chosen + port + "5\r\n"},
-      {silent, UserAnswer{0, 1, "0.5"}, "", "1;2\r3;4\r5;6\r", true, least + port + "5\r\n"},
-      {silent, answer, "", "", true, kept},
-      {silent, {}, "", "", false, kept},
-      {silent, {}, "1;2\r3;4\r", "", false, kept + port + "1\r\n"},  // a format, though no device
-      {silent, UserAnswer{1, 3, "1"}, "", "", false, kept},
-      {silent, UserAnswer{0, 33, "1"}, "", "", false, kept},
-      {silent, UserAnswer{0, 3, "abc"}, "", "", false, kept},
-      {{}, answer, "", "", false, kept}};
-  const FixedNumberRules rules = FixedNumberRules::Point();
-  for (const Life& life : lives) {
-    ScratchDirectory directory;
-    MemoryRegistry memory(rules);
-    FileRegistry file(directory / "r.reg", rules);
-    EXPECT_EQ(LeftBehind(memory, life), life.stored);
-    EXPECT_EQ(LeftBehind(file, life), life.stored);
+  const UserAnswer answer{0, 3, "0.5"};
+  const struct {
+    std::vector<std::string> devices;
+    std::optional<UserAnswer> answer;
+    std::string heard;   ///< what the device says once it is open
+    std::string stored;  ///< behind what an earlier run has stored, 4 channels and 10 Hz
+  } lives[] = {{{"sim:com=5"}, {}, "", kept + port},
+               {silent, answer, "1;2\r3;4\r5;6\r", chosen + port},
+               {silent, answer, "", kept},
+               {silent, {}, "", kept},
+               {silent, UserAnswer{1, 3, "1"}, "", kept},
+               {silent, UserAnswer{0, 3, "abc"}, "", kept},
+               {{}, answer, "", kept}};
+  for (const auto& life : lives) {
+    SimPlatform sim(life.devices, RussianMachine());
+    const Platform& of = sim.platform();
+    SetRaw(of.registry, kKey, "ChannelFixed", REG_DWORD, "\4\0\0\0"s);
+    SetRaw(of.registry, kKey, "RateFixed", REG_DWORD, "\0\0\x20\x41"s);
+    AnsweringToolkit user(of.toolkit, of.clock, of.number_rules, life.answer);
+    Platform platform{of.d2xx, of.comm_config, of.registry, of.clock, of.number_rules, of.texts, user};
+    Apartment apartment(platform);
+    auto adc = apartment.CreateObject();
+    adc->Test();
+    if (!life.heard.empty()) sim.device(0).Feed(life.heard);
+    sim.clock().RunFor(60);
+    adc.reset();
+    const std::string text = cRegistry(of.registry, of.texts).ExportKey(kUser, kKey, true);
+    EXPECT_EQ(text.substr(text.find(']') + 3), life.stored);
   }
 }
 
 TEST(DriverSettings, TakeFromAnEditedFileWhatMakesSense) {
-  const struct {
-    std::string values;
-    std::int16_t port, channels;
-    float rate;
-  } cases[] = {
-      {"", 1, 1, 1},
-      {"\"Port\"=dword:0000ffff\n\"ChannelFixed\"=dword:20\n\"RateFixed\"=dword:3f000000\n", -1, 32, 0.5f},
-      {"\"ChannelFixed\"=dword:21\n\"RateFixed\"=dword:7fc00000\n", 1, 1, 0},
-      {"\"ChannelFixed\"=dword:0\n\"RateFixed\"=dword:0\n", 1, 1, 0},
-      {"\"ChannelFixed\"=dword:fffb\n\"RateFixed\"=dword:c1200000\n", 1, 1, 0},
-      {"\"ChannelFixed\"=dword:00010005\n\"RateFixed\"=\"fast!\"\n", 1, 5, 1},
-      {"\"Port\"=\"7\"\n\"ChannelFixed\"=\"seven\"\n\"RateFixed\"=hex:41,00\n", '7', 1, 9.1e-44f},
+  /// What stands below the key, and the port, the channels and the rate that are taken from it.
+  const std::pair<std::string, std::vector<float>> cases[] = {
+      {"", {1, 1, 1}},
+      {"\"Port\"=dword:0000ffff\n\"ChannelFixed\"=dword:20\n\"RateFixed\"=dword:3f000000\n", {-1, 32, 0.5f}},
+      {"\"ChannelFixed\"=dword:21\n\"RateFixed\"=dword:7fc00000\n", {1, 1, 0}},
+      {"\"ChannelFixed\"=dword:0\n\"RateFixed\"=dword:80000001\n", {1, 1, 0}},
+      {"\"ChannelFixed\"=dword:00010005\n\"RateFixed\"=\"fast!\"\n", {1, 5, 1}},
+      {"\"Port\"=\"7\"\n\"ChannelFixed\"=\"seven\"\n\"RateFixed\"=hex:\n", {'7', 1, 0}},
   };
   ScratchDirectory directory;
   const FixedNumberRules rules = FixedNumberRules::Point();
   CommonTexts texts(TextLanguage::kEnglish, 0x0409);
-  for (const auto& c : cases) {
-    SetFileText(directory / "r.reg",
-                "REGEDIT4\n\n[HKEY_CURRENT_USER\\" + kKey + "]\n@=\"halden-text\"\n" + c.values);
+  for (const auto& [values, taken] : cases) {
+    const std::string key = "REGEDIT4\n\n[HKEY_CURRENT_USER\\" + kKey + "]\n@=\"halden-text\"\n";
+    SetFileText(directory / "r.reg", key + values);
     FileRegistry file(directory / "r.reg", rules);
-    Faults faults;
-    FaultyRegistry watched(file, faults);
     Store store;
-    DriverSettings settings(store, watched, texts);
-    for (int object = 0; object < 2; ++object) settings.InitSettingsKey("Halden-Text");
+    DriverSettings settings(store, file, texts);
+    settings.InitSettingsKey("Halden-Text");
     EXPECT_EQ(GetRaw(file, kKey, ""), "1:Halden-Text");
-    EXPECT_EQ(std::count(faults.calls.begin(), faults.calls.end(), "RegSetValueExA"), 1);
     tUserChoice choice;
     settings.LoadSetting(choice);
-    EXPECT_EQ(store.BasePort, c.port) << c.values;
-    EXPECT_EQ(choice.UserChannels, c.channels) << c.values;
-    EXPECT_FLOAT_EQ(choice.UserRate, c.rate) << c.values;
+    const std::vector<float> loaded = {static_cast<float>(store.BasePort),
+                                       static_cast<float>(choice.UserChannels), choice.UserRate};
+    EXPECT_EQ(loaded, taken) << values;
   }
 }
 
