@@ -6,14 +6,13 @@
 #include <string>
 #include <vector>
 
+#include "platform/toolkit/form_user.h"
 #include "tests/form_machine.h"
-#include "tests/form_user.h"
 #include "ui/dlgPort.h"
 
 namespace halden {
 
-// What a user does in the port dialog and what comes of it, on every backend of the toolkit. The dialog
-// stands on the ports of FormMachine.
+using namespace user;
 
 struct Choice {
   bool ok = false;
@@ -33,31 +32,6 @@ inline Choice Ask(dlgPort& dialog, Choice presets) {
   return presets;
 }
 
-struct Flow {
-  std::string name;
-  Choice presets;
-  std::vector<FormStep> steps;
-  Choice expected;
-  int messages = 0;  ///< of the bad rate
-};
-
-struct Flows {
-  SimMachine machine;
-  Choice presets;
-  std::vector<Flow> flows = {};
-
-  /// Adds a flow from the presets; a choice that is not `ok` stands for the presets: the user cancels.
-  void Add(const std::string& name, std::vector<FormStep> steps, const Choice& expected = {},
-           int messages = 0) {
-    presets.ok = false;
-    flows.push_back({name, presets, std::move(steps), expected.ok ? expected : presets, messages});
-  }
-};
-
-inline FormStep Do(std::function<void()> act) {
-  return [=](FormUser&) { act(); };
-}
-
 // Steps that compare the form when they are reached.
 
 inline FormStep SeeText(std::string control, std::string text) {
@@ -66,72 +40,62 @@ inline FormStep SeeText(std::string control, std::string text) {
 inline FormStep SeeFocus(std::string control) {
   return [=](FormUser& user) { EXPECT_EQ(user.Focus(), control); };
 }
-inline FormStep SeePort(int row, std::string text) {
-  return [=](FormUser& user) {
-    EXPECT_EQ(user.SelectedRow("lstPort"), row);
-    EXPECT_EQ(user.Row("lstPort", row), text);
-  };
-}
-inline FormStep SeeConfig(std::string caption, bool enabled) {
-  return [=](FormUser& user) {
-    EXPECT_EQ(user.Text("cmdConfig"), caption);
-    EXPECT_EQ(user.Enabled("cmdConfig"), enabled);
-  };
-}
 inline FormStep SeeSelection(int start, int length) {
   return [=](FormUser& user) { EXPECT_EQ(user.Selection("cboRate"), std::make_pair(start, length)); };
 }
 
-inline Flows PresetFlows() {
-  const Choice presets{true, 2, 3, 12.5f};
-  Flows all{{}, presets};
-  all.Add("presets", {SeeText("cboRate", "12.5"), SeeFocus("cboCh"), Enter()}, presets);
-  all.Add("all chosen", {PickRow("lstPort", 1), PickRow("cboCh", 15), Type("cboRate", " 7 "), Press("cmdOK")},
-          {true, 1, 16, 7});
-  all.Add("rate of the list", {PickRow("cboRate", 5), Enter()}, {true, 2, 3, 50});
-  all.Add("group separator", {Type("cboRate", "12,5"), Enter()}, {true, 2, 3, 125});
-  all.Add("access keys", {AccessKey('r'), SeeFocus("cboRate"), AccessKey('C'), SeeFocus("cboCh"), Enter()},
-          presets);
-  std::vector<FormStep> tabs;
-  for (const char* next : {"cboRate", "cmdOK", "cmdCancel", "cmdConfig", "lstPort", "cboCh"})
-    tabs.insert(tabs.end(), {Tab(), SeeFocus(next)});
-  tabs.insert(tabs.end(), {Tab(-1), SeeFocus("lstPort"), Enter()});
-  all.Add("order of tabs", tabs, presets);
-  all.Add("cancel", {PickRow("lstPort", 0), Press("cmdCancel")});
-  all.Add("Esc", {PickRow("cboCh", 0), Escape()});
-  all.Add("close box", {CloseBox()});
-  all.presets = {false, -1, 0, 0};
-  all.Add("presets below", {Enter()}, {true, 0, 1, 1});
-  all.presets = {false, 3, 33, -5};
-  all.Add("presets above", {Enter()}, {true, 0, 1, 1});
-  all.presets = {false, 0, 32, 1234.5678f};
-  all.Add("seven digits", {SeeText("cboRate", "1234.568"), Enter()}, {true, 0, 32, 1234.568f});
-  return all;
-}
+/// What a user does in the port dialog of a FormMachine, and what comes of it.
+struct Flow {
+  const char* name;
+  std::vector<FormStep> steps;
+  Choice expected;
+  int messages = 0;  ///< of the bad rate
+  Choice presets = {.port = 2, .channels = 3, .rate = 12.5f};
+  SimMachine machine = {};
+};
 
-inline Flows CommaFlows() {
-  Flows all{RussianMachine(), {false, 0, 3, 12.5f}};
-  all.Add("preset", {SeeText("cboRate", "12,5"), Enter()}, {true, 0, 3, 12.5f});
-  all.Add("groups", {Type("cboRate", "1\u00A0000,5"), Enter()}, {true, 0, 3, 1000.5f});
-  all.Add("point typed", {Type("cboRate", "12.5"), Enter(), Escape()}, {}, 1);
-  return all;
-}
-
-inline Flows BadRateFlows() {
-  Flows all{{}, {false, 2, 3, 12.5f}};
-  const FormStep bad = Type("cboRate", "abc"), stays = SeeFocus("cboRate");
-  const FormStep same_port = SeePort(2, "COM12\t19200,N,8,1");
-  all.Add("to the list", {bad, PickRow("lstPort", 0), stays, same_port, Escape()}, {}, 1);
-  all.Add("to Cancel by mouse", {bad, Press("cmdCancel"), stays, Escape()}, {}, 1);
-  all.Add("by tab", {Type("cboRate", "-57"), Tab(), stays, SeeSelection(3, 0), Escape()}, {}, 1);
-  all.Add("by access key", {bad, AccessKey('c'), AccessKey('p'), stays, Escape()}, {}, 2);
-  all.Add("to OK by mouse", {bad, Press("cmdOK"), Escape()}, {}, 1);
-  all.Add("close box", {bad, CloseBox()});
-  all.Add("mended", {bad, Enter(), Type("cboRate", "3"), Tab(), Enter()}, {true, 2, 3, 3}, 1);
-  for (const char* text : {"0", "-5", "1e39", "1e-60", "5x", ""})
-    all.Add(text, {Type("cboRate", text), Enter(), Escape()}, {}, 1);
-  all.Add("behind OK", {Type("cboRate", "-5é7"), Enter(), stays, SeeSelection(1, 3), Escape()}, {}, 1);
-  return all;
+/// They hold on every backend of the toolkit.
+inline std::vector<Flow> PortDialogFlows() {
+  const Choice as_preset{true, 2, 3, 12.5f}, cancelled{false, 2, 3, 12.5f};
+  const FormStep stays = SeeFocus("cboRate");
+  return {
+      {"presets", {SeeText("cboRate", "12.5"), SeeFocus("cboCh"), Enter()}, as_preset},
+      {"presets below", {Enter()}, {true, 0, 1, 1}, 0, {false, -1, 0, 0}},
+      {"presets above", {Enter()}, {true, 0, 1, 1}, 0, {false, 3, 33, -5}},
+      {"seven digits", {Enter()}, {true, 0, 32, 1234.568f}, 0, {false, 0, 32, 1234.5678f}},
+      {"all chosen",
+       {PickRow("lstPort", 1), PickRow("cboCh", 15), Type("cboRate", " 7 "), Press("cmdOK")},
+       {true, 1, 16, 7}},
+      {"a rate of the list", {PickRow("cboRate", 5), Enter()}, {true, 2, 3, 50}},
+      {"group separator", {Type("cboRate", "12,5"), Enter()}, {true, 2, 3, 125}},
+      {"Cancel", {PickRow("lstPort", 0), Press("cmdCancel")}, cancelled},
+      {"Esc", {PickRow("cboCh", 0), Escape()}, cancelled},
+      {"close box", {Type("cboRate", "abc"), CloseBox()}, cancelled},
+      {"tabs and access keys",
+       {Tab(), SeeFocus("cboRate"), Tab(), SeeFocus("cmdOK"), Tab(), SeeFocus("cmdCancel"), Tab(),
+        SeeFocus("cmdConfig"), Tab(), SeeFocus("lstPort"), Tab(), SeeFocus("cboCh"), Tab(-1),
+        SeeFocus("lstPort"), AccessKey('r'), SeeFocus("cboRate"), AccessKey('C'), SeeFocus("cboCh"), Enter()},
+       as_preset},
+      {"a bad rate is not left",
+       {Type("cboRate", "-57"), PickRow("lstPort", 0), stays, Press("cmdCancel"), stays, Tab(), stays,
+        SeeSelection(3, 0), AccessKey('c'), stays, AccessKey('p'), stays, Press("cmdOK"), stays,
+        Type("cboRate", "3"), Tab(), SeeFocus("cmdOK"), Enter()},
+       {true, 2, 3, 3},
+       6},
+      {"bad rates at OK",
+       {Type("cboRate", "0"), Enter(), Type("cboRate", "1e39"), Enter(), Type("cboRate", "1e-60"), Enter(),
+        Type("cboRate", "5x"), Enter(), Type("cboRate", ""), Enter(), Type("cboRate", "-5é7"), Enter(), stays,
+        SeeSelection(1, 3), Escape()},
+       cancelled,
+       6},
+      {"comma",
+       {SeeText("cboRate", "12,5"), Type("cboRate", "12.5"), Enter(), Type("cboRate", "1\u00A0000,5"),
+        Enter()},
+       {true, 2, 3, 1000.5f},
+       1,
+       as_preset,
+       RussianMachine()},
+  };
 }
 
 }  // namespace halden

@@ -1,34 +1,117 @@
+#include <algorithm>
+#include <deque>
 #include <gtest/gtest.h>
+#include <map>
+#include <sstream>
 
 #include "platform/linux/port_properties.h"
 #include "platform/linux/terminal_toolkit.h"
-#include "tests/key_user.h"
+#include "platform/toolkit/memory_user.h"
 #include "tests/port_dialog_flows.h"
 
 using namespace halden;
 
 namespace {
 
-struct TerminalMachine : FormMachine {
-  explicit TerminalMachine(SimMachine kind = {})
-      : FormMachine(kind),
-        toolkit(user, sim.clock(), kind.language),
-        shown(PlatformOn(toolkit)),
-        dialog(store, shown) {
-    user.screen = &toolkit.Screen();
+/// Does by keys what the user of a window in memory does.
+class KeyUser : public MemoryUser {
+ public:
+  KeyUser(MemoryWindow& window, std::deque<std::string>* pressed) : MemoryUser(window), pressed_(*pressed) {}
+
+  /// Presses keys in order: characters, or names of keys, between blanks.
+  void Keys(const std::string& keys) {
+    static const std::map<std::string, std::string> kSequences = {
+        {"Up", "\x1b[A"},   {"Down", "\x1b[B"},    {"Left", "\x1b[D"},     {"Right", "\x1b[C"},
+        {"Home", "\x1b[H"}, {"End", "\x1b[F"},     {"PageUp", "\x1b[5~"},  {"PageDown", "\x1b[6~"},
+        {"Tab", "\t"},      {"BackTab", "\x1b[Z"}, {"Delete", "\x1b[3~"},  {"Backspace", "\x7f"},
+        {"Enter", "\r"},    {"Esc", "\x1b"},       {"Space", " "},         {"Alt-Down", "\x1b[1;3B"},
+        {"F4", "\x1bOS"},   {"Alt-r", "\x1br"},    {"Alt-F4", "\x1b[1;3S"}};
+    std::istringstream words(keys);
+    for (std::string key; words >> key;) pressed_.push_back(kSequences.count(key) ? kSequences.at(key) : key);
+  }
+  void PickRow(const std::string& control, int row) override {
+    const bool drops_down = control != "lstPort";
+    GoTo(control);
+    Keys(drops_down ? "F4 Home" : "Home");
+    while (row-- > 0) Keys("Down");
+    if (drops_down) Enter();
+  }
+  void Type(const std::string& control, const std::string& text) override {
+    GoTo(control);
+    Keys("Home");
+    for (std::size_t i = 0; i < Text(control).size(); ++i) Keys("Delete");
+    for (const char32_t character : DecodeUtf8(text)) pressed_.push_back(EncodeUtf8({&character, 1}));
+  }
+  void Press(const std::string& button) override {
+    GoTo(button);
+    Keys("Space");
+  }
+  void AccessKey(char32_t key) override { pressed_.push_back("\x1b" + EncodeUtf8({&key, 1})); }
+  void Tab(int step) override { Keys(step < 0 ? "BackTab" : "Tab"); }
+  void Enter() override { Keys("Enter"); }
+  void Escape() override { Keys("Esc"); }
+  void CloseBox() override { Keys("Alt-F4"); }
+
+ private:
+  /// By the tabs of the port dialog, whose controls stand each second one behind its label.
+  void GoTo(const std::string& control) {
+    static const std::vector<std::string> kOrder = {"cboCh",     "cboRate",   "cmdOK",
+                                                    "cmdCancel", "cmdConfig", "lstPort"};
+    const auto place = [&](const std::string& name) {
+      return std::ranges::find(kOrder, name) - kOrder.begin();
+    };
+    for (auto tabs = (place(control) - place(Focus()) + 6) % 6; tabs > 0; --tabs) Keys("Tab");
   }
 
-  KeyUser user;
-  TerminalToolkit toolkit;
-  Platform shown;
-  dlgPort dialog;
+  std::deque<std::string>& pressed_;
+};
+
+/// The forms at a text terminal, whose user presses each key when what the one before it did has been drawn.
+/// Message boxes are dismissed first. With nothing left to do the user hangs up.
+struct TerminalMachine : FormMachine, TextTerminal {
+  using FormMachine::FormMachine;
+
+  Choice AskPort(const Choice& presets) {
+    Platform shown = PlatformOn(toolkit);
+    dlgPort dialog(store, shown);
+    return Ask(dialog, presets);
+  }
+
+  bool Available() const override { return true; }
+  bool Open() override { return true; }
+  void Close() override {}
+  TerminalSize Size() const override { return size; }
+  void Write(std::string_view) override {}
+  bool TakeScreenLost() override { return false; }
+  bool Ended() const override { return hung_up; }
+  std::string Read() override {
+    // Enough passes for an Esc to be told from a sequence.
+    if (++reads % (KeyDecoder::kEscapeTimeoutMs + 5) != 0) return {};
+    KeyUser user(*toolkit.Front(), &keys);
+    if (toolkit.Front()->Spec().name == "message") {
+      ++messages;
+      keys = {"\r"};
+    }
+    for (; keys.empty() && !steps.empty(); steps.pop_front()) steps.front()(user);
+    hung_up = keys.empty();
+    if (hung_up) return {};
+    const std::string key = keys.front();
+    keys.pop_front();
+    return key;
+  }
+
+  std::deque<FormStep> steps;
+  std::deque<std::string> keys;
+  TerminalSize size{80, 24};
+  int reads = 0;
+  int messages = 0;  ///< boxes dismissed
+  bool hung_up = false;
+  TerminalToolkit toolkit{*this, sim.clock(), TextLanguage::kEnglish};
 };
 
 FormStep Keys(std::string keys) {
   return [=](FormUser& user) { static_cast<KeyUser&>(user).Keys(keys); };
 }
-
-class PortDialogAtATerminal : public testing::TestWithParam<Flows (*)()> {};
 
 }  // namespace
 
@@ -39,15 +122,11 @@ TEST(KeyDecoder, TellsKeysFromSequences) {
       {"aЧ\u00A0€😀", {character(U'a'), character(U'Ч'), character(0xA0), character(U'€'), character(U'😀')}},
       {"\r\n\t\x7f\b\x01", {{kEnter}, {kEnter}, {kTab}, {kBackspace}, {kBackspace}, {}}},
       {"\x1b", {{kEscape}}},
-      {"\x1b\x1b", {{kEscape}, {kEscape}}},
       {"\x1b\x1b[A", {{kEscape}, {kUp}}},
       {"\x1bp\x1b\xD0\xA7", {character(U'p', true), character(U'Ч', true)}},
       {"\x1b[", {character(U'[', true)}},
-      {"\x1b[B\x1bOC\x1b[1;3D", {{kDown}, {kRight}, {kLeft, 0, true}}},
-      {"\x1b[1;2A\x1b[1;5Z", {{kUp}, {kBackTab}}},
-      {"\x1b[H\x1b[1~\x1b[F\x1b[8~\x1b[3~\x1b[5~\x1b[6~",
-       {{kHome}, {kHome}, {kEnd}, {kEnd}, {kDelete}, {kPageUp}, {kPageDown}}},
-      {"\x1bOS\x1b[14~\x1b[[D\x1b[1;3S", {{kF4}, {kF4}, {kF4}, {kF4, 0, true}}},
+      {"\x1bOC\x1b[1;3D\x1b[1;2A\x1b[1;5Z", {{kRight}, {kLeft, 0, true}, {kUp}, {kBackTab}}},
+      {"\x1b[1~\x1b[7~\x1b[4~\x1b[8~\x1b[14~\x1b[[D", {{kHome}, {kHome}, {kEnd}, {kEnd}, {kF4}, {kF4}}},
       {"\x1b[99999~\x1b[?1;x\xFFz", {{}, {}, character(0xFFFD), character(U'z')}},
       {"\x1b[1;", {{}}},
       {"\xD0", {{}}},
@@ -57,15 +136,11 @@ TEST(KeyDecoder, TellsKeysFromSequences) {
       KeyDecoder decoder;
       std::vector<Key> keys;
       std::uint32_t now = 0xFFFFFFF0;
-      const auto take = [&] {
-        while (const auto key = decoder.Next(now)) keys.push_back(*key);
-      };
       for (std::size_t i = 0; i < bytes.size(); i += step) {
-        decoder.Feed(bytes.substr(i, step), now += KeyDecoder::kEscapeTimeoutMs - 1);
-        take();
+        decoder.Feed(bytes.substr(i, step), now);
+        now += i + step < bytes.size() ? KeyDecoder::kEscapeTimeoutMs - 1 : KeyDecoder::kEscapeTimeoutMs;
+        while (const auto key = decoder.Next(now)) keys.push_back(*key);
       }
-      now += KeyDecoder::kEscapeTimeoutMs;
-      take();
       EXPECT_EQ(keys, expected) << testing::PrintToString(bytes) << step;
     }
   }
@@ -73,15 +148,11 @@ TEST(KeyDecoder, TellsKeysFromSequences) {
 
 TEST(TerminalScreen, CutsOffAndKeepsControlCharactersOut) {
   TerminalScreen screen(6, 2);
-  EXPECT_EQ(screen.Put(0, 0,
-                       U"a\tb\x1b\u0301\x9b"
-                       U"c",
-                       {}, 6),
-            6);
+  EXPECT_EQ(screen.Put(0, 0, U"a\tb\x1b\u0301\x9bz", {}, 6), 6);
   EXPECT_EQ(screen.Put(3, 1, U"漢字", {}, 6), 5);
   screen.Put(-1, 1, U"xy", {}, 6);
   screen.Put(0, 5, U"out", {}, 6);
-  EXPECT_EQ(screen.Text(), "a b  c\ny  漢\n");
+  EXPECT_EQ(screen.Text(), "a b  z\ny  漢\n");
 }
 
 TEST(TerminalScreen, RepaintsRowsThatDiffer) {
@@ -93,21 +164,16 @@ TEST(TerminalScreen, RepaintsRowsThatDiffer) {
             "\x1b[?25l\x1b[0m\x1b[2J\x1b[1;1H\x1b[0m \x1b[0m");
 }
 
-TEST_P(PortDialogAtATerminal, DoesWhatKeysSay) {
-  const Flows all = GetParam()();
-  for (const Flow& flow : all.flows) {
+TEST(PortDialog, RunsItsFlowsByKeysAtATerminal) {
+  for (const Flow& flow : PortDialogFlows()) {
     SCOPED_TRACE(flow.name);
-    TerminalMachine machine(all.machine);
-    machine.user.steps = {flow.steps.begin(), flow.steps.end()};
-    EXPECT_EQ(Ask(machine.dialog, flow.presets), flow.expected);
-    EXPECT_EQ(machine.user.messages, flow.messages);
-    EXPECT_FALSE(machine.user.hung_up);
-    EXPECT_FALSE(machine.user.held);
+    TerminalMachine machine(flow.machine);
+    machine.steps = {flow.steps.begin(), flow.steps.end()};
+    EXPECT_EQ(machine.AskPort(flow.presets), flow.expected);
+    EXPECT_EQ(machine.messages, flow.messages);
+    EXPECT_FALSE(machine.hung_up);
   }
 }
-
-INSTANTIATE_TEST_SUITE_P(Flows, PortDialogAtATerminal,
-                         testing::Values(&PresetFlows, &CommaFlows, &BadRateFlows));
 
 TEST(TerminalToolkit, MovesWithinControlsByKeys) {
   const Choice presets{false, 0, 3, 12.5f};
@@ -131,26 +197,39 @@ TEST(TerminalToolkit, MovesWithinControlsByKeys) {
   };
   for (const auto& [keys, expected] : rows) {
     TerminalMachine machine;
-    machine.user.steps = {Keys(keys)};
-    EXPECT_EQ(Ask(machine.dialog, presets), expected) << keys << ", and hung up";
+    machine.steps = {Keys(keys)};
+    EXPECT_EQ(machine.AskPort(presets), expected) << keys << ", and hung up";
   }
 }
 
 TEST(TerminalToolkit, DrawsListsThatAreLongerThanTheirPlace) {
   TerminalMachine machine;
-  machine.user.size = {36, 17};
+  machine.size = {36, 17};
   machine.store.PortTable.resize(5);
   machine.store.PortTable[3].Name = "LongName";
   machine.store.PortCount = 5;
-  machine.user.steps = {Keys("Alt-Down PageDown Down"), Do([&] {
-                          EXPECT_EQ(machine.toolkit.Screen().Text(), R"(┌─ Select COM Por┌───────────────┐─┐
+  const TerminalScreen& screen = machine.toolkit.Screen();
+  const auto drawn = [&](bool CellStyle::*so) {
+    std::u32string characters;
+    for (int i = 0; i < screen.Width() * screen.Height(); ++i)
+      if (const Cell& cell = screen.At(i % screen.Width(), i / screen.Width()); cell.style.*so)
+        characters += cell.character;
+    return EncodeUtf8(characters);
+  };
+  const auto see = [&](FormUser&) {
+    EXPECT_EQ(screen.CursorX(), 18);
+    EXPECT_EQ(drawn(&CellStyle::underline), "PCR");
+    EXPECT_EQ(drawn(&CellStyle::dim), "[   Properties");
+    EXPECT_EQ(drawn(&CellStyle::bold), " Select COM Por[     OK     ]");
+    EXPECT_EQ(drawn(&CellStyle::reverse), ">LongName    >12            ");
+    EXPECT_EQ(screen.Text(), R"(┌─ Select COM Por┌───────────────┐─┐
 │  ┌─────────────│ 8             ▴ │
-│  │             │ 9             │ │
-│  │>COM12     19│ 10            │ │
-│  │ LongName    │ 11            │ │
+│  │ COM12     19│ 9             │ │
+│  │>LongName    │ 10            │ │
+│  │             │ 11            │ │
 │  └─────────────│>12            │ │
 │                │ 13            │ │
-│  [    Propertie│ 14            │ │
+│  [   Properties│ 14            │ │
 │                │ 15            ▾ │
 │ N of Channels: └───────────────┘ │
 │                                  │
@@ -161,8 +240,9 @@ TEST(TerminalToolkit, DrawsListsThatAreLongerThanTheirPlace) {
 │                                  │
 └──────────────────────────────────┘
 )");
-                        })};
-  Ask(machine.dialog, {false, 2, 3, 12.5f});
+  };
+  machine.steps = {Keys("BackTab Down Tab Alt-Down PageDown Down"), see};
+  machine.AskPort({false, 2, 3, 12.5f});
 }
 
 TEST(TerminalToolkit, ChangesAPortsPropertiesInAForm) {
@@ -170,14 +250,14 @@ TEST(TerminalToolkit, ChangesAPortsPropertiesInAForm) {
   Dcb line{.BaudRate = 9600, .ByteSize = 8};
   using Line = std::vector<int>;
   const auto edit = [&](const std::string& keys) {
-    machine.user.steps = {Keys(keys), Escape()};
+    machine.steps = {Keys(keys), Escape()};
     const bool done = EditPortProperties(machine.toolkit, TextLanguage::kEnglish, "COM5", &line);
     return Line{done, int(line.BaudRate), line.ByteSize, line.Parity, line.StopBits};
   };
   EXPECT_EQ(edit("19200 Tab 7 Tab Down Down Tab Down Enter"), (Line{1, 19200, 7, 2, 1}));
   for (const char* const refused : {"1200", "x Enter", "0 Enter", "12000001 Enter"})
     EXPECT_EQ(edit(refused), (Line{0, 19200, 7, 2, 1}));
-  EXPECT_EQ(machine.user.messages, 3);
+  EXPECT_EQ(machine.messages, 3);
   line.ByteSize = 5;
   EXPECT_EQ(edit("12000000 Enter"), (Line{1, 12000000, 5, 2, 1})) << "what the list doesn't have stays";
 }

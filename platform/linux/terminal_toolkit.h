@@ -29,6 +29,8 @@ class TerminalToolkit : public Toolkit, private WindowStage {
 
   /// What the terminal shows.
   const TerminalScreen& Screen() const { return shown_; }
+  /// The shown window that the keys go to; null: none.
+  MemoryWindow* Front() const { return windows_.empty() ? nullptr : windows_.back(); }
 
  private:
   bool Raise(MemoryWindow& window) override;
