@@ -26,6 +26,7 @@ class FormUser {
 
   /// The control that has the focus.
   virtual std::string Focus() const = 0;
+  /// Of a list box: its selected row.
   virtual std::string Text(const std::string& control) const = 0;
   /// Start and length of what is selected in an edit box; positions count characters.
   virtual std::pair<int, int> Selection(const std::string& control) const = 0;

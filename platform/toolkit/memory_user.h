@@ -33,13 +33,19 @@ class MemoryUser : public FormUser {
   void CloseBox() override { window_.PressCloseBox(); }
 
   std::string Focus() const override { return window_.Control(window_.Focus()).spec.name; }
-  std::string Text(const std::string& control) const override { return window_.Text(window_.Find(control)); }
+  std::string Text(const std::string& control) const override {
+    const MemoryControl& shown = Control(control);
+    const bool has_row = shown.spec.kind == ControlKind::kListBox && shown.selected >= 0;
+    return has_row ? shown.rows[shown.selected] : window_.Text(window_.Find(control));
+  }
   std::pair<int, int> Selection(const std::string& control) const override {
-    const EditText& edit = window_.Control(window_.Find(control)).text;
+    const EditText& edit = Control(control).text;
     return {edit.SelectionStart(), edit.SelectionLength()};
   }
 
  private:
+  const MemoryControl& Control(const std::string& name) const { return window_.Control(window_.Find(name)); }
+
   MemoryWindow& window_;
 };
 
