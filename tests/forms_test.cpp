@@ -43,7 +43,7 @@ TEST(PortDialog, RunsItsFlowsInMemory) {
     EXPECT_EQ(std::count(log.begin(), log.end(),
                          "message Halden-Text Driver: The \"Rate\" value must be positive number!"),
               flow.messages);
-    EXPECT_EQ(log.back() == "pointer 11", flow.expected.ok);
+    EXPECT_EQ(log.back() == "pointer 11", std::get<bool>(flow.expected));
   }
 }
 
@@ -69,6 +69,14 @@ TEST(PortDialog, FollowsThePortsConfiguration) {
                  see_rate("57600"), Enter()});
   EXPECT_EQ(forms.store.PortTable[2].Config.dcb.BaudRate, 57600u);
   EXPECT_EQ(forms.watched.faults.calls.back(), "CommConfigDialogA") << "and stores nothing";
+}
+
+TEST(PortDialog, SelectsABadRateBehindItsFirstCharacter) {
+  Forms forms;
+  forms.AskPort({Type("cboRate", "-5é7"), Enter(), Do([](MemoryWindow& window) {
+                   const EditText& rate = window.Control(window.Find("cboRate")).text;
+                   EXPECT_EQ(std::pair(rate.SelectionStart(), rate.SelectionLength()), std::pair(1, 3));
+                 })});
 }
 
 TEST(PortDialog, TouchesPointerAndQueueInOrderAndStartsAnewEachTime) {
@@ -162,18 +170,16 @@ TEST(TextTable, FillsInArguments) {
 }
 
 TEST(TextTable, GivesRussianSystemsTheirCharacterSet) {
-  const struct {
-    std::uint16_t system_language;
-    std::uint8_t before, form, control;
-  } rows[] = {{0x7419, 0, 204, 204}, {0x0819, 0, 0, 1}, {0x0419, 204, 204, 1}};
-  for (const auto& [language, before, form, control] : rows) {
-    Forms forms({.system_language = language});
-    const auto window = forms.script.NewWindow({.controls = {{}, {}}});
-    window->SetFontCharset(Window::kForm, before);
-    for (const int each : {0, 1}) window->SetFontCharset(each, 1);
-    SetFormCharset(*window, forms.sim.platform().texts);
-    EXPECT_EQ(window->FontCharset(Window::kForm), form);
-    for (const int each : {0, 1}) EXPECT_EQ(window->FontCharset(each), control);
+  for (const auto& [system_language, charset] : {std::pair{0x7419, 204}, {0x0819, 0}}) {
+    Forms forms({.system_language = static_cast<std::uint16_t>(system_language)});
+    const auto see_charset = [&, charset = charset](MemoryWindow& window) {
+      for (int control = Window::kForm; control < window.ControlCount(); ++control)
+        EXPECT_EQ(window.FontCharset(control), charset) << control;
+      window.SetFontCharset(0, 1);
+      SetFormCharset(window, forms.sim.platform().texts);
+      EXPECT_EQ(window.FontCharset(0), 1) << "where the form has it, nothing is done";
+    };
+    forms.AskPort({Do(see_charset)});
   }
 }
 

@@ -28,8 +28,6 @@ class FormUser {
   virtual std::string Focus() const = 0;
   /// Of a list box: its selected row.
   virtual std::string Text(const std::string& control) const = 0;
-  /// Start and length of what is selected in an edit box; positions count characters.
-  virtual std::pair<int, int> Selection(const std::string& control) const = 0;
 };
 
 /// One thing that a user does or looks at, and how many passes of the message queue follow it.

@@ -2,7 +2,6 @@
 
 #include <functional>
 #include <string>
-#include <utility>
 
 #include "platform/toolkit/characters.h"
 #include "platform/toolkit/form_user.h"
@@ -34,18 +33,12 @@ class MemoryUser : public FormUser {
 
   std::string Focus() const override { return window_.Control(window_.Focus()).spec.name; }
   std::string Text(const std::string& control) const override {
-    const MemoryControl& shown = Control(control);
+    const MemoryControl& shown = window_.Control(window_.Find(control));
     const bool has_row = shown.spec.kind == ControlKind::kListBox && shown.selected >= 0;
     return has_row ? shown.rows[shown.selected] : window_.Text(window_.Find(control));
   }
-  std::pair<int, int> Selection(const std::string& control) const override {
-    const EditText& edit = Control(control).text;
-    return {edit.SelectionStart(), edit.SelectionLength()};
-  }
 
  private:
-  const MemoryControl& Control(const std::string& name) const { return window_.Control(window_.Find(name)); }
-
   MemoryWindow& window_;
 };
 

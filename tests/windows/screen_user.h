@@ -82,12 +82,6 @@ class ScreenUser : public FormUser {
     SendMessageW(shown, LB_GETTEXT, static_cast<WPARAM>(selected), reinterpret_cast<LPARAM>(row));
     return *row ? Utf8Text(row) : WindowText(shown);
   }
-  std::pair<int, int> Selection(const std::string& control) const override {
-    DWORD start = 0, end = 0;
-    SendMessageW(Control(control), CB_GETEDITSEL, reinterpret_cast<WPARAM>(&start),
-                 reinterpret_cast<LPARAM>(&end));
-    return {start, end - start};
-  }
 
  private:
   /// The dialog of this thread, or the message box in front of it.

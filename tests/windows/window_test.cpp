@@ -106,7 +106,7 @@ TEST_F(ShownWindow, AClickOnTheSelectedRowIsOneToo) {
   const auto store = [this](FormUser&) {
     machine.sim.device(2).SetDefaultLine({.BaudRate = 1200, .ByteSize = 8});
   };
-  ShowPortDialog({store, PickRow("lstPort", 2), SeeText("lstPort", "COM12\t1200,N,8,1")}, {.port = 2});
+  ShowPortDialog({store, PickRow("lstPort", 2), SeeText("lstPort", "COM12\t1200,N,8,1")}, {false, 2, 0, 0});
 }
 
 TEST_F(ShownWindow, LooksAsItsDesignSays) {
