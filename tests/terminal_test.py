@@ -18,7 +18,8 @@ SILENT = "sim:silent,com=5"
 MONITOR = '"$H" monitor --device sim:com=5 --registry "$D/monitor.reg"'
 PATIENCE = 120  # seconds, on a machine that does other things too
 SKIPPED = 77
-BOLD, DIM, UNDERLINE, REVERSE = ("\x1b[%dm" % style for style in (1, 2, 4, 7))
+PLAIN, BOLD, DIM, UNDERLINE, REVERSE = ("\x1b[%dm" % style for style in (0, 1, 2, 4, 7))
+GREEN_ON_BLACK = "\x1b[92m\x1b[40m"
 
 
 class Terminal:
@@ -43,11 +44,12 @@ class Terminal:
     def see(self, *texts, gone=None):
         """Waits for all the texts, plain or with their styles, and until another is gone; gives the screen."""
         end = time.monotonic() + PATIENCE
-        while not (all(text in (screen := self.tmux(*"capture-pane -p ; capture-pane -e -p".split())) for text in texts) and
-                   (gone is None or gone not in screen)):
+        while True:
+            screen = self.tmux("capture-pane", "-p", ";", "capture-pane", "-e", "-p")
+            if all(text in screen for text in texts) and (gone is None or gone not in screen):
+                return screen
             assert time.monotonic() < end, f"waited in vain for {texts} at:\n{screen}"
             time.sleep(0.05)
-        return screen
 
     def see_given_back(self, status):
         self.see(f"ended with {status}", "modes as before")
@@ -70,13 +72,11 @@ def port_dialog_beside_redirected_output(folder):
     record = f'"$H" record {devices} --registry "$D/reg" --seconds 0.1 --csv - >"$D/csv"'
     terminal = Terminal(folder, run(record))
     terminal.see("Select COM Port", ">COM5      115200,N,8,1", "│ COM32767", "N of Channels: [1 ", "Rate (Hz): [1 ")
-    terminal.press("M-r")
-    terminal.see(f"[{REVERSE}1\x1b[0m")
-    terminal.press("x", "Tab")
+    terminal.press("M-r", "x", "y", "z", "Enter")
     terminal.see('The "Rate" value must be positive number!')
     terminal.press("Escape")
-    terminal.see("Rate (Hz): [x ", gone="must be")
-    terminal.press("BSpace", "7", ".", "5", "M-p")
+    terminal.see(f"[x{REVERSE}yz{PLAIN}", gone="must be")
+    terminal.press("BSpace", "BSpace", "7", ".", "5", "M-p")
     terminal.see("Properties of COM5", "Bits per second: [115200 ")
     terminal.press("Up", "Up", "Tab", "Tab", "e", "Enter")
     terminal.see(">COM5      38400,E,8,1", gone="Bits per second")
@@ -103,7 +103,7 @@ def port_dialog_in_russian(folder):
 
 def monitor_in_russian_on_a_terminal_that_changes_its_size(folder):
     terminal = Terminal(folder, run(MONITOR), "ru_RU.UTF-8")
-    screen = terminal.see("─ Настройки Halden-Text (v3.2.2) ─", "Port: COM5", "FT232R  SIM", " Закрыть ")
+    screen = terminal.see("─ Настройки Halden-Text (v3.2.2) ─", "Port: COM5", "FT232R  SIM", " Закрыть ", GREEN_ON_BLACK)
     terminal.see("FT232R", gone=re.search(r"│  -?\d.*?  ", screen)[0])
     terminal.tmux("resize-window", "-x", "77", "-y", "30")
     terminal.see("78 x 10", gone="Port:")

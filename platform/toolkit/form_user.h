@@ -18,8 +18,7 @@ class FormUser {
   virtual void Type(const std::string& control, const std::string& text) = 0;
   virtual void Press(const std::string& button) = 0;
   virtual void AccessKey(char32_t key) = 0;
-  /// To the next tab stop, or the one before for a negative step.
-  virtual void Tab(int step) = 0;
+  virtual void Tab() = 0;
   virtual void Enter() = 0;
   virtual void Escape() = 0;
   virtual void CloseBox() = 0;
@@ -56,8 +55,8 @@ inline FormStep Press(std::string button) {
 inline FormStep AccessKey(char32_t key) {
   return [=](FormUser& user) { user.AccessKey(key); };
 }
-inline FormStep Tab(int step = 1) {
-  return [=](FormUser& user) { user.Tab(step); };
+inline FormStep Tab() {
+  return &FormUser::Tab;
 }
 inline FormStep Enter() {
   return &FormUser::Enter;

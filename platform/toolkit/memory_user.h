@@ -26,7 +26,7 @@ class MemoryUser : public FormUser {
   }
   void Press(const std::string& button) override { window_.Press(window_.Find(button)); }
   void AccessKey(char32_t key) override { window_.PressAccessKey(key); }
-  void Tab(int step) override { window_.StepFocus(step); }
+  void Tab() override { window_.StepFocus(1); }
   void Enter() override { window_.PressEnter(); }
   void Escape() override { window_.PressEscape(); }
   void CloseBox() override { window_.PressCloseBox(); }

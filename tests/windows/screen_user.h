@@ -62,10 +62,7 @@ class ScreenUser : public FormUser {
   }
   void Press(const std::string& button) override { Click(Control(button), 3, 3); }
   void AccessKey(char32_t key) override { PostMessageW(GetFocus(), WM_SYSCHAR, key, 1 << 29); }
-  void Tab(int step) override {
-    HoldShift(step < 0);
-    Keys(GetFocus(), VK_TAB);
-  }
+  void Tab() override { Keys(GetFocus(), VK_TAB); }
   void Enter() override { Keys(GetFocus(), VK_RETURN); }
   void Escape() override { Keys(GetFocus(), VK_ESCAPE); }
   void CloseBox() override { PostMessageW(Form(), WM_SYSCOMMAND, SC_CLOSE, 0); }
@@ -101,7 +98,6 @@ class ScreenUser : public FormUser {
   }
 
   void Tick() {
-    HoldShift(false);
     if (const HWND box = Front(true)) {
       ++messages;
       PostMessageW(box, WM_COMMAND, IDOK, 0);
@@ -115,12 +111,6 @@ class ScreenUser : public FormUser {
     }
   }
 
-  static void HoldShift(bool down) {
-    BYTE keys[256] = {};
-    GetKeyboardState(keys);
-    keys[VK_SHIFT] = down ? 0x80 : 0;
-    SetKeyboardState(keys);
-  }
   static void Keys(HWND window, WPARAM key, int count = 1) {
     for (int i = 0; i < count; ++i) PostMessageW(window, WM_KEYDOWN, key, 1);
   }

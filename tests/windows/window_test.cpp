@@ -40,13 +40,6 @@ std::pair<COLORREF, COLORREF> ColorsOf(HWND form, HWND control) {
   return {text, behind.lbColor};
 }
 
-/// What HALDEN_DPI says that the screen's density is, which the process asks for.
-int ExpectedDensity() {
-  const char* const dots = std::getenv("HALDEN_DPI");
-  SetProcessDPIAware();
-  return dots ? std::atoi(dots) : 96;
-}
-
 class ShownWindow : public testing::Test {
  protected:
   /// Shows the port dialog to a user who does these steps and leaves.
@@ -79,7 +72,9 @@ TEST(PortDialog, RunsItsFlowsOnTheScreen) {
 }
 
 TEST_F(ShownWindow, FitsTheDensityOfTheScreen) {
-  const int density = ExpectedDensity();
+  const char* const told = std::getenv("HALDEN_DPI");
+  const int density = told ? std::atoi(told) : 96;
+  SetProcessDPIAware();
   const auto dots = [density](int twips) { return (twips * density + 720) / 1440; };
   const auto at = [&](int left, int top, int width, int height) {
     return Place{dots(left), dots(top), dots(left + width), dots(top + height)};
