@@ -23,6 +23,12 @@ inline Choice Ask(dlgPort& dialog, Choice presets) {
   return presets;
 }
 
+inline Choice Ask(FormMachine& machine, Toolkit& toolkit, const Choice& presets) {
+  Platform shown = machine.PlatformOn(toolkit);
+  dlgPort dialog(machine.store, shown);
+  return Ask(dialog, presets);
+}
+
 // Steps that compare the form when they are reached.
 
 inline FormStep SeeText(std::string control, std::string text) {
@@ -46,12 +52,25 @@ struct Flow {
 inline std::vector<Flow> PortDialogFlows() {
   const Choice as_preset{true, 2, 3, 12.5f}, cancelled{false, 2, 3, 12.5f};
   const FormStep ok = Enter(), stays = SeeFocus("cboRate");
+  const auto add = [](std::vector<FormStep>& steps, const std::vector<FormStep>& more) {
+    steps.insert(steps.end(), more.begin(), more.end());
+  };
+  std::vector<FormStep> round, not_left = {Type("cboRate", "-57")}, refused;
+  for (const char* next : {"cboRate", "cmdOK", "cmdCancel", "cmdConfig", "lstPort", "cboCh"})
+    add(round, {Tab(), SeeFocus(next)});
+  add(round, {AccessKey('r'), SeeFocus("cboRate"), AccessKey('C'), SeeFocus("cboCh"), ok});
+  for (const FormStep& leave :
+       {PickRow("lstPort", 0), Press("cmdCancel"), Press("cmdOK"), Tab(), AccessKey('c'), AccessKey('p')})
+    add(not_left, {leave, stays, SeeText("lstPort", "COM12\t19200,N,8,1")});
+  add(not_left, {Type("cboRate", "3"), Tab(), SeeFocus("cmdOK"), ok});
+  for (const char* text : {"0", "1e39", "1e-60", "5x", ""}) add(refused, {Type("cboRate", text), ok});
+  add(refused, {stays, Escape()});
   return {
       {"presets", as_preset, 0, {SeeText("cboRate", "12.5"), SeeFocus("cboCh"), ok}},
       {"presets below", {true, 0, 1, 1}, 0, {ok}, {false, -1, 0, 0}},
       {"presets above", {true, 0, 1, 1}, 0, {ok}, {false, 3, 33, -5}},
       {"seven digits", {true, 0, 32, 1234.568f}, 0, {ok}, {false, 0, 32, 1234.5678f}},
-      {"list, box and button",
+      {"all chosen",
        {true, 1, 16, 7},
        0,
        {PickRow("lstPort", 1), PickRow("cboCh", 15), Type("cboRate", " 7 "), Press("cmdOK")}},
@@ -60,24 +79,10 @@ inline std::vector<Flow> PortDialogFlows() {
       {"Cancel", cancelled, 0, {PickRow("lstPort", 0), Press("cmdCancel")}},
       {"Esc", cancelled, 0, {PickRow("cboCh", 0), Escape()}},
       {"close box", cancelled, 0, {Type("cboRate", "abc"), CloseBox()}},
-      {"tabs and access keys",
-       as_preset,
-       0,
-       {Tab(), SeeFocus("cboRate"), Tab(), SeeFocus("cmdOK"), Tab(), SeeFocus("cmdCancel"), Tab(),
-        SeeFocus("cmdConfig"), Tab(), SeeFocus("lstPort"), Tab(), SeeFocus("cboCh"), AccessKey('r'),
-        SeeFocus("cboRate"), AccessKey('C'), SeeFocus("cboCh"), ok}},
-      {"a bad rate is not left",
-       {true, 2, 3, 3},
-       6,
-       {Type("cboRate", "-57"), PickRow("lstPort", 0), stays, SeeText("lstPort", "COM12\t19200,N,8,1"),
-        Press("cmdCancel"), stays, Tab(), stays, AccessKey('c'), stays, AccessKey('p'), stays, Press("cmdOK"),
-        stays, Type("cboRate", "3"), Tab(), SeeFocus("cmdOK"), ok}},
-      {"bad rates at OK",
-       cancelled,
-       5,
-       {Type("cboRate", "0"), ok, Type("cboRate", "1e39"), ok, Type("cboRate", "1e-60"), ok,
-        Type("cboRate", "5x"), ok, Type("cboRate", ""), ok, stays, Escape()}},
-      {"comma",
+      {"tabs and access keys", as_preset, 0, round},
+      {"a bad rate is not left", {true, 2, 3, 3}, 6, not_left},
+      {"bad rates at OK", cancelled, 5, refused},
+      {"decimal comma",
        {true, 2, 3, 1000.5f},
        1,
        {SeeText("cboRate", "12,5"), Type("cboRate", "12.5"), ok, Type("cboRate", "1\u00A0000,5"), ok},

@@ -45,14 +45,12 @@ class ShownWindow : public testing::Test {
   /// Shows the port dialog to a user who does these steps and leaves.
   Choice ShowPortDialog(std::vector<FormStep> steps, const Choice& presets = {}) {
     steps.push_back(Escape());
-    dlgPort dialog(machine.store, shown);
     const ScreenUser user(kPortControls, steps);
-    return Ask(dialog, presets);
+    return Ask(machine, toolkit, presets);
   }
 
   FormMachine machine{RussianMachine()};
   Win32Toolkit toolkit{GetModuleHandleW(nullptr)};
-  Platform shown = machine.PlatformOn(toolkit);
 };
 
 }  // namespace
@@ -62,10 +60,8 @@ TEST(PortDialog, RunsItsFlowsOnTheScreen) {
     SCOPED_TRACE(flow.name);
     FormMachine machine(flow.machine);
     Win32Toolkit toolkit(GetModuleHandleW(nullptr));
-    Platform shown = machine.PlatformOn(toolkit);
-    dlgPort dialog(machine.store, shown);
     ScreenUser user(kPortControls, flow.steps);
-    EXPECT_EQ(Ask(dialog, flow.presets), flow.expected);
+    EXPECT_EQ(Ask(machine, toolkit, flow.presets), flow.expected);
     EXPECT_EQ(user.messages, flow.messages);
     EXPECT_FALSE(user.abandoned);
   }
@@ -107,6 +103,7 @@ TEST_F(ShownWindow, AClickOnTheSelectedRowIsOneToo) {
 TEST_F(ShownWindow, LooksAsItsDesignSays) {
   const HWND host = CreateWindowW(L"STATIC", L"host", WS_OVERLAPPEDWINDOW | WS_VISIBLE, 0, 0, 100, 100,
                                   nullptr, nullptr, nullptr, nullptr);
+  Platform shown = machine.PlatformOn(toolkit);
   MonitorWindow window(shown);
   window.Load("Halden-Text");
   const auto look = [&](FormUser& user) {
