@@ -40,15 +40,7 @@ std::pair<COLORREF, COLORREF> ColorsOf(HWND form, HWND control) {
   return {text, behind.lbColor};
 }
 
-class ShownWindow : public testing::Test {
- protected:
-  /// Shows the port dialog to a user who does these steps and leaves.
-  Choice ShowPortDialog(std::vector<FormStep> steps, const Choice& presets = {}) {
-    steps.push_back(Escape());
-    const ScreenUser user(kPortControls, steps);
-    return Ask(machine, toolkit, presets);
-  }
-
+struct ShownWindow : testing::Test {
   FormMachine machine{RussianMachine()};
   Win32Toolkit toolkit{GetModuleHandleW(nullptr)};
 };
@@ -75,7 +67,7 @@ TEST_F(ShownWindow, FitsTheDensityOfTheScreen) {
   const auto at = [&](int left, int top, int width, int height) {
     return Place{dots(left), dots(top), dots(left + width), dots(top + height)};
   };
-  ShowPortDialog({[&](FormUser& user) {
+  const auto look = [&](FormUser& user) {
     const auto& screen = static_cast<ScreenUser&>(user);
     RECT client{}, outer{};
     GetClientRect(screen.Form(), &client);
@@ -90,14 +82,18 @@ TEST_F(ShownWindow, FitsTheDensityOfTheScreen) {
     EXPECT_GT(left, 0);
     EXPECT_GT(right - left, dots(400)) << "as wide as its text";
     EXPECT_EQ(FontOf(screen.Control("lblCh")).lfHeight, -(density * 11 + 48) / 96);
-  }});
+  };
+  const ScreenUser user(kPortControls, {look, Escape()});
+  Ask(machine, toolkit, {});
 }
 
 TEST_F(ShownWindow, AClickOnTheSelectedRowIsOneToo) {
   const auto store = [this](FormUser&) {
     machine.sim.device(2).SetDefaultLine({.BaudRate = 1200, .ByteSize = 8});
   };
-  ShowPortDialog({store, PickRow("lstPort", 2), SeeText("lstPort", "COM12\t1200,N,8,1")}, {false, 2, 0, 0});
+  const ScreenUser user(kPortControls,
+                        {store, PickRow("lstPort", 2), SeeText("lstPort", "COM12\t1200,N,8,1"), Escape()});
+  Ask(machine, toolkit, {false, 2, 0, 0});
 }
 
 TEST_F(ShownWindow, LooksAsItsDesignSays) {
