@@ -56,7 +56,8 @@ TEST(PortDialog, FollowsThePortsConfiguration) {
   forms.ChooseRate(57600);
   forms.AskPort({SeeText("lstPort", "COM5\t9600,N,8,1"), SeeText("cmdConfig", "&Properties COM5..."),
                  PickRow("lstPort", 1), SeeText("lstPort", "\t"), SeeText("cmdConfig", "&Properties ..."),
-                 again, see_rate("19200"), edit, see_rate("57600"), again, see_rate("57600")});
+                 edit, SeeFocus("lstPort"), again, see_rate("19200"), edit, see_rate("57600"), again,
+                 see_rate("57600")});
   forms.Fail("SetDefaultCommConfigA");
   const auto refuse = [&](FormUser&) { forms.ChooseRate(300); };
   const auto cancel = [&](FormUser&) { forms.ChooseRate(0); };
@@ -145,6 +146,7 @@ TEST(TextTable, FillsInArguments) {
   EXPECT_EQ(format("%5%4%3%2%1", "а"), "дгба");
   EXPECT_EQ(format("%1%1%1", std::string(19, 'x')), std::string(57, 'x')) << "all that there is room for";
   EXPECT_EQ(format("%1%1%1", std::string(20, 'x')), "111");
+  EXPECT_EQ(format("&Каналы:", "x"), "&Каналы:");
 }
 
 TEST(TextTable, GivesRussianSystemsTheirCharacterSet) {

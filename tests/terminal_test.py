@@ -136,9 +136,10 @@ def live_values_and_progress_stay_in_their_lines(folder):
 
 
 def no_terminal(_):
-    command = [sys.argv[1], "watch", "--device", SILENT, "--quiet"]
+    command = [sys.argv[1], "watch", "--device", SILENT, "--device", "sim:busy", "--quiet"]
     done = subprocess.run(command, start_new_session=True, stdin=subprocess.DEVNULL, capture_output=True, check=False)
-    assert done.returncode == 1 and b"\x1b" not in done.stdout + done.stderr, done
+    assert done.returncode == 1 and b"no lines of numbers came; device 1: SIM2: held by" in done.stderr, done
+    assert b"\x1b" not in done.stdout + done.stderr, done
 
 
 CASES = [(port_dialog_in_russian_beside_redirected_output,), (stopped_and_continued,), (no_terminal,),
