@@ -16,14 +16,11 @@ struct FormMachine {
   }
 
   Platform PlatformOn(Toolkit& toolkit) {
-    return {platform.d2xx,  platform.comm_config,  platform.registry,
-            platform.clock, platform.number_rules, platform.texts,
-            toolkit};
+    const Platform& rest = sim.platform();
+    return {rest.d2xx, rest.comm_config, rest.registry, rest.clock, rest.number_rules, rest.texts, toolkit};
   }
 
   SimPlatform sim;
-  ScriptedToolkit& script = sim.toolkit();
-  Platform& platform = sim.platform();
   Store store;
 };
 

@@ -27,8 +27,8 @@ class TerminalToolkit : public Toolkit, private WindowStage {
   /// A terminal has no pointer.
   void SetPointer(Pointer) override {}
 
-  /// What the terminal shows.
-  const TerminalScreen& Screen() const { return shown_; }
+  /// The shown window that the keys go to; null: none.
+  MemoryWindow* Front() const { return windows_.empty() ? nullptr : windows_.back(); }
 
  private:
   bool Raise(MemoryWindow& window) override;

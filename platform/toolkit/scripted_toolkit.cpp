@@ -2,59 +2,7 @@
 
 #include <utility>
 
-#include "platform/toolkit/characters.h"
-
 namespace halden {
-
-namespace user {
-
-UserStep PickRow(const std::string& control, int row) {
-  return {[=](MemoryWindow& window) { window.PickRow(window.Find(control), row); }};
-}
-
-UserStep Type(const std::string& control, const std::string& text) {
-  return {[=](MemoryWindow& window) {
-    if (!window.MoveFocus(window.Find(control))) return;
-    window.Edit([&](EditText& edit) {
-      edit.SelectAll();
-      edit.Insert(DecodeUtf8(text));
-    });
-  }};
-}
-
-UserStep Press(const std::string& button) {
-  return {[=](MemoryWindow& window) { window.Press(window.Find(button)); }};
-}
-
-UserStep GoTo(const std::string& control) {
-  return {[=](MemoryWindow& window) { window.MoveFocus(window.Find(control)); }};
-}
-
-UserStep AccessKey(char32_t key) {
-  return {[=](MemoryWindow& window) { window.PressAccessKey(key); }};
-}
-
-UserStep Tab(int step) {
-  return {[=](MemoryWindow& window) { window.StepFocus(step); }};
-}
-
-UserStep Enter() {
-  return {&MemoryWindow::PressEnter};
-}
-UserStep Escape() {
-  return {&MemoryWindow::PressEscape};
-}
-UserStep CloseBox() {
-  return {&MemoryWindow::PressCloseBox};
-}
-UserStep Wait(int passes) {
-  return {[](MemoryWindow&) {}, passes};
-}
-UserStep Do(std::function<void(MemoryWindow&)> act) {
-  return {std::move(act)};
-}
-
-}  // namespace user
 
 class ScriptedToolkit::ScriptedWindow : public MemoryWindow {
  public:
@@ -66,11 +14,10 @@ class ScriptedToolkit::ScriptedWindow : public MemoryWindow {
   ScriptedToolkit& toolkit_;
 };
 
-void ScriptedToolkit::Play(std::vector<UserStep> steps) {
-  for (UserStep& step : steps) {
-    const int passes = step.passes;
-    steps_.push_back(std::move(step));
-    for (int i = 1; i < passes; ++i) steps_.push_back(user::Wait(1));
+void ScriptedToolkit::Play(const std::vector<FormStep>& steps) {
+  for (const FormStep& step : steps) {
+    steps_.push_back(step);
+    for (int i = 1; i < step.passes; ++i) steps_.push_back(user::Wait(1));
   }
 }
 
@@ -79,7 +26,6 @@ std::vector<std::string> ScriptedToolkit::TakeLog() {
 }
 
 std::unique_ptr<Window> ScriptedToolkit::NewWindow(WindowSpec spec) {
-  if (!has_room_) return nullptr;
   return std::make_unique<ScriptedWindow>(std::move(spec), *this);
 }
 
@@ -106,9 +52,10 @@ void ScriptedToolkit::Use(MemoryWindow& window) {
     window.Hide();
     return;
   }
-  const UserStep step = std::move(steps_.front());
+  const FormStep step = std::move(steps_.front());
   steps_.pop_front();
-  step.act(window);
+  MemoryUser user(window);
+  step(user);
 }
 
 }  // namespace halden

@@ -5,9 +5,9 @@
 #include <iterator>
 #include <windows.h>
 
+#include "platform/toolkit/form_user.h"
 #include "platform/windows/wide_text.h"
 #include "platform/windows/win32_clock.h"
-#include "tests/form_user.h"
 
 namespace halden {
 
@@ -36,7 +36,6 @@ class ScreenUser : public FormUser {
     return Utf8Text(text);
   }
   HWND Form() const { return Front(false); }
-  std::string Caption() const { return WindowText(Form()); }
   HWND Control(const std::string& name) const {
     constexpr int kFirstId = 100;
     const auto found = std::find(controls_.begin(), controls_.end(), name);
@@ -50,25 +49,22 @@ class ScreenUser : public FormUser {
       return Click(box, place.left + 1, place.top + 1);
     const HWND keys = KeyWindow(box);
     Click(keys, 3, 3);  // which drops the list of a box without an edit box
-    SendKeys(keys, VK_UP, static_cast<int>(SendMessageW(box, CB_GETCOUNT, 0, 0)));
-    SendKeys(keys, VK_DOWN, row);
-    if (keys == box) Key(keys, VK_RETURN);
+    Keys(keys, VK_UP, static_cast<int>(SendMessageW(box, CB_GETCOUNT, 0, 0)));
+    Keys(keys, VK_DOWN, row);
+    if (keys == box) Keys(keys, VK_RETURN);
   }
   void Type(const std::string& control, const std::string& text) override {
     const HWND edit = KeyWindow(Control(control));
     Click(edit, 1, 1);
     PostMessageW(edit, EM_SETSEL, 0, -1);
-    if (text.empty()) Key(edit, VK_DELETE);
+    Keys(edit, VK_DELETE);
     for (const wchar_t unit : WideText(text)) PostMessageW(edit, WM_CHAR, unit, 0);
   }
   void Press(const std::string& button) override { Click(Control(button), 3, 3); }
   void AccessKey(char32_t key) override { PostMessageW(GetFocus(), WM_SYSCHAR, key, 1 << 29); }
-  void Tab(int step) override {
-    HoldShift(step < 0);
-    Key(GetFocus(), VK_TAB);
-  }
-  void Enter() override { Key(GetFocus(), VK_RETURN); }
-  void Escape() override { Key(GetFocus(), VK_ESCAPE); }
+  void Tab() override { Keys(GetFocus(), VK_TAB); }
+  void Enter() override { Keys(GetFocus(), VK_RETURN); }
+  void Escape() override { Keys(GetFocus(), VK_ESCAPE); }
   void CloseBox() override { PostMessageW(Form(), WM_SYSCOMMAND, SC_CLOSE, 0); }
 
   std::string Focus() const override {
@@ -76,21 +72,12 @@ class ScreenUser : public FormUser {
       if (Control(name) == GetFocus() || IsChild(Control(name), GetFocus())) return name;
     return {};
   }
-  std::string Text(const std::string& control) const override { return WindowText(Control(control)); }
-  bool Enabled(const std::string& control) const override { return IsWindowEnabled(Control(control)); }
-  int SelectedRow(const std::string& list) const override {
-    return static_cast<int>(SendMessageW(Control(list), LB_GETCURSEL, 0, 0));
-  }
-  std::string Row(const std::string& list, int row) const override {
-    wchar_t text[100] = {};
-    SendMessageW(Control(list), LB_GETTEXT, static_cast<WPARAM>(row), reinterpret_cast<LPARAM>(text));
-    return Utf8Text(text);
-  }
-  std::pair<int, int> Selection(const std::string& control) const override {
-    DWORD start = 0, end = 0;
-    SendMessageW(Control(control), CB_GETEDITSEL, reinterpret_cast<WPARAM>(&start),
-                 reinterpret_cast<LPARAM>(&end));
-    return {start, end - start};
+  std::string Text(const std::string& control) const override {
+    const HWND shown = Control(control);
+    wchar_t row[100] = {};
+    const LRESULT selected = SendMessageW(shown, LB_GETCURSEL, 0, 0);
+    SendMessageW(shown, LB_GETTEXT, static_cast<WPARAM>(selected), reinterpret_cast<LPARAM>(row));
+    return *row ? Utf8Text(row) : WindowText(shown);
   }
 
  private:
@@ -111,7 +98,6 @@ class ScreenUser : public FormUser {
   }
 
   void Tick() {
-    HoldShift(false);
     if (const HWND box = Front(true)) {
       ++messages;
       PostMessageW(box, WM_COMMAND, IDOK, 0);
@@ -125,19 +111,9 @@ class ScreenUser : public FormUser {
     }
   }
 
-  static void HoldShift(bool down) {
-    BYTE keys[256] = {};
-    GetKeyboardState(keys);
-    keys[VK_SHIFT] = down ? 0x80 : 0;
-    SetKeyboardState(keys);
+  static void Keys(HWND window, WPARAM key, int count = 1) {
+    for (int i = 0; i < count; ++i) PostMessageW(window, WM_KEYDOWN, key, 1);
   }
-  static void SendKeys(HWND window, WPARAM key, int count) {
-    for (int i = 0; i < count; ++i) {
-      PostMessageW(window, WM_KEYDOWN, key, 1);
-      PostMessageW(window, WM_KEYUP, key, 1);
-    }
-  }
-  static void Key(HWND window, WPARAM key) { SendKeys(window, key, 1); }
   static void Click(HWND window, int x, int y) {
     PostMessageW(window, WM_LBUTTONDOWN, MK_LBUTTON, MAKELPARAM(x, y));
     PostMessageW(window, WM_LBUTTONUP, 0, MAKELPARAM(x, y));
