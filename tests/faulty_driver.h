@@ -18,15 +18,7 @@ struct FaultyDriver {
 
   /// The user's way through the port dialog, if it comes: the first row, two channels.
   void AnswerDialog() {
-    const auto step = [](const char* control, void (*act)(MemoryWindow&, int)) {
-      return user::Do([=](MemoryWindow& window) {
-        if (const int found = window.Find(control); found >= 0) act(window, found);
-      });
-    };
-    sim.toolkit().Play(
-        {step("lstPort", [](MemoryWindow& window, int list) { window.PickRow(list, 0); }),
-         step("cboCh", [](MemoryWindow& window, int channels) { window.PickRow(channels, 1); }),
-         step("cmdOK", [](MemoryWindow& window, int ok) { window.Press(ok); })});
+    sim.toolkit().Play({user::PickRow("lstPort", 0), user::PickRow("cboCh", 1), user::Press("cmdOK")});
   }
 
   /// What the first device says while it is probed: two passes on, since the opening serves the queue before
