@@ -12,25 +12,9 @@ _COM_SMARTPTR_TYPEDEF(IADC3, __uuidof(IADC3));
 
 namespace halden::windows_test {
 
-/// An apartment for as long as it lives.
-class InApartment {
- public:
-  InApartment() { CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED); }
-  ~InApartment() { CoUninitialize(); }
-  InApartment(const InApartment&) = delete;
-  InApartment& operator=(const InApartment&) = delete;
-};
-
-/// The default interface of a new object, by ProgID.
-inline IDispatchPtr NewObject() {
-  return IDispatchPtr(L"Brackwell.Halden_Text");
-}
-
-/// What a member without arguments gives.
-template <class T>
-T Get(IADC3* adc, HRESULT (STDMETHODCALLTYPE IADC3::*member)(T*)) {
-  T value{};
-  return SUCCEEDED((adc->*member)(&value)) ? value : T{};
+/// Of the two languages in which the tests run.
+inline bool IsRussian() {
+  return PRIMARYLANGID(GetUserDefaultLangID()) == LANG_RUSSIAN;
 }
 
 /// Lets messages through, as a host's own loop does.
