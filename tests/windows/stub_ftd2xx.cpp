@@ -90,8 +90,6 @@ FORWARD(FT_GetStatus, (Handle handle, Word* rx_bytes, Word* tx_bytes, Word* even
         events)
 FORWARD(FT_Purge, (Handle handle, Word mask), mask)
 
-#undef FORWARD
-
 }  // extern "C"
 
 }  // namespace halden::ftd2xx
