@@ -32,7 +32,7 @@ WScript.Echo "script: complete"
 Sub CheckRefusals()
   Dim square(1, 1), too_large
   On Error Resume Next
-  adc.InputChannels = Array(0, 70000)
+  adc.InputChannels = Array(70000, 0)
   too_large = Err.Number
   Err.Clear
   adc.InputChannels = square
