@@ -1,8 +1,5 @@
 #!/usr/bin/python3
-"""Compares what stands in the built component with what a host and the system expect of it.
-
-usage: module_test.py HT_TEXT.adc
-"""
+"""module_test.py HT_TEXT.adc: compares what stands in it with what a host and the system expect."""
 import pathlib
 import re
 import struct
@@ -21,18 +18,9 @@ class ModuleTest(unittest.TestCase):
     maxDiff = None
     module = pefile.PE(sys.argv[-1])
 
-    def resources(self):
-        """The bytes of each by type, name and language."""
-        return {(str(kind.name or kind.id), str(name.name or name.id), leaf.id):
-                self.module.get_data(leaf.data.struct.OffsetToData, leaf.data.struct.Size)
-                for kind in self.module.DIRECTORY_ENTRY_RESOURCE.entries
-                for name in kind.directory.entries for leaf in name.directory.entries}
-
-    def test_exports_are_undecorated(self):
+    def test_exports_and_imports(self):
         self.assertEqual([export.name for export in self.module.DIRECTORY_ENTRY_EXPORT.symbols],
                          [b"DllCanUnloadNow", b"DllGetClassObject", b"DllRegisterServer", b"DllUnregisterServer"])
-
-    def test_imports_are_the_system_and_the_device_library(self):
         imports = {entry.dll.decode().lower(): entry.imports for entry in self.module.DIRECTORY_ENTRY_IMPORT}
         devices = [call.name.decode() for call in imports.pop("ftd2xx.dll")]
         self.assertLessEqual(set(imports), {"advapi32.dll", "comdlg32.dll", "gdi32.dll", "kernel32.dll", "msvcrt.dll",
@@ -41,34 +29,29 @@ class ModuleTest(unittest.TestCase):
         self.assertEqual(sorted(devices), sorted(declared))
 
     def test_resources_are_those_of_the_component(self):
+        resources = {tuple(map(str, (kind.name or kind.id, name.name or name.id, leaf.id))):
+                     self.module.get_data(leaf.data.struct.OffsetToData, leaf.data.struct.Size)
+                     for kind in self.module.DIRECTORY_ENTRY_RESOURCE.entries
+                     for name in kind.directory.entries for leaf in name.directory.entries}
         texts = re.findall(r"TEXT_ROW\((\d+)", (ROOT / "platform/text_table.inc").read_text())
         expected = {(ICON, i, RUSSIAN) for i in (1, 2, 3, 4)} | {(GROUP_ICON, name, RUSSIAN) for name in (1, "ADC")}
         expected |= {(STRING, 1 + int(id) // 16, language) for id in texts for language in (ENGLISH, RUSSIAN)}
         expected |= {(VERSION, 1, ENGLISH), ("TYPELIB", 1, NEUTRAL), ("_IID_HALDEN_TEXT", 1, NEUTRAL)}
-        self.assertEqual(set(self.resources()), {(str(kind), str(name), language) for kind, name, language in expected})
+        self.assertEqual(set(resources), {tuple(map(str, place)) for place in expected})
 
-    def test_icons_are_drawn_in_16_colours(self):
-        resources = sorted(self.resources().items())
-        icons = [data for (kind, *_), data in resources if kind == str(ICON)]
+        identifiers = b"".join(uuid.UUID(text).bytes_le for text in ("0058F2CF-423E-42C8-86C9-F2323C000C21",
+                                                                     "97B526A8-3B46-11D7-B688-FDAEA8668E28"))
+        self.assertEqual(resources["_IID_HALDEN_TEXT", "1", "0"], struct.pack("<I", 32) + identifiers)
+        icons = [resources[str(ICON), str(i), str(RUSSIAN)] for i in (1, 2, 3, 4)]
         self.assertEqual([struct.unpack_from("<4xii2xH", icon) for icon in icons], [(32, 64, 4), (16, 32, 4)] * 2)
         self.assertEqual(len(set(icons)), 4)
-        groups = {name: struct.unpack_from("<18xH12xH", data) for (kind, name, _), data in resources if kind == str(GROUP_ICON)}
-        self.assertEqual(groups, {"1": (1, 2), "ADC": (3, 4)})
 
     def test_version_block(self):
-        fixed = self.module.VS_FIXEDFILEINFO[0]
-        self.assertEqual((fixed.FileVersionMS, fixed.FileVersionLS, fixed.FileOS, fixed.FileType), (3 << 16 | 2, 2, 4, 2))
         tables = [table for info in self.module.FileInfo[0] if info.Key == b"StringFileInfo" for table in info.StringTable]
         self.assertEqual([table.LangID for table in tables], [b"040904B0"])
         expected = {b"FileVersion": b"3.02.0002", b"ProductVersion": b"3.02.0002", b"InternalName": b"HT_TEXT",
                     b"OriginalFilename": b"HT_TEXT.adc", b"OLESelfRegister": b""}
         self.assertEqual({key: tables[0].entries.get(key) for key in expected}, expected)
-
-    def test_interface_identifiers(self):
-        data = self.resources()["_IID_HALDEN_TEXT", "1", NEUTRAL]
-        own = uuid.UUID("0058F2CF-423E-42C8-86C9-F2323C000C21")
-        contract = uuid.UUID("97B526A8-3B46-11D7-B688-FDAEA8668E28")
-        self.assertEqual(data, struct.pack("<I", 32) + own.bytes_le + contract.bytes_le)
 
 
 unittest.main(argv=sys.argv[:1])

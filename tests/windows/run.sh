@@ -1,11 +1,18 @@
 #!/usr/bin/env bash
 # run.sh BUILD 32|64 HOST: registers the component that was built there, so many bits wide, in a fresh Wine, uses it as
-# hosts do, and takes it out again. HOST is the example host of this system.
+# hosts do, and takes it out again. HOST is the example host of this system. Nothing is shown, nothing waits for a
+# person, and every program has a time-out.
 set -euo pipefail
 here=$(cd "$(dirname "${BASH_SOURCE[0]}")" && pwd)
 root=$(cd "$here/../.." && pwd)
-source "$here/wine.sh"
+host=$3
+folder=$(cd "$1/tests/windows" && pwd)
+export WINEPREFIX=$folder/wine WINEARCH=win64 WINEDEBUG=-all LC_ALL=C.UTF-8
+export WINEDLLOVERRIDES="mscoree,mshtml,winemenubuilder.exe="
+unset DISPLAY WAYLAND_DISPLAY
+wine=(wine) wineserver=(wineserver)
 
+# Programs of 32 bits run in what fetch_wine32 unpacks, as their root. What is mounted there goes with this process.
 if (($2 == 32)); then
   wine_root=$root/build/wine32
   if [[ ${HALDEN_MOUNTS-} != own ]]; then
@@ -17,119 +24,88 @@ if (($2 == 32)); then
     fi
     HALDEN_MOUNTS=own exec "${own_mounts[@]}" bash "${BASH_SOURCE[0]}" "$@"
   fi
+  for place in /dev /proc "$root"; do
+    mkdir -p "$wine_root$place"
+    mount --rbind "$place" "$wine_root$place"
+  done
+  export WINEARCH=win32 WINESERVER=/usr/lib/wine/wineserver32
+  wine=(unshare --root="$wine_root" --wd="$folder" /usr/lib/wine/wine)
+  wineserver=(unshare --root="$wine_root" "$WINESERVER")
 fi
 
-host=$3
-folder=$(cd "$1/tests/windows" && pwd)
-cp -u "$1/com/HT_TEXT.adc" "$1/halden-host.exe" "$here/script_host.vbs" "$folder"
-cd "$folder"
-wine_start "$folder/wine"
-trap wine_stop EXIT
-export HALDEN_SIM="sim:signal=ramp,columns=3,rate=200,com=300"
+# In the locale that $language names, C where it names none.
+on_windows() {
+  timeout -k 5 240 env LC_ALL="${language:-C}.UTF-8" "${wine[@]}" "$@" </dev/null
+}
 
-step() {
-  echo "-- $1"
-  shift
-  "$@" || { echo "failed: $*" >&2; exit 1; }
+# registry COMMAND KEY [ARGUMENT]...
+registry() {
+  on_windows reg "$@" >/dev/null
 }
 
 register() {
-  on_windows 60 regsvr32 /s "$@" HT_TEXT.adc
+  on_windows regsvr32 /s "$@" HT_TEXT.adc
 }
 
-classes() {
-  on_windows 30 reg export 'HKLM\Software\Classes' "$1" /y >/dev/null
+# tests LANGUAGE DENSITY: on a screen with so many dots for each inch.
+tests() {
+  local language=$1
+  registry add 'HKCU\Control Panel\Desktop' /v LogPixels /t REG_DWORD /d "$2" /f
+  rm -f tests.json
+  HALDEN_DPI=$2 on_windows windows-tests.exe --gtest_output=json:tests.json >tests.log || true
+  python3 "$here/known_differences.py" tests.json
 }
 
-script_host() {
-  on_windows 40 press_ok.exe script_host.vbs 600 &
-  on_windows 40 cscript //nologo script_host.vbs | tee script.log
-  wait $!
-  grep -q '^script: complete' script.log
-}
+rm -rf "$WINEPREFIX"
+mkdir "$WINEPREFIX"
+cp -u "$1/com/HT_TEXT.adc" "$1/halden-host.exe" "$here/script_host.vbs" "$folder"
+cd "$folder"
+trap 'echo "failed: $BASH_COMMAND" >&2' ERR
+trap '"${wineserver[@]}" -k || true; rm -rf "$WINEPREFIX"' EXIT
+on_windows wineboot -i &>/dev/null
+registry add 'HKCU\Software\Wine\Drivers' /v Graphics /d null /f
+registry add 'HKLM\Software\Microsoft\Windows NT\CurrentVersion\AeDebug' /v Debugger /d false /f
+"${wineserver[@]}" -k  # the desktop's process has looked for a screen before it was told that there is none
+"${wineserver[@]}" -w
+export HALDEN_SIM="sim:signal=ramp,columns=3,rate=200,com=300"
 
-left_behind() {
-  classes before.reg
-  register
-  classes registered.reg
-  register /u
-  classes after.reg
-  ! cmp -s before.reg registered.reg && cmp before.reg after.reg
-}
+echo "-- a host on a machine without the driver"
+(($(on_windows halden-host.exe watch 2>host.log || echo $?) == 1))
+grep -q "can't be loaded" host.log
 
-in_both_languages() {
-  local language
-  for language in C ru_RU; do
-    "$@" || return
-  done
-}
+echo "-- unregistration leaves nothing behind"
+registry export 'HKLM\Software\Classes' before.reg /y
+register
+register /u
+registry export 'HKLM\Software\Classes' after.reg /y
+cmp before.reg after.reg
 
-virtual_table() {
-  on_windows 120 component-tests.exe --gtest_brief=1
-}
+echo "-- a script host"
+register
+on_windows press_ok.exe script_host.vbs &
+on_windows cscript //nologo script_host.vbs | tee script.log
+grep -q '^script: complete' script.log
+wait $!
 
-backends() {
-  rm -f backends.json
-  HALDEN_SIM="sim:com=8 sim:com=9,serial=SECOND" \
-    on_windows 60 backends-tests.exe --gtest_brief=1 --gtest_output=json:backends.json >backends.log || true
-  [[ -e backends.json ]] && python3 "$here/known_differences.py" backends.json windows.json script.log
-}
+echo "-- hosts in C++, windows and backends, in English and Russian, on screens of two densities"
+tests C 96
+tests ru_RU 144
 
-density() {
-  on_windows 30 reg add 'HKCU\Control Panel\Desktop' /v LogPixels /t REG_DWORD /d "$1" /f >/dev/null
-}
+echo "-- the example host"
+on_windows halden-host.exe record --frames 40 --csv - --quiet >frames.csv
+grep -cxE '(Column1,Column2,Column3|-?[0-9.]+(,-?[0-9.]+){2})' frames.csv | grep -qx 41
 
-# What it finds is judged with what the backends find.
-windows() {
-  rm -f windows.json
-  density 144
-  HALDEN_DPI=144 on_windows 60 window-tests.exe --gtest_brief=1 --gtest_filter='*Density*' || return 1
-  density 96
-  on_windows 120 window-tests.exe --gtest_brief=1 --gtest_output=json:windows.json >windows.log || true
-  [[ -e windows.json ]]
-}
-
-example_host() {
-  on_windows 60 halden-host.exe record --frames 40 --csv - --quiet >frames.csv
-  grep -cxE '(Column1,Column2,Column3|-?[0-9.]+(,-?[0-9.]+){2})' frames.csv | grep -qx 41
-}
-
-# The same run over both stores, from the same values: the user takes what the dialog offers for a device that speaks
-# too late to be recognised.
-both_registries() {
-  local key='Software\Corvane\ADC\Brackwell\Halden-Text' device=sim:silent=5,com=300
-  printf '%s\r\n' REGEDIT4 "" "[HKEY_CURRENT_USER\\$key]" '@="before"' '"ChannelFixed"=dword:00000063' \
-    '"Port"=dword:00000005' '"RateFixed"=dword:41480000' >before.reg
-  cp before.reg local.reg
-  timeout 30 "$host" watch --device $device --seconds 4 --answer port=0,channels=1,rate=12.5 --registry local.reg \
-    --quiet >/dev/null &
-  on_windows 30 reg delete "HKCU\\$key" /f >/dev/null
-  on_windows 30 reg import before.reg >/dev/null
-  on_windows 40 press_ok.exe "Select COM Port" 100 &
-  HALDEN_SIM=$device on_windows 40 halden-host.exe watch --seconds 4 --quiet >/dev/null
-  wait
-  on_windows 30 reg export "HKCU\\$key" after.reg /y >/dev/null
-  grep -q '"ChannelFixed"=dword:00000001' local.reg &&
-    diff <("$host" settings --export --registry local.reg | lines) \
-      <(iconv -f UTF-16 -t UTF-8 after.reg | sed 1d | lines)
-}
-
-lines() {
-  tr -d '\r' | sed '/^$/d'
-}
-
-not_registered() {
-  local code=0
-  on_windows 30 halden-host.exe watch 2>host.log || code=$?
-  ((code == 1)) && grep -q "can't be loaded" host.log
-}
-
-step "a host on a machine without the driver" not_registered
-step "unregistration leaves nothing behind" left_behind
-step "registration" register
-step "a host that knows the virtual table" in_both_languages virtual_table
-step "a script host" script_host
-step "the windows" windows
-step "the backends" in_both_languages backends
-step "the example host" in_both_languages example_host
-step "the registry against the one of this system" both_registries
+# The same choice of the user in both stores, from the same values.
+echo "-- the registry against the one of this system"
+key='Software\Corvane\ADC\Brackwell\Halden-Text'
+printf '%s\r\n' REGEDIT4 "" "[HKEY_CURRENT_USER\\$key]" '@="before"' '"ChannelFixed"=dword:00000063' \
+  '"Port"=dword:00000005' '"RateFixed"=dword:41480000' | tee before.reg >local.reg
+timeout 30 "$host" watch --device sim:silent,com=301 --device sim:silent=5,com=7 --seconds 2 \
+  --answer port=1,channels=4,rate=7 --registry local.reg --quiet >/dev/null
+grep -q '"ChannelFixed"=dword:00000004' local.reg
+registry delete "HKCU\\$key" /f
+registry import before.reg
+on_windows windows-tests.exe --gtest_brief=1 --gtest_filter='*AsksTheUser*'
+registry export "HKCU\\$key" after.reg /y
+diff -B --strip-trailing-cr <("$host" settings --export --registry local.reg) \
+  <(iconv -f UTF-16 -t UTF-8 after.reg | sed 1d)
