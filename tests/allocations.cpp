@@ -6,7 +6,6 @@
 
 namespace {
 
-std::atomic<std::uint64_t> allocation_count{0};
 std::atomic<std::int64_t> live{0};
 
 struct Failing {
@@ -27,10 +26,6 @@ bool Fails() {
 }
 
 }  // namespace
-
-std::uint64_t halden::AllocationCount() {
-  return allocation_count;
-}
 
 std::int64_t halden::LiveAllocations() {
   return live;
@@ -53,7 +48,6 @@ halden::AllocationPause::~AllocationPause() {
 }
 
 void* operator new(std::size_t size) {
-  ++allocation_count;
   if (!Fails()) {
     if (void* memory = std::malloc(size)) {
       ++live;

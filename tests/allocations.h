@@ -4,8 +4,6 @@
 
 namespace halden {
 
-/// How often operator new has been called in this program so far.
-std::uint64_t AllocationCount();
 /// Blocks of operator new that are in use.
 std::int64_t LiveAllocations();
 

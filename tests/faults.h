@@ -48,8 +48,8 @@ class Faults {
   void Opened(char seam, std::int64_t handle) { wrong_closes_ += !open_.emplace(seam, handle).second; }
   void Closed(char seam, std::int64_t handle) { wrong_closes_ += open_.erase({seam, handle}) != 1; }
   std::size_t OpenHandles() const { return open_.size(); }
-  /// Handles that were closed twice or never opened.
-  int WrongCloses() const { return wrong_closes_; }
+  /// Each handle that was opened has been closed, once, and no other.
+  bool AllClosed() const { return open_.empty() && wrong_closes_ == 0; }
 
   /// Makes a call, or doesn't. Its result is a bool, a code that is 0 for success, or what a failure leaves
   /// empty. Those of its arguments that point to numbers are its counts.
