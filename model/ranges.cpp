@@ -65,7 +65,7 @@ void SetChannelsCount(Store& store, std::int16_t Count) {
 
 Conversion ConversionOf(const Store& store, std::int16_t channel) {
   const std::int16_t row = RowOfChannel(store, channel);
-  if (row < 0 || row >= kRows) return {};
+  if (row < 0) return {};
   const float scale = store.ADCState.UnitScale[row];
   if (row < kDecimalRows) return {channel, scale, 0};
   if (row < kSignedRowsEnd) return {channel, 1, 0};
@@ -82,7 +82,7 @@ std::int16_t ChannelAt(const Store& store, std::int32_t position) {
 }
 
 std::vector<std::int16_t> GetKadr(const Store& store) {
-  std::vector<std::int16_t> kadr(store.InputState.InputCountChannels, 0);
+  std::vector<std::int16_t> kadr(store.InputState.InputCountChannels);
   for (std::size_t i = 0; i < kadr.size(); ++i)
     kadr[i] = GetChannel(store, ChannelAt(store, static_cast<std::int32_t>(i)));
   return kadr;

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstdio>
 #include <deque>
 #include <string>
 #include <utility>
@@ -12,12 +13,23 @@
 
 namespace halden {
 
-/// A host that calls IADC3 at random, beside a model of all that it can see: the ring is a deque, the
-/// channels are two vectors. `Choices` decides: Below(bound) gives 0 to bound - 1, Number any 32-bit number.
+/// A host that calls IADC3 at random, with pauses, beside a model of all that it can see: the ring is a
+/// deque, the channels are two vectors. `Choices` decides: Below(bound) gives 0 to bound - 1, Number any
+/// 32-bit number.
 template <class Choices>
 class HostModel {
  public:
-  explicit HostModel(Choices& choices) : choices_(choices) { Create(); }
+  /// `longest_pause`: milliseconds, below 2^31.
+  explicit HostModel(Choices& choices, std::uint32_t longest_pause = 1000)
+      : choices_(choices), longest_pause_(longest_pause) {
+    Create();
+  }
+
+  VirtualClock& Clock() { return sim_.clock(); }
+  /// Whether the last object has just been released, with no frame left.
+  bool Fresh() const { return fresh_; }
+  /// Those that the host has read.
+  std::uint64_t Frames() const { return frames_read_; }
 
   /// Makes one call. What the driver answered otherwise than the model; empty if nothing.
   std::string Step() {
@@ -25,8 +37,9 @@ class HostModel {
     static constexpr void (Model::*kCalls[])() = {
         &Model::Lines, &Model::Lines,   &Model::Lines,  &Model::Range,   &Model::Size,    &Model::Table,
         &Model::Start, &Model::Start,   &Model::Stop,   &Model::GetData, &Model::GetData, &Model::InputData,
-        &Model::Live,  &Model::Release, &Model::Detect, &Model::Ignored};
+        &Model::Live,  &Model::Release, &Model::Detect, &Model::Ignored, &Model::Pause,   &Model::Burst};
     wrong_.clear();
+    fresh_ = false;
     (this->*kCalls[choices_.Below(static_cast<int>(std::size(kCalls)))])();
     Compare();
     return wrong_;
@@ -48,14 +61,21 @@ class HostModel {
     adc_->InputSizeData(requested_ = 1024);
   }
 
-  /// Any release stops a recording, the last one forgets what was set.
+  /// Any release stops a recording, the last one forgets what was set. Behind it a device that was gone is
+  /// found anew.
   void Release() {
     if (choices_.Below(4) != 0) {
       apartment_.CreateObject();
       busy_ = false;
       return;
     }
+    if (choices_.Below(2) == 0) {
+      sim_.device(0).Unplug();
+      Tick();
+      sim_.device(0).Plug();
+    }
     adc_.reset();
+    fresh_ = ring_.empty();
     Is(!detected_ || sim_.calls(0).back() == "close", "the last release closes the device");
     busy_ = false;
     Create();
@@ -85,10 +105,39 @@ class HostModel {
         text += (text.empty() ? "" : ";") + std::to_string(value);
       }
       sim_.device(0).Feed(text + "\r");
-      if (busy_ && ring_.size() < capacity_) ring_.push_back(Kadr());
+      AddFrame();
     }
+    Tick();
+  }
+
+  /// As much at once as just fits behind what is held, or one byte more, which drops that.
+  void Burst() {
+    if (!detected_) return;
+    constexpr int kBuffer = 65536, kLine = 32;
+    constexpr double kHeld = 9e6;  // by so much it makes the first value larger
+    const bool fits = choices_.Below(2) == 0;
+    sim_.device(0).Feed(std::string(kLine - fits, ' ') + "9");
+    Tick();
+    for (int line = 1; line < kBuffer / kLine; ++line) {
+      for (double& value : values_) value = choices_.Below(200) + 0.5;
+      char text[kLine + 1];
+      std::snprintf(text, sizeof text, "%08.1f;%08.1f;%012.1f\r\n", values_[0], values_[1], values_[2]);
+      sim_.device(0).Feed(text);
+      if (line == 1 && fits) values_[0] += kHeld;
+      AddFrame();
+    }
+    Tick();
+  }
+
+  void Tick() {
     sim_.clock().Sleep(49);
     sim_.clock().RunFor(1);
+  }
+
+  void Pause() { sim_.clock().Sleep(choices_.Number() % longest_pause_); }
+
+  void AddFrame() {
+    if (busy_ && ring_.size() < capacity_) ring_.push_back(Kadr());
   }
 
   void Range() {
@@ -166,6 +215,7 @@ class HostModel {
   void TakeFrame(const std::int16_t* codes) {
     Is(std::equal(ring_.front().begin(), ring_.front().end(), codes), "codes of a frame");
     ring_.pop_front();
+    ++frames_read_;
   }
 
   void InputData() {
@@ -223,11 +273,14 @@ class HostModel {
     Is(adc_->InputCountChannels() == static_cast<std::int16_t>(width_), "InputCountChannels");
     Is(adc_->InputChannels() == table_, "InputChannels");
     Is(adc_->LastError() == error_, "LastError");
-    Is(adc_->Rate() > 0 && adc_->Rate() <= adc_->RateMax(), "Rate");
+    Is(adc_->Rate() >= 0.01f && adc_->Rate() <= adc_->RateMax(), "Rate");
     Is(detected_ || (adc_->Rate() == 10 && adc_->RateMax() == 1000), "the rates of no device");
   }
 
   Choices& choices_;
+  const std::uint32_t longest_pause_;
+  bool fresh_ = false;
+  std::uint64_t frames_read_ = 0;
   SimPlatform sim_{{"sim:silent"}};
   Apartment apartment_{sim_.platform()};
   std::shared_ptr<IADC3> adc_;
