@@ -96,6 +96,7 @@ void KadrWriter::Begin() {
   const tInputState& state = store_.InputState;
   room_ = 0;
   added_ = 0;
+  if (!store_.Busy) return;
   positions_.resize(state.InputCountChannels);
   for (std::size_t i = 0; i < positions_.size(); ++i)
     positions_[i] = ConversionOf(store_, ChannelAt(store_, static_cast<std::int32_t>(i)));
@@ -107,6 +108,7 @@ void KadrWriter::Begin() {
 }
 
 void KadrWriter::End() {
+  room_ = 0;
   if (added_ == 0) return;
   tInputState& state = store_.InputState;
   const std::int32_t to_last_slot = state.AllocKadrs - state.WriteIndex;
@@ -114,7 +116,6 @@ void KadrWriter::End() {
   state.BufferEmpty = false;
   CountKadrs(store_);
   added_ = 0;
-  room_ = 0;
 }
 
 void SetInputChannels(Store& store, const std::vector<std::int16_t>& ChTable) {

@@ -33,10 +33,11 @@ class KadrWriter {
  public:
   explicit KadrWriter(Store& store) : store_(store) {}
 
-  /// Begins a pass. Throws std::bad_alloc.
+  /// Begins a pass, in which frames are stored if the driver is Busy. Throws std::bad_alloc.
   void Begin();
   /// Stores one frame from the last parsed values. A full ring loses the new frame and keeps the old ones.
-  /// Does nothing without storage, or with storage of another width than the channel table's.
+  /// Does nothing outside such a pass, without storage, or with storage of another width than the channel
+  /// table's.
   void AddBufferKadr() {
     if (added_ == room_) return;
     ++added_;

@@ -94,7 +94,7 @@ void LineParser::BeginPass() {
                    HasColumns() ? store_.Separator[0] : LineScanner::kNoSeparator);
   const std::int16_t channels = ordinary ? store_.ADCState.ChannelsCount : std::int16_t{0};
   columns_ = HasColumns() ? channels : std::min<std::int32_t>(channels, 1);
-  if (store_.Busy) kadrs_.Begin();
+  kadrs_.Begin();
 }
 
 LineScanner::Result LineParser::TakeByFullRules(const char* line, const char* last_cr) {
@@ -103,7 +103,7 @@ LineScanner::Result LineParser::TakeByFullRules(const char* line, const char* la
 }
 
 std::int16_t LineParser::ParseLine(std::string_view line) {
-  if (store_.Busy) kadrs_.Begin();
+  kadrs_.Begin();
   const std::int16_t read = ReadLine(line);
   kadrs_.End();
   return read;
@@ -114,7 +114,7 @@ std::int16_t LineParser::ReadLine(std::string_view line) {
   const std::string_view rest = Trim(line);
   const std::int16_t read =
       HasColumns() ? ParseFields(rest) : static_cast<std::int16_t>(ParseField(rest, store_.ChannelValues[0]));
-  if (store_.Busy) kadrs_.AddBufferKadr();
+  kadrs_.AddBufferKadr();
   return read;
 }
 

@@ -47,7 +47,7 @@ class LineParser {
     if (columns_ == 0) return TakeByFullRules(line, last_cr);
     const auto scanned = scanner_.Scan(line, last_cr, store_.ChannelValues.data(), columns_);
     if (!scanned.end) return TakeByFullRules(line, last_cr);
-    if (store_.Busy) kadrs_.AddBufferKadr();
+    kadrs_.AddBufferKadr();
     return scanned;
   }
 

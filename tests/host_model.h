@@ -134,7 +134,12 @@ class HostModel {
     sim_.clock().RunFor(1);
   }
 
-  void Pause() { sim_.clock().Sleep(choices_.Number() % longest_pause_); }
+  /// But for an empty line nothing comes.
+  void Pause() {
+    if (detected_) sim_.device(0).Feed("\r");
+    Tick();
+    sim_.clock().Sleep(choices_.Number() % longest_pause_);
+  }
 
   void AddFrame() {
     if (busy_ && ring_.size() < capacity_) ring_.push_back(Kadr());

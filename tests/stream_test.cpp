@@ -188,23 +188,11 @@ TEST_F(Lines, FormatAndValuesOfWholeLines) {
     EXPECT_EQ(parser.ParseLine(c.line), c.read) << c.line;
     EXPECT_EQ(store.ChannelValues, c.values) << c.line;
   }
-}
-
-TEST_F(Lines, EveryLineButAnEmptyOneMakesAFrameWhileBusy) {
-  std::string line;
-  EXPECT_EQ(parser.DetectColumns(line), 0);
-  EXPECT_FALSE(store.FormatKnown);
-  ASSERT_TRUE(ResetBuffer(store));
-  parser.ParseLine("1");
-  store.Busy = true;
-  for (const char* text : {"5", "", "no number"}) parser.ParseLine(text);
-  EXPECT_EQ(InputData(store).Codes, (std::vector<std::int16_t>{0, 100, 0}));
-  line = "   ";
-  parser.DetectColumns(line);
-  EXPECT_TRUE(store.FormatKnown);
+  std::string empty;
+  EXPECT_EQ(parser.DetectColumns(empty) + parser.ParseLine(empty), 0);
+  EXPECT_EQ(store.Separator, " ");
   SetChannelsCount(store, 0);
   EXPECT_EQ(parser.ParseLine("1"), 0);
-  EXPECT_EQ(CountKadrs(store), 0);
 }
 
 TEST_F(Lines, CountsOfHostileLinesSaturateInLinearTime) {
@@ -216,12 +204,7 @@ TEST_F(Lines, CountsOfHostileLinesSaturateInLinearTime) {
   }
 }
 
-TEST_F(Lines, FillsToTheLastByteAndDropsAllForOneMore) {
-  EXPECT_EQ(Receive(std::string(65535, 'x')), 65535);
-  EXPECT_EQ(Receive("y"), 1);
-  EXPECT_EQ(buffer.RxCount, 65536);
-  EXPECT_EQ(Receive("12;3\r"), 5);
-  EXPECT_EQ(buffer.RxCount, 5);
+TEST_F(Lines, OfAReadThatIsTooLargeOrFailsComesWhatThereIsRoomFor) {
   EXPECT_EQ(Receive(std::string(70000, 'z')), 65536);
   EXPECT_EQ(buffer.ReadPort(true), 70000 - 65536);
   source.fails = true;
