@@ -1,6 +1,4 @@
-#include <cstdlib>
 #include <gtest/gtest.h>
-#include <random>
 
 #include "tests/faulty_driver.h"
 #include "tests/framing_model.h"
@@ -8,28 +6,7 @@
 namespace halden {
 namespace {
 
-/// A driver with a device that says just what it is given, detected.
-struct FedDriver : FaultyDriver {
-  FedDriver() : FaultyDriver({"sim:silent"}) { Detect(); }
-
-  void Detect() {
-    adc = apartment.CreateObject();
-    std::string lines;
-    for (int line = 0; line < 300; ++line) lines += "0;0\r\n";
-    SayWhileProbed(lines);
-    adc->Test();
-    sim.clock().RunFor(60);
-    machine.d2xx.received.clear();
-  }
-
-  void Record() {
-    adc->InputSizeData(32768);
-    adc->InputChannels({0});
-    adc->ChannelRange(0, 9);
-    EXPECT_TRUE(adc->StartRecord());
-  }
-};
-
+/// What a driver does while its device goes.
 enum State { kIdle, kRecording, kWindowShown };
 
 TEST(DeviceLoss, AtEveryByteLeavesTheWholeLinesThatWereReceived) {
@@ -37,16 +14,26 @@ TEST(DeviceLoss, AtEveryByteLeavesTheWholeLinesThatWereReceived) {
   for (const State state : {kIdle, kRecording, kWindowShown})
     for (std::size_t byte = 0; byte <= bytes.size(); ++byte) {
       SCOPED_TRACE(std::to_string(state) + ", byte " + std::to_string(byte));
-      FedDriver driver;
+      FaultyDriver driver({"sim:silent"});
       PacedDevice& device = driver.sim.device(0);
+      const auto detect = [&] {
+        driver.adc = driver.apartment.CreateObject();
+        std::string lines;
+        for (int line = 0; line < 300; ++line) lines += "0;0\r\n";
+        driver.SayWhileProbed(lines);
+        EXPECT_TRUE(driver.adc->Test());
+        driver.sim.clock().RunFor(60);
+      };
       const auto speak = [&] {
-        if (state != kIdle) driver.Record();
+        EXPECT_TRUE(state == kIdle || driver.adc->StartRecord());
         device.Feed(bytes.substr(0, byte));
       };
       const auto leave = [&] {
         device.Feed(bytes.substr(byte));
         device.Unplug();
       };
+      detect();
+      driver.machine.d2xx.received.clear();
       if (state == kWindowShown) {
         driver.sim.toolkit().Play({user::Do([&](MemoryWindow&) { speak(); }), user::Wait(60),
                                    user::Do([&](MemoryWindow&) { leave(); }), user::Wait(200)});
@@ -62,12 +49,10 @@ TEST(DeviceLoss, AtEveryByteLeavesTheWholeLinesThatWereReceived) {
       std::vector<std::string> lines = LinesOfPass(received);
       std::erase(lines, "");
       EXPECT_EQ(driver.adc->InputCountKadrs(), state == kIdle ? 0 : static_cast<int>(lines.size()));
-      EXPECT_TRUE(driver.adc->Test());
       driver.adc.reset();
-      EXPECT_EQ(driver.faults.OpenHandles(), 0u);
+      EXPECT_TRUE(driver.faults.AllClosed());
       device.Plug();
-      driver.Detect();
-      EXPECT_TRUE(driver.adc->Detected());
+      detect();
     }
 }
 
