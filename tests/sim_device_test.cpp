@@ -51,7 +51,6 @@ TEST(SimDevice, SpeaksLinesInTheFormThatItsOptionNames) {
       {"columns=2,signal=ramp", "-1000.00\t-749.85\r\n-994.95\t-744.80\r\n"},
       {"columns=2,signal=sine", "0.00\t0.00\r\n28.25\t-28.25\r\n"},
       {"columns=2,signal=noise,seed=2", "-304.90\t-513.70\r\n"},
-      {"text=words", "warming up, please wait\nsensor not ready\n"},
   };
   for (const auto& [keys, said] : cases)
     EXPECT_EQ(Listening("sim:signal=constant," + keys).Hear(1000).substr(0, said.size()), said) << keys;
@@ -66,8 +65,8 @@ TEST(SimDevice, TalksOnWhileNobodyListensAndLeavesNoBacklog) {
 
 TEST(ReplayDevice, KeepsThePaceThatItsOptionNames) {
   const std::tuple<std::string, std::string, std::vector<std::string>> cases[] = {
-      {"1\r\n2\r\r3\n4", ",rate=10", {"1\r\n", "2\r", "\r", "3\n", "4"}},
-      {"1\r2\r3", ",rate=10,loop", {"1\r", "2\r", "3", "1\r", "2\r"}},
+      {"1\r\n2\r\r3", ",rate=10", {"1\r\n", "2\r", "\r", "3", ""}},
+      {"1\n2\r3", ",rate=10,loop", {"1\n", "2\r", "3", "1\n", "2\r"}},
       {"abcdefghij\rk", ",baud=300", {"", "abc", "def", "ghi", "j\rk"}},
       {"", ",loop", {"", "", "", "", ""}}};
   for (const auto& [bytes, keys, expected] : cases) {

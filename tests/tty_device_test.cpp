@@ -67,6 +67,7 @@ TEST(TtyDevice, SetsRateAndFormatAndPutsBackWhatItFound) {
   // A pseudo-terminal drops the data bits and the parity's switch, and keeps the rest.
   EXPECT_EQ(device.SetDataCharacteristics(7, 2, 3), FT_OK);
   EXPECT_EQ(pty.Settings().c_cflag & (CSTOPB | PARODD | CMSPAR), unsigned{CSTOPB | PARODD | CMSPAR});
+  EXPECT_NE(device.SetDataCharacteristics(6, 0, 0), FT_OK);
   EXPECT_NE(device.SetDataCharacteristics(8, 1, 0), FT_OK) << "one and a half stop bits";
   EXPECT_TRUE(device.GetDefaultLine(&line_while_open));
   EXPECT_EQ(line_while_open, line);

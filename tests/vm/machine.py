@@ -134,8 +134,7 @@ class Chip:
         return lines
 
     def assert_told(self, *wanted):
-        missing = [call for call in wanted if call not in self.calls]
-        assert not missing, f"{missing} is missing among {len(self.calls)} calls"
+        assert set(wanted) <= set(self.calls), f"{set(wanted) - set(self.calls)} is not among what it was told"
 
     def feed(self):
         last, due = time.monotonic(), 0.0
