@@ -6,7 +6,6 @@
 
 #include "driver/inspect.h"
 #include "platform/machine.h"
-#include "tests/device_contract.h"
 #include "tests/pty.h"
 #include "tests/registry_backends.h"
 
@@ -41,9 +40,8 @@ class MadeUpSystem {
     Link(*this / place, "sys/bus/usb/devices/" + name);
     if (!driver.empty()) Link("/no/such/" + driver, place + "/driver");
     if (tty.empty()) return;
-    Write(place + "/" + tty + "/latency_timer", "9");
-    Link(*this / place + "/" + tty, "sys/bus/usb-serial/devices/" + tty);
     Link("/no/such/" + driver, place + "/" + tty + "/driver");
+    Link(*this / place + "/" + tty, "sys/bus/usb-serial/devices/" + tty);
   }
   /// A chip of one port, behind which the pseudo-terminal is.
   void Plug(const std::string& usb, const std::string& serial, const std::string& tty, const Pty& pty) const {
@@ -52,12 +50,10 @@ class MadeUpSystem {
   }
   void Unplug(const std::string& usb) const { fs::remove_all(*this / "usb/" + usb); }
 
-  std::unique_ptr<Machine> Open(const std::vector<std::string>& devices = {"linux"}) const {
+  std::unique_ptr<Machine> Open() const {
     std::string error;
-    auto machine =
-        OpenMachine({.devices = devices, .registry_file = *this / "my.reg", .system_root = root_}, &error);
-    EXPECT_EQ(error, "");
-    return machine;
+    return OpenMachine({.devices = {"linux"}, .registry_file = *this / "my.reg", .system_root = root_},
+                       &error);
   }
   /// A line for each device that is listed: what it is, and the port's configuration or why it can't be
   /// opened.
@@ -77,25 +73,6 @@ class MadeUpSystem {
   std::string root_ = fs::canonical(directory_ / ".").string();
 };
 
-struct TwoOfTheKernel {
-  Pty ptys[2];
-  MadeUpSystem system;
-  std::unique_ptr<Machine> machine;
-};
-
-DevicesUnderTest DevicesOfTheKernel() {
-  auto two = std::make_shared<TwoOfTheKernel>();
-  two->system.Plug("1-1", "A", "ttyUSB0", two->ptys[0]);
-  two->system.Plug("1-2", "B", "ttyUSB1", two->ptys[1]);
-  two->machine = two->system.Open();
-  return {two, two->machine->platform(),
-          [&ptys = two->ptys](std::size_t index, FT_HANDLE, const std::string& bytes) {
-            EXPECT_TRUE(ptys[index].Write(bytes));
-          }};
-}
-
-INSTANTIATE_TEST_SUITE_P(OfTheKernel, DeviceContract, testing::Values(DevicesOfTheKernel));
-
 TEST(KernelDevice, IsListedByTtyAndInterfaceWithWhatItsAttributesSayAndWhoHasTakenIt) {
   const MadeUpSystem system;
   EXPECT_EQ(system.List(*system.Open()), "");
@@ -108,91 +85,46 @@ TEST(KernelDevice, IsListedByTtyAndInterfaceWithWhatItsAttributesSayAndWhoHasTak
   system.Plug("1-3", "idVendor=0403", "ttyUSB3");
   system.Plug("1-4", chip + "bcdDevice=0400 serial=OTHER", "ttyUSB4", "ch341");
   system.Plug("1-5", chip + "bcdDevice=1000 serial=TAKEN idProduct=6015", "", "usbfs");
-  system.Plug("1-6", chip + "bcdDevice=1000 serial=FREE idProduct=6014", "", "");
-  system.Plug("1-7", chip + "idProduct=beef", "", "");
+  system.Plug("1-6", chip + "idProduct=beef", "", "");
   system.Write("proc/12/comm", "brltty");
-  const std::string served =
+  EXPECT_EQ(
+      system.List(*system.Open()),
       "|FT4232H|QUADA|Text|/dev/ttyUSB5: no such file\n"
       "|FT4232H|QUADB|Text|/dev/ttyUSB2: no such file\n"
       "|Unknown|||/dev/ttyUSB3: no such file\n"
       "|FT232R|0123456789ABCDEF|Text|/dev/ttyUSB10: no such file\n"
       "|FT232BM|OTHER|Text|USB device 1-4: claimed by the kernel's driver ch341\n"
-      "|FT_X_SERIES|TAKEN|Text|USB device 1-5: claimed by another program, ";
-  const std::string free =
-      "\n|FT_X_SERIES|FREE|Text|USB device 1-6: the kernel's driver ftdi_sio doesn't serve it\n";
-  EXPECT_EQ(system.List(*system.Open()), served + "perhaps brltty, which runs" + free);
-  system.Write("proc/13/comm", "reader");
-  system.Link(system / "dev/bus/usb/001/012", "proc/13/fd/5");
-  EXPECT_EQ(system.List(*system.Open()), served + "reader (process 13)" + free);
+      "|FT_X_SERIES|TAKEN|Text|USB device 1-5: claimed by another program, perhaps brltty, which runs\n");
 }
 
-TEST(KernelDevice, IsListedWhilePluggedInBesideOtherDevices) {
+TEST(KernelDevice, KeepsItsNumberAndItsPortsConfigurationWhileItIsUnplugged) {
   const MadeUpSystem system;
   const Pty first, second;
-  system.Plug("1-2", "A", "ttyUSB70000", first);
-  const auto machine = system.Open({"sim:com=30000", "linux", "tty:/dev/no-such"});
-  const std::string without =
-      "COM30000|FT232R|SIM1|Simulated device|115200,N,8,1\n"
-      "COM-1|FT232BM|A||9600,N,8,1\n"
-      "|Unknown|no-such|/dev/no-such|/dev/no-such: no such file\n";
-  EXPECT_EQ(system.List(*machine), without);
-  for (int i = 0; i < 2; ++i) {
-    system.Plug("1-1", "B", "ttyUSB19999", second);
-    EXPECT_EQ(system.List(*machine), without + "COM20000|FT232BM|B||38400,N,8,1\n")
-        << "the same number again";
-    system.Unplug("1-1");
-    EXPECT_EQ(system.List(*machine), without);
-  }
-  FT_HANDLE handle = -1;
-  machine->platform().d2xx.FT_Open(1, &handle);
-  EXPECT_EQ(machine->platform().d2xx.FT_SetLatencyTimer(handle, 5), FT_OK);
-  EXPECT_EQ(FileText(system / "usb/1-2/1-2:1.0/ttyUSB70000/latency_timer"), "5\n");
-}
+  const std::string serial = "0123456789ABCDEF", usual = "38400,N,8,1\n", set = "250000,E,7,2\n";
+  const std::string unknown = "COM2|FT232BM|||", known = "COM32767|FT232BM|" + serial + "||";
+  system.Plug("1-1", "", "ttyUSB1", first);
+  const auto machine = system.Open();
+  EXPECT_EQ(system.List(*machine), unknown + usual);
+  system.Plug("1-2", serial, "ttyUSB32766", second);
+  EXPECT_EQ(system.List(*machine), unknown + usual + known + usual);
+  CommConfig config;
+  config.dcb = {.BaudRate = 250000, .ByteSize = 7, .Parity = 2, .StopBits = 2};
+  for (const char* const com : {"COM2", "COM32767"})
+    EXPECT_TRUE(machine->platform().comm_config.SetDefaultCommConfigA(com, &config, sizeof config));
+  system.Unplug("1-2");
+  EXPECT_EQ(system.List(*machine), unknown + set);
+  system.Plug("1-2", serial, "ttyUSB32766", second);
+  EXPECT_EQ(system.List(*machine), unknown + set + known + set);
 
-TEST(KernelDevice, KeepsThePortsConfigurationWithTheSerialNumber) {
-  const MadeUpSystem system;
-  const Pty first, second;
-  const auto list = [&](const std::string& devices) { return system.List(*system.Open({devices})); };
-  system.Plug("1-1", "0123456789ABCDEF", "ttyUSB0", first);
-  system.Plug("1-2", "", "ttyUSB1", second);
-  {
-    const auto machine = system.Open();
-    CommConfigApi& ports = machine->platform().comm_config;
-    CommConfig config;
-    config.dcb = {.BaudRate = 250000, .ByteSize = 7, .Parity = 2, .StopBits = 2};
-    for (const char* const com : {"COM1", "COM2"})
-      EXPECT_TRUE(ports.SetDefaultCommConfigA(com, &config, sizeof config));
-    config.dcb.Parity = 9;
-    EXPECT_FALSE(ports.SetDefaultCommConfigA("COM1", &config, sizeof config));
-  }
-  system.Unplug("1-1");
-  system.Plug("1-3", "0123456789ABCDEF", "ttyUSB5", first);
-  const std::string unknown = "COM2|FT232BM|||38400,N,8,1\n";
-  const std::string known = "COM6|FT232BM|0123456789ABCDEF||";
-  EXPECT_EQ(list("linux"), unknown + known + "250000,E,7,2\n")
+  system.Unplug("1-2");
+  system.Plug("1-3", serial, "ttyUSB5", second);
+  EXPECT_EQ(system.List(*system.Open()), unknown + usual + "COM6|FT232BM|" + serial + "||" + set)
       << "kept for that run only without a serial number";
-  EXPECT_NE(list("linux,baud=57600").find(known + "57600,N,8,1\n"), std::string::npos);
-  EXPECT_EQ(list("linux"), unknown + known + "57600,N,8,1\n");
-
-  if (geteuid() != 0) return;  // only the superuser can be somebody else
-  fs::permissions(system / "", fs::perms(0755));
-  fs::permissions(first.path(), fs::perms(0666));
-  ASSERT_EQ(seteuid(65534), 0);
-  EXPECT_NE(list("linux,baud=4800").find("|4800,N,8,1"), std::string::npos) << "though it can't be kept";
-  ASSERT_EQ(seteuid(0), 0);
-}
-
-TEST(PortLines, TakesNoTextThatIsNoLine) {
-  const ScratchDirectory files;
-  const FixedNumberRules rules = FixedNumberRules::C();
-  FileRegistry registry(files / "ports.reg", rules);
-  PortLines lines(files / "ports.reg", rules);
-  for (const std::string text : {"57600,N,8", "57600,N;8,1", "57600,N,8;1", "0,N,8,1", "x", "57600,Q,8,1",
-                                 "57600,N,9,1", "57600,N,3,1", "9600,S,7,1.5", "9600,E,4,2"}) {
-    ASSERT_EQ(SetRaw(registry, "Ports", "X", REG_SZ, text), ERROR_SUCCESS);
-    EXPECT_EQ(lines.Find("x").has_value(), text.starts_with("9600")) << text;
+  const std::string file = FileText(system / "my-ports.reg"), kept = "250000,E,7,2";
+  for (const std::string text : {"57600,N,8", "57600,N;8,1", "0,N,8,1", "57600,Q,8,1", "57600,N,9,1"}) {
+    SetFileText(system / "my-ports.reg", std::string(file).replace(file.find(kept), kept.size(), text));
+    EXPECT_TRUE(system.List(*system.Open()).ends_with("|" + serial + "||" + usual)) << text;
   }
-  EXPECT_EQ(lines.Find("X")->StopBits, 2);
 }
 
 }  // namespace

@@ -20,16 +20,12 @@ struct Wrapper : testing::Test {
 };
 
 TEST_F(Wrapper, ListsWhatTheLibraryListedLastAndOpensOneOfIt) {
-  const struct {
-    int index;
-    std::string listed;
-    bool opened;
-    Calls calls;
-  } steps[] = {{0, "ABCDEFGHIJKLMNOPSimulated deviceFT232R", true, {"Close none", "Open"}},
-               {0, "ABCDEFGHIJKLMNOPSimulated deviceFT232R", true, {"Close", "Open"}},
-               {1, "SIM2Simulated deviceFT232R", false, {"Close", "Open", "Close none"}},
-               {2, "<none>", false, {"Close none"}},
-               {-1, "<none>", false, {"Close none"}}};
+  const std::string first = "ABCDEFGHIJKLMNOPSimulated deviceFT232R", second = "SIM2Simulated deviceFT232R";
+  const std::tuple<int, std::string, bool, Calls> steps[] = {
+      {0, first, true, {"Close none", "Open"}},
+      {1, second, false, {"Close", "Open", "Close none"}},
+      {2, "<none>", false, {"Close none"}},
+      {-1, "<none>", false, {"Close none"}}};
   for (const auto& [index, listed, opened, calls] : steps) {
     EXPECT_EQ(ftdi.ListSerialNumber(index) + ftdi.ListDescription(index) + ftdi.ListTypeName(index), listed);
     EXPECT_EQ(ftdi.ListID(index) + ftdi.ListType(index), listed == "<none>" ? 0u : 0x04036001u + 5);
@@ -44,7 +40,7 @@ TEST_F(Wrapper, ListsWhatTheLibraryListedLastAndOpensOneOfIt) {
   EXPECT_EQ((std::vector{ftdi.ListCount(), ftdi.DeviceCount(), ftdi.RefreshList()}), (std::vector{2, 1, 1}));
 }
 
-TEST_F(Wrapper, SetsUpTheDeviceWhileItIsOpen) {
+TEST_F(Wrapper, SetsUpTheDeviceWhileItIsOpenAndAnswers) {
   for (const bool open : {false, true}) {
     if (open) ftdi.Open(0);
     faults.calls.clear();
@@ -63,17 +59,12 @@ TEST_F(Wrapper, SetsUpTheDeviceWhileItIsOpen) {
   EXPECT_EQ(sim.calls(0),
             (Calls{"open", "baud 250000", "data 7 0 2", "baud 9600", "dtr 1", "rts 1", "dtr 0", "rts 0",
                    "latency 0", "latency 255", "purge 3", "reset", "reset", "write xy"}));
-}
-
-TEST_F(Wrapper, HasAnAnswerForEachCallThatFails) {
-  ftdi.Open(0);
   faults.Arm(1, true);
-  EXPECT_EQ((std::vector{ftdi.Write("x", 1), ftdi.RxQueueCount(), ftdi.TxQueueCount()}),
-            (std::vector{-1, -1, 0}));
-  EXPECT_EQ(ftdi.ComPortNumber() + ftdi.DeviceCount(), 0);
-  faults.calls.clear();
   EXPECT_FALSE(ftdi.SetLine(9600, 8, 0, 0));
   EXPECT_EQ(faults.calls, Calls{"SetBaudRate"});
+  EXPECT_EQ((std::vector{ftdi.Read(nullptr, 1), ftdi.Write("x", 1), ftdi.RxQueueCount()}),
+            (std::vector{-1, -1, -1}));
+  EXPECT_EQ(ftdi.TxQueueCount() + ftdi.DeviceCount(), 0);
 }
 
 TEST_F(Wrapper, WaitsServeTheQueueAndSurviveTheWrapOfTheTickCount) {
@@ -87,30 +78,29 @@ TEST_F(Wrapper, WaitsServeTheQueueAndSurviveTheWrapOfTheTickCount) {
 }
 
 TEST(GetPortConfig, TakesTheDefaultThenThePortThenTheFallback) {
-  const struct {
-    std::int64_t size;    ///< what the default says its size is
-    std::string failing;  ///< the calls that fail
-    std::uint32_t rate;
-  } cases[] = {{sizeof(CommConfig), "", 4800},
-               {0, "", 4800},
-               {0x7FFFFFFF, "", 4800},  // a provider with data of its own behind
-               {0, "GetDefaultCommConfigA", 1200},
-               {0, "GetDefaultCommConfigA GetCommConfig", 9600},
-               {0, "GetDefaultCommConfigA CreateFileA", 9600}};
-  for (const auto& c : cases) {
+  // What the default says its size is, the calls that fail, and the rate.
+  const std::tuple<std::int64_t, std::string, std::uint32_t> cases[] = {
+      {0, "", 4800},
+      {0x7FFFFFFF, "", 4800},  // a provider with data of its own behind
+      {0, "GetDefaultCommConfigA", 1200},
+      {0, "GetDefaultCommConfigA GetCommConfig", 9600},
+      {0, "GetDefaultCommConfigA CreateFileA", 9600}};
+  for (const auto& [size, failing, rate] : cases) {
     SimPlatform sim({"sim:com=5,baud=1200"});
     sim.device(0).SetDefaultLine({.BaudRate = 4800, .ByteSize = 8});
     Faults faults;
     FaultyCommConfig system(sim.library(), faults);
-    faults.lie = [&](std::int64_t) { return c.size; };
-    faults.fails = [&](const std::string& call) { return c.failing.find(call) != c.failing.npos; };
-    faults.Arm(c.failing.empty(), false, c.failing.empty() ? Faults::kLies : Faults::kFails);
+    faults.lie = [size = size](std::int64_t) { return size; };
+    faults.fails = [failing = failing](const std::string& call) {
+      return failing.find(call) != failing.npos;
+    };
+    faults.Arm(failing.empty(), false, failing.empty() ? Faults::kLies : Faults::kFails);
     tPortInfo row;
     row.DevicePath = "\\\\.\\" + (row.Name = "COM5");
     row.Config.dcb.Parity = row.Config.dcb.StopBits = 2;
-    EXPECT_EQ(GetPortConfig(system, row), c.rate != 9600);
-    EXPECT_EQ(row.ConfigText, std::to_string(c.rate) + ",N,8,1");
-    EXPECT_EQ(row.Config.dcb, (Dcb{.BaudRate = c.rate, .ByteSize = 8}));
+    EXPECT_EQ(GetPortConfig(system, row), rate != 9600);
+    EXPECT_EQ(row.ConfigText, std::to_string(rate) + ",N,8,1");
+    EXPECT_EQ(row.Config.dcb, (Dcb{.BaudRate = rate, .ByteSize = 8}));
   }
 }
 
@@ -118,10 +108,9 @@ TEST(FormatPortConfig, ShowsUnknownCodesAsTheUsualOnes) {
   const std::pair<Dcb, const char*> cases[] = {
       {{.BaudRate = 115200, .ByteSize = 7, .Parity = 2, .StopBits = 2}, "115200,E,7,2"},
       {{.BaudRate = 230400, .ByteSize = 8, .Parity = 1, .StopBits = 1}, "230400,O,8,1.5"},
-      {{.BaudRate = 921600, .ByteSize = 5, .Parity = 3, .StopBits = 0}, "921600,M,5,1"},
+      {{.BaudRate = 921600, .ByteSize = 4, .Parity = 3, .StopBits = 0}, "921600,M,4,1"},
       {{.BaudRate = 19200, .ByteSize = 9, .Parity = 4, .StopBits = 3}, "19200,S,8,1"},
-      {{.BaudRate = 1, .ByteSize = 3, .Parity = 5, .StopBits = 255}, "1,N,8,1"},
-      {{.BaudRate = 4294967295, .ByteSize = 4, .Parity = 255}, "4294967295,N,4,1"}};
+      {{.BaudRate = 4294967295, .ByteSize = 3, .Parity = 5, .StopBits = 255}, "4294967295,N,8,1"}};
   for (const auto& [line, text] : cases) {
     tPortInfo row;
     row.Config.dcb = line;
@@ -130,30 +119,17 @@ TEST(FormatPortConfig, ShowsUnknownCodesAsTheUsualOnes) {
   }
 }
 
-TEST(FindPort, GivesTheFirstRowOfTheNumber) {
-  mPortText table;
-  table.PortTable.resize(table.PortCount = 3);
-  table.PortTable[0].Number = table.PortTable[1].Number = 5;
-  EXPECT_EQ(FindPort(table, 5), 0);
-  EXPECT_EQ(FindPort(table, 6), -1);
+/// The time that the Test of a new object takes, in milliseconds. It finds a device or doesn't.
+std::uint32_t TimeOfTest(FaultyDriver& driver, bool found) {
+  driver.adc = driver.apartment.CreateObject();
+  const std::uint32_t start = driver.sim.clock().GetTickCount();
+  EXPECT_EQ(driver.adc->Test(), found);
+  return driver.sim.clock().GetTickCount() - start;
 }
 
-/// With an object that is not detected yet.
-struct Driver : FaultyDriver {
-  explicit Driver(const std::vector<std::string>& devices) : FaultyDriver(devices) {
-    adc = apartment.CreateObject();
-  }
-  /// The time that Test takes, in milliseconds. It finds a device or doesn't.
-  std::uint32_t Test(bool found) {
-    const std::uint32_t start = sim.clock().GetTickCount();
-    EXPECT_EQ(adc->Test(), found);
-    return sim.clock().GetTickCount() - start;
-  }
-};
-
 TEST(Detection, FirstDeviceThatSpeaksWinsAndTheOthersAreLeftAlone) {
-  Driver driver({"sim:silent,com=3", "sim:busy", "sim:columns=5,com=6", "sim"});
-  EXPECT_NEAR(driver.Test(true), 2500, 490) << "the silent one's share";
+  FaultyDriver driver({"sim:silent,com=3", "sim:busy", "sim:columns=5,com=6", "sim"});
+  EXPECT_NEAR(TimeOfTest(driver, true), 2500, 490) << "the silent one's share";
   EXPECT_EQ(driver.adc->BasePort(), 6);
   EXPECT_EQ(driver.adc->ChannelsCount(), 5);
   EXPECT_EQ(driver.sim.calls(0).back(), "close");
@@ -167,23 +143,14 @@ TEST(Detection, TriesTheRateThatAChipMayReallyTalkAt) {
       {"230400", "250000", true},   {"460800", "500000", true},  {"921600", "1000000", true},
       {"1843200", "2000000", true}, {"230400", "500000", false}, {"115200", "250000", false}};
   for (const auto& [configured, speaks_at, found] : cases) {
-    Driver driver({"sim:rate=400,baud=" + configured + ",speaks_at=" + speaks_at});
-    driver.Test(found);
+    FaultyDriver driver({"sim:rate=400,baud=" + configured + ",speaks_at=" + speaks_at});
+    TimeOfTest(driver, found);
     const Calls& calls = driver.sim.calls(0);
     EXPECT_EQ(std::count(calls.begin(), calls.end(), "baud " + speaks_at), found) << configured;
     EXPECT_EQ(std::count(calls.begin(), calls.end(), "purge 3"), configured == "115200" ? 1 : 2);
     constexpr float kLongestLine = 40;  // none of what was heard at the other rate counts
     EXPECT_TRUE(!found || driver.adc->RateMax() > std::stof(speaks_at) / 8 / kLongestLine) << configured;
   }
-}
-
-TEST(Detection, APortNumberBeyond16BitsIsNone) {
-  Driver driver({"sim:rate=400"});
-  Faults& faults = driver.faults;
-  faults.lie = [&](std::int64_t count) { return faults.calls.back() == "GetComPortNumber" ? 32768 : count; };
-  faults.Arm(1, true, Faults::kLies);
-  driver.Test(true);
-  EXPECT_EQ(driver.adc->BasePort(), 0);
 }
 
 TEST(Detection, TakesWhatCameOrElseTheUsersWord) {
@@ -195,17 +162,17 @@ TEST(Detection, TakesWhatCameOrElseTheUsersWord) {
   } cases[] = {{"silent,baud=250000,com=32767", 16, 5, "", {32767, 2, 1562, 1562}},
                {"silent,baud=300,com=2", 67, 3, "", {2, 2, 1, 1}},
                {"silent,baud=300,com=none", 16, 3, "", {-1, 2, 50, 50}},
-               {"silent,baud=115200,com=5", 0, 0, "5", {5, 3, 5, 3600}},
+               {"silent,baud=115200,com=1", 0, 0, "5", {1, 3, 5, 3600}},
                {"silent,baud=9600,com=5", 16, 2, "1000", {5, 3, 300, 300}},
                {"busy,com=5", 0, 0, "5", {1, 0, 10, 1000}}};
   for (const auto& c : cases) {
     SCOPED_TRACE(c.device);
-    Driver driver({"sim:" + c.device});
+    FaultyDriver driver({"sim:" + c.device, "sim:busy"});
     std::string bytes;
     for (std::size_t i = 0; i < c.lines; ++i) bytes += std::string(c.line - 4, '0') + ";2\r\n";
     driver.SayWhileProbed(bytes);
     driver.sim.toolkit().Play({user::PickRow("cboCh", 2), user::Type("cboRate", c.user_rate), user::Enter()});
-    const std::uint32_t time = driver.Test(std::get<1>(c.found) > 0);
+    const std::uint32_t time = TimeOfTest(driver, std::get<1>(c.found) > 0);
     EXPECT_TRUE(!c.user_rate.empty() || (time > 2001 && time < 2010)) << time;
     IADC3& adc = *driver.adc;
     EXPECT_EQ(std::tuple(adc.BasePort(), adc.ChannelsCount(), adc.Rate(), adc.RateMax()), c.found);

@@ -29,11 +29,6 @@ class Pty {
   bool Write(std::string_view text) {
     return write(fd_, text.data(), text.size()) == static_cast<ssize_t>(text.size());
   }
-  /// A character of what the other end writes, once it has.
-  char Read() const {
-    char character = '\0';
-    return read(fd_, &character, 1) == 1 ? character : '\0';
-  }
   /// The settings of the device's end.
   termios2 Settings() const {
     termios2 settings{};

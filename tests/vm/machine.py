@@ -1,7 +1,7 @@
 """A virtual machine with a real kernel, and the emulated FTDI chips that are plugged into it."""
+import contextlib
 import math
 import os
-import random
 import re
 import socket
 import subprocess
@@ -11,9 +11,9 @@ import time
 STEPS = 64001  # multiples of 0.05 from -1600 to 1600
 PATIENCE = 60  # seconds, on a machine that does other things too
 
-# Makes the archive that the machine boots from, with its first program and the programs that are tested.
+# Makes the archive that the machine boots from, with its first program and the program that is tested.
 PACK = """rm -rf root && mkdir -p root/bin && cp -r modules "$0" root && cp /bin/busybox root/bin
-for program; do strip -o "root/bin/${program##*/}" "$program"; done
+strip -o "root/bin/${1##*/}" "$1"
 cd root && find . | /bin/busybox cpio -o -H newc >../initrd 2>/dev/null"""
 
 
@@ -26,12 +26,12 @@ def wait_until(condition, what):
 
 
 class Machine:
-    def __init__(self, folder, programs, chips):
-        """`programs` are statically linked and go to its /bin; `chips` are the serial numbers of the chips that can be
+    def __init__(self, folder, program, chips):
+        """`program` is statically linked and goes to its /bin; `chips` are the serial numbers of the chips that can be
         plugged in."""
         self.folder, self.trace_path = folder, f"{folder}/trace"
-        programs = [os.path.abspath(program) for program in programs]
-        subprocess.run(["bash", "-ec", PACK, f"{os.path.dirname(__file__)}/init", *programs], cwd=folder, check=True)
+        files = [os.path.abspath(file) for file in (f"{os.path.dirname(__file__)}/init", program)]
+        subprocess.run(["bash", "-ec", PACK, *files], cwd=folder, check=True)
         subprocess.run(["rm", "-f", "console", "trace", *chips], cwd=folder, check=True)
         command = ("qemu-system-x86_64 -accel tcg -m 512 -smp 2 -nodefaults -no-user-config -display none -no-reboot "
                    "-kernel vmlinux -initrd initrd -serial file:kernel.log -serial chardev:console -device qemu-xhci "
@@ -88,20 +88,17 @@ def near(rate, wanted):
 
 class Chip:
     """Plugged in within a with statement. Sends so many lines a second, or noise while the port has not the rate
-    `speaks_at`, and what it is sent where it `sends_back`; nobody else may send it anything. What it sends while nobody
-    has the port open is lost, as with a real one.
+    `speaks_at`; nobody may send it anything. What it sends while nobody has the port open is lost, as with a real one.
+    After an opening it waits for `pause` seconds."""
 
-    After an opening it waits for `pause` seconds. On a port that nobody has set up since it was plugged in, the kernel
-    echoes what comes while it is still opening it, and no program can be faster.
-    """
-
-    def __init__(self, machine, serial, lines_per_second=0, columns=2, speaks_at=None, sends_back=False):
+    def __init__(self, machine, serial, lines_per_second=0, columns=2, speaks_at=None):
         self.machine, self.serial, self.rate, self.columns = machine, serial, lines_per_second, columns
-        self.speaks_at, self.sends_back = speaks_at, sends_back
-        self.next_line, self.pending, self.sent = 0, b"", b""
+        self.speaks_at = speaks_at
+        self.next_line, self.pending, self.received = 0, b"", b""
+        # On a port that nobody has set up since it was plugged in, the kernel echoes what comes while it is still
+        # opening it, and no program can be faster.
         self.opened_at, self.pause = math.inf, 0.1
         self.calls, self.rates = [], [0]  # what it has been told, and the line rates in it
-        self.chance = random.Random(serial)
 
     def __enter__(self):
         self.trace = open(self.machine.trace_path, encoding="utf-8", errors="replace")
@@ -125,7 +122,7 @@ class Chip:
             self.line.close()
             self.trace.close()
             self.machine.run_until_it_prints(f"test -e /dev/{self.tty} || echo gone")
-            assert self.sends_back or not self.sent, f"{self.sent} has been written to {self.serial}"
+            assert not self.received, f"{self.received} has been written to {self.serial}"
 
     def unplug(self):
         """Stops within a line first. The number of whole lines that have been sent."""
@@ -137,8 +134,7 @@ class Chip:
         return lines
 
     def assert_told(self, *wanted):
-        missing = [call for call in wanted if call not in self.calls]
-        assert not missing, f"{missing} is missing among {len(self.calls)} calls"
+        assert set(wanted) <= set(self.calls), f"{set(wanted) - set(self.calls)} is not among what it was told"
 
     def feed(self):
         last, due = time.monotonic(), 0.0
@@ -168,19 +164,12 @@ class Chip:
         if time.monotonic() < self.opened_at + self.pause:
             return b""
         if self.speaks_at and not near(self.rates[-1], self.speaks_at):
-            return bytes(self.chance.choice(b"\x80\xa5\xc0\xf8\xfe") for _ in range(lines * 16))
+            return b"\x80\xa5\xc0\xf8\xfe" * (3 * lines)
         return b"".join(line_of(number, self.columns) for number in range(first, first + lines))
 
     def exchange(self):
-        try:
+        with contextlib.suppress(BlockingIOError):
             while self.pending:
                 self.pending = self.pending[self.line.send(self.pending):]
-        except BlockingIOError:
-            pass
-        try:
-            received = self.line.recv(4096)
-        except BlockingIOError:
-            return
-        self.sent += received
-        if self.sends_back:
-            self.pending += received
+        with contextlib.suppress(BlockingIOError):
+            self.received += self.line.recv(4096)
