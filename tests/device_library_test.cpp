@@ -1,58 +1,16 @@
 #include "platform/devices/device_library.h"
 
-#include <array>
 #include <cstring>
-#include <functional>
 #include <gtest/gtest.h>
 #include <memory>
 #include <numeric>
 
 #include "driver/inspect.h"
-#include "platform/linux/tty_device.h"
 #include "platform/sim/sim_platform.h"
-#include "tests/pty.h"
+#include "tests/device_contract.h"
 
 namespace halden {
 namespace {
-
-/// Two devices of one kind that say nothing by themselves, each with a COM number.
-struct DevicesUnderTest {
-  std::shared_ptr<DeviceLibrary> library;
-  /// Lets the device at this place of the list, which is open, say these bytes.
-  std::function<void(std::size_t, const std::string&)> say;
-};
-
-/// What holds for every kind of device.
-class DeviceContract : public testing::TestWithParam<std::function<DevicesUnderTest()>> {
- protected:
-  void SetUp() override { ASSERT_EQ(library_.FT_CreateDeviceInfoList(&listed_), FT_OK); }
-  /// -1 where that fails.
-  FT_HANDLE Open(std::int32_t index) {
-    FT_HANDLE handle = -1;
-    library_.FT_Open(index, &handle);
-    return handle;
-  }
-  std::string Read(FT_HANDLE handle, std::uint32_t most = 4096) {
-    std::string bytes(most, '\0');
-    std::uint32_t read = 0;
-    return library_.FT_Read(handle, bytes.data(), most, &read) == FT_OK ? bytes.substr(0, read) : "failed";
-  }
-  /// Returns when the bytes have arrived, nothing having waited before.
-  void Say(std::size_t index, FT_HANDLE handle, const std::string& bytes) {
-    devices_.say(index, bytes);
-    for (std::uint32_t count = 0; count < bytes.size();)
-      ASSERT_EQ(library_.FT_GetQueueStatus(handle, &count), FT_OK);
-  }
-  std::string PortName(FT_HANDLE handle) {
-    std::int32_t number = -1;
-    library_.FT_GetComPortNumber(handle, &number);
-    return "COM" + std::to_string(number);
-  }
-
-  const DevicesUnderTest devices_ = GetParam()();
-  DeviceLibrary& library_ = *devices_.library;
-  std::int32_t listed_ = -1;
-};
 
 TEST_P(DeviceContract, FillsNoMoreNodesThanThereIsRoomFor) {
   std::int32_t number = 0, count = 4;
@@ -141,18 +99,10 @@ TEST_P(DeviceContract, AsksThePortItselfThroughItsPath) {
 DevicesUnderTest SimulatedDevices() {
   auto sim = std::make_shared<SimPlatform>(std::vector<std::string>{"sim:silent,com=3", "sim:silent"});
   return {std::shared_ptr<DeviceLibrary>(sim, &sim->library()),
-          [sim](std::size_t index, const std::string& bytes) { sim->device(index).Feed(bytes); }};
+          [sim](std::size_t index, FT_HANDLE, const std::string& bytes) { sim->device(index).Feed(bytes); }};
 }
 
-DevicesUnderTest PseudoTerminals() {
-  auto ptys = std::make_shared<std::array<Pty, 2>>();
-  std::vector<std::unique_ptr<Device>> devices;
-  for (const Pty& pty : *ptys) devices.push_back(std::make_unique<TtyDevice>(pty.path()));
-  return {std::make_shared<DeviceLibrary>(std::move(devices)),
-          [ptys](std::size_t index, const std::string& bytes) { EXPECT_TRUE((*ptys)[index].Write(bytes)); }};
-}
-
-INSTANTIATE_TEST_SUITE_P(OnEach, DeviceContract, testing::Values(SimulatedDevices, PseudoTerminals));
+INSTANTIATE_TEST_SUITE_P(Simulated, DeviceContract, testing::Values(SimulatedDevices));
 
 TEST(DeviceLibrary, GivesEachDeviceANumberOfItsOwn) {
   SimPlatform sim({"sim", "sim:com=256", "sim:com=none", "sim:com=256", "sim:com=258", "sim"});

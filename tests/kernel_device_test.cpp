@@ -1,11 +1,13 @@
 #include "platform/linux/kernel_device.h"
 
+#include <cstdlib>
 #include <filesystem>
 #include <gtest/gtest.h>
 #include <sstream>
 
 #include "driver/inspect.h"
 #include "platform/machine.h"
+#include "tests/device_contract.h"
 #include "tests/pty.h"
 #include "tests/registry_backends.h"
 
@@ -72,6 +74,46 @@ class MadeUpSystem {
   ScratchDirectory directory_;
   std::string root_ = fs::canonical(directory_ / ".").string();
 };
+
+/// The devices that the kernel lists below a root.
+struct Listed {
+  explicit Listed(const std::string& root) : devices(root, {}, rules, lines) {}
+
+  ScratchDirectory files;
+  FixedNumberRules rules = FixedNumberRules::C();
+  PortLines lines{files / "ports.reg", rules};
+  KernelDevices devices;
+  DeviceLibrary library{{}, [this] { return devices.New(); }};
+};
+
+DevicesUnderTest InAMadeUpTree() {
+  struct Tree {
+    MadeUpSystem system;
+    Pty ptys[2];
+    Listed listed{system / ""};
+  };
+  const auto tree = std::make_shared<Tree>();
+  tree->system.Plug("1-1", "A", "ttyUSB0", tree->ptys[0]);
+  tree->system.Plug("1-2", "B", "ttyUSB1", tree->ptys[1]);
+  return {std::shared_ptr<DeviceLibrary>(tree, &tree->listed.library),
+          [tree](std::size_t index, FT_HANDLE, const std::string& bytes) { tree->ptys[index].Write(bytes); }};
+}
+
+/// Two chips that send back what they are sent.
+DevicesUnderTest OnARealKernel() {
+  const auto listed = std::make_shared<Listed>("/");
+  return {std::shared_ptr<DeviceLibrary>(listed, &listed->library),
+          [listed](std::size_t, FT_HANDLE handle, const std::string& bytes) {
+            std::uint32_t written = 0;
+            listed->library.FT_Write(handle, bytes.data(), static_cast<std::uint32_t>(bytes.size()),
+                                     &written);
+          }};
+}
+
+// Only a machine that is made for it has chips that may be written to.
+INSTANTIATE_TEST_SUITE_P(OfTheKernel, DeviceContract,
+                         testing::Values(std::getenv("HALDEN_CHIPS_SEND_BACK") ? OnARealKernel
+                                                                               : InAMadeUpTree));
 
 TEST(KernelDevice, IsListedByTtyAndInterfaceWithWhatItsAttributesSayAndWhoHasTakenIt) {
   const MadeUpSystem system;

@@ -153,6 +153,15 @@ TEST(Detection, TriesTheRateThatAChipMayReallyTalkAt) {
   }
 }
 
+TEST(Detection, APortNumberBeyond16BitsIsNone) {
+  FaultyDriver driver({"sim:rate=400"});
+  Faults& faults = driver.faults;
+  faults.lie = [&](std::int64_t count) { return faults.calls.back() == "GetComPortNumber" ? 32768 : count; };
+  faults.Arm(1, true, Faults::kLies);
+  TimeOfTest(driver, true);
+  EXPECT_EQ(driver.adc->BasePort(), 0);
+}
+
 TEST(Detection, TakesWhatCameOrElseTheUsersWord) {
   const struct {
     std::string device;

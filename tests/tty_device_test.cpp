@@ -109,6 +109,19 @@ TEST(TtyDevice, KeepsOthersOutUntilItIsClosed) {
   close(other);
 }
 
+TEST(TtyDevice, SaysWhyItCanNotBeOpened) {
+  TtyDevice file("/dev/null");
+  EXPECT_NE(file.Open(), FT_OK);
+  EXPECT_EQ(file.OpenFailure(), "/dev/null: not a serial device");
+  const Pty pty;
+  TtyDevice denied(pty.path());
+  std::filesystem::permissions(pty.path(), std::filesystem::perms(0600));
+  if (seteuid(65534) != 0) return;  // only the superuser can be somebody else
+  EXPECT_NE(denied.Open(), FT_OK);
+  EXPECT_EQ(seteuid(0), 0);
+  EXPECT_TRUE(denied.OpenFailure().starts_with(pty.path() + ": permission denied, it belongs to the group "));
+}
+
 TEST(TtyReader, LosesNothingWhenNobodyTakesAndTheQueueIsFull) {
   OpenDevice open;
   std::string text(TtyReader::kCapacity * 3, '\0');

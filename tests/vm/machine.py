@@ -11,9 +11,9 @@ import time
 STEPS = 64001  # multiples of 0.05 from -1600 to 1600
 PATIENCE = 60  # seconds, on a machine that does other things too
 
-# Makes the archive that the machine boots from, with its first program and the program that is tested.
+# Makes the archive that the machine boots from, with its first program and the programs that are tested.
 PACK = """rm -rf root && mkdir -p root/bin && cp -r modules "$0" root && cp /bin/busybox root/bin
-strip -o "root/bin/${1##*/}" "$1"
+for program; do strip -o "root/bin/${program##*/}" "$program"; done
 cd root && find . | /bin/busybox cpio -o -H newc >../initrd 2>/dev/null"""
 
 
@@ -26,11 +26,11 @@ def wait_until(condition, what):
 
 
 class Machine:
-    def __init__(self, folder, program, chips):
-        """`program` is statically linked and goes to its /bin; `chips` are the serial numbers of the chips that can be
+    def __init__(self, folder, programs, chips):
+        """`programs` are statically linked and go to its /bin; `chips` are the serial numbers of the chips that can be
         plugged in."""
         self.folder, self.trace_path = folder, f"{folder}/trace"
-        files = [os.path.abspath(file) for file in (f"{os.path.dirname(__file__)}/init", program)]
+        files = [os.path.abspath(file) for file in (f"{os.path.dirname(__file__)}/init", *programs)]
         subprocess.run(["bash", "-ec", PACK, *files], cwd=folder, check=True)
         subprocess.run(["rm", "-f", "console", "trace", *chips], cwd=folder, check=True)
         command = ("qemu-system-x86_64 -accel tcg -m 512 -smp 2 -nodefaults -no-user-config -display none -no-reboot "
@@ -88,12 +88,12 @@ def near(rate, wanted):
 
 class Chip:
     """Plugged in within a with statement. Sends so many lines a second, or noise while the port has not the rate
-    `speaks_at`; nobody may send it anything. What it sends while nobody has the port open is lost, as with a real one.
+    `speaks_at`, and what it is sent where it `sends_back`; nobody else may send it anything. What it sends while nobody has the port open is lost, as with a real one.
     After an opening it waits for `pause` seconds."""
 
-    def __init__(self, machine, serial, lines_per_second=0, columns=2, speaks_at=None):
+    def __init__(self, machine, serial, lines_per_second=0, columns=2, speaks_at=None, sends_back=False):
         self.machine, self.serial, self.rate, self.columns = machine, serial, lines_per_second, columns
-        self.speaks_at = speaks_at
+        self.speaks_at, self.sends_back = speaks_at, sends_back
         self.next_line, self.pending, self.received = 0, b"", b""
         # On a port that nobody has set up since it was plugged in, the kernel echoes what comes while it is still
         # opening it, and no program can be faster.
@@ -122,7 +122,7 @@ class Chip:
             self.line.close()
             self.trace.close()
             self.machine.run_until_it_prints(f"test -e /dev/{self.tty} || echo gone")
-            assert not self.received, f"{self.received} has been written to {self.serial}"
+            assert self.sends_back or not self.received, f"{self.received} has been written to {self.serial}"
 
     def unplug(self):
         """Stops within a line first. The number of whole lines that have been sent."""
@@ -172,4 +172,5 @@ class Chip:
             while self.pending:
                 self.pending = self.pending[self.line.send(self.pending):]
         with contextlib.suppress(BlockingIOError):
-            self.received += self.line.recv(4096)
+            self.received += (sent := self.line.recv(4096))
+            self.pending += sent if self.sends_back else b""

@@ -1,8 +1,8 @@
 #!/usr/bin/env python3
 """Runs the example host in a virtual machine, on the kernel's FTDI driver and emulated chips.
 
-usage: vm_test.py FOLDER HALDEN_HOST [RealKernel.TEST]...
-FOLDER is what ./fetch has filled, and the program is linked statically.
+usage: vm_test.py FOLDER HALDEN_HOST HALDEN_KERNEL_TESTS [RealKernel.TEST]...
+FOLDER is what ./fetch has filled, and the programs are linked statically.
 """
 import json
 import sys
@@ -11,7 +11,7 @@ import unittest
 
 from machine import STEPS, Chip, Machine, line_of, near
 
-FOLDER, PROGRAM = sys.argv.pop(1), sys.argv.pop(1)
+FOLDER, *PROGRAMS = (sys.argv.pop(1) for _ in range(3))
 SERIALS = ["FT00000A", "FT00000B"]
 
 # Prints the number of frames, the first and the last line of a recording that misses none and mixes none up.
@@ -24,7 +24,7 @@ CHECK = r"""awk -F, 'NR > 1 { n = int($1 * 20 + %d.5); """ \
 class RealKernel(unittest.TestCase):
     @classmethod
     def setUpClass(cls):
-        cls.guest = Machine(FOLDER, PROGRAM, SERIALS)
+        cls.guest = Machine(FOLDER, PROGRAMS, SERIALS)
         cls.addClassCleanup(cls.guest.end)
 
     def start(self, name, arguments, device="linux", command="record --csv /tmp/{}.csv"):
@@ -115,6 +115,11 @@ class RealKernel(unittest.TestCase):
             self.guest.run("mount -o remount,rw /sys")
         chip.assert_told("parity E, data bits 7, stop bits 2", "got control 0x4009, value 0x1")
         self.assertEqual(chip.rates[-2:], [300, 9600])
+
+    def test_keeps_the_contract_of_devices(self):
+        with Chip(self.guest, SERIALS[0], sends_back=True), Chip(self.guest, SERIALS[1], sends_back=True):
+            self.guest.run("mkdir -p /dev/shm; HALDEN_CHIPS_SEND_BACK=1 halden-kernel-tests --gtest_brief=1 "
+                           "--gtest_filter='OfTheKernel*'")
 
 
 unittest.main(verbosity=2)

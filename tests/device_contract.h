@@ -1,0 +1,51 @@
+#pragma once
+
+#include <functional>
+#include <gtest/gtest.h>
+#include <memory>
+#include <string>
+
+#include "platform/devices/device_library.h"
+
+namespace halden {
+
+/// Two devices of one kind that say nothing by themselves, each with a COM number.
+struct DevicesUnderTest {
+  std::shared_ptr<DeviceLibrary> library;
+  /// Lets the device at this place of the list, which is open by this handle, say these bytes.
+  std::function<void(std::size_t, FT_HANDLE, const std::string&)> say;
+};
+
+/// What holds for every kind of device. A backend instantiates the suite in the file of its own tests.
+class DeviceContract : public testing::TestWithParam<std::function<DevicesUnderTest()>> {
+ protected:
+  void SetUp() override { ASSERT_EQ(library_.FT_CreateDeviceInfoList(&listed_), FT_OK); }
+  /// -1 where that fails.
+  FT_HANDLE Open(std::int32_t index) {
+    FT_HANDLE handle = -1;
+    library_.FT_Open(index, &handle);
+    return handle;
+  }
+  std::string Read(FT_HANDLE handle, std::uint32_t most = 4096) {
+    std::string bytes(most, '\0');
+    std::uint32_t read = 0;
+    return library_.FT_Read(handle, bytes.data(), most, &read) == FT_OK ? bytes.substr(0, read) : "failed";
+  }
+  /// Returns when the bytes have arrived, nothing having waited before.
+  void Say(std::size_t index, FT_HANDLE handle, const std::string& bytes) {
+    devices_.say(index, handle, bytes);
+    for (std::uint32_t count = 0; count < bytes.size();)
+      ASSERT_EQ(library_.FT_GetQueueStatus(handle, &count), FT_OK);
+  }
+  std::string PortName(FT_HANDLE handle) {
+    std::int32_t number = -1;
+    library_.FT_GetComPortNumber(handle, &number);
+    return "COM" + std::to_string(number);
+  }
+
+  const DevicesUnderTest devices_ = GetParam()();
+  DeviceLibrary& library_ = *devices_.library;
+  std::int32_t listed_ = -1;
+};
+
+}  // namespace halden
