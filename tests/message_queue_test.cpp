@@ -1,7 +1,4 @@
 #include <gtest/gtest.h>
-#include <memory>
-#include <string>
-#include <vector>
 
 #include "platform/linux/linux_clock.h"
 #include "platform/sim/virtual_clock.h"
@@ -34,8 +31,10 @@ TEST(MessageQueue, TimersComeAndGoInsideATickWhichIsNotServedInsideItself) {
   std::unique_ptr<PeriodicTimer> first;
   std::vector<std::unique_ptr<PeriodicTimer>> more;
   first = clock.NewTimer(10, [&, text = std::string(64, 'a')] {
-    for (int i = 0; i < 100; ++i) more.push_back(clock.NewTimer(30, [&] { served += 'b'; }));
-    for (const auto& timer : more) timer->Enable(true);
+    for (int i = 0; i < 100; ++i) {
+      more.push_back(clock.NewTimer(30, [&] { served += 'b'; }));
+      more.back()->Enable(true);
+    }
     clock.RunFor(15);
     first.reset();
     clock.ServeMessages();
