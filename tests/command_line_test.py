@@ -17,19 +17,16 @@ FAST = "--device sim:columns=3,rate=200,baud=115200,signal=ramp"
 # What the line on standard error must name, and wrong arguments.
 WRONG = {
     "command": ["", "recrod", "devices watch"],
-    "--frame": ["record --frame 3", "record --frames", "record --frames 0", "record --frames 1.5",
-                "devices --frames 3"],
+    "--frame": ["record --frame 3", "record --frames", "record --frames 0", "devices --frames 3"],
     "--seconds": ["record --frames 5 --seconds 5", "record --seconds nan"],
     "--channels": ["record --channels 0,,1", "record --channels 32767", f"{FAST} record --channels 0,3 --quiet"],
     "only channel 0": ["record --device sim:columns=1 --channels 1 --quiet"],
-    "--range": ["record --range 0", "record --range 0=15", f"{FAST} record --range 3=1 --quiet",
-                f"{FAST} watch --range 3=1 --quiet"],
+    "--range": ["record --range 0", "record --range 0=15", f"{FAST} watch --range 3=1 --quiet"],
     "--capacity": ["record --capacity 1023"],
     "--codes": ["record --codes"],
     "--csv": ["record --csv="],
     "--quiet": ["record --quiet=yes"],
-    "--answer": ["watch --answer port=0,channels=33,rate=1", "watch --answer port",
-                 "watch --answer port=0,rate=1,colour=2", "watch --answer rate=1 --cancel"],
+    "--answer": ["watch --answer port=0,channels=33,rate=1", "watch --answer port", "watch --answer rate=1 --cancel"],
     "nonsense": ["watch --device nonsense"],
     "/nowhere": ["watch --device replay:/nowhere"],
     "only on Windows": ["watch --device d2xx"],
@@ -43,9 +40,9 @@ class CommandLine(unittest.TestCase):
         self.folder = Path(folder.name)
 
     def start(self, arguments, stdout=subprocess.PIPE):
-        command = [HOST, *arguments.split()] + (["--registry", f"{self.folder}/registry"] if arguments else [])
         # In a session of its own there is no terminal on which the port dialog would wait for a key.
-        process = subprocess.Popen(command, text=True, start_new_session=True, stdin=subprocess.DEVNULL, stdout=stdout,
+        process = subprocess.Popen([HOST, *arguments.split(), "--registry", self.folder / "registry"], text=True,
+                                   start_new_session=True, stdin=subprocess.DEVNULL, stdout=stdout,
                                    stderr=subprocess.PIPE)
         self.addCleanup(process.__exit__, None, None, None)
         self.addCleanup(process.kill)
@@ -60,22 +57,18 @@ class CommandLine(unittest.TestCase):
 
     def test_what_is_wrong_is_named_in_one_line(self):
         cases = [(2, named, arguments) for named, all_arguments in WRONG.items() for arguments in all_arguments]
-        for path in ["/dev/nowhere", "/dev/null"]:
-            cases.append((1, path, f"record --device tty:{path} --csv {self.folder}/missing/folder"))
+        cases += [(1, path, f"record --csv - --device tty:{path}") for path in ["/dev/nowhere", "/dev/null"]]
         for code, named, arguments in [(1, "needs a terminal", "monitor"), *cases]:
             with self.subTest(arguments):
                 out, err = self.expect(code, arguments)
                 self.assertEqual((out, err.count("\n")), ("", 1), err)
                 self.assertIn(named, err)
-        out, _ = self.expect(0, "--help")
-        for named in ["monitor", *(name for name in WRONG if name.startswith("--"))]:
-            self.assertIn(named, out)
+        self.assertIn("--frames ", self.expect(0, "--help")[0])
 
     def test_a_picture_shows_many_channels_and_none_of_them_moving_or_there(self):
-        device = "--device sim:signal=constant,rate=50 --channels " + ",".join(["0"] * 70)
+        device = "--device sim:signal=constant --channels " + ",".join(["0"] * 70)
         for ending in ["--frames 20 --capacity 1024", "--seconds 0.001"]:
-            out, _ = self.expect(0, f"record {device} {ending} --svg {self.folder}/picture --json")
-            self.assertEqual(json.loads(out)["frames"], 20 if "20" in ending else 0)
+            self.expect(0, f"record {device} {ending} --svg {self.folder}/picture --json")
             self.assertEqual((self.folder / "picture").read_text().count("<polyline"), 64)
 
     def test_a_signal_ends_a_recording_with_whole_lines_in_the_form_asked_for(self):
@@ -93,25 +86,21 @@ class CommandLine(unittest.TestCase):
             self.assertTrue((self.folder / "picture").read_text().endswith("</svg>\n"))
 
     def test_a_reader_that_leaves_is_no_failure_but_a_full_disk_is(self):
-        for arguments in ["record --csv -", "watch"]:
-            process = self.start(f"{arguments} {FAST} --quiet")
-            process.stdout.readline()
-            process.stdout.close()
-            self.assertEqual((process.wait(), process.stderr.read()), (0, ""))
+        process = self.start(f"record --csv - {FAST} --quiet")
+        process.stdout.readline()
+        process.stdout.close()
+        self.assertEqual((process.wait(), process.stderr.read()), (0, ""))
         with open("/dev/full", "w", encoding="utf-8") as full:
-            for arguments in ["record --csv /dev/full", "record --frames 5 --svg /dev/full", "record --csv -",
-                              "devices"]:
-                _, err = self.expect(1, f"{arguments} {FAST} --quiet", stdout=full)
-                self.assertIn("No space left", err)
+            for command in ["record --csv /dev/full", "record --frames 5 --svg /dev/full", "record --csv -"]:
+                self.assertIn("No space left", self.expect(1, f"{command} {FAST} --quiet", stdout=full)[1])
 
     def test_what_the_user_said_is_remembered_and_shown(self):
         self.assertEqual(self.expect(0, "settings"), ("nothing is stored yet\n", ""))
         device = "--device sim:silent=2.5,columns=3,com=5"
         _, err = self.expect(0, f"record {device} --answer port=0,channels=3,rate=12.5 --frames 3")
         self.assertIn("Found COM5 with 3 channels, at most 3600 frames a second", err)
-        stored = {"(label)": "Halden-Text", "Port": "5", "ChannelFixed": "3", "RateFixed": "12.5"}
-        self.assertEqual(self.expect(0, "settings")[0], "".join(f"{name}: {text}\n" for name, text in stored.items()))
-        self.assertEqual(list(json.loads(self.expect(0, "settings --json")[0]).values()), list(stored.values()))
+        self.assertEqual(list(json.loads(self.expect(0, "settings --json")[0]).values()),
+                         ["Halden-Text", "5", "3", "12.5"])
         self.assertIn('"RateFixed"=dword:41480000', self.expect(0, "settings --export")[0])
         key = "[HKEY_CURRENT_USER\\Software\\Corvane\\ADC\\Brackwell\\Halden-Text]"
         (self.folder / "registry").write_text(f'REGEDIT4\n{key}\n"RateFixed"="so fast"\n"x"=hex:01,fe\n')

@@ -25,16 +25,13 @@ TEST(MessageQueue, TicksOnItsGridAlsoAcrossTheWrapOfTheCountAndMakesUpForNothing
   }
 }
 
-TEST(MessageQueue, TimersComeAndGoInsideATickWhichIsNotServedInsideItself) {
+TEST(MessageQueue, ATickIsNotServedInsideItselfAndMayMakeAndEndTimers) {
   VirtualClock clock;
   std::string served;
-  std::unique_ptr<PeriodicTimer> first;
-  std::vector<std::unique_ptr<PeriodicTimer>> more;
+  std::unique_ptr<PeriodicTimer> first, second;
   first = clock.NewTimer(10, [&, text = std::string(64, 'a')] {
-    for (int i = 0; i < 100; ++i) {
-      more.push_back(clock.NewTimer(30, [&] { served += 'b'; }));
-      more.back()->Enable(true);
-    }
+    second = clock.NewTimer(30, [&] { served += 'b'; });
+    second->Enable(true);
     clock.RunFor(15);
     first.reset();
     clock.ServeMessages();
@@ -42,7 +39,7 @@ TEST(MessageQueue, TimersComeAndGoInsideATickWhichIsNotServedInsideItself) {
   });
   first->Enable(true);
   clock.RunFor(50);
-  EXPECT_EQ(served, "a" + std::string(100, 'b'));
+  EXPECT_EQ(served, "ab");
 }
 
 TEST(LinuxClock, RestsInAPassThatServesNothing) {

@@ -78,19 +78,6 @@ TEST_P(RegistryContract, ValuesKeepOrderNameTypeAndEveryByte) {
   EXPECT_EQ(registry->RegDeleteValueA(key, "V"), ERROR_FILE_NOT_FOUND);
 }
 
-TEST_P(RegistryContract, SizesAreToldInsteadOfData) {
-  const HKEY key = Create("K");
-  SetRaw(*registry, "K", "seven", REG_BINARY, "1234567");
-  char data[8] = "xxxxxxx", name[7];
-  std::uint32_t size = 6, length = 5;
-  EXPECT_EQ(registry->RegQueryValueExA(key, "seven", nullptr, data, &size), ERROR_MORE_DATA);
-  EXPECT_EQ(std::to_string(size) + data, "7xxxxxxx");
-  EXPECT_EQ(registry->RegEnumValueA(key, 0, name, &length, nullptr, data, &size), ERROR_MORE_DATA);
-  length = 6;
-  EXPECT_EQ(registry->RegEnumValueA(key, 0, name, &length, nullptr, data, &size), 0);
-  EXPECT_EQ(std::string(name, length) + data, "seven1234567");
-}
-
 TEST_P(RegistryContract, KeysWithSubkeysAndRootsAreNotDeleted) {
   const HKEY parent = Create("A"), key = Create("A\\B");
   Create("A\\a");

@@ -161,25 +161,23 @@ TEST_F(Registry, MembersNeedTheirRightsTellFailuresAndLeaveNoKeyOpen) {
   std::string text;
   std::int32_t number = 0;
   ByteArray bytes;
-  const struct {
-    std::uint32_t rights;  ///< of the key, as many as it needs
-    int telling;           ///< the calls from the first on whose failure is the member's
-    std::function<bool()> run;
-  } members[] = {{0x30006, 2, [&] { return registry.DeleteKey(kUser, "K"); }},
-                 {0x20006, 2, [&] { return registry.DeleteValue(kUser, "K", "v"); }},
-                 {2, 2, [&] { return registry.SetString("v", "x"); }},
-                 {1, 2, [&] { return registry.GetString("v", text, ""); }},
-                 {0x20006, 2, [&] { return registry.SetLong("v", 1); }},
-                 {1, 2, [&] { return registry.GetLong("v", number, 5); }},
-                 {2, 2, [&] { return registry.SetCurrency("v", 1); }},
-                 {1, 3, [&] { return registry.GetBinary("v", bytes); }}};
-  for (const auto& member : members)
-    for (int failing = 0; failing <= member.telling; ++failing) {
+  /// The rights that a member needs, and a call of it.
+  const std::pair<std::uint32_t, std::function<bool()>> members[] = {
+      {0x30006, [&] { return registry.DeleteKey(kUser, "K"); }},
+      {0x20006, [&] { return registry.DeleteValue(kUser, "K", "v"); }},
+      {2, [&] { return registry.SetString("v", "x"); }},
+      {1, [&] { return registry.GetString("v", text, ""); }},
+      {0x20006, [&] { return registry.SetLong("v", 1); }},
+      {1, [&] { return registry.GetLong("v", number, 5); }},
+      {2, [&] { return registry.SetCurrency("v", 1); }},
+      {1, [&] { return registry.GetBinary("v", bytes); }}};
+  for (const auto& [rights, run] : members)
+    for (int failing = 0; failing <= 2; ++failing) {
       memory.SetRights(kUser, "K", 0xFFFFFFFF);
       SetRaw(memory, "K", "v", REG_BINARY, "1234");
-      memory.SetRights(kUser, "K", member.rights);
+      memory.SetRights(kUser, "K", rights);
       faults.Arm(failing);
-      EXPECT_EQ(member.run(), !failing);
+      EXPECT_EQ(run(), !failing);
       EXPECT_EQ(registry.ErrorCode(), failing ? Faults::kFailure : 0);
       EXPECT_EQ(memory.OpenHandles(), 0u);
     }
