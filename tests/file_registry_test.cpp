@@ -2,6 +2,7 @@
 
 #include <csignal>
 #include <random>
+#include <sstream>
 #include <sys/resource.h>
 #include <sys/wait.h>
 
@@ -62,19 +63,11 @@ TEST_F(FileRegistryTest, ReadsWhatAPersonHasWrittenAndKeepsWhatItCanNotTell) {
 }
 
 TEST_F(FileRegistryTest, KeepsAFileThatItCanNotRead) {
-  const char* const bad[] = {"[HKEY_MINE\\A]",
-                             "[HKEY_CURRENT_USER\\\\B]",
-                             "[HKEY_CURRENT_USER\\A",
-                             "\"v\"=\"\xE6\"",
-                             "@=\"C:\\Temp\"",
-                             "@=\"x",
-                             "@=\"x\"y",
-                             "@=dword:123456789",
-                             "@=hex:01 02",
-                             "@=hex:100",
-                             "@=hex:01,"};
+  std::istringstream bad(
+      "[HKEY_MINE\\A]\n[HKEY_CURRENT_USER\\\\B]\n[HKEY_CURRENT_USER\\A\n\"v\"=\"\xE6\"\n@=\"C:\\Temp\"\n"
+      "@=\"x\n@=\"x\"y\n@=dword:123456789\n@=hex:01 02\n@=hex:100\n@=hex:01,\n");
   int number = 0;
-  for (const std::string line : bad) {
+  for (std::string line; std::getline(bad, line);) {
     const std::string text = "REGEDIT4\n[HKEY_CURRENT_USER\\A]\n" + line;
     SetFileText(path, text);
     EXPECT_EQ(GetRaw(registry, "A", "v"), "error 1009") << text;
@@ -139,10 +132,8 @@ TEST_F(FileRegistryTest, TenProcessesKilledAtAnyMomentLoseNoWriteThatWasDoneAndS
 }
 
 TEST(DefaultRegistryFile, LiesBelowTheUsersConfiguration) {
-  for (const std::string config : {"/c", "relative"})
-    EXPECT_EQ(
-        DefaultRegistryFile([&](const std::string& name) { return name == "HOME" ? "/h" : config.c_str(); }),
-        (config == "/c" ? config : "/h/.config") + "/halden-text/registry.reg");
+  const auto variable = [](const std::string& name) { return name == "HOME" ? "/h" : "relative"; };
+  EXPECT_EQ(DefaultRegistryFile(variable), "/h/.config/halden-text/registry.reg");
 }
 
 }  // namespace

@@ -1,7 +1,6 @@
 #include <cmath>
 #include <gtest/gtest.h>
 
-#include "host/axis.h"
 #include "host/number_text.h"
 #include "host/trace.h"
 
@@ -32,17 +31,6 @@ TEST(Trace, KeepsEveryPeakWhileItsBinsStayBounded) {
     EXPECT_EQ(trace.Bins(0)[i].high, i == 1234 / 8 ? 900 : 0);
     EXPECT_EQ(trace.Bins(0)[i].low, i == 4321 / 8 ? -900 : 0);
   }
-}
-
-TEST(Axis, PutsFewTicksAtRoundNumbersInsideTheSpan) {
-  const auto labels = [](double low, double high, int most) {
-    const Axis axis = MakeAxis(low, high, most);
-    std::string text;
-    for (const double tick : axis.ticks) text += axis.Label(tick) + " ";
-    return text;
-  };
-  EXPECT_EQ(labels(-1038.7, 1040.2, 9), "-1000 -500 0 500 1000 ");
-  EXPECT_EQ(labels(-0.0021, 0.0019, 5), "-0.002 -0.001 0.000 0.001 ");
 }
 
 }  // namespace

@@ -78,17 +78,14 @@ TEST(LocaleNumberRules, TakeTheSeparatorsOfAGeneratedLocale) {
 }
 
 TEST(CommonTexts, FillInArgumentsWhereTheWholeTextFits) {
-  const auto filled = [](const char* source, std::uint32_t capacity) -> std::string {
-    constexpr std::uint32_t kFill = FORMAT_MESSAGE_FROM_STRING | FORMAT_MESSAGE_ARGUMENT_ARRAY;
-    const char* arguments[] = {"Halden-Text", "", "%1", "d", "e"};
-    char text[40];
-    CommonTexts texts(TextLanguage::kEnglish, 0x0409);
-    return texts.FormatMessageA(kFill, source, 0, 0, text, capacity, arguments) ? text : "failed";
-  };
-  EXPECT_EQ(filled("%1 Setup", 18), "Halden-Text Setup");
-  EXPECT_EQ(filled("%1 Setup", 17), "failed");
-  EXPECT_EQ(filled("%2%5%4%3a%%%n%!%0b", 38), "ed%1a%\r\n!");
-  EXPECT_EQ(filled("%6", 38) + filled("%", 38), "failedfailed");
+  CommonTexts texts(TextLanguage::kEnglish, 0x0409);
+  constexpr std::uint32_t kFill = FORMAT_MESSAGE_FROM_STRING | FORMAT_MESSAGE_ARGUMENT_ARRAY;
+  const char* const arguments[] = {"Halden-Text", "", "%1", "d", "e"};
+  char text[40];
+  EXPECT_EQ(texts.FormatMessageA(kFill, "%1 %5%2%3%%%n%!%0b", 0, 0, text, 20, arguments), 19u);
+  EXPECT_STREQ(text, "Halden-Text e%1%\r\n!");
+  EXPECT_EQ(texts.FormatMessageA(kFill, "%1 %5%2%3%%%n%!%0b", 0, 0, text, 19, arguments), 0u);
+  EXPECT_EQ(texts.FormatMessageA(kFill, "%6", 0, 0, text, 40, arguments), 0u);
 }
 
 }  // namespace

@@ -1,8 +1,7 @@
 #!/usr/bin/env python3
 """Records what independent processes write into pseudo-terminals at their own pace, and captured files.
 
-Each line of a source tells its number in the first column and is different in every other, so a recording proves that
-it holds every line from some line on, each once. The sources run side by side, in real time.
+The first column of a source counts its lines, so a recording proves that it misses none. All run in real time.
 
 usage: recordings_test.py HALDEN_HOST
 """
