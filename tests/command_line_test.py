@@ -27,22 +27,18 @@ WRONG = {
     "--answer": ["watch --answer port=0,channels=33,rate=1", "watch --answer port", "watch --answer rate=1 --cancel"],
     "nonsense": ["watch --device nonsense"],
     "/nowhere": ["watch --device replay:/nowhere"],
-    "only on Windows": ["watch --device d2xx"],
 }
 
 
 class CommandLine(unittest.TestCase):
     def setUp(self):
-        folder = tempfile.TemporaryDirectory()
-        self.addCleanup(folder.cleanup)
-        self.folder = Path(folder.name)
+        self.folder = Path(self.enterContext(tempfile.TemporaryDirectory()))
 
     def start(self, arguments, stdout=subprocess.PIPE):
         # In a session of its own there is no terminal on which the port dialog would wait for a key.
-        process = subprocess.Popen([HOST, *arguments.split(), "--registry", self.folder / "registry"], text=True,
-                                   start_new_session=True, stdin=subprocess.DEVNULL, stdout=stdout,
-                                   stderr=subprocess.PIPE)
-        self.addCleanup(process.__exit__, None, None, None)
+        process = self.enterContext(subprocess.Popen(
+            [HOST, *arguments.split(), "--registry", self.folder / "registry"], text=True, start_new_session=True,
+            stdin=subprocess.DEVNULL, stdout=stdout, stderr=subprocess.PIPE))
         self.addCleanup(process.kill)
         return process
 
@@ -97,8 +93,8 @@ class CommandLine(unittest.TestCase):
     def test_what_the_user_said_is_remembered_and_shown(self):
         self.assertEqual(self.expect(0, "settings"), ("nothing is stored yet\n", ""))
         device = "--device sim:silent=2.5,columns=3,com=5"
-        _, err = self.expect(0, f"record {device} --answer port=0,channels=3,rate=12.5 --frames 3")
-        self.assertIn("Found COM5 with 3 channels, at most 3600 frames a second", err)
+        record = f"record {device} --answer port=0,channels=3,rate=12.5 --frames 3"
+        self.assertIn("Found COM5 with 3 channels, at most 3600 frames a second", self.expect(0, record)[1])
         self.assertEqual(list(json.loads(self.expect(0, "settings --json")[0]).values()),
                          ["Halden-Text", "5", "3", "12.5"])
         self.assertIn('"RateFixed"=dword:41480000', self.expect(0, "settings --export")[0])
