@@ -127,10 +127,5 @@ TEST_F(FileRegistryTest, TenProcessesKilledAtAnyMomentLoseNoWriteThatWasDoneAndS
   for (const pid_t child : children) kill(child, SIGKILL), waitpid(child, nullptr, 0);
 }
 
-TEST(DefaultRegistryFile, LiesBelowTheUsersConfiguration) {
-  const auto variable = [](const std::string& name) { return name == "HOME" ? "/h" : "relative"; };
-  EXPECT_EQ(DefaultRegistryFile(variable), "/h/.config/halden-text/registry.reg");
-}
-
 }  // namespace
 }  // namespace halden

@@ -12,7 +12,6 @@ namespace {
 TEST(CodePage, MapsWhatItCanAndTurnsTheRestIntoQuestionMarks) {
   const std::pair<std::string, std::string> cases[] = {
       {"a€Ÿ\u00A0±ÿ", "a\x80\x9F\xA0\xB1\xFF"},
-      {"\u0416x", "?x"},      // not in the western page
       {"\U0001F600x", "?x"},  // one for a character of four bytes
       {"\u0080x", "?x"},      // a control character, not the byte 80h
       {"\xE2\x82x", "?x"},    // cut short: the part that could begin a character is one

@@ -17,7 +17,7 @@ from dataclasses import dataclass
 from multiprocessing import get_context
 
 STEPS = 64001  # multiples of 0.05 from -1600 to 1600
-NARROW = 4001  # from -100 to 100
+NARROW = 4001  # from -100 to 100: of many columns three lines must fit into the bytes that detection listens to
 
 
 @dataclass
@@ -39,8 +39,7 @@ class Source:
         return (self.separator.join(fields) + self.end).encode("latin-1")
 
     def step(self, line, column):
-        """What the column holds in this line, in units of 0.05; in column 0 it counts the lines. Many columns are
-        narrow: three lines must fit into the 1024 bytes that detection listens to."""
+        """What the column holds in this line, in units of 0.05; in column 0 it counts the lines."""
         steps = NARROW if column and self.columns > 4 else STEPS
         return (line * (1 + 7918 * column) + 4099 * column) % steps - steps // 2
 
