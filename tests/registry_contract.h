@@ -55,6 +55,9 @@ TEST_P(RegistryContract, KeysAreMadeWithTheirParentsAndMatchWithoutCase) {
   Create("SOFTWARE\\B\\\xE6\xD3\xCA]");
   Create("Software\\a");
   EXPECT_EQ(Subkeys(Create("software")), "a b 259");
+  char name[2];
+  std::uint32_t room = 1;
+  EXPECT_EQ(registry->RegEnumKeyExA(Create("Software"), 0, name, &room), ERROR_MORE_DATA);
   EXPECT_EQ(Subkeys(Create("Software\\B")), "\xC6\xF3\xEA] 259");
   for (const std::string path : {"\\Software", "Software\\\\a", "Soft\nware"})
     EXPECT_EQ(Open(path), ERROR_BAD_PATHNAME) << path;
@@ -100,7 +103,6 @@ TEST_P(RegistryContract, HandlesAllowWhatTheyWereOpenedFor) {
   EXPECT_EQ(registry->RegQueryValueExA(writer, "v", nullptr, nullptr, nullptr), ERROR_ACCESS_DENIED);
   RegKeyInfo info;
   EXPECT_EQ(registry->RegQueryInfoKeyA(writer, &info), ERROR_ACCESS_DENIED);
-  EXPECT_EQ(Values(writer), "5");
 }
 
 }  // namespace halden

@@ -12,8 +12,7 @@ inline std::int32_t SetRaw(RegistryApi& registry, const std::string& path, const
   HKEY key = 0;
   std::int32_t result = registry.RegCreateKeyExA(HKEY_CURRENT_USER, path, KEY_SET_VALUE, &key);
   if (result) return result;
-  const auto size = static_cast<std::uint32_t>(data.size());
-  result = registry.RegSetValueExA(key, name, type, data.data(), size);
+  result = registry.RegSetValueExA(key, name, type, data.data(), static_cast<std::uint32_t>(data.size()));
   registry.RegCloseKey(key);
   return result;
 }
