@@ -4,6 +4,7 @@
 usage: command_line_test.py HALDEN_HOST
 """
 import json
+import re
 import signal
 import subprocess
 import sys
@@ -17,37 +18,28 @@ FAST = "--device sim:columns=3,rate=200,baud=115200,signal=ramp"
 # What the line on standard error must name, and wrong arguments.
 WRONG = {
     "command": ["", "recrod", "devices watch"],
-    "--frame": ["record --frame 3", "record --frames", "record --frames 0", "record --frames 1.5",
-                "devices --frames 3"],
-    "--seconds": ["record --frames 5 --seconds 5", "record --seconds nan"],
-    "--channels": ["record --channels 0,,1", "record --channels 32767", f"{FAST} record --channels 0,3 --quiet"],
-    "only channel 0": ["record --device sim:columns=1 --channels 1 --quiet"],
-    "--range": ["record --range 0", "record --range 0=15", f"{FAST} record --range 3=1 --quiet",
+    "--frame": ["record --frame 3", "record --frames", "record --frames=0", "devices --frames 3"],
+    "--seconds": ["record --frames 5 --seconds 5", "record --seconds nan", "record --seconds 1s"],
+    "--channels": ["record --channels 0,", "record --channels 32767", f"{FAST} record --channels 3 --quiet"],
+    "--range": ["record --range 0", "record --range 0=15", "record --device sim:columns=1 --range 3=1 --quiet",
                 f"{FAST} watch --range 3=1 --quiet"],
     "--capacity": ["record --capacity 1023"],
-    "--codes": ["record --codes"],
-    "--csv": ["record --csv="],
-    "--quiet": ["record --quiet=yes"],
-    "--answer": ["watch --answer port=0,channels=33,rate=1", "watch --answer port",
-                 "watch --answer port=0,rate=1,colour=2", "watch --answer rate=1 --cancel"],
-    "nonsense": ["watch --device nonsense"],
-    "/nowhere": ["watch --device replay:/nowhere"],
-    "only on Windows": ["watch --device d2xx"],
+    "--codes": ["record --codes", "record --codes=yes"],
+    "--answer": ["watch --answer rate=1,channels=33", "watch --answer port", "watch --answer colour=2",
+                 "watch --answer rate=1 --cancel"],
+    "nowhere": ["watch --device nowhere", "watch --device replay:/nowhere"],
 }
 
 
 class CommandLine(unittest.TestCase):
     def setUp(self):
-        folder = tempfile.TemporaryDirectory()
-        self.addCleanup(folder.cleanup)
-        self.folder = Path(folder.name)
+        self.folder = Path(self.enterContext(tempfile.TemporaryDirectory()))
 
     def start(self, arguments, stdout=subprocess.PIPE):
-        command = [HOST, *arguments.split()] + (["--registry", f"{self.folder}/registry"] if arguments else [])
         # In a session of its own there is no terminal on which the port dialog would wait for a key.
-        process = subprocess.Popen(command, text=True, start_new_session=True, stdin=subprocess.DEVNULL, stdout=stdout,
-                                   stderr=subprocess.PIPE)
-        self.addCleanup(process.__exit__, None, None, None)
+        process = self.enterContext(subprocess.Popen(
+            [HOST, "--registry", self.folder / "registry", *arguments.split()], text=True, start_new_session=True,
+            stdin=subprocess.DEVNULL, stdout=stdout, stderr=subprocess.PIPE))
         self.addCleanup(process.kill)
         return process
 
@@ -60,23 +52,22 @@ class CommandLine(unittest.TestCase):
 
     def test_what_is_wrong_is_named_in_one_line(self):
         cases = [(2, named, arguments) for named, all_arguments in WRONG.items() for arguments in all_arguments]
-        for path in ["/dev/nowhere", "/dev/null"]:
-            cases.append((1, path, f"record --device tty:{path} --csv {self.folder}/missing/folder"))
+        cases += [(1, path, f"record --csv - --device tty:{path}") for path in ["/dev/nowhere", "/dev/null"]]
         for code, named, arguments in [(1, "needs a terminal", "monitor"), *cases]:
             with self.subTest(arguments):
                 out, err = self.expect(code, arguments)
                 self.assertEqual((out, err.count("\n")), ("", 1), err)
                 self.assertIn(named, err)
-        out, _ = self.expect(0, "--help")
-        for named in ["monitor", *(name for name in WRONG if name.startswith("--"))]:
-            self.assertIn(named, out)
+        self.assertIn("--frames ", self.expect(0, "--help")[0])
 
     def test_a_picture_shows_many_channels_and_none_of_them_moving_or_there(self):
-        device = "--device sim:signal=constant,rate=50 --channels " + ",".join(["0"] * 70)
-        for ending in ["--frames 20 --capacity 1024", "--seconds 0.001"]:
+        device = "--device sim:signal=constant --channels " + ",".join(["0"] * 70)
+        for frames, ending, ticks in [(20, "--frames 20", range(95, 115, 5)),
+                                      (0, "--seconds 0.001", [i / 10 for i in range(11)])]:
             out, _ = self.expect(0, f"record {device} {ending} --svg {self.folder}/picture --json")
-            self.assertEqual(json.loads(out)["frames"], 20 if "20" in ending else 0)
-            self.assertEqual((self.folder / "picture").read_text().count("<polyline"), 64)
+            picture = (self.folder / "picture").read_text()
+            self.assertEqual((json.loads(out)["frames"], picture.count("<polyline")), (frames, 64))
+            self.assertEqual(re.findall('"end">(.*)<', picture), [str(tick) for tick in ticks])
 
     def test_a_signal_ends_a_recording_with_whole_lines_in_the_form_asked_for(self):
         for number in [signal.SIGINT, signal.SIGTERM]:
@@ -87,31 +78,27 @@ class CommandLine(unittest.TestCase):
             header, *lines, rest = (begin + process.stdout.read()).split("\n")
             summary = json.loads(process.stderr.read().splitlines()[-1])
             self.assertEqual((process.wait(), header, rest), (0, "Column3,Column1,Column3", ""))
-            self.assertEqual((summary["frames"], summary["ring_full"]), (len(lines), False))
+            self.assertEqual(summary["frames"], len(lines))
             for first, second, third in (line.split(",") for line in lines):
                 self.assertEqual([third, str(int(second))], [first, second])
             self.assertTrue((self.folder / "picture").read_text().endswith("</svg>\n"))
 
     def test_a_reader_that_leaves_is_no_failure_but_a_full_disk_is(self):
-        for arguments in ["record --csv -", "watch"]:
-            process = self.start(f"{arguments} {FAST} --quiet")
-            process.stdout.readline()
-            process.stdout.close()
-            self.assertEqual((process.wait(), process.stderr.read()), (0, ""))
+        process = self.start(f"record --csv - {FAST} --quiet")
+        process.stdout.readline()
+        process.stdout.close()
+        self.assertEqual((process.wait(), process.stderr.read()), (0, ""))
         with open("/dev/full", "w", encoding="utf-8") as full:
-            for arguments in ["record --csv /dev/full", "record --frames 5 --svg /dev/full", "record --csv -",
-                              "devices"]:
-                _, err = self.expect(1, f"{arguments} {FAST} --quiet", stdout=full)
-                self.assertIn("No space left", err)
+            for command in ["record --csv /dev/full", "record --frames 5 --svg /dev/full", "devices", "watch"]:
+                self.assertIn("No space left", self.expect(1, f"{command} {FAST} --quiet", stdout=full)[1])
 
     def test_what_the_user_said_is_remembered_and_shown(self):
         self.assertEqual(self.expect(0, "settings"), ("nothing is stored yet\n", ""))
         device = "--device sim:silent=2.5,columns=3,com=5"
-        _, err = self.expect(0, f"record {device} --answer port=0,channels=3,rate=12.5 --frames 3")
-        self.assertIn("Found COM5 with 3 channels, at most 3600 frames a second", err)
-        stored = {"(label)": "Halden-Text", "Port": "5", "ChannelFixed": "3", "RateFixed": "12.5"}
-        self.assertEqual(self.expect(0, "settings")[0], "".join(f"{name}: {text}\n" for name, text in stored.items()))
-        self.assertEqual(list(json.loads(self.expect(0, "settings --json")[0]).values()), list(stored.values()))
+        record = f"record {device} --answer port=0,channels=3,rate=12.5 --frames 3"
+        self.assertIn("Found COM5 with 3 channels, at most 3600 frames a second", self.expect(0, record)[1])
+        self.assertEqual(list(json.loads(self.expect(0, "settings --json")[0]).values()),
+                         ["Halden-Text", "5", "3", "12.5"])
         self.assertIn('"RateFixed"=dword:41480000', self.expect(0, "settings --export")[0])
         key = "[HKEY_CURRENT_USER\\Software\\Corvane\\ADC\\Brackwell\\Halden-Text]"
         (self.folder / "registry").write_text(f'REGEDIT4\n{key}\n"RateFixed"="so fast"\n"x"=hex:01,fe\n')
@@ -121,9 +108,7 @@ class CommandLine(unittest.TestCase):
 
     def test_devices_and_values_are_shown_to_people_and_to_programs(self):
         devices = '--device sim:busy,serial="Q\\ --device sim:com=5,baud=9600'
-        busy, found = self.expect(0, f"devices {devices}")[0].splitlines()[1:]
-        self.assertTrue(busy.endswith("held by another program"))
-        self.assertEqual(found.split(), ["1", "COM5", "FT232R", "SIM2", "Simulated", "device", "9600,N,8,1"])
+        self.assertIn("COM5  FT232R  SIM2", self.expect(0, f"devices {devices}")[0])
         busy, found = json.loads(self.expect(0, f"devices {devices} --json")[0])["devices"]
         self.assertEqual((busy["port"], busy["serial"], found["port"]), ("", "\"Q\\", "COM5"))
         for row in map(json.loads, self.expect(0, f"watch {FAST} --seconds 0.5 --json")[0].splitlines()):

@@ -1,9 +1,5 @@
 #include <gtest/gtest.h>
-#include <memory>
-#include <string>
-#include <vector>
 
-#include "platform/linux/linux_clock.h"
 #include "platform/sim/virtual_clock.h"
 
 namespace halden {
@@ -28,14 +24,13 @@ TEST(MessageQueue, TicksOnItsGridAlsoAcrossTheWrapOfTheCountAndMakesUpForNothing
   }
 }
 
-TEST(MessageQueue, TimersComeAndGoInsideATickWhichIsNotServedInsideItself) {
+TEST(MessageQueue, ATickIsNotServedInsideItselfAndMayMakeAndEndTimers) {
   VirtualClock clock;
   std::string served;
-  std::unique_ptr<PeriodicTimer> first;
-  std::vector<std::unique_ptr<PeriodicTimer>> more;
+  std::unique_ptr<PeriodicTimer> first, second;
   first = clock.NewTimer(10, [&, text = std::string(64, 'a')] {
-    for (int i = 0; i < 100; ++i) more.push_back(clock.NewTimer(30, [&] { served += 'b'; }));
-    for (const auto& timer : more) timer->Enable(true);
+    second = clock.NewTimer(30, [&] { served += 'b'; });
+    second->Enable(true);
     clock.RunFor(15);
     first.reset();
     clock.ServeMessages();
@@ -43,14 +38,7 @@ TEST(MessageQueue, TimersComeAndGoInsideATickWhichIsNotServedInsideItself) {
   });
   first->Enable(true);
   clock.RunFor(50);
-  EXPECT_EQ(served, "a" + std::string(100, 'b'));
-}
-
-TEST(LinuxClock, RestsInAPassThatServesNothing) {
-  LinuxClock clock;
-  const std::uint32_t start = clock.GetTickCount();
-  for (int i = 0; i < 3; ++i) clock.ServeMessages();
-  EXPECT_GE(clock.GetTickCount() - start, 2u);
+  EXPECT_EQ(served, "ab");
 }
 
 }  // namespace

@@ -2,7 +2,6 @@
 
 #include <filesystem>
 #include <fstream>
-#include <unistd.h>
 
 #include "platform/fixed_number_rules.h"
 #include "platform/linux/file_registry.h"

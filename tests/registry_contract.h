@@ -3,8 +3,6 @@
 #include <functional>
 #include <gtest/gtest.h>
 #include <memory>
-#include <string>
-#include <vector>
 
 #include "platform/fixed_number_rules.h"
 #include "tests/registry_values.h"
@@ -19,8 +17,7 @@ struct RegistryBackend {
 };
 
 /// What holds for every registry, with an empty HKEY_CURRENT_USER.
-class RegistryContract : public testing::TestWithParam<RegistryBackend> {
- protected:
+struct RegistryContract : testing::TestWithParam<RegistryBackend> {
   static constexpr std::uint32_t kAll = KEY_WRITE | KEY_QUERY_VALUE | KEY_ENUMERATE_SUB_KEYS;
 
   HKEY Create(const std::string& path, std::uint32_t access = kAll) {
@@ -56,11 +53,12 @@ TEST_P(RegistryContract, KeysAreMadeWithTheirParentsAndMatchWithoutCase) {
   EXPECT_EQ(Open("Software\\A"), ERROR_FILE_NOT_FOUND);
   Create("Software\\b\\\xC6\xF3\xEA]");  // "Жук]"
   Create("SOFTWARE\\B\\\xE6\xD3\xCA]");
-  Create("software\\C");
   Create("Software\\a");
-  EXPECT_EQ(Subkeys(Create("Software")), "a b C 259");
+  EXPECT_EQ(Subkeys(Create("software")), "a b 259");
+  char name[2];
+  std::uint32_t room = 1;
+  EXPECT_EQ(registry->RegEnumKeyExA(Create("Software"), 0, name, &room), ERROR_MORE_DATA);
   EXPECT_EQ(Subkeys(Create("Software\\B")), "\xC6\xF3\xEA] 259");
-  EXPECT_EQ(Open(""), 0);
   for (const std::string path : {"\\Software", "Software\\\\a", "Soft\nware"})
     EXPECT_EQ(Open(path), ERROR_BAD_PATHNAME) << path;
   EXPECT_EQ(Open(std::string(255, 'k')), ERROR_FILE_NOT_FOUND);
@@ -81,22 +79,6 @@ TEST_P(RegistryContract, ValuesKeepOrderNameTypeAndEveryByte) {
   EXPECT_EQ(Values(key), "v/4294901761 z\\\"]=@\r\n\x98/1 /1 A/1 259");
   EXPECT_EQ(registry->RegDeleteValueA(key, "V"), 0);
   EXPECT_EQ(registry->RegDeleteValueA(key, "V"), ERROR_FILE_NOT_FOUND);
-  EXPECT_EQ(GetRaw(*registry, "K", ""), "1:");
-}
-
-TEST_P(RegistryContract, SizesAreToldBeforeAndInsteadOfData) {
-  const HKEY key = Create("K");
-  SetRaw(*registry, "K", "seven", REG_BINARY, "1234567");
-  char data[8] = "xxxxxxx", name[7];
-  std::uint32_t size = 6, type = 9, length = 5;
-  EXPECT_EQ(registry->RegQueryValueExA(key, "seven", nullptr, data, &size), ERROR_MORE_DATA);
-  EXPECT_STREQ(data, "xxxxxxx");
-  EXPECT_EQ(registry->RegQueryValueExA(key, "seven", &type, nullptr, nullptr), 0);
-  EXPECT_EQ(std::vector({size, type}), std::vector({7u, 3u}));
-  EXPECT_EQ(registry->RegEnumValueA(key, 0, name, &length, nullptr, data, &size), ERROR_MORE_DATA);
-  length = 6;
-  EXPECT_EQ(registry->RegEnumValueA(key, 0, name, &length, nullptr, data, &size), 0);
-  EXPECT_EQ(std::string(name, length) + data, "seven1234567");
 }
 
 TEST_P(RegistryContract, KeysWithSubkeysAndRootsAreNotDeleted) {
@@ -106,27 +88,21 @@ TEST_P(RegistryContract, KeysWithSubkeysAndRootsAreNotDeleted) {
   for (const std::string kept : {"A", ""})
     EXPECT_EQ(registry->RegDeleteKeyA(HKEY_CURRENT_USER, kept), ERROR_ACCESS_DENIED);
   EXPECT_EQ(registry->RegDeleteKeyA(HKEY_CURRENT_USER, "a\\b"), 0);
-  const HKEY anew = Create("A\\B");
+  EXPECT_EQ(Values(Create("A\\B")), "259");
   EXPECT_EQ(Values(key), "1018");
-  EXPECT_EQ(Values(anew), "259");
   EXPECT_EQ(Subkeys(parent), "a B 259");
   EXPECT_EQ(registry->RegCloseKey(key), 0);
   EXPECT_EQ(registry->RegCloseKey(key), ERROR_INVALID_HANDLE);
-  EXPECT_EQ(registry->RegCloseKey(HKEY_CURRENT_USER), 0);
 }
 
 TEST_P(RegistryContract, HandlesAllowWhatTheyWereOpenedFor) {
   const HKEY reader = Create("K", KEY_QUERY_VALUE), writer = Create("K", KEY_WRITE);
-  EXPECT_EQ(registry->RegSetValueExA(writer, "v", 1, nullptr, 1), ERROR_INVALID_PARAMETER);
   EXPECT_EQ(registry->RegSetValueExA(writer, "v", 1, nullptr, 0), 0);
-  EXPECT_EQ(GetRaw(*registry, "K", "v"), "1:");
-  RegKeyInfo info;
   EXPECT_EQ(registry->RegSetValueExA(reader, "v", 1, "y", 1), ERROR_ACCESS_DENIED);
-  EXPECT_EQ(registry->RegDeleteValueA(reader, "v"), ERROR_ACCESS_DENIED);
   EXPECT_EQ(Subkeys(reader), "5");
   EXPECT_EQ(registry->RegQueryValueExA(writer, "v", nullptr, nullptr, nullptr), ERROR_ACCESS_DENIED);
+  RegKeyInfo info;
   EXPECT_EQ(registry->RegQueryInfoKeyA(writer, &info), ERROR_ACCESS_DENIED);
-  EXPECT_EQ(Values(writer), "5");
 }
 
 }  // namespace halden

@@ -10,10 +10,9 @@ namespace halden {
 inline std::int32_t SetRaw(RegistryApi& registry, const std::string& path, const std::string& name,
                            std::uint32_t type, const std::string& data) {
   HKEY key = 0;
-  if (const auto result = registry.RegCreateKeyExA(HKEY_CURRENT_USER, path, KEY_SET_VALUE, &key))
-    return result;
-  const auto size = static_cast<std::uint32_t>(data.size());
-  const std::int32_t result = registry.RegSetValueExA(key, name, type, data.data(), size);
+  std::int32_t result = registry.RegCreateKeyExA(HKEY_CURRENT_USER, path, KEY_SET_VALUE, &key);
+  if (result) return result;
+  result = registry.RegSetValueExA(key, name, type, data.data(), static_cast<std::uint32_t>(data.size()));
   registry.RegCloseKey(key);
   return result;
 }
@@ -24,9 +23,8 @@ inline std::string GetRaw(RegistryApi& registry, const std::string& path, const 
   std::uint32_t type = 0, size = 1000;
   std::string data(size, '\0');
   std::int32_t result = registry.RegOpenKeyExA(HKEY_CURRENT_USER, path, KEY_QUERY_VALUE, &key);
-  if (result) return "error " + std::to_string(result);
-  result = registry.RegQueryValueExA(key, name, &type, data.data(), &size);
-  registry.RegCloseKey(key);
+  if (!result) result = registry.RegQueryValueExA(key, name, &type, data.data(), &size);
+  if (key) registry.RegCloseKey(key);
   return result ? "error " + std::to_string(result) : std::to_string(type) + ":" + data.substr(0, size);
 }
 

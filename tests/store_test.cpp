@@ -37,14 +37,12 @@ TEST_F(Model, ValuesBecomeTheNearestCode) {
     std::int16_t row;
     float value;
     std::int16_t code;
-  } cases[] = {
-      {0, 1000, 20000},     {0, 1638.35f, 32767},   {0, 1700, 32767},    {0, -1700, -32768},
-      {0, kNaN, -32768},    {0, kInfinity, 32767},  {0, -3e38f, -32768}, {4, 0.1f, 20000},
-      {4, 0.16f, 32000},    {4, 0.2f, 32767},       {5, 0.5f, 0},        {5, 1.5f, 2},
-      {5, 2.5f, 2},         {5, 1000, 1000},        {9, 40000, 32767},   {9, -40000, -32768},
-      {9, 32767.5f, 32767}, {9, -32768.5f, -32768}, {10, 0, -128},       {10, 255, 127},
-      {14, 0, -32768},      {14, 32768, 0},         {14, 65535, 32767},  {14, 70000, 32767},
-  };
+  } cases[] = {{0, 1000, 20000},     {0, 1638.35f, 32767},   {0, 1700, 32767},    {0, -1700, -32768},
+               {0, kNaN, -32768},    {0, kInfinity, 32767},  {0, -3e38f, -32768}, {4, 0.1f, 20000},
+               {4, 0.16f, 32000},    {4, 0.2f, 32767},       {5, 0.5f, 0},        {5, 1.5f, 2},
+               {5, 2.5f, 2},         {5, 1000, 1000},        {9, 40000, 32767},   {9, -40000, -32768},
+               {9, 32767.5f, 32767}, {9, -32768.5f, -32768}, {10, 0, -128},       {10, 255, 127},
+               {14, 0, -32768},      {14, 32768, 0},         {14, 65535, 32767},  {14, 70000, 32767}};
   for (const auto& c : cases) {
     SetChannelRange(store, 1, c.row);
     store.ChannelValues[1] = c.value;
@@ -58,7 +56,6 @@ TEST_F(Model, ValuesBecomeTheNearestCode) {
 }
 
 TEST_F(Model, TheRingWrapsAndKeepsTheOldestFramesWhenFull) {
-  using Numbers = std::vector<std::int32_t>;
   const tInputState& state = store.InputState;
   SetInputChannels(store, {0, 1});
   EXPECT_EQ(state.InputSizeKadrs, 262144) << "with no request";
@@ -68,19 +65,17 @@ TEST_F(Model, TheRingWrapsAndKeepsTheOldestFramesWhenFull) {
   std::int16_t codes[2000];
   const struct {
     int added;
-    std::int32_t room;  ///< of a read behind it
-    Numbers ring;  ///< ReadIndex and WriteIndex before the read; frames, codes and codes left of the read
+    std::int32_t room;               ///< of a read behind it
+    std::vector<std::int32_t> ring;  ///< WriteIndex; frames, codes and codes left of the read; ReadIndex
   } steps[] = {
-      {1025, 2000, {1, 1024, 1000, 2000, 48}}, {3, 54, {1001, 3, 27, 54, 0}}, {0, 2, {4, 3, 0, 0, 0}}};
+      {1025, 2000, {1024, 1000, 2000, 48, 1001}}, {3, 54, {3, 27, 54, 0, 4}}, {0, 2, {3, 0, 0, 0, 4}}};
   for (const auto& step : steps) {
     writer.Begin();
     for (int i = 0; i < step.added; ++i) writer.AddBufferKadr();
     writer.End();
-    Numbers ring = {state.ReadIndex, state.WriteIndex};
     std::int32_t size = step.room, left = -1;
-    ring.push_back(GetData(store, codes, size, left));
-    ring.insert(ring.end(), {size, left});
-    EXPECT_EQ(ring, step.ring);
+    const std::int32_t frames = GetData(store, codes, size, left);
+    EXPECT_EQ((std::vector{state.WriteIndex, frames, size, left, state.ReadIndex}), step.ring);
   }
 }
 
