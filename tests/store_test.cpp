@@ -57,7 +57,10 @@ TEST_F(Model, ValuesBecomeTheNearestCode) {
 
 TEST_F(Model, TheRingWrapsAndKeepsTheOldestFramesWhenFull) {
   const tInputState& state = store.InputState;
-  SetInputChannels(store, {0, 1});
+  for (const std::size_t width : {32767, 32768, 2}) {
+    SetInputChannels(store, std::vector<std::int16_t>(width));
+    EXPECT_EQ(state.InputCountChannels, width == 2 ? 2 : 32767);
+  }
   EXPECT_EQ(state.InputSizeKadrs, 262144) << "with no request";
   store.InputState.RequestedSize = 1024;
   store.Busy = ResetBuffer(store);
