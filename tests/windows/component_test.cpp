@@ -301,8 +301,8 @@ TEST_F(Component, ShowsTheLiveLineUntilTheUserClosesIt) {
     std::vector<FormStep> steps(20, Tab());  // some ticks of the timer, each of which brings lines
     steps.insert(steps.begin(), [&](FormUser& user) {
       const auto& screen = static_cast<ScreenUser&>(user);
-      EXPECT_NE(screen.Caption().find("Halden-Text"), std::string::npos);
-      EXPECT_NE(screen.Caption().find(" (v3.2.2)"), std::string::npos);
+      EXPECT_NE(ScreenUser::WindowText(screen.Form()).find("Halden-Text"), std::string::npos);
+      EXPECT_NE(ScreenUser::WindowText(screen.Form()).find(" (v3.2.2)"), std::string::npos);
       const HWND before = std::exchange(form, screen.Form());
       EXPECT_TRUE(!before || form == before);
       value = screen.Control("txtValue");
@@ -345,7 +345,7 @@ TEST_F(Component, AsksTheUserForADeviceThatDoesNotAnswer) {
   ASSERT_TRUE(ports.SetDefaultCommConfigA("COM7", &config, size));
   Connect("sim:silent,com=301 sim:silent=5,com=7,baud=57600");
   EXPECT_EQ(Show(&IADC3::Test, kPortControls,
-                 {PickRow("lstPort", 1), SeePort(1, "COM7\t57600,N,8,1"), PickRow("cboCh", 3),
+                 {PickRow("lstPort", 1), SeeText("lstPort", "COM7\t57600,N,8,1"), PickRow("cboCh", 3),
                   Type("cboRate", "7"), Press("cmdOK")}),
             VARIANT_TRUE);
   EXPECT_EQ(Get(adc, &IADC3::get_BasePort), 7);
