@@ -48,16 +48,17 @@ TEST(PortDialog, RunsItsFlowsInMemory) {
 }
 
 TEST(PortDialog, FollowsThePortsConfiguration) {
-  Forms forms;
+  Forms forms({.system_language = 0x0819});
+  const FormStep see_charset = Do([](MemoryWindow& window) { EXPECT_EQ(window.FontCharset(0), 0); });
   const auto see_rate = [](const std::string& rate) {
     return SeeText("lstPort", "COM12\t" + rate + ",N,8,1");
   };
   const FormStep again = PickRow("lstPort", 2), edit = AccessKey('P');
   forms.ChooseRate(57600);
-  forms.AskPort({SeeText("lstPort", "COM5\t9600,N,8,1"), SeeText("cmdConfig", "&Properties COM5..."),
-                 PickRow("lstPort", 1), SeeText("lstPort", "\t"), SeeText("cmdConfig", "&Properties ..."),
-                 edit, SeeFocus("lstPort"), again, see_rate("19200"), edit, see_rate("57600"), again,
-                 see_rate("57600")});
+  forms.AskPort({see_charset, SeeText("lstPort", "COM5\t9600,N,8,1"),
+                 SeeText("cmdConfig", "&Properties COM5..."), PickRow("lstPort", 1), SeeText("lstPort", "\t"),
+                 SeeText("cmdConfig", "&Properties ..."), edit, SeeFocus("lstPort"), again, see_rate("19200"),
+                 edit, see_rate("57600"), again, see_rate("57600")});
   forms.Fail("SetDefaultCommConfigA");
   const auto refuse = [&](FormUser&) { forms.ChooseRate(300); };
   const auto cancel = [&](FormUser&) { forms.ChooseRate(0); };
@@ -88,7 +89,7 @@ TEST(PortDialog, TouchesPointerAndQueueInOrderAndStartsAnewEachTime) {
 }
 
 TEST(Forms, StandAsTheyWereDesignedWhereTextsAreMissing) {
-  Forms forms;
+  Forms forms({.system_language = 0x7419});
   forms.Fail("LoadText");
   std::string design;
   const auto add = [&](const std::string& name, const std::vector<int>& twips, const std::string& text) {
@@ -99,6 +100,7 @@ TEST(Forms, StandAsTheyWereDesignedWhereTextsAreMissing) {
     for (int i = 0; i < window.ControlCount(); ++i) {
       const auto& [left, top, width, height] = window.Control(i).spec.bounds;
       add(window.Control(i).spec.name, {left, top, width, height}, window.Text(i));
+      EXPECT_EQ(window.FontCharset(i), 204) << "as Russian systems have it";
     }
   });
   forms.AskPort({note});
@@ -147,20 +149,6 @@ TEST(TextTable, FillsInArguments) {
   EXPECT_EQ(format("%1%1%1", std::string(19, 'x')), std::string(57, 'x')) << "all that there is room for";
   EXPECT_EQ(format("%1%1%1", std::string(20, 'x')), "111");
   EXPECT_EQ(format("&Каналы:", "x"), "&Каналы:");
-}
-
-TEST(TextTable, GivesRussianSystemsTheirCharacterSet) {
-  for (const auto& [system_language, charset] : {std::pair{0x7419, 204}, {0x0819, 0}}) {
-    Forms forms({.system_language = static_cast<std::uint16_t>(system_language)});
-    const auto see_charset = [&, charset = charset](MemoryWindow& window) {
-      for (int control = Window::kForm; control < window.ControlCount(); ++control)
-        EXPECT_EQ(window.FontCharset(control), charset) << control;
-      window.SetFontCharset(0, 1);
-      SetFormCharset(window, forms.sim.platform().texts);
-      EXPECT_EQ(window.FontCharset(0), 1) << "where the form has it, nothing is done";
-    };
-    forms.AskPort({Do(see_charset)});
-  }
 }
 
 }  // namespace

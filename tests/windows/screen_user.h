@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <deque>
+#include <gtest/gtest.h>
 #include <iterator>
 #include <windows.h>
 
@@ -16,7 +17,7 @@ inline const std::vector<std::string> kPortControls = {"lblCh", "cboCh",     "lb
 
 /// The user of the dialog that this thread shows, with keys and mouse. Each tick of a timer plays one step,
 /// and such a tick comes only when all that was posted before has been served. A message box is dismissed
-/// first.
+/// first. Steps that come to their end with the dialog still shown are a failure.
 class ScreenUser : public FormUser {
  public:
   /// `controls` are the names in tab order.
@@ -27,8 +28,7 @@ class ScreenUser : public FormUser {
     timer_->Enable(true);
   }
 
-  int messages = 0;        ///< boxes dismissed
-  bool abandoned = false;  ///< the steps have come to their end with the dialog still shown
+  int messages = 0;  ///< boxes dismissed
 
   static std::string WindowText(HWND window) {
     wchar_t text[200] = {};
@@ -106,7 +106,7 @@ class ScreenUser : public FormUser {
       steps_.pop_front();
       step(*this);
     } else if (Form()) {
-      abandoned = true;
+      ADD_FAILURE() << "it is still shown";
       CloseBox();
     }
   }
