@@ -233,7 +233,7 @@ TEST_F(Component, EveryMemberHasItsPlaceAndNameAndRefusesNullPointers) {
 
 TEST_F(Component, ByNameOnlyWhatFitsIsTaken) {
   long number = 1;
-  const _variant_t one(short{1}), large(1e6), word(L"x");
+  const _variant_t one(short{1});
   VARIANT to_number = one, to_code = one;
   to_number.vt = VT_BYREF | VT_I4;
   to_code.vt = VT_BYREF | VT_I2;
@@ -243,9 +243,6 @@ TEST_F(Component, ByNameOnlyWhatFitsIsTaken) {
   EXPECT_EQ(Invoke(L"GetData", DISPATCH_METHOD, {to_number, to_number, one}), DISP_E_TYPEMISMATCH);
   EXPECT_EQ(bad_argument, 2u);
   EXPECT_EQ(Invoke(L"GetData", DISPATCH_METHOD, {to_number, to_code}), DISP_E_BADPARAMCOUNT);
-  EXPECT_EQ(Invoke(L"ChannelName", DISPATCH_PROPERTYGET, {}), DISP_E_BADPARAMCOUNT);
-  EXPECT_EQ(Invoke(L"ChannelRange", DISPATCH_PROPERTYPUT, {word, large}), DISP_E_OVERFLOW);
-  EXPECT_EQ(bad_argument, 1u);
   EXPECT_EQ(Invoke(L"ADCName", DISPATCH_PROPERTYPUT, {one}), DISP_E_MEMBERNOTFOUND);
   EXPECT_EQ(IdOf(L"Volume"), DISPID_UNKNOWN);
 }

@@ -1,4 +1,3 @@
-#include <array>
 #include <cstdlib>
 #include <gtest/gtest.h>
 
@@ -10,16 +9,6 @@
 using namespace halden;
 
 namespace {
-
-/// Left, top, right and bottom of a window in the dialog's client area.
-using Place = std::array<int, 4>;
-
-Place PlaceOf(HWND window) {
-  RECT rect{};
-  GetWindowRect(window, &rect);
-  MapWindowPoints(nullptr, GetParent(window), reinterpret_cast<POINT*>(&rect), 2);
-  return {rect.left, rect.top, rect.right, rect.bottom};
-}
 
 LOGFONTW FontOf(HWND window) {
   LOGFONTW font{};
@@ -49,34 +38,15 @@ TEST(PortDialog, RunsItsFlowsOnTheScreen) {
   }
 }
 
-TEST(PortDialog, FitsTheDensityOfTheScreen) {
+TEST(MonitorWindow, LooksAsItsDesignSaysOnAScreenOfThisDensity) {
   const char* const told = std::getenv("HALDEN_DPI");
   const int density = told ? std::atoi(told) : 96;
   SetProcessDPIAware();
   const auto dots = [density](int twips) { return (twips * density + 720) / 1440; };
-  const auto look = [&](FormUser& user) {
-    const auto& screen = static_cast<ScreenUser&>(user);
-    RECT client{};
-    GetClientRect(screen.Form(), &client);
-    EXPECT_EQ(client.right, dots(2745));
-    EXPECT_EQ(client.bottom, dots(3015));
-    EXPECT_EQ(PlaceOf(screen.Control("cboCh")), (Place{dots(1260), dots(1560), dots(2625), dots(1875)}));
-    const auto [left, top, right, bottom] = PlaceOf(screen.Control("lblRate"));
-    EXPECT_EQ(right, dots(1200));
-    EXPECT_TRUE(left > 0 && right - left > dots(400)) << "as wide as its text";
-    EXPECT_EQ(FontOf(screen.Control("lblCh")).lfHeight, -(density * 11 + 48) / 96);
-  };
-  FormMachine machine(RussianMachine());
-  Win32Toolkit toolkit(GetModuleHandleW(nullptr));
-  const ScreenUser user(kPortControls, {look, Escape()});
-  Ask(machine, toolkit, {});
-}
-
-TEST(MonitorWindow, LooksAsItsDesignSays) {
-  FormMachine machine(RussianMachine());
-  Win32Toolkit toolkit(GetModuleHandleW(nullptr));
   const HWND host = CreateWindowW(L"STATIC", L"host", WS_OVERLAPPEDWINDOW | WS_VISIBLE, 0, 0, 100, 100,
                                   nullptr, nullptr, nullptr, nullptr);
+  FormMachine machine(RussianMachine());
+  Win32Toolkit toolkit(GetModuleHandleW(nullptr));
   Platform shown = machine.PlatformOn(toolkit);
   MonitorWindow window(shown);
   window.Load("Halden-Text");
@@ -87,15 +57,22 @@ TEST(MonitorWindow, LooksAsItsDesignSays) {
     EXPECT_FALSE(IsWindowEnabled(host));
     EXPECT_FALSE(GetWindowLongW(form, GWL_EXSTYLE) & WS_EX_TOPMOST);
     EXPECT_EQ(ScreenUser::WindowText(form), "Настройки Halden-Text (v3.2.2)");
+    RECT client{}, place{};
+    GetClientRect(form, &client);
+    GetWindowRect(value, &place);
+    MapWindowPoints(nullptr, form, reinterpret_cast<POINT*>(&place), 2);
+    EXPECT_TRUE(client.right == dots(6060) && client.bottom == dots(1650));
+    EXPECT_TRUE(place.left == dots(173) && place.bottom == dots(570 + 360));
+    EXPECT_EQ(FontOf(info).lfHeight, -(density * 11 + 48) / 96);
+    EXPECT_EQ(FontOf(info).lfWeight, FW_BOLD);
+    EXPECT_EQ(Utf8Text(FontOf(value).lfFaceName), "Fixedsys");
     EXPECT_EQ(ColorsOf(form, value), std::pair(RGB(0, 255, 0), RGB(0, 0, 0)));
     EXPECT_EQ(ColorsOf(form, info), std::pair(GetSysColor(COLOR_BTNTEXT), GetSysColor(COLOR_BTNFACE)));
-    EXPECT_EQ(Utf8Text(FontOf(value).lfFaceName), "Fixedsys");
-    EXPECT_EQ(FontOf(info).lfWeight, FW_BOLD);
     toolkit.SetPointer(Pointer::kHourglass);
     SendMessageW(form, WM_SETCURSOR, reinterpret_cast<WPARAM>(form), MAKELPARAM(HTCLIENT, WM_MOUSEMOVE));
     EXPECT_EQ(GetCursor(), LoadCursor(nullptr, IDC_WAIT));
   };
-  ScreenUser user({"cmdClose", "txtInfo", "txtValue"}, {look, Enter()});
+  const ScreenUser user({"cmdClose", "txtInfo", "txtValue"}, {look, Enter()});
   EXPECT_TRUE(window.ShowModal());
   EXPECT_TRUE(IsWindowEnabled(host));
   DestroyWindow(host);
