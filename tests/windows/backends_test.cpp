@@ -14,7 +14,24 @@
 
 namespace {
 
-const HKEY users_root = HKEY_CURRENT_USER;
+/// The system's registry with a key of our own as the user's root, which goes with the object.
+class ScratchRegistry final : public halden::Win32Registry {
+ public:
+  ScratchRegistry() {
+    RegCreateKeyW(HKEY_CURRENT_USER, kPath, &root_);
+    RegOverridePredefKey(HKEY_CURRENT_USER, root_);
+  }
+  ~ScratchRegistry() override {
+    RegOverridePredefKey(HKEY_CURRENT_USER, nullptr);
+    ::RegCloseKey(root_);
+    RegDeleteTreeW(HKEY_CURRENT_USER, kPath);
+  }
+
+ private:
+  static constexpr wchar_t kPath[] = L"Software\\Halden-Text tests";
+
+  HKEY root_ = nullptr;
+};
 
 }  // namespace
 
@@ -25,25 +42,6 @@ namespace {
 bool IsRussian() {
   return PRIMARYLANGID(GetUserDefaultLangID()) == LANG_RUSSIAN;
 }
-
-/// The system's registry with a key of our own as the user's root, which goes with the object.
-class ScratchRegistry final : public Win32Registry {
- public:
-  ScratchRegistry() {
-    RegCreateKeyW(users_root, kPath, &root_);
-    RegOverridePredefKey(users_root, root_);
-  }
-  ~ScratchRegistry() override {
-    RegOverridePredefKey(users_root, nullptr);
-    ::RegCloseKey(root_);
-    RegDeleteTreeW(users_root, kPath);
-  }
-
- private:
-  static constexpr wchar_t kPath[] = L"Software\\Halden-Text tests";
-
-  ::HKEY root_ = nullptr;
-};
 
 INSTANTIATE_TEST_SUITE_P(Windows, RegistryContract,
                          testing::Values(RegistryBackend{"System", [](const NumberRules&) {

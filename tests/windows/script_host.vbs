@@ -8,7 +8,7 @@ Sub Check(what, is_true)
 End Sub
 
 Const codes = 8194 ' the type of an array of 16-bit numbers
-Dim adc, parent, i
+Dim adc, parent, i, refusal
 Set adc = CreateObject("Brackwell.Halden_Text")
 Check "name", adc.adcNAME = "Halden-Text" And adc.Resolution = 16
 Check "detection: " & adc.LastError, adc.Test()
@@ -20,9 +20,9 @@ adc.InputSizeData = 5000
 adc.InputChannels = Array(2, 1)
 On Error Resume Next
 adc.InputChannels = Array(70000, 0)
-i = Err.Number
+refusal = Err.Number
 On Error Goto 0
-Check "a code that is too large", i <> 0
+Check "a code that is too large", refusal <> 0
 Check "channel table", adc.InputCountChannels = 2 And VarType(adc.InputChannels) = codes
 
 Set parent = adc.Parent
