@@ -90,12 +90,11 @@ grep -cxE '(Column1,Column2,Column3|-?[0-9.]+(,-?[0-9.]+){2})' frames.csv | grep
 # The same choice of the user in both stores.
 echo "-- the registry against the one of this system"
 key='Software\Corvane\ADC\Brackwell\Halden-Text'
-rm -f local.reg
 timeout 30 "$host" watch --device sim:silent,com=301 --device sim:silent=5,com=7 --seconds 2 \
-  --answer port=1,channels=4,rate=7 --registry local.reg --quiet >/dev/null
-grep -q '"ChannelFixed"=dword:00000004' local.reg
+  --answer port=1,channels=4,rate=7 --registry wine/local.reg --quiet >/dev/null
+grep -q '"ChannelFixed"=dword:00000004' wine/local.reg
 registry delete "HKCU\\$key" /f
 on_windows windows-tests.exe --gtest_brief=1 --gtest_filter='*AsksTheUser*'
 registry export "HKCU\\$key" after.reg /y
-diff -B --strip-trailing-cr <("$host" settings --export --registry local.reg | sort) \
+diff -B --strip-trailing-cr <("$host" settings --export --registry wine/local.reg | sort) \
   <(iconv -f UTF-16 -t UTF-8 after.reg | sed 1d | sort)
