@@ -73,6 +73,10 @@ TEST(PortDialog, TouchesPointerAndQueueInOrderAndStartsAnewEachTime) {
   EXPECT_EQ(forms.AskPort({PickRow("lstPort", 1), Escape()}, presets), presets);
   forms.script.SetCanShow(false);
   EXPECT_EQ(forms.AskPort({}, presets), presets);
+  forms.store.PortCount = 0;
+  forms.script.TakeLog();
+  EXPECT_EQ(forms.AskPort({}, presets), presets);
+  EXPECT_TRUE(forms.script.Log().empty());
 }
 
 TEST(Forms, StandAsTheyWereDesignedWhereTextsAreMissing) {
@@ -121,6 +125,7 @@ TEST(TextTable, FillsInArgumentsAsLongAsThereIsRoom) {
   Forms forms(RussianMachine());
   const TextTable table(forms.watched.platform.texts, forms.watched.platform.number_rules);
   EXPECT_EQ(table.FormatResText("%5%4%3%2%1", "а", "б", "", "г", "д"), "дгба");
+  EXPECT_EQ(table.LoadResFormat(23, "x"), "") << "there is no such text";
   for (const auto& [length, expected] : {std::pair{19, std::string(57, 'x')}, {20, "111"}})
     EXPECT_EQ(table.FormatResText("%1%1%1", std::string(length, 'x'), "б", "", "г", "д"), expected);
 }
