@@ -93,6 +93,9 @@ TEST(Forms, StandAsTheyWereDesignedWhereTextsAreMissing) {
       add(window.Control(i).spec.name, {left, top, width, height}, window.Text(i));
       EXPECT_EQ(window.FontCharset(i), 204) << "as Russian systems have it";
     }
+    window.SetFontCharset(0, 1);
+    SetFormCharset(window, forms.sim.platform().texts);
+    EXPECT_EQ(window.FontCharset(0), 1) << "where the form has it, nothing is done";
   });
   forms.AskPort({note});
   forms.monitor.Load("");
@@ -124,6 +127,7 @@ TEST(MonitorWindow, ShowsWhatIsWrittenAndIsHiddenByEachWayToCloseIt) {
 TEST(TextTable, FillsInArgumentsAsLongAsThereIsRoom) {
   Forms forms(RussianMachine());
   const TextTable table(forms.watched.platform.texts, forms.watched.platform.number_rules);
+  EXPECT_EQ(table.FormatResText("&Каналы:", "x", "", "", "", ""), "&Каналы:");
   EXPECT_EQ(table.FormatResText("%5%4%3%2%1", "а", "б", "", "г", "д"), "дгба");
   EXPECT_EQ(table.LoadResFormat(23, "x"), "") << "there is no such text";
   for (const auto& [length, expected] : {std::pair{19, std::string(57, 'x')}, {20, "111"}})
