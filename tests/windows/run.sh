@@ -43,10 +43,6 @@ registry() {
   on_windows reg "$@" >/dev/null
 }
 
-register() {
-  on_windows regsvr32 /s "$@" HT_TEXT.adc
-}
-
 # tests LANGUAGE DENSITY: on a screen with so many dots for each inch.
 tests() {
   local language=$1
@@ -69,19 +65,15 @@ registry add 'HKLM\Software\Microsoft\Windows NT\CurrentVersion\AeDebug' /v Debu
 "${wineserver[@]}" -w
 export HALDEN_SIM="sim:signal=ramp,columns=3,rate=200,com=300"
 
-echo "-- a host on a machine without the driver"
-(($(on_windows halden-host.exe watch 2>host.log || echo $?) == 1))
-grep -q "can't be loaded" host.log
-
 echo "-- unregistration leaves nothing behind"
 registry export 'HKLM\Software\Classes' before.reg /y
-register
-register /u
+on_windows regsvr32 /s HT_TEXT.adc
+on_windows regsvr32 /s /u HT_TEXT.adc
 registry export 'HKLM\Software\Classes' after.reg /y
 cmp before.reg after.reg
 
 echo "-- a script host"
-register
+on_windows regsvr32 /s HT_TEXT.adc
 on_windows press_ok.exe script_host.vbs &
 on_windows cscript //nologo script_host.vbs | tee script.log
 grep -q '^script: complete' script.log
@@ -95,17 +87,14 @@ echo "-- the example host"
 on_windows halden-host.exe record --frames 40 --csv - --quiet >frames.csv
 grep -cxE '(Column1,Column2,Column3|-?[0-9.]+(,-?[0-9.]+){2})' frames.csv | grep -qx 41
 
-# The same choice of the user in both stores, from the same values.
+# The same choice of the user in both stores.
 echo "-- the registry against the one of this system"
 key='Software\Corvane\ADC\Brackwell\Halden-Text'
-printf '%s\r\n' REGEDIT4 "" "[HKEY_CURRENT_USER\\$key]" '@="before"' '"ChannelFixed"=dword:00000063' \
-  '"Port"=dword:00000005' '"RateFixed"=dword:41480000' | tee before.reg >local.reg
 timeout 30 "$host" watch --device sim:silent,com=301 --device sim:silent=5,com=7 --seconds 2 \
-  --answer port=1,channels=4,rate=7 --registry local.reg --quiet >/dev/null
-grep -q '"ChannelFixed"=dword:00000004' local.reg
+  --answer port=1,channels=4,rate=7 --registry wine/local.reg --quiet >/dev/null
+grep -q '"ChannelFixed"=dword:00000004' wine/local.reg
 registry delete "HKCU\\$key" /f
-registry import before.reg
 on_windows windows-tests.exe --gtest_brief=1 --gtest_filter='*AsksTheUser*'
 registry export "HKCU\\$key" after.reg /y
-diff -B --strip-trailing-cr <("$host" settings --export --registry local.reg) \
-  <(iconv -f UTF-16 -t UTF-8 after.reg | sed 1d)
+diff -B --strip-trailing-cr <("$host" settings --export --registry wine/local.reg | sort) \
+  <(iconv -f UTF-16 -t UTF-8 after.reg | sed 1d | sort)

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <deque>
+#include <gtest/gtest.h>
 #include <iterator>
 #include <windows.h>
 
@@ -16,7 +17,7 @@ inline const std::vector<std::string> kPortControls = {"lblCh", "cboCh",     "lb
 
 /// The user of the dialog that this thread shows, with keys and mouse. Each tick of a timer plays one step,
 /// and such a tick comes only when all that was posted before has been served. A message box is dismissed
-/// first.
+/// first. Steps that come to their end with the dialog still shown are a failure.
 class ScreenUser : public FormUser {
  public:
   /// `controls` are the names in tab order.
@@ -27,19 +28,21 @@ class ScreenUser : public FormUser {
     timer_->Enable(true);
   }
 
-  int messages = 0;        ///< boxes dismissed
-  bool abandoned = false;  ///< the steps have come to their end with the dialog still shown
+  int messages = 0;  ///< boxes dismissed
 
   static std::string WindowText(HWND window) {
     wchar_t text[200] = {};
     GetWindowTextW(window, text, static_cast<int>(std::size(text)));
     return Utf8Text(text);
   }
-  HWND Form() const { return Front(false); }
+  /// The dialog with the controls, as long as no message box is in front of it.
+  HWND Form() const {
+    const HWND front = GetActiveWindow();
+    return IsWindowVisible(GetDlgItem(front, kFirstId)) ? front : nullptr;
+  }
   HWND Control(const std::string& name) const {
-    constexpr int kFirstId = 100;
     const auto found = std::find(controls_.begin(), controls_.end(), name);
-    return GetDlgItem(Form(), kFirstId + static_cast<int>(found - controls_.begin()));
+    return GetDlgItem(GetActiveWindow(), kFirstId + static_cast<int>(found - controls_.begin()));
   }
 
   void PickRow(const std::string& control, int row) override {
@@ -81,15 +84,7 @@ class ScreenUser : public FormUser {
   }
 
  private:
-  /// The dialog of this thread, or the message box in front of it.
-  static HWND Front(bool message_box) {
-    for (HWND window = nullptr; (window = FindWindowExW(nullptr, window, L"#32770", nullptr));) {
-      const bool is_box = WindowText(window) == "Halden-Text Driver";
-      const bool is_ours = GetWindowThreadProcessId(window, nullptr) == GetCurrentThreadId();
-      if (is_ours && is_box == message_box && IsWindowVisible(window)) return window;
-    }
-    return nullptr;
-  }
+  static constexpr int kFirstId = 100;
 
   /// Where the keys for a control go: a combo box may have an edit box.
   static HWND KeyWindow(HWND control) {
@@ -98,15 +93,15 @@ class ScreenUser : public FormUser {
   }
 
   void Tick() {
-    if (const HWND box = Front(true)) {
+    if (WindowText(GetActiveWindow()) == "Halden-Text Driver") {
       ++messages;
-      PostMessageW(box, WM_COMMAND, IDOK, 0);
+      PostMessageW(GetActiveWindow(), WM_COMMAND, IDOK, 0);
     } else if (Form() && !steps_.empty()) {
       const FormStep step = std::move(steps_.front());
       steps_.pop_front();
       step(*this);
     } else if (Form()) {
-      abandoned = true;
+      ADD_FAILURE() << "it is still shown";
       CloseBox();
     }
   }

@@ -21,10 +21,9 @@ DeviceLibrary& Library() {
   static DeviceLibrary library([] {
     std::vector<std::unique_ptr<Device>> devices;
     std::istringstream words(std::getenv("HALDEN_SIM"));
-    for (std::string word, error; words >> word;) {
-      const auto option = ParseDeviceOption(word, &error).value();
-      devices.push_back(MakeDevice(option, static_cast<int>(devices.size()) + 1, clock, &error));
-    }
+    for (std::string word, error; words >> word;)
+      devices.push_back(MakeDevice(ParseDeviceOption(word, &error).value(),
+                                   static_cast<int>(devices.size()) + 1, clock, &error));
     return devices;
   }());
   return library;
@@ -38,8 +37,6 @@ FT_HANDLE Narrow(Handle handle) {
 }
 
 }  // namespace
-
-extern "C" {
 
 Status __stdcall FT_CreateDeviceInfoList(std::uint32_t* count) {
   return Library().FT_CreateDeviceInfoList(reinterpret_cast<std::int32_t*>(count));
@@ -89,7 +86,5 @@ FORWARD(FT_GetQueueStatus, (Handle handle, Word* rx_bytes), rx_bytes)
 FORWARD(FT_GetStatus, (Handle handle, Word* rx_bytes, Word* tx_bytes, Word* events), rx_bytes, tx_bytes,
         events)
 FORWARD(FT_Purge, (Handle handle, Word mask), mask)
-
-}  // extern "C"
 
 }  // namespace halden::ftd2xx
