@@ -6,8 +6,9 @@
 #include <sys/resource.h>
 #include <sys/wait.h>
 
-#include "tests/registry_backends.h"
+#include "platform/sim/memory_registry.h"
 #include "tests/registry_contract.h"
+#include "tests/scratch_files.h"
 
 namespace halden {
 namespace {

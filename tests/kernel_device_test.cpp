@@ -6,10 +6,11 @@
 #include <sstream>
 
 #include "driver/inspect.h"
+#include "platform/fixed_number_rules.h"
 #include "platform/machine.h"
 #include "tests/device_contract.h"
 #include "tests/pty.h"
-#include "tests/registry_backends.h"
+#include "tests/scratch_files.h"
 
 namespace halden {
 namespace {

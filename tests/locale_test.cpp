@@ -4,7 +4,7 @@
 
 #include "platform/common_texts.h"
 #include "platform/linux/locale_number_rules.h"
-#include "tests/registry_backends.h"
+#include "tests/scratch_files.h"
 
 namespace halden {
 namespace {

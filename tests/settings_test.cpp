@@ -3,11 +3,13 @@
 #include <tuple>
 
 #include "driver/apartment.h"
+#include "platform/linux/file_registry.h"
 #include "platform/toolkit/answering_toolkit.h"
 #include "settings/driver_settings.h"
 #include "tests/faulty_platform.h"
 #include "tests/form_machine.h"
-#include "tests/registry_backends.h"
+#include "tests/registry_values.h"
+#include "tests/scratch_files.h"
 
 namespace halden {
 namespace {

@@ -4,7 +4,7 @@
 
 #include "platform/devices/device_options.h"
 #include "platform/sim/sim_platform.h"
-#include "tests/registry_backends.h"
+#include "tests/scratch_files.h"
 
 namespace halden {
 namespace {

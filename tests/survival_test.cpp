@@ -4,7 +4,7 @@
 
 #include "driver/inspect.h"
 #include "tests/faulty_driver.h"
-#include "tests/registry_backends.h"
+#include "tests/registry_values.h"
 
 namespace halden {
 namespace {
@@ -31,10 +31,6 @@ const Way kWays[] = {{"Listening", {kSpeaks}, false, {"GetQueueStatus", "Read"}}
                       {"GetQueueStatus", "Read", "SetBaudRate", "GetComPortNumber"}},
                      {"SecondDevice", {kNoise, "sim:busy", kSpeaks}, false, {"GetQueueStatus", "Read"}},
                      {"User", {kNoise + ",com=5"}, true, {"NewWindow"}}};
-
-void PrintTo(const Way& way, std::ostream* out) {
-  *out << way.name;
-}
 
 using Codes = std::vector<std::int16_t>;
 
@@ -175,21 +171,6 @@ TEST_P(EveryWay, SurvivesEveryCallThatGoesWrongOnceOrFromThenOn) {
       }
   std::printf("%d lives with a fault\n", runs);
   EXPECT_GT(runs, 400);
-}
-
-TEST_P(EveryWay, FindsTheDeviceWithoutEveryCallThatItDoesNotNeed) {
-  FaultyDriver clean(way.devices);
-  Live(clean, way);
-  std::set<std::string> calls(clean.faults.calls.begin(), clean.faults.calls.end());
-  calls.insert("GetQueueStatus");  // is not written down
-  for (const std::string& never : calls) {
-    SCOPED_TRACE(never);
-    FaultyDriver driver(way.devices);
-    driver.faults.fails = [&](const std::string& call) { return call == never; };
-    EXPECT_EQ(Live(driver, way).found, !way.Needs(never));
-    driver.faults.fails = {};
-    ExpectCleanLife(driver, way);
-  }
 }
 
 TEST(Survival, ALookAtDevicesAndSettingsSurvivesEveryFault) {
@@ -352,6 +333,55 @@ TEST(SteadyState, TicksFramesAndReadsAllocateNothing) {
     EXPECT_FALSE(AllocationFailed()) << device;
     FailAllocations(0);
   }
+}
+
+/// What a driver does while its device goes.
+enum State { kIdle, kRecording, kWindowShown };
+
+TEST(DeviceLoss, AtEveryByteLeavesTheWholeLinesThatWereReceived) {
+  const std::string bytes = "1;2\r\n-3.5;40\r\n5;6\r\r7;8\r\n9;10\r\n11";
+  for (const State state : {kIdle, kRecording, kWindowShown})
+    for (std::size_t byte = 0; byte <= bytes.size(); ++byte) {
+      SCOPED_TRACE(std::to_string(state) + ", byte " + std::to_string(byte));
+      FaultyDriver driver({"sim:silent"});
+      PacedDevice& device = driver.sim.device(0);
+      const auto detect = [&] {
+        driver.adc = driver.apartment.CreateObject();
+        std::string lines;
+        for (int line = 0; line < 300; ++line) lines += "0;0\r\n";
+        driver.SayWhileProbed(lines);
+        EXPECT_TRUE(driver.adc->Test());
+        driver.sim.clock().RunFor(60);
+      };
+      const auto speak = [&] {
+        EXPECT_TRUE(state == kIdle || driver.adc->StartRecord());
+        device.Feed(bytes.substr(0, byte));
+      };
+      const auto leave = [&] {
+        device.Feed(bytes.substr(byte));
+        device.Unplug();
+      };
+      detect();
+      driver.machine.d2xx.received.clear();
+      if (state == kWindowShown) {
+        driver.sim.toolkit().Play({user::Do([&](MemoryWindow&) { speak(); }), user::Wait(60),
+                                   user::Do([&](MemoryWindow&) { leave(); }), user::Wait(200)});
+        driver.adc->ShowSetting();
+      } else {
+        speak();
+        driver.sim.clock().RunFor(60);
+        leave();
+        driver.sim.clock().RunFor(200);
+      }
+      EXPECT_EQ(driver.machine.d2xx.received, bytes.substr(0, byte));
+      int lines = 0;
+      for (std::size_t i = 1; i < byte; ++i) lines += bytes[i] == '\r' && bytes[i - 1] != '\r';
+      EXPECT_EQ(driver.adc->InputCountKadrs(), state == kIdle ? 0 : lines);
+      driver.adc.reset();
+      EXPECT_TRUE(driver.faults.AllClosed());
+      device.Plug();
+      detect();
+    }
 }
 
 }  // namespace

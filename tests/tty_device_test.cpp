@@ -9,7 +9,7 @@
 
 #include "stream/receive_buffer.h"
 #include "tests/pty.h"
-#include "tests/registry_backends.h"
+#include "tests/scratch_files.h"
 
 namespace halden {
 namespace {

@@ -1,12 +1,9 @@
 #pragma once
 
+#include <cstdlib>
 #include <filesystem>
 #include <fstream>
-
-#include "platform/fixed_number_rules.h"
-#include "platform/linux/file_registry.h"
-#include "platform/sim/memory_registry.h"
-#include "tests/registry_values.h"
+#include <string>
 
 namespace halden {
 
