@@ -99,6 +99,11 @@ TEST(TextToFloat, RoundsOnceHoweverLongTheText) {
   for (const auto& c : cases) EXPECT_EQ(TextToFloat(c.rules, c.text), c.value) << c.text;
 }
 
+TEST(IsNumberChar, IsADigitInFrontOrExactlyAMark) {
+  for (const std::string text : {"9x", "-", ","}) EXPECT_TRUE(IsNumberChar(text)) << text;
+  for (const std::string text : {"", "/", "e", "-1"}) EXPECT_FALSE(IsNumberChar(text)) << text;
+}
+
 TEST(LeadingNumber, ReadsWhatItCanByFixedRules) {
   const std::pair<const char*, double> cases[] = {
       {"1.5V", 1.5}, {"1,5", 1},          {" 1\t2\n3 ", 123}, {"- 4 . 5 e 1 x", -45},

@@ -88,6 +88,26 @@ TEST_F(Lines, FormatAndValuesOfWholeLines) {
   EXPECT_EQ(parser.ParseLine("1"), 0);
 }
 
+TEST(Passes, FollowTheRulesAndTheFormatOfTheirTime) {
+  FixedNumberRules rules = kPoint;
+  Decoder decoder(rules, 2);
+  decoder.store.ColumnsCount = 2;
+  const FixedNumberRules comma = FixedNumberRules::Comma(), comma_point(',', '.', CodePage::kWestern);
+  const std::tuple<FixedNumberRules, std::string, std::vector<float>> passes[] = {
+      {kPoint, ";", {125, 1.5f}},
+      {comma, ";", {12.5f, 1.5f}},
+      {comma_point, ";", {12.5f, 15}},
+      {comma, ";", {12.5f, 1.5f}},
+      {comma, "(", {12, 0}}};
+  for (const auto& [then, separator, values] : passes) {
+    rules = then;
+    decoder.store.Separator = separator;
+    decoder.Receive("12,5;1.5\r");
+    decoder.buffer.ParseBuffer();
+    EXPECT_EQ(decoder.store.ChannelValues, values);
+  }
+}
+
 TEST_F(Lines, CountsOfHostileLinesSaturateInLinearTime) {
   for (const auto& [filling, tail, columns] :
        {std::tuple{'a', "", 32767}, {'a', "1", 1}, {';', "", 32767}, {' ', "1", 1}, {'1', "", 1}}) {
