@@ -110,6 +110,11 @@ TEST_F(Component, AHostThatKnowsOnlyTheTableRecords) {
   ASSERT_EQ(adc->GetData(codes, &room, &waiting, &taken), S_OK);
   EXPECT_EQ((std::vector{taken, room, waiting}), (std::vector{3l, 6l, 2 * (recorded - 3)}));
   EXPECT_TRUE(codes[5] != 0 && codes[7] == 0);
+  short channel = 1;
+  float scale = 0, offset = 1;
+  EXPECT_EQ(adc->get_ChannelUnitScale(&channel, &scale) | adc->get_ChannelUnitOffset(&channel, &offset),
+            S_OK);
+  EXPECT_TRUE(scale == 20 && offset == 0);
 
   SAFEARRAY *const newest = Get(adc, &IADC3::GetKadr), *const data = Get(adc, &IADC3::get_InputData);
   ASSERT_TRUE(newest && data && data->cDims == 2);
