@@ -65,6 +65,11 @@ TEST_F(Wrapper, SetsUpTheDeviceWhileItIsOpenAndAnswers) {
   EXPECT_EQ((std::vector{ftdi.Read(nullptr, 1), ftdi.Write("x", 1), ftdi.RxQueueCount()}),
             (std::vector{-1, -1, -1}));
   EXPECT_EQ(ftdi.TxQueueCount() + ftdi.DeviceCount(), 0);
+  faults.Arm(1, true, Faults::kSilent);
+  EXPECT_EQ(ftdi.RxQueueCount() + ftdi.TxQueueCount() + ftdi.ComPortNumber() + ftdi.DeviceCount(), 0);
+  faults.lie = [](std::int64_t) { return -1; };
+  faults.Arm(2, false, Faults::kLies);
+  EXPECT_EQ(ftdi.RefreshList(), 0) << "nodes below none";
 }
 
 TEST_F(Wrapper, WaitsServeTheQueueAndSurviveTheWrapOfTheTickCount) {
