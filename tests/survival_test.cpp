@@ -1,3 +1,4 @@
+#include <algorithm>
 #include <cstdio>
 #include <gtest/gtest.h>
 #include <set>
@@ -99,7 +100,10 @@ void ExpectCleanLife(FaultyDriver& driver, const Way& way) {
   driver.faults.Arm(0);
   for (std::size_t i = 0; i < way.devices.size(); ++i) driver.Plug(i, true);
   driver.sim.toolkit().SetCanShow(true);
+  driver.sim.toolkit().TakeLog();
   const Outcome outcome = Live(driver, way);
+  const std::vector<std::string> log = driver.sim.toolkit().TakeLog();
+  EXPECT_TRUE(std::count(log.begin(), log.end(), "show dlgFTDI") == 1 && log.back() == "hide dlgFTDI");
   EXPECT_TRUE(outcome.found);
   EXPECT_GE(outcome.codes.size(), 6u);
   EXPECT_TRUE(Follow(way, outcome.codes));
@@ -275,6 +279,7 @@ void UseAll(FaultyDriver& driver) {
     driver.sim.clock().RunFor(60);
     adc.StopRecord();
   }
+  adc.ShowSetting();
   driver.apartment.CreateObject();
   driver.adc.reset();
   driver.adc = driver.apartment.CreateObject();

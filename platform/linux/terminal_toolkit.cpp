@@ -49,12 +49,15 @@ void TerminalToolkit::ShowMessage(const std::string& text, const std::string& ti
 }
 
 bool TerminalToolkit::Raise(MemoryWindow& window) {
-  if (windows_.empty()) {
-    if (!terminal_.Open()) return false;
+  windows_.push_back(&window);
+  if (windows_.size() == 1) {
+    if (!terminal_.Open()) {
+      windows_.clear();
+      return false;
+    }
     keys_ = {};
     shown_ = {};
   }
-  windows_.push_back(&window);
   user_.CloseList();
   Changed();
   return true;

@@ -28,14 +28,24 @@ void MemoryWindow::SetCaption(const std::string& caption) {
 bool MemoryWindow::ShowModal() {
   if (visible_ || !stage_.Raise(*this)) return false;
   visible_ = true;
+  try {
+    Serve();
+  } catch (...) {
+    visible_ = false;
+    stage_.Lower(*this);
+    throw;
+  }
+  stage_.Lower(*this);
+  return true;
+}
+
+void MemoryWindow::Serve() {
   if (focus_ < 0) TakeFocus(NextFocus(-1, 1, true));
   if (spec_.activate) spec_.activate();
   while (visible_) {
     stage_.Use(*this);
     if (visible_) clock_.ServeMessages();
   }
-  stage_.Lower(*this);
-  return true;
 }
 
 void MemoryWindow::SetText(int control, const std::string& text) {

@@ -18,6 +18,7 @@ class WindowStage {
   virtual ~WindowStage() = default;
   /// Puts a window in front of those that are shown. False: there is nothing to show it on.
   virtual bool Raise(MemoryWindow& window) = 0;
+  /// Throws nothing, since a window is also taken away where there is no memory to show it any longer.
   virtual void Lower(MemoryWindow& window) = 0;
   /// Before each pass of the message queue while the window is the front one: what the user does with it.
   virtual void Use(MemoryWindow& window) = 0;
@@ -93,6 +94,7 @@ class MemoryWindow : public Window {
   }
 
  private:
+  void Serve();
   void Changed();
   void FollowText(MemoryControl& control);
   void TakeFocus(int control);

@@ -38,6 +38,7 @@ void ScriptedToolkit::SetPointer(Pointer pointer) {
 }
 
 bool ScriptedToolkit::Raise(MemoryWindow& window) {
+  log_.reserve(log_.size() + 2);  // for what Lower writes as well
   if (can_show_) log_.push_back("show " + window.Spec().name);
   return can_show_;
 }

@@ -130,7 +130,11 @@ void Win32Window::DisableOthers() {
 BOOL CALLBACK Win32Window::Disable(HWND window, LPARAM data) {
   auto& modal = *reinterpret_cast<Win32Window*>(data);
   if (window == modal.window_ || !IsWindowVisible(window) || !IsWindowEnabled(window)) return TRUE;
-  modal.disabled_.push_back(window);
+  try {
+    modal.disabled_.push_back(window);
+  } catch (...) {  // nothing may pass through the system, and what isn't noted would stay disabled
+    return FALSE;
+  }
   EnableWindow(window, FALSE);
   return TRUE;
 }
