@@ -15,8 +15,9 @@ constexpr std::string_view kDigits = "0123456789";
 constexpr std::string_view kNumberChars = "0123456789-+.,";
 
 void StripToNumberChars(std::string& text) {
-  text.erase(text.find_last_of(kNumberChars) + 1);
-  text.erase(0, text.find_first_of(kNumberChars));
+  const auto is_number_char = [](const char& c) { return IsNumberChar({&c, 1}); };
+  text.erase(std::find_if(text.rbegin(), text.rend(), is_number_char).base(), text.end());
+  text.erase(text.begin(), std::find_if(text.begin(), text.end(), is_number_char));
 }
 
 /// With every `mark` replaced by the system's decimal separator the text may be a number at last.

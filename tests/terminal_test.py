@@ -123,8 +123,8 @@ def live_values_and_progress_stay_in_their_lines(folder):
         assert len(re.findall(once, screen)) == 1, screen
 
 
-def no_terminal(_):
-    command = [sys.argv[1], "watch", "--device", SILENT, "--device", "sim:busy", "--quiet"]
+def no_terminal(folder):
+    command = [sys.argv[1], "watch", "--device", SILENT, "--device", "sim:busy", "--registry", f"{folder}/reg", "--quiet"]
     done = subprocess.run(command, start_new_session=True, stdin=subprocess.DEVNULL, capture_output=True, check=False)
     assert done.returncode == 1 and b"no lines of numbers came; device 1: SIM2: held by" in done.stderr, done
     assert b"\x1b" not in done.stdout + done.stderr, done

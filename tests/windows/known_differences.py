@@ -11,6 +11,7 @@ found = [test["name"].partition("/")[0] + ": " + failure["failure"]
          for suite in suites for test in suite["testsuite"] for failure in test.get("failures", ())]
 new = [text for text in found if not any(re.match(line, text, re.DOTALL) for line in known)]
 gone = [line for line in known if not any(re.match(line, text, re.DOTALL) for text in found)]
-print(*("not known: " + text for text in new), *("no difference any more: " + line for line in gone), sep="\n", end="")
+for told in ["not known: " + text for text in new] + ["no difference any more: " + line for line in gone]:
+    print(told)
 print(f"{len(found)} differences, of which {len(new)} are new; {len(gone)} known ones have gone")
 sys.exit(bool(new or gone))
