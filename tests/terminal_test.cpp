@@ -20,7 +20,7 @@ struct KeyUser : FormMachine, TextTerminal, FormUser {
   using FormMachine::FormMachine;
 
   bool Available() const override { return true; }
-  bool Open() override { return true; }
+  bool Open() override { return opens; }
   void Close() override {}
   TerminalSize Size() const override { return {80, 24}; }
   void Write(std::string_view) override {}
@@ -74,6 +74,7 @@ struct KeyUser : FormMachine, TextTerminal, FormUser {
   }
 
   std::deque<FormStep> steps;
+  bool opens = true;
   std::string keys;  ///< that are being pressed
   int reads = 0;
   int messages = 0;  ///< boxes dismissed
@@ -100,6 +101,13 @@ TEST(PortDialog, RunsItsFlowsByKeysAtATerminal) {
     EXPECT_EQ(user.messages, flow.messages);
     EXPECT_FALSE(user.hung_up);
   }
+}
+
+TEST(TerminalToolkit, ShowsNothingAtATerminalThatCanNotBeOpened) {
+  KeyUser user;
+  user.opens = false;
+  EXPECT_EQ(Ask(user, user.toolkit, {false, 0, 3, 12.5f}), (Choice{false, 0, 3, 12.5f}));
+  EXPECT_FALSE(user.toolkit.Front());
 }
 
 TEST(TerminalToolkit, MovesWithinControlsByTheKeysOfEveryTerminal) {
