@@ -164,14 +164,13 @@ TEST_F(Lines, TheRateIsEstimatedFromEveryHundredLines) {
   EXPECT_EQ(store.InputState.Rate, 10);  // not started
   rate.Start();
   take(1);
+  // Nothing changes where no time has gone by, where the tick count has become negative, and behind a tick
+  // count of 0, which is none to count from.
   const std::pair<std::uint32_t, float> estimates[] = {
-      {1001, 100},        {1334, 300},         {1381, 1000},        {1481, 1000},
-      {3981, 40},         {153981, 0.01f},     {253981, 1},         {253981, 1},  // no time has gone by
-      {254314, 300},      {0x7FFFFF9B, 0.01f}, {0x80000063, 0.01f},  // left out: the tick count has become
-                                                                     // negative
-      {0x800000C7, 1000}, {0xFFFFFF9C, 0.01f}, {100, 500},          {200, 1000},
-      {0, 1000},          {200, 1000},  // a tick count of 0 is none to count from
-      {400, 500}};
+      {1001, 100},         {1334, 300},        {1381, 1000},        {1481, 1000},  {3981, 40},
+      {153981, 0.01f},     {253981, 1},        {253981, 1},         {254314, 300}, {0x7FFFFF9B, 0.01f},
+      {0x80000063, 0.01f}, {0x800000C7, 1000}, {0xFFFFFF9C, 0.01f}, {100, 500},    {200, 1000},
+      {0, 1000},           {200, 1000},        {400, 500}};
   for (const auto& [now, estimated] : estimates) {
     clock.Sleep(now - clock.GetTickCount());
     const float before = store.InputState.Rate;
