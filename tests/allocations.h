@@ -14,12 +14,9 @@ void FailAllocations(int first, bool all = false);
 bool AllocationFailed();
 
 /// No allocation fails, and none counts, as long as one of these lives.
-class AllocationPause {
- public:
+struct AllocationPause {
   AllocationPause();
   ~AllocationPause();
-  AllocationPause(const AllocationPause&) = delete;
-  AllocationPause& operator=(const AllocationPause&) = delete;
 };
 
 }  // namespace halden

@@ -53,7 +53,9 @@ class CommandLine(unittest.TestCase):
     def test_what_is_wrong_is_named_in_one_line(self):
         cases = [(2, named, arguments) for named, all_arguments in WRONG.items() for arguments in all_arguments]
         cases += [(1, path, f"record --csv - --device tty:{path}") for path in ["/dev/nowhere", "/dev/null"]]
-        for code, named, arguments in [(1, "needs a terminal", "monitor"), *cases]:
+        refused = [(1, "needs a terminal", "monitor"), (1, "no lines of numbers came; device 1: SIM2: held by",
+                                                        "watch --device sim:silent --device sim:busy --quiet")]
+        for code, named, arguments in refused + cases:
             with self.subTest(arguments):
                 out, err = self.expect(code, arguments)
                 self.assertEqual((out, err.count("\n")), ("", 1), err)

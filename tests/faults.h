@@ -31,17 +31,17 @@ class Faults {
   std::vector<std::string> calls;
   /// A call that it says true of fails as well.
   std::function<bool(const std::string& call)> fails;
-  std::function<std::int64_t(std::int64_t count)> lie;
+  /// What becomes of a count.
+  using Liar = std::function<std::int64_t(std::int64_t count)>;
   /// Told true when a call goes wrong, false before the next call that doesn't.
   std::function<void(bool)> gone;
 
   /// Counts from 0 again: the call number `first`, from 1, goes wrong, and with `all` those behind it. 0:
   /// none.
-  void Arm(int first, bool all = false, Kind kind = kFails) {
-    first_ = first, all_ = all, kind_ = kind, count_ = 0, struck_.clear();
+  void Arm(int first, bool all = false, Kind kind = kFails, const Liar& lie = {}) {
+    first_ = first, all_ = all, kind_ = kind, lie_ = lie, count_ = 0, struck_.clear();
     calls.clear();
   }
-  int Count() const { return count_; }
   /// The call that went wrong first; empty: none.
   const std::string& Struck() const { return struck_; }
 
@@ -105,12 +105,13 @@ class Faults {
                                               &RegKeyInfo::values, &RegKeyInfo::longest_value_name})
         Lie(&(count->*part));
     else if constexpr (kIsCount<Argument>)
-      if (count) *count = static_cast<std::remove_pointer_t<Argument>>(lie(*count));
+      if (count) *count = static_cast<std::remove_pointer_t<Argument>>(lie_(*count));
   }
 
   int first_ = 0;
   bool all_ = false;
   Kind kind_ = kFails;
+  Liar lie_;
   int count_ = 0;
   int repeats_ = 0;
   std::string last_;

@@ -129,6 +129,7 @@ TEST(TextTable, FillsInArgumentsAsLongAsThereIsRoom) {
   const TextTable table(forms.watched.platform.texts, forms.watched.platform.number_rules);
   EXPECT_EQ(table.FormatResText("&Каналы:", "x", "", "", "", ""), "&Каналы:");
   EXPECT_EQ(table.FormatResText("%5%4%3%2%1", "а", "б", "", "г", "д"), "дгба");
+  EXPECT_EQ(table.FormatResText("%1", "x", "", "", "", ""), "x");
   EXPECT_EQ(table.LoadResFormat(23, "x"), "") << "there is no such text";
   for (const auto& [length, expected] : {std::pair{19, std::string(57, 'x')}, {20, "111"}})
     EXPECT_EQ(table.FormatResText("%1%1%1", std::string(length, 'x'), "б", "", "г", "д"), expected);

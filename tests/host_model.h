@@ -116,8 +116,10 @@ class HostModel {
     constexpr int kBuffer = 65536, kLine = 32;
     constexpr double kHeld = 9e6;  // by so much it makes the first value larger
     const bool fits = choices_.Below(2) == 0;
-    sim_.device(0).Feed(std::string(kLine - fits, ' ') + "9");
-    Tick();
+    for (const std::string& held : {std::string("\r"), std::string(kLine - fits, ' ') + "9"}) {
+      sim_.device(0).Feed(held);
+      Tick();
+    }
     for (int line = 1; line < kBuffer / kLine; ++line) {
       for (double& value : values_) value = choices_.Below(200) + 0.5;
       char text[kLine + 1];
@@ -134,10 +136,13 @@ class HostModel {
     sim_.clock().RunFor(1);
   }
 
-  /// But for an empty line nothing comes.
+  /// But for an empty line and the blank of a next one nothing comes.
   void Pause() {
-    if (detected_) sim_.device(0).Feed("\r");
+    if (detected_) sim_.device(0).Feed("\r ");
     Tick();
+    const float rate = adc_->Rate();
+    if (choices_.Below(8) == 0) sim_.clock().RunFor(5050);  // ticks for which no line counts
+    Is(adc_->Rate() == rate, "Rate");
     sim_.clock().Sleep(choices_.Number() % longest_pause_);
   }
 

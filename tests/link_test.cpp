@@ -67,8 +67,7 @@ TEST_F(Wrapper, SetsUpTheDeviceWhileItIsOpenAndAnswers) {
   EXPECT_EQ(ftdi.TxQueueCount() + ftdi.DeviceCount(), 0);
   faults.Arm(1, true, Faults::kSilent);
   EXPECT_EQ(ftdi.RxQueueCount() + ftdi.TxQueueCount() + ftdi.ComPortNumber() + ftdi.DeviceCount(), 0);
-  faults.lie = [](std::int64_t) { return -1; };
-  faults.Arm(2, false, Faults::kLies);
+  faults.Arm(2, false, Faults::kLies, [](std::int64_t) { return -1; });
   EXPECT_EQ(ftdi.RefreshList(), 0) << "nodes below none";
 }
 
@@ -95,11 +94,10 @@ TEST(GetPortConfig, TakesTheDefaultThenThePortThenTheFallback) {
     sim.device(0).SetDefaultLine({.BaudRate = 4800, .ByteSize = 8});
     Faults faults;
     FaultyCommConfig system(sim.library(), faults);
-    faults.lie = [size = size](std::int64_t) { return size; };
     faults.fails = [failing = failing](const std::string& call) {
       return failing.find(call) != failing.npos;
     };
-    faults.Arm(failing.empty(), false, failing.empty() ? Faults::kLies : Faults::kFails);
+    if (failing.empty()) faults.Arm(1, false, Faults::kLies, [size = size](std::int64_t) { return size; });
     tPortInfo row;
     row.DevicePath = "\\\\.\\" + (row.Name = "COM5");
     row.Config.dcb.Parity = row.Config.dcb.StopBits = 2;
@@ -160,9 +158,9 @@ TEST(Detection, TriesTheRateThatAChipMayReallyTalkAt) {
 
 TEST(Detection, APortNumberBeyond16BitsIsNone) {
   FaultyDriver driver({"sim:rate=400"});
-  Faults& faults = driver.faults;
-  faults.lie = [&](std::int64_t count) { return faults.calls.back() == "GetComPortNumber" ? 32768 : count; };
-  faults.Arm(1, true, Faults::kLies);
+  driver.faults.Arm(1, true, Faults::kLies, [&calls = driver.faults.calls](std::int64_t count) {
+    return calls.back() == "GetComPortNumber" ? 32768 : count;
+  });
   TimeOfTest(driver, true);
   EXPECT_EQ(driver.adc->BasePort(), 0);
 }

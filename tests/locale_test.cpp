@@ -22,19 +22,17 @@ TEST(CodePage, MapsWhatItCanAndTurnsTheRestIntoQuestionMarks) {
 }
 
 TEST(NumberToText, GivesTheShortestTextAtItsDigits) {
-  const struct {
-    double value;
-    int digits;
-    const char* text;
-  } cases[] = {{1.0 / 3, 7, "0,3333333"},
-               {999.9996, 6, "1000"},
-               {1e14, 15, "100000000000000"},
-               {1e15, 15, "1E+15"},
-               {-1.2345678901234567e-5, 99, "-1,2345678901234568E-05"},
-               {-0.0, 7, "0"},
-               {-HUGE_VAL, 7, "-INF"},
-               {std::nan(""), 7, "NaN"}};
-  for (const auto& c : cases) EXPECT_EQ(FixedNumberRules::Comma().NumberToText(c.value, c.digits), c.text);
+  const std::tuple<double, int, std::string> cases[] = {
+      {1.0 / 3, 7, "0,3333333"},
+      {999.9996, 6, "1000"},
+      {1e14, 15, "100000000000000"},
+      {1e15, 15, "1E+15"},
+      {-1.2345678901234567e-5, 99, "-1,2345678901234568E-05"},
+      {-0.0, 7, "0"},
+      {-HUGE_VAL, 7, "-INF"},
+      {std::nan(""), 7, "NaN"}};
+  for (const auto& [value, digits, text] : cases)
+    EXPECT_EQ(FixedNumberRules::Comma().NumberToText(value, digits), text);
 }
 
 /// Decimal separator, group separator with "_" for a no-break space, and code page.

@@ -69,21 +69,19 @@ inline std::vector<Flow> PortDialogFlows() {
                                      Press("cmdOK")};
   const std::vector<FormStep> comma = {SeeText("cboRate", "12,5"), Type("cboRate", "12.5"), ok,
                                        Type("cboRate", "1\u00A0000,5"), ok};
-  return {
-      {"presets", as_preset, 0, {SeeText("cboRate", "12.5"), SeeFocus("cboCh"), ok}},
-      {"presets below", {true, 0, 1, 1}, 0, {ok}, {false, -1, 0, 0}},
-      {"presets above", {true, 0, 1, 1}, 0, {ok}, {false, 3, 33, -5}},
-      {"seven digits", {true, 0, 32, 1234.568f}, 0, {ok}, {false, 0, 32, 1234.5678f}},
-      {"all chosen", {true, 1, 16, 7}, 0, all},
-      {"a rate of the list", {true, 2, 3, 50}, 0, {PickRow("cboRate", 5), ok}},
-      {"group separator", {true, 2, 3, 125}, 0, {Type("cboRate", "12,5"), ok}},
-      {"Cancel", cancelled, 0, {PickRow("lstPort", 0), Press("cmdCancel")}},
-      {"Esc", cancelled, 0, {PickRow("cboCh", 0), Escape()}},
-      {"close box", cancelled, 0, {Type("cboRate", "abc"), CloseBox()}},
-      {"tabs and access keys", as_preset, 0, round},
-      {"bad rates", {true, 2, 3, 3}, 11, bad_rates},
-      {"decimal comma", {true, 2, 3, 1000.5f}, 1, comma, as_preset, RussianMachine()},
-  };
+  return {{"presets", as_preset, 0, {SeeText("cboRate", "12.5"), SeeFocus("cboCh"), ok}},
+          {"presets below", {true, 0, 1, 1}, 0, {ok}, {false, -1, 0, 0}},
+          {"presets above", {true, 0, 1, 1}, 0, {ok}, {false, 3, 33, -5}},
+          {"seven digits", {true, 0, 32, 1234.568f}, 0, {ok}, {false, 0, 32, 1234.5678f}},
+          {"all chosen", {true, 1, 16, 7}, 0, all},
+          {"a rate of the list", {true, 2, 3, 50}, 0, {PickRow("cboRate", 5), ok}},
+          {"group separator", {true, 2, 3, 125}, 0, {Type("cboRate", "12,5"), ok}},
+          {"Cancel", cancelled, 0, {PickRow("lstPort", 0), Press("cmdCancel")}},
+          {"Esc", cancelled, 0, {PickRow("cboCh", 0), Escape()}},
+          {"close box", cancelled, 0, {Type("cboRate", "abc"), CloseBox()}},
+          {"tabs and access keys", as_preset, 0, round},
+          {"bad rates", {true, 2, 3, 3}, 11, bad_rates},
+          {"decimal comma", {true, 2, 3, 1000.5f}, 1, comma, as_preset, RussianMachine()}};
 }
 
 }  // namespace halden

@@ -77,7 +77,8 @@ TEST_F(Registry, TakesWhatFitsAndDefaultsOtherwise) {
   EXPECT_EQ(registry.BinaryValue("v"), ByteArray{0});
 
   std::string text = "old";
-  EXPECT_FALSE(registry.GetString("missing", text, ""));
+  faults.Arm(1, false, Faults::kGarbles, [](std::int64_t) { return 4; });
+  EXPECT_FALSE(registry.GetString("v", text, ""));
   EXPECT_EQ(text, "old");
   EXPECT_FALSE(registry.GetString("missing", text, "x"));
   EXPECT_EQ(text, "x");
@@ -116,6 +117,12 @@ TEST_F(Registry, ReadsListsAndExportsEveryType) {
     EXPECT_EQ(registry.GetInteger(v.name, integer, 1), v.integer != 1);
     EXPECT_EQ(registry.ErrorCode(), v.integer == 1 ? ERROR_MORE_DATA : 0);
     EXPECT_EQ(integer, v.integer) << v.name;
+    std::uint8_t byte = 7;
+    bool truth = v.integer == 0;
+    EXPECT_EQ(registry.GetByte(v.name, byte, 1) + registry.GetBoolean(v.name, truth, true),
+              v.integer == 1 ? 0 : 2);
+    EXPECT_EQ(std::pair(byte, truth), std::pair(static_cast<std::uint8_t>(v.integer), v.integer != 0))
+        << v.name;
     AnyValue any = 7;
     EXPECT_EQ(registry.ReadAnyValue(kUser, "K", v.name, any), static_cast<std::int32_t>(v.type)) << v.name;
     EXPECT_EQ(any, v.any) << v.name;
@@ -150,16 +157,17 @@ TEST_F(Registry, ReadsListsAndExportsEveryType) {
     const auto lacking = std::mismatch(text.begin(), text.end(), whole.begin(), whole.end()).first;
     EXPECT_TRUE(whole.ends_with(std::string(lacking, text.end()))) << failing << text;
   }
-  EXPECT_EQ(memory.OpenHandles(), 0u);
+  EXPECT_TRUE(faults.AllClosed());
 }
 
 TEST_F(Registry, MembersNeedTheirRightsTellFailuresAndLeaveNoKeyOpen) {
+  std::string text;
   /// The rights that a member needs, and a call of it.
   const std::pair<std::uint32_t, std::function<bool()>> members[] = {
       {0x30006, [&] { return registry.DeleteKey(kUser, "K"); }},
       {0x20006, [&] { return registry.DeleteValue(kUser, "K", "v"); }},
       {2, [&] { return registry.SetString("v", "x"); }},
-      {1, [&] { return registry.StringValue("v") == "1234"; }},
+      {1, [&] { return registry.GetString("v", text, "") && text == "1234"; }},
       {0x20006, [&] { return registry.SetLong("v", 1); }},
       {1, [&] { return registry.LongValue("v") == 0x34333231; }},
       {2, [&] { return registry.SetCurrency("v", 1); }},
@@ -172,7 +180,7 @@ TEST_F(Registry, MembersNeedTheirRightsTellFailuresAndLeaveNoKeyOpen) {
       faults.Arm(failing);
       EXPECT_EQ(run(), !failing);
       EXPECT_EQ(registry.ErrorCode(), failing ? Faults::kFailure : 0);
-      EXPECT_EQ(memory.OpenHandles(), 0u);
+      EXPECT_TRUE(faults.AllClosed());
     }
 }
 

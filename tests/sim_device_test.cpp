@@ -50,8 +50,7 @@ TEST(SimDevice, SpeaksLinesInTheFormThatItsOptionNames) {
       {"columns=2,separator=semicolon,decimal=comma,end=lf,label=T=,unit=mV", "T=100,05mV;T=200,10mV\nT="},
       {"columns=2,signal=ramp", "-1000.00\t-749.85\r\n-994.95\t-744.80\r\n"},
       {"columns=2,signal=sine", "0.00\t0.00\r\n28.25\t-28.25\r\n"},
-      {"columns=2,signal=noise,seed=2", "-304.90\t-513.70\r\n"},
-  };
+      {"columns=2,signal=noise,seed=2", "-304.90\t-513.70\r\n"}};
   for (const auto& [keys, said] : cases)
     EXPECT_EQ(Listening("sim:signal=constant," + keys).Hear(1000).substr(0, said.size()), said) << keys;
 }

@@ -121,8 +121,7 @@ TEST(TerminalToolkit, MovesWithinControlsByTheKeysOfEveryTerminal) {
       {alt_down + down + tab + "7" + enter, {true, 0, 4, 7}},
       {" " + page_down + enter + "\x1b[14~" + up + escape + f4 + up + "\x1b[[D" + enter,
        {true, 0, 11, 12.5f}},
-      {alt + "rx\x1b[1;", presets},
-  };
+      {alt + "rx\x1b[1;", presets}};
   for (const auto& [keys, expected] : rows) {
     KeyUser user;
     user.keys = keys;

@@ -3,21 +3,19 @@
 
 usage: terminal_test.py HALDEN_HOST
 """
-import concurrent.futures
 import os
 import pathlib
 import re
-import shutil
 import signal
 import subprocess
 import sys
 import tempfile
 import time
+import unittest
 
-SILENT = "sim:silent,com=5"
+HOST = sys.argv.pop(1)
 MONITOR = '"$H" monitor --device sim:com=5 --registry "$D/monitor.reg"'
 PATIENCE = 120  # seconds, on a machine that does other things too
-SKIPPED = 77
 PLAIN, BOLD, DIM, UNDERLINE, REVERSE = ("\x1b[%dm" % style for style in (0, 1, 2, 4, 7))
 GREEN_ON_BLACK = "\x1b[92m\x1b[40m"
 
@@ -25,11 +23,12 @@ GREEN_ON_BLACK = "\x1b[92m\x1b[40m"
 class Terminal:
     """A terminal of its own, 80 by 24, in which a shell runs."""
 
-    def __init__(self, folder, shell, language="C.UTF-8"):
-        self.folder = tempfile.mkdtemp(dir=folder)
-        environment = dict(os.environ, LC_ALL=language, TERM="xterm-256color", H=sys.argv[1], D=self.folder)
+    def __init__(self, test, shell, language="C.UTF-8"):
+        self.folder = test.enterContext(tempfile.TemporaryDirectory())
+        environment = dict(os.environ, LC_ALL=language, TERM="xterm-256color", H=HOST, D=self.folder)
         environment.pop("TMUX", None)
         self.tmux("new-session", "-d", "-x", "80", "-y", "24", "bash", "--norc", "--noprofile", *shell, env=environment)
+        test.addCleanup(self.tmux, "kill-server")
 
     def tmux(self, *arguments, env=None):
         command = ["tmux", "-u", "-S", f"{self.folder}/tmux", "-f", os.devnull, *arguments]
@@ -67,83 +66,61 @@ def run(command):
                   '[ "$was" = "$(stty -g)" ] && echo "modes as before"; exec cat']
 
 
-def port_dialog_in_russian_beside_redirected_output(folder):
-    devices = f"--device {SILENT} --device sim:busy --device sim:silent,com=32767 --device sim:busy"
-    record = f'"$H" record {devices} --registry "$D/reg" --seconds 0.1 --csv - >"$D/csv"'
-    terminal = Terminal(folder, run(record), "ru_RU.UTF-8")
-    terminal.see("Выбор COM-порта", ">COM5      115200,N,8,1", "Каналы: [1 ", "Частота (Гц): [1 ", "[   Отмена   ]")
-    terminal.press("M-ч", "x", "y", "z", "Enter")
-    terminal.see('The "Rate" value must be positive number!')
-    terminal.press("Escape")
-    terminal.see(f"[x{REVERSE}yz{PLAIN}", gone="must be")
-    terminal.press("BSpace", "BSpace", "7", ",", "5", "M-С")
-    terminal.see("Свойства COM5 ", "Скорость (бит/с): [115200 ", "Чётность: [Нет")
-    terminal.press("Home", "-", "Enter")
-    terminal.see("от 1 до 12000000")
-    terminal.press("Escape")
-    terminal.see(f"{REVERSE}-115200{PLAIN}", gone="от 1 до")
-    terminal.press("38400", "Tab", "Tab", "ч", "Enter")
-    terminal.see(">COM5      38400,E,8,1", " Свойства COM5...  ", gone="Скорость")
-    terminal.tmux("resize-window", "-x", "36", "-y", "17")
-    terminal.press("Tab", "End", "M-к", "F4", "NPage")
-    terminal.see("│ 5             ▴ │", f"│{REVERSE}>9   ", "│ 12            ▾ │", "│ COM32767  11│", "[7,5           ▾]",
-                 f"{DIM}[   ", f"{UNDERLINE}К", f"{BOLD}[     OK     ]")
-    terminal.press("Enter", "BTab", "Up", "Enter")
-    terminal.see_given_back(0)
-    assert pathlib.Path(terminal.folder, "csv").read_text().count("Column") == 9
+class TerminalTest(unittest.TestCase):
+    def test_port_dialog_in_russian_beside_redirected_output(self):
+        devices = "--device sim:silent,com=5 --device sim:busy --device sim:silent,com=32767 --device sim:busy"
+        record = f'"$H" record {devices} --registry "$D/reg" --seconds 0.1 --csv - >"$D/csv"'
+        terminal = Terminal(self, run(record), "ru_RU.UTF-8")
+        terminal.see("Выбор COM-порта", ">COM5      115200,N,8,1", "Каналы: [1 ", "Частота (Гц): [1 ", "[   Отмена   ]")
+        terminal.press("M-ч", "x", "y", "z", "Enter")
+        terminal.see('The "Rate" value must be positive number!')
+        terminal.press("Escape")
+        terminal.see(f"[x{REVERSE}yz{PLAIN}", gone="must be")
+        terminal.press("BSpace", "BSpace", "7", ",", "5", "M-С")
+        terminal.see("Свойства COM5 ", "Скорость (бит/с): [115200 ", "Чётность: [Нет")
+        terminal.press("Home", "-", "Enter")
+        terminal.see("от 1 до 12000000")
+        terminal.press("Escape")
+        terminal.see(f"{REVERSE}-115200{PLAIN}", gone="от 1 до")
+        terminal.press("38400", "Tab", "Tab", "ч", "Enter")
+        terminal.see(">COM5      38400,E,8,1", " Свойства COM5...  ", gone="Скорость")
+        terminal.tmux("resize-window", "-x", "36", "-y", "17")
+        terminal.press("Tab", "End", "M-к", "F4", "NPage")
+        terminal.see("│ 5             ▴ │", f"│{REVERSE}>9   ", "│ 12            ▾ │", "│ COM32767  11│",
+                     "[7,5           ▾]", f"{DIM}[   ", f"{UNDERLINE}К", f"{BOLD}[     OK     ]")
+        terminal.press("Enter", "BTab", "Up", "Enter")
+        terminal.see_given_back(0)
+        assert pathlib.Path(terminal.folder, "csv").read_text().count("Column") == 9
+
+    def test_monitor_in_russian_stopped_and_continued(self):
+        terminal = Terminal(self, ["-i"])
+        terminal.press("LC_ALL=ru_RU.UTF-8 " + MONITOR, "Enter")
+        screen = terminal.see("─ Настройки Halden-Text (v3.2.2) ─", "Port: COM5", "FT232R  SIM", " Закрыть ",
+                              GREEN_ON_BLACK)
+        terminal.see("FT232R", gone=re.search(r"│  -?\d.*?  ", screen)[0])
+        terminal.press("C-z")
+        terminal.see("Stopped", gone="Port: COM5")
+        assert terminal.ask("alternate_on") == "0"
+        terminal.press("fg", "Enter")
+        terminal.see("Port: COM5", gone="Stopped")
+        terminal.press("Escape")
+        terminal.see("$", gone="Port: COM5")
+
+    def test_signals_while_shown(self):
+        for number in [signal.SIGINT, signal.SIGTERM, signal.SIGHUP, signal.SIGQUIT, signal.SIGSEGV]:
+            with self.subTest(number):
+                terminal = Terminal(self, run(MONITOR))
+                terminal.see("─ Halden-Text Setup (v3.2.2) ─", " Close ")
+                os.kill(terminal.program(), number)
+                terminal.see_given_back(128 + number)
+
+    def test_live_values_and_progress_stay_in_their_lines(self):
+        host = '"$H" {} --device sim:com=5,columns=2 --registry "$D/reg" --seconds 1.5'
+        terminal = Terminal(self, run(host.format("watch") + " && " + host.format("record")))
+        terminal.see_given_back(0)
+        screen = terminal.tmux("capture-pane", "-p")
+        for once in ["Column1 .*\\d", "lines a second", " frames, ", "frames in"]:
+            assert len(re.findall(once, screen)) == 1, screen
 
 
-def monitor_in_russian_stopped_and_continued(folder):
-    terminal = Terminal(folder, ["-i"])
-    terminal.press("LC_ALL=ru_RU.UTF-8 " + MONITOR, "Enter")
-    screen = terminal.see("─ Настройки Halden-Text (v3.2.2) ─", "Port: COM5", "FT232R  SIM", " Закрыть ", GREEN_ON_BLACK)
-    terminal.see("FT232R", gone=re.search(r"│  -?\d.*?  ", screen)[0])
-    terminal.press("C-z")
-    terminal.see("Stopped", gone="Port: COM5")
-    assert terminal.ask("alternate_on") == "0"
-    terminal.press("fg", "Enter")
-    terminal.see("Port: COM5", gone="Stopped")
-    terminal.press("Escape")
-    terminal.see("$", gone="Port: COM5")
-
-
-def signal_while_shown(folder, number):
-    terminal = Terminal(folder, run(MONITOR))
-    terminal.see("─ Halden-Text Setup (v3.2.2) ─", " Close ")
-    os.kill(terminal.program(), number)
-    terminal.see_given_back(128 + number)
-
-
-def live_values_and_progress_stay_in_their_lines(folder):
-    host = '"$H" {} --device sim:com=5,columns=2 --registry "$D/reg" --seconds 1.5'
-    terminal = Terminal(folder, run(host.format("watch") + " && " + host.format("record")))
-    terminal.see_given_back(0)
-    screen = terminal.tmux("capture-pane", "-p")
-    for once in ["Column1 .*\\d", "lines a second", " frames, ", "frames in"]:
-        assert len(re.findall(once, screen)) == 1, screen
-
-
-def no_terminal(folder):
-    command = [sys.argv[1], "watch", "--device", SILENT, "--device", "sim:busy", "--registry", f"{folder}/reg", "--quiet"]
-    done = subprocess.run(command, start_new_session=True, stdin=subprocess.DEVNULL, capture_output=True, check=False)
-    assert done.returncode == 1 and b"no lines of numbers came; device 1: SIM2: held by" in done.stderr, done
-    assert b"\x1b" not in done.stdout + done.stderr, done
-
-
-CASES = [(port_dialog_in_russian_beside_redirected_output,), (monitor_in_russian_stopped_and_continued,),
-         (live_values_and_progress_stay_in_their_lines,), (no_terminal,)]
-CASES += [(signal_while_shown, getattr(signal, "SIG" + name)) for name in ["INT", "TERM", "HUP", "QUIT", "SEGV"]]
-
-
-def main():
-    with tempfile.TemporaryDirectory() as folder, concurrent.futures.ThreadPoolExecutor(len(CASES)) as pool:
-        running = [(case, arguments, pool.submit(case, folder, *arguments)) for case, *arguments in CASES]
-        failures = [f"{case.__name__} {arguments}: {failure}" for case, arguments, run_of_it in running
-                    if (failure := run_of_it.exception())]
-        for socket in [f"{folder}/{name}/tmux" for name in os.listdir(folder)]:
-            subprocess.run(["tmux", "-S", socket, "kill-server"], check=False, capture_output=True)
-    print(*failures, f"{len(CASES) - len(failures)} of {len(CASES)} passed", sep="\n")
-    return bool(failures)
-
-
-sys.exit(main() if shutil.which("tmux") else SKIPPED)
+unittest.main(verbosity=0)

@@ -30,21 +30,19 @@ struct OpenDevice {
 };
 
 TEST(TtyLine, TurnsEachFormatIntoFlagsAndBack) {
-  const std::pair<Dcb, unsigned> cases[] = {
-      {{.BaudRate = 1, .ByteSize = 7, .Parity = 2, .StopBits = 2}, CS7 | PARENB | CSTOPB},
-      {{.BaudRate = 1, .ByteSize = 7, .Parity = 1}, CS7 | PARENB | PARODD},
-      {{.BaudRate = 1, .ByteSize = 8, .Parity = 3}, CS8 | PARENB | CMSPAR | PARODD},
-      {{.BaudRate = 1, .ByteSize = 8, .Parity = 4, .StopBits = 2}, CS8 | PARENB | CMSPAR | CSTOPB}};
-  for (const auto& [line, flags] : cases) {
-    termios2 settings{};
-    settings.c_cflag = ~0u;
-    settings.c_ospeed = 1;
-    EXPECT_TRUE(PutFormat(line.ByteSize, line.StopBits, line.Parity, &settings));
-    EXPECT_EQ(settings.c_cflag, ~(CSIZE | CSTOPB | PARENB | PARODD | CMSPAR) | flags);
-    Dcb back;
-    EXPECT_TRUE(LineOf(settings, &back));
-    EXPECT_EQ(back, line);
-  }
+  constexpr unsigned kParity[] = {0, PARENB | PARODD, PARENB, PARENB | CMSPAR | PARODD, PARENB | CMSPAR};
+  for (std::uint8_t parity = 0; parity < 5; ++parity)
+    for (const auto& [bits, stop, flags] :
+         {std::tuple{std::uint8_t{7}, std::uint8_t{2}, CS7 | CSTOPB}, {8, 0, CS8}}) {
+      termios2 settings{};
+      settings.c_cflag = ~0u;
+      settings.c_ospeed = 1;
+      EXPECT_TRUE(PutFormat(bits, stop, parity, &settings));
+      EXPECT_EQ(settings.c_cflag, ~(CSIZE | CSTOPB | PARENB | PARODD | CMSPAR) | flags | kParity[parity]);
+      Dcb back;
+      EXPECT_TRUE(LineOf(settings, &back));
+      EXPECT_EQ(back, (Dcb{.BaudRate = 1, .ByteSize = bits, .Parity = parity, .StopBits = stop}));
+    }
 }
 
 TEST(TtyDevice, SetsRateAndFormatAndPutsBackWhatItFound) {
