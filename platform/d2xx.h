@@ -26,9 +26,10 @@ struct FT_DEVICE_LIST_INFO_NODE {
 };
 static_assert(sizeof(FT_DEVICE_LIST_INFO_NODE) == 100);
 
-/// The device library. Every call answers FT_OK or a failure status, never throws and, apart from FT_Open,
-/// never blocks; after a failure the out-arguments mean nothing, and may have been left as they were. All
-/// calls come on the driver's one thread. A call with a handle that isn't open fails and does no harm.
+/// The device library. Every call answers FT_OK or a failure status, never throws and, but for FT_Open
+/// and an FT_Read of more than has come, never blocks; after a failure the out-arguments mean nothing, and
+/// may have been left as they were. All calls come on the driver's one thread. A call with a handle that
+/// isn't open fails and does no harm.
 class D2xx {
  public:
   virtual ~D2xx() = default;

@@ -46,9 +46,9 @@ class MadeUpSystem {
     Link("/no/such/" + driver, place + "/" + tty + "/driver");
     Link(*this / place + "/" + tty, "sys/bus/usb-serial/devices/" + tty);
   }
-  /// A chip of one port, behind which the pseudo-terminal is.
-  void Plug(const std::string& usb, const std::string& serial, const std::string& tty, const Pty& pty) const {
-    Plug(usb, "bcdDevice=0400 serial=" + serial, tty);
+  /// A chip of one port, behind which the pseudo-terminal is. Each time it has another number on its bus.
+  void Plug(const std::string& usb, const std::string& serial, const std::string& tty, const Pty& pty) {
+    Plug(usb, "bcdDevice=0400 busnum=1 devnum=" + std::to_string(++plugged_) + " serial=" + serial, tty);
     Link(pty.path(), "dev/" + tty);
   }
   void Unplug(const std::string& usb) const { fs::remove_all(*this / "usb/" + usb); }
@@ -74,6 +74,7 @@ class MadeUpSystem {
  private:
   ScratchDirectory directory_;
   std::string root_ = fs::canonical(directory_ / ".").string();
+  int plugged_ = 0;
 };
 
 /// The devices that the kernel lists below a root.
@@ -141,7 +142,7 @@ TEST(KernelDevice, IsListedByTtyAndInterfaceWithWhatItsAttributesSayAndWhoHasTak
 }
 
 TEST(KernelDevice, KeepsItsNumberAndItsPortsConfigurationWhileItIsUnplugged) {
-  const MadeUpSystem system;
+  MadeUpSystem system;
   const Pty first, second;
   const std::string serial = "0123456789ABCDEF", usual = "38400,N,8,1\n", set = "250000,E,7,2\n";
   const std::string unknown = "COM2|FT232BM|||", known = "COM32767|FT232BM|" + serial + "||";
@@ -149,6 +150,10 @@ TEST(KernelDevice, KeepsItsNumberAndItsPortsConfigurationWhileItIsUnplugged) {
   const auto machine = system.Open();
   EXPECT_EQ(system.List(*machine), unknown + usual);
   system.Plug("1-2", serial, "ttyUSB32766", second);
+  D2xx& library = machine->platform().d2xx;
+  std::int32_t count = 0;
+  EXPECT_EQ(library.FT_ListDevices(&count, nullptr, FT_LIST_NUMBER_ONLY), FT_OK);
+  EXPECT_EQ(count, 2);
   EXPECT_EQ(system.List(*machine), unknown + usual + known + usual);
   CommConfig config;
   config.dcb = {.BaudRate = 250000, .ByteSize = 7, .Parity = 2, .StopBits = 2};
@@ -158,6 +163,12 @@ TEST(KernelDevice, KeepsItsNumberAndItsPortsConfigurationWhileItIsUnplugged) {
   EXPECT_EQ(system.List(*machine), unknown + set);
   system.Plug("1-2", serial, "ttyUSB32766", second);
   EXPECT_EQ(system.List(*machine), unknown + set + known + set);
+  system.Unplug("1-1");
+  system.Plug("1-4", "OTHER", "ttyUSB1", first);
+  FT_HANDLE handle = -1;
+  EXPECT_NE(library.FT_Open(0, &handle), FT_OK) << "another chip by the name of the one that was listed";
+  system.Unplug("1-4");
+  system.Plug("1-1", "", "ttyUSB1", first);
 
   system.Unplug("1-2");
   system.Plug("1-3", serial, "ttyUSB5", second);

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstring>
 #include <limits>
+#include <new>
 #include <utility>
 
 namespace halden {
@@ -86,7 +87,7 @@ std::int32_t DeviceLibrary::NewHandle() {
   return next_handle_++;
 }
 
-FT_STATUS DeviceLibrary::FT_CreateDeviceInfoList(std::int32_t* count) {
+FT_STATUS DeviceLibrary::FT_CreateDeviceInfoList(std::int32_t* count) try {
   if (find_new_) Add(find_new_());
   snapshot_.clear();
   for (std::size_t place = 0; place < slots_.size(); ++place) {
@@ -94,6 +95,8 @@ FT_STATUS DeviceLibrary::FT_CreateDeviceInfoList(std::int32_t* count) {
   }
   *count = static_cast<std::int32_t>(snapshot_.size());
   return FT_OK;
+} catch (const std::bad_alloc&) {
+  return kDeviceFailed;
 }
 
 FT_STATUS DeviceLibrary::FT_GetDeviceInfoList(FT_DEVICE_LIST_INFO_NODE* nodes, std::int32_t* count) {
@@ -103,14 +106,17 @@ FT_STATUS DeviceLibrary::FT_GetDeviceInfoList(FT_DEVICE_LIST_INFO_NODE* nodes, s
   return FT_OK;
 }
 
-FT_STATUS DeviceLibrary::FT_ListDevices(std::int32_t* number, void*, std::uint32_t flags) {
+FT_STATUS DeviceLibrary::FT_ListDevices(std::int32_t* number, void*, std::uint32_t flags) try {
   if (flags != FT_LIST_NUMBER_ONLY) return kDeviceFailed;
+  if (find_new_) Add(find_new_());
   *number = static_cast<std::int32_t>(
       std::count_if(slots_.begin(), slots_.end(), [](const Slot& slot) { return slot.device->Present(); }));
   return FT_OK;
+} catch (const std::bad_alloc&) {
+  return kDeviceFailed;
 }
 
-FT_STATUS DeviceLibrary::FT_Open(std::int32_t index, FT_HANDLE* handle) {
+FT_STATUS DeviceLibrary::FT_Open(std::int32_t index, FT_HANDLE* handle) try {
   if (index < 0 || static_cast<std::size_t>(index) >= snapshot_.size()) return kDeviceFailed;
   Slot& slot = slots_[snapshot_[index]];
   if (slot.handle != -1) return kDeviceFailed;
@@ -119,6 +125,8 @@ FT_STATUS DeviceLibrary::FT_Open(std::int32_t index, FT_HANDLE* handle) {
   slot.handle = NewHandle();
   *handle = slot.handle;
   return FT_OK;
+} catch (const std::bad_alloc&) {
+  return kDeviceFailed;
 }
 
 FT_STATUS DeviceLibrary::FT_Close(FT_HANDLE handle) {
@@ -202,7 +210,7 @@ FT_STATUS DeviceLibrary::FT_Purge(FT_HANDLE handle, std::uint32_t mask) {
 
 DeviceLibrary::Slot* DeviceLibrary::FindPort(const std::string& name) {
   return Find([&](const Slot& slot) {
-    return slot.com != -1 && slot.device->Present() && name == "COM" + std::to_string(slot.com);
+    return slot.com != -1 && name == "COM" + std::to_string(slot.com) && slot.device->Present();
   });
 }
 
@@ -210,41 +218,52 @@ DeviceLibrary::Slot* DeviceLibrary::FindOpenPort(CommHandle port) {
   return port == -1 ? nullptr : Find([&](const Slot& slot) { return slot.port_handle == port; });
 }
 
-bool DeviceLibrary::GetDefaultCommConfigA(const std::string& name, void* config, std::uint32_t* size) {
+bool DeviceLibrary::GetDefaultCommConfigA(const std::string& name, void* config, std::uint32_t* size) try {
   Slot* slot = FindPort(name);
   Dcb line;
   return slot && slot->device->GetDefaultLine(&line) && Export(line, config, size);
+} catch (const std::bad_alloc&) {
+  return false;
 }
 
-bool DeviceLibrary::SetDefaultCommConfigA(const std::string& name, const void* config, std::uint32_t size) {
+bool DeviceLibrary::SetDefaultCommConfigA(const std::string& name, const void* config,
+                                          std::uint32_t size) try {
   Slot* slot = FindPort(name);
   CommConfig full;
   if (slot == nullptr || size < sizeof full) return false;
   std::memcpy(&full, config, sizeof full);
   return slot->device->SetDefaultLine(full.dcb);
+} catch (const std::bad_alloc&) {
+  return false;
 }
 
-bool DeviceLibrary::CommConfigDialogA(const std::string& name, std::uintptr_t, CommConfig* config) {
+bool DeviceLibrary::CommConfigDialogA(const std::string& name, std::uintptr_t, CommConfig* config) try {
   if (FindPort(name) == nullptr || !line_dialog_) return false;
   Dcb line = config->dcb;
   if (!line_dialog_(name, &line)) return false;
   config->dcb = line;
   return true;
+} catch (const std::bad_alloc&) {
+  return false;
 }
 
-CommHandle DeviceLibrary::CreateFileA(const std::string& path) {
+CommHandle DeviceLibrary::CreateFileA(const std::string& path) try {
   static const std::string kNamespace = "\\\\.\\";
   if (!path.starts_with(kNamespace)) return -1;
   Slot* slot = FindPort(path.substr(kNamespace.size()));
   if (slot == nullptr || slot->port_handle != -1) return -1;
   slot->port_handle = NewHandle();
   return slot->port_handle;
+} catch (const std::bad_alloc&) {
+  return -1;
 }
 
-bool DeviceLibrary::GetCommConfig(CommHandle port, void* config, std::uint32_t* size) {
+bool DeviceLibrary::GetCommConfig(CommHandle port, void* config, std::uint32_t* size) try {
   Slot* slot = FindOpenPort(port);
   Dcb line;
   return slot && slot->device->GetPortLine(&line) && Export(line, config, size);
+} catch (const std::bad_alloc&) {
+  return false;
 }
 
 void DeviceLibrary::CloseHandle(CommHandle port) {

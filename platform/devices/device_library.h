@@ -17,7 +17,7 @@ namespace halden {
 ///
 /// Each device has the COM number that it would like. One that is missing or taken becomes the next free one
 /// from 256; wishes of all devices come first. Numbers don't change any more, so a device that comes back
-/// has its own again.
+/// has its own again. Without memory a call fails.
 class DeviceLibrary : public D2xx, public CommConfigApi {
  public:
   /// Lets the user change the line settings of a port, such as "COM5"; false if cancelled.
@@ -26,7 +26,7 @@ class DeviceLibrary : public D2xx, public CommConfigApi {
   /// Gives devices that have not been there before.
   using FindNew = std::function<std::vector<std::unique_ptr<Device>>()>;
 
-  /// `find_new`, if any, is asked at each snapshot; what it finds stands behind all others.
+  /// `find_new`, if any, is asked at each snapshot and count; what it finds stands behind all others.
   explicit DeviceLibrary(std::vector<std::unique_ptr<Device>> devices, FindNew find_new = nullptr);
 
   /// What CommConfigDialogA shows. As long as none is set, there is nothing to show.

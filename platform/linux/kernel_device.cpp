@@ -33,8 +33,14 @@ KernelDevice::KernelDevice(KernelPort port, const std::filesystem::path& root,
 }
 
 bool KernelDevice::Present() const {
-  const auto ports = ListKernelPorts(root_);
-  return std::find(ports.begin(), ports.end(), kernel_port_) != ports.end();
+  return PortNow().has_value();
+}
+
+std::optional<KernelPort> KernelDevice::PortNow() const {
+  auto ports = ListKernelPorts(root_);
+  const auto port = std::find(ports.begin(), ports.end(), kernel_port_);
+  if (port == ports.end()) return std::nullopt;
+  return std::move(*port);
 }
 
 FT_STATUS KernelDevice::Open() {
@@ -47,10 +53,12 @@ std::string KernelDevice::OpenFailure() const {
 }
 
 std::string KernelDevice::WhyNotServed() const {
-  if (!kernel_port_.tty.empty()) return "";
   const std::string place = "USB device " + kernel_port_.usb;
+  const auto port = PortNow();
+  if (!port) return place + ": has gone";
+  if (!kernel_port_.tty.empty()) return "";
   if (kernel_port_.driver == "usbfs")
-    return place + ": claimed by another program" + HolderText(kernel_port_.usb_file, root_);
+    return place + ": claimed by another program" + HolderText(port->usb_file, root_);
   if (kernel_port_.driver.empty()) return place + ": the kernel's driver ftdi_sio doesn't serve it";
   return place + ": claimed by the kernel's driver " + kernel_port_.driver;
 }

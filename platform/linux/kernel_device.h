@@ -28,6 +28,8 @@ class KernelDevice : public TtyDevice {
   bool SetDefaultLine(const Dcb& line) override;
 
  private:
+  /// As it is listed now; nothing while it is unplugged.
+  std::optional<KernelPort> PortNow() const;
   std::string WhyNotServed() const;
 
   const KernelPort kernel_port_;

@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <filesystem>
 #include <string>
+#include <tuple>
 #include <vector>
 
 namespace halden {
@@ -21,7 +22,14 @@ struct KernelPort {
   std::filesystem::path latency_timer;  ///< the kernel's file of milliseconds
   std::filesystem::path usb_file;       ///< what a program opens that takes the device for itself
 
-  bool operator==(const KernelPort&) const = default;
+  /// Whether it is the same device at the same place: a usb_file is another one at each plugging in.
+  bool operator==(const KernelPort& other) const {
+    const auto key = [](const KernelPort& port) {
+      return std::tie(port.tty, port.driver, port.usb, port.interface, port.type, port.id, port.serial,
+                      port.description);
+    };
+    return key(*this) == key(other);
+  }
 };
 
 /// The FTDI ports that are plugged in now, by the number of their tty, ports of one chip together and by

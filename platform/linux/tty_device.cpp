@@ -85,6 +85,9 @@ std::string TtyDevice::TryOpen() {
   } catch (const std::system_error& error) {
     line->PutBack();
     return error.code().message();
+  } catch (...) {
+    line->PutBack();
+    throw;
   }
   file_ = std::move(file);
   line_ = std::move(line);
