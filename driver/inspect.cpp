@@ -5,17 +5,15 @@
 #include "link/cFTDI.h"
 #include "link/port_table.h"
 #include "model/Halden_Text.h"
+#include "platform/hex_text.h"
 #include "settings/driver_settings.h"
 
 namespace halden {
 namespace {
 
-constexpr char kRateValue[] = "RateFixed";
-
 void DescribePort(Platform& platform, std::int32_t number, ListedDevice& device) {
   tPortInfo row;
-  row.Name = "COM" + std::to_string(number);
-  row.DevicePath = R"(\\.\)" + row.Name;
+  NamePort(row, number);
   device.line_is_fallback = !GetPortConfig(platform.comm_config, row);
   device.com_name = row.Name;
   device.line = row.ConfigText;
@@ -36,9 +34,8 @@ std::string ErrorOf(cRegistry& registry) {
 std::string Hexadecimal(const ByteArray& bytes) {
   std::string text;
   for (const std::uint8_t byte : bytes) {
-    constexpr char kDigits[] = "0123456789abcdef";
     if (!text.empty()) text += ' ';
-    text += {kDigits[byte >> 4], kDigits[byte & 15]};
+    text += HexText(byte, 2);
   }
   return text;
 }
@@ -46,7 +43,7 @@ std::string Hexadecimal(const ByteArray& bytes) {
 /// The rate is kept as a number that has its bits, everything else as what it is.
 std::string TextOf(Platform& platform, cRegistry& registry, const std::string& name) {
   float rate = 0;
-  if (name == kRateValue && registry.ReadSingle(HKEY_CURRENT_USER, SettingsKey(), name, rate)) {
+  if (name == DriverSettings::kRate && registry.ReadSingle(HKEY_CURRENT_USER, SettingsKey(), name, rate)) {
     return platform.number_rules.NumberToText(rate, 7);
   }
   AnyValue value;

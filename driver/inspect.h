@@ -5,6 +5,8 @@
 
 #include "platform/platform.h"
 
+// A look at what a driver finds and remembers, without one. All of it may throw std::bad_alloc.
+
 namespace halden {
 
 /// A device of the device list; its place there is its place in the vector. Texts are UTF-8.

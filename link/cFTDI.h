@@ -11,8 +11,7 @@
 namespace halden {
 
 /// The one place that calls the device library: a snapshot of the device list, taken when the object is made,
-/// and at most one open device. Failures are return values; nothing is thrown but for lack of memory in the
-/// constructor and in RefreshList.
+/// and at most one open device. Failures are return values; nothing is thrown but std::bad_alloc.
 class cFTDI {
  public:
   /// Takes the snapshot of the device list.
@@ -30,7 +29,7 @@ class cFTDI {
   std::string DeviceSerialNumber() const;
   std::string DeviceDescription() const;
 
-  /// Takes a new snapshot. 0 on failure, with the list empty.
+  /// Takes a new snapshot and gives its devices, at most 32767. 0 on failure, with the list empty.
   std::int32_t RefreshList();
   std::int32_t ListCount() const { return DeviceTotal; }
   std::uint32_t ListID(std::int32_t ListIndex) const;
@@ -59,6 +58,7 @@ class cFTDI {
   std::int32_t ComPortNumber();        ///< 0 when closed or on failure; -1: the device has none
   void SetDTR(bool on);
   void SetRTS(bool on);
+  /// 0 to 255; false, without a call, for others.
   bool SetLatency(std::int32_t milliseconds);
 
   std::int32_t RxQueueCount();  ///< bytes waiting; 0 when closed, -1 on failure
@@ -66,7 +66,7 @@ class cFTDI {
   /// Waits until `count` bytes can be read, and serves the message queue meanwhile. False once more than
   /// `timeout` milliseconds have passed.
   bool WaitForRx(std::int16_t count, std::int32_t timeout);
-  /// Waits until at most `count` bytes are not yet sent, without serving the message queue.
+  /// Waits until at most `count` bytes are not yet sent, without serving the message queue. False as above.
   bool WaitForTxDrain(std::int16_t count, std::int32_t timeout);
 
  private:

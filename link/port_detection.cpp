@@ -24,12 +24,6 @@ float LinesPerSecond(std::int32_t baud, double line_length) {
   return static_cast<float>(std::trunc(baud / kBitsPerByte / line_length));
 }
 
-std::int16_t PortNumber(std::int32_t number) {
-  using Limits = std::numeric_limits<std::int16_t>;
-  const bool fits = number >= Limits::min() && number <= Limits::max();
-  return fits ? static_cast<std::int16_t>(number) : std::int16_t{0};
-}
-
 /// The configured line rate; one beyond 32 bits with a sign is none that a chip has.
 std::int32_t RateOf(const tPortInfo& row) {
   constexpr std::uint32_t kMost = std::numeric_limits<std::int32_t>::max();
@@ -165,9 +159,7 @@ bool PortDetection::SetUpPort(std::int16_t index) {
   if (index < 0 || index >= store_.PortCount) return false;
   cFTDI& device = *device_.FTDI;
   tPortInfo& row = store_.PortTable[index];
-  row.Number = PortNumber(device.ComPortNumber());
-  row.Name = "COM" + std::to_string(row.Number);
-  row.DevicePath = "\\\\.\\" + row.Name;
+  NamePort(row, device.ComPortNumber());
   if (GetPortConfig(comm_config_, row)) {
     const Dcb& line = row.Config.dcb;
     device.SetLine(RateOf(row), line.ByteSize, line.Parity, line.StopBits);

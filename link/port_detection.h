@@ -41,8 +41,7 @@ class DeviceSource : public ByteSource {
 };
 
 /// Finds the device, opens it and closes it. Nothing is ever written to a device: it only gets DTR and RTS
-/// raised. All but ClosePort need a loaded form; all may throw std::bad_alloc, with the port then to be
-/// closed.
+/// raised. All but ClosePort need a loaded form and may throw std::bad_alloc; the port is then to be closed.
 class PortDetection {
  public:
   PortDetection(Store& store, CommConfigApi& comm_config, Clock& clock, DeviceSource& device,

@@ -9,24 +9,28 @@ namespace halden {
 
 namespace {
 
-/// Room for a configuration of the size that the system asks for. A provider may want more than a row holds;
-/// what is beyond that is dropped here, because the line settings stand at the front.
+/// A configuration, with room for one of the size that the system asks for. A provider may want more than a
+/// row holds; what is beyond that is dropped here, because the line settings stand at the front.
 class ConfigRoom {
  public:
+  explicit ConfigRoom(const CommConfig& config) { std::memcpy(block_.data(), &config, sizeof config); }
+  /// The size that the system asks for.
   void Ask(CommConfigApi& system, const std::string& name) {
-    system.GetDefaultCommConfigA(name, block_.data(), &size_);
+    system.GetDefaultCommConfigA(name, data(), size());
     if (size_ == 0) size_ = sizeof(CommConfig);
-    if (size_ > kMost) size_ = kMost;
-    if (size_ > block_.size()) block_.resize(size_);
   }
   void* data() { return block_.data(); }
-  std::uint32_t* size() { return &size_; }
+  /// What the next call is given: the one before may have asked for more than there is.
+  std::uint32_t* size() {
+    size_ = std::min(size_, kMost);
+    return &size_;
+  }
   void CopyTo(CommConfig& config) const { std::memcpy(&config, block_.data(), sizeof config); }
 
  private:
   static constexpr std::uint32_t kMost = 65536;
   std::uint32_t size_ = 0;
-  std::vector<std::uint8_t> block_ = std::vector<std::uint8_t>(sizeof(CommConfig));
+  std::vector<std::uint8_t> block_ = std::vector<std::uint8_t>(kMost);
 };
 
 bool AskPort(CommConfigApi& system, tPortInfo& row, ConfigRoom& room) {
@@ -40,11 +44,20 @@ bool AskPort(CommConfigApi& system, tPortInfo& row, ConfigRoom& room) {
 
 }  // namespace
 
+void NamePort(tPortInfo& row, std::int32_t number) {
+  row.Number = static_cast<std::int16_t>(number);
+  if (row.Number != number) row.Number = 0;
+  row.Name = "COM" + std::to_string(row.Number);
+  row.DevicePath = R"(\\.\)" + row.Name;
+}
+
 bool GetPortConfig(CommConfigApi& system, tPortInfo& row) {
-  ConfigRoom room;
+  ConfigRoom room(row.Config);
   room.Ask(system, row.Name);
-  if (system.GetDefaultCommConfigA(row.Name, room.data(), room.size()) || AskPort(system, row, room)) {
-    room.CopyTo(row.Config);
+  const bool known =
+      system.GetDefaultCommConfigA(row.Name, room.data(), room.size()) || AskPort(system, row, room);
+  room.CopyTo(row.Config);
+  if (known) {
     FormatPortConfig(row);
     return true;
   }

@@ -7,6 +7,9 @@
 
 namespace halden {
 
+/// Gives a row the COM number and the names that follow from it. A number beyond 16 bits is none, which is 0.
+void NamePort(tPortInfo& row, std::int32_t number);
+
 /// Fills a row's Config and ConfigText with what the operating system has for the port of this Name: its
 /// stored default, else what the port itself says under DevicePath. False: neither could be had, and the row
 /// holds 9600,N,8,1.

@@ -145,8 +145,16 @@ class FaultyCommConfig : public FaultySeam<CommConfigApi> {
               name, config, size)
   HALDEN_PASS(bool, CommConfigDialogA, (const std::string& name, std::uintptr_t owner, CommConfig* config),
               name, owner, config)
-  HALDEN_PASS(bool, GetCommConfig, (CommHandle port, void* config, std::uint32_t* size), port, config, size)
 
+  /// This provider has data of its own behind, as much as there is said to be room for.
+  bool GetCommConfig(CommHandle port, void* config, std::uint32_t* size) override {
+    const auto get = [&, room = *size] {
+      const bool known = behind_.GetCommConfig(port, config, size);
+      if (known) std::memset(static_cast<char*>(config) + *size, '~', room - *size);
+      return known;
+    };
+    return faults_.Pass("GetCommConfig", get, port, config, size);
+  }
   CommHandle CreateFileA(const std::string& path) override {
     CommHandle handle = -1;
     faults_.Pass("CreateFileA", [&] { return (handle = behind_.CreateFileA(path)) != -1; });

@@ -23,7 +23,7 @@ struct DeviceIdentity {
 };
 
 /// One device behind the stand-in of the device library. Calls answer as their namesakes in D2xx do, without
-/// the handle: everything from SetBaudRate to GetStatus comes only between a successful Open and Close.
+/// the handle: everything from SetBaudRate to Purge comes only between a successful Open and Close.
 class Device {
  public:
   virtual ~Device() = default;
