@@ -12,13 +12,7 @@ struct Apartment::Parts final : DriverServices {
   explicit Parts(Platform& with)
       : platform(with), settings(store, with.registry, with.texts), form(store, with, settings) {}
 
-  /// Without memory for it the driver works and remembers nothing.
-  void InitSettingsKey(const std::string& name) noexcept override {
-    try {
-      settings.InitSettingsKey(name);
-    } catch (...) {
-    }
-  }
+  void InitSettingsKey(const std::string& name) override { settings.InitSettingsKey(name); }
   void LoadForm() noexcept override { form.Form_Load(); }
   void UnloadForm() noexcept override { form.Form_Unload(); }
   bool DetectPort() noexcept override { return form.DetectPort(); }

@@ -11,6 +11,7 @@ namespace halden {
 /// calls it and destroys it. The platform must outlive it, and it must outlive its objects.
 class Apartment {
  public:
+  /// Throws std::bad_alloc.
   explicit Apartment(Platform& platform);
   ~Apartment();
 

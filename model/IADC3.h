@@ -84,7 +84,8 @@ class IADC3 {
   /// The codes of the channel table from the last parsed values: those that a frame stored now would hold.
   virtual std::vector<std::int16_t> GetKadr() noexcept = 0;
   /// Starts storing a frame for each line. Discards frames that still wait. False: Busy already, and nothing
-  /// changes; or LastError says why. May be called before Test: no frame then comes until a detection.
+  /// changes; or LastError says why, and those frames go on waiting. May be called before Test: no frame then
+  /// comes until a detection.
   virtual bool StartRecord() noexcept = 0;
   /// Stops storing and holds the thread for 50 ms. Frames stay readable until the next StartRecord.
   virtual void StopRecord() noexcept = 0;

@@ -4,13 +4,13 @@
 
 namespace halden {
 
-/// What a driver object needs of the parts above the store. Nothing here throws.
+/// What a driver object needs of the parts above the store. Only InitSettingsKey throws.
 class DriverServices {
  public:
   virtual ~DriverServices() = default;
 
-  /// Fixes the settings key by the driver's name, makes it and labels it.
-  virtual void InitSettingsKey(const std::string& name) noexcept = 0;
+  /// Fixes the settings key by the driver's name, makes it and labels it. Throws std::bad_alloc.
+  virtual void InitSettingsKey(const std::string& name) = 0;
   /// Loads the form that owns device, buffer and timer. Nothing is shown and no device touched.
   virtual void LoadForm() noexcept = 0;
   /// Closes the port, saves the settings and takes the form down.

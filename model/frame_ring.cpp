@@ -100,7 +100,6 @@ void KadrWriter::Begin() {
   positions_.resize(state.InputCountChannels);
   for (std::size_t i = 0; i < positions_.size(); ++i)
     positions_[i] = ConversionOf(store_, ChannelAt(store_, static_cast<std::int32_t>(i)));
-  if (state.AllocChannels != state.InputCountChannels) return;
   room_ = state.AllocKadrs - CountKadrs(store_);
   const std::size_t width = state.AllocChannels;
   next_ = state.Kadrs.get() + state.WriteIndex * width;
@@ -146,7 +145,7 @@ KadrTable InputData(Store& store) {
 
 std::int32_t GetData(Store& store, std::int16_t* Data, std::int32_t& DataSize, std::int32_t& InputCountData) {
   tInputState& state = store.InputState;
-  const std::int32_t room = Data && state.InputCountChannels > 0 ? DataSize / state.InputCountChannels : 0;
+  const std::int32_t room = Data ? DataSize / state.InputCountChannels : 0;
   const std::int32_t frames = std::clamp(room, 0, FramesWaiting(state));
   if (frames > 0) TakeFrames(state, frames, Data);
   DataSize = frames * state.InputCountChannels;

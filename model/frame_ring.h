@@ -36,8 +36,7 @@ class KadrWriter {
   /// Begins a pass, in which frames are stored if the driver is Busy. Throws std::bad_alloc.
   void Begin();
   /// Stores one frame from the last parsed values. A full ring loses the new frame and keeps the old ones.
-  /// Does nothing outside such a pass, without storage, or with storage of another width than the channel
-  /// table's.
+  /// Does nothing outside such a pass or without storage.
   void AddBufferKadr() {
     if (added_ == room_) return;
     ++added_;
@@ -60,15 +59,14 @@ class KadrWriter {
 };
 
 /// Takes a new channel table and sizes the buffer; nothing while Busy. Frames that wait are dropped if the
-/// table differs from the one they were stored under. A table of more than 32767 entries is ignored.
+/// table changes. A table of more than 32767 entries is ignored.
 void SetInputChannels(Store& store, const std::vector<std::int16_t>& ChTable);
 
 /// Takes all waiting frames behind a row 0 that holds the channel table. Throws std::bad_alloc with nothing
 /// taken.
 KadrTable InputData(Store& store);
 
-/// Takes whole frames, at most DataSize codes, to Data. See IADC3::GetData. Data may be null only if it is to
-/// receive nothing; a null Data delivers nothing.
+/// Takes whole frames, at most DataSize codes, to Data. See IADC3::GetData. A null Data takes nothing.
 std::int32_t GetData(Store& store, std::int16_t* Data, std::int32_t& DataSize, std::int32_t& InputCountData);
 
 /// Codes of `frames` frames of the channel table's width, saturated.

@@ -28,8 +28,8 @@ struct FreeMemory {
 
 /// What the host has asked for, the rate pair and the ring of frames.
 struct tInputState {
-  std::vector<std::int16_t>
-      InputChannels;                    ///< position in a frame to channel number; may name none that exists
+  /// Position in a frame to channel number; may name none that exists.
+  std::vector<std::int16_t> InputChannels;
   std::int16_t InputCountChannels = 0;  ///< codes in a frame
   float RateMax = 0;                    ///< frames per second
   float Rate = 0;                       ///< frames per second

@@ -31,8 +31,8 @@ inline std::int16_t RoundToCode(double product) {
 }
 
 /// (Value - Offset) * Scale as a code, without rounding between the two steps.
-inline std::int16_t ScaleToCode(float Value, float Scale, float Offset) {
-  return RoundToCode((static_cast<double>(Value) - Offset) * Scale);
+inline std::int16_t ScaleToCode(float Value, double Scale, double Offset) {
+  return RoundToCode((Value - Offset) * Scale);
 }
 
 /// How a channel's value becomes a code: ScaleToCode by these, which are floats' values.
@@ -42,7 +42,7 @@ struct Conversion {
   double offset = 0;
 
   std::int16_t CodeOf(const float* values) const {
-    return channel < 0 ? std::int16_t{0} : RoundToCode((values[channel] - offset) * scale);
+    return channel < 0 ? std::int16_t{0} : ScaleToCode(values[channel], scale, offset);
   }
 };
 
@@ -64,7 +64,7 @@ std::vector<std::int16_t> GetKadr(const Store& store);
 /// Chooses a channel's row, clamped into the table; nothing for a channel that doesn't exist.
 void SetChannelRange(Store& store, std::int16_t Index, std::int16_t RangeIndex);
 
-/// The row of a channel, or nothing (-1) for a channel that doesn't exist.
+/// The row of a channel; -1 for one that doesn't exist.
 std::int16_t RowOfChannel(const Store& store, std::int16_t Index);
 
 }  // namespace halden

@@ -73,7 +73,8 @@ struct RegKeyInfo {
 /// The registry: trees of keys under fixed roots, values with a type, names that match without regard to case
 /// and keep the case in which they were made. Names and string data are bytes of the system's ANSI code page.
 /// Every call answers a Win32 result, 0 for success, and never throws; on failure the out-arguments are
-/// unchanged unless said otherwise. Paths are separated by "\" and start without one. Roots are always open.
+/// unchanged unless said otherwise. Paths are separated by "\" and start without one; one that is malformed
+/// or too deep, or has a name of more than 255 characters, is ERROR_BAD_PATHNAME. Roots are always open.
 class RegistryApi {
  public:
   virtual ~RegistryApi() = default;
@@ -87,12 +88,14 @@ class RegistryApi {
                                        HKEY* key) = 0;
   virtual std::int32_t RegCloseKey(HKEY key) = 0;
 
-  /// Reads a value; an empty name is the key's default value. `type` and `data` may be null. *size is the
+  /// Reads a value; an empty name is the key's default value. `type` and `data` may be null, `size` with
+  /// `data` only. *size is the
   /// room at `data` in bytes on entry, the size of the value on return, also on ERROR_MORE_DATA and when
   /// `data` is null. Needs KEY_QUERY_VALUE.
   virtual std::int32_t RegQueryValueExA(HKEY key, const std::string& name, std::uint32_t* type, void* data,
                                         std::uint32_t* size) = 0;
-  /// Stores `size` bytes as they are, whatever the type. Needs KEY_SET_VALUE.
+  /// Stores `size` bytes as they are, whatever the type, under a name of at most 16383 characters. Needs
+  /// KEY_SET_VALUE.
   virtual std::int32_t RegSetValueExA(HKEY key, const std::string& name, std::uint32_t type, const void* data,
                                       std::uint32_t size) = 0;
   /// Deletes a key that has no subkeys; with subkeys ERROR_ACCESS_DENIED. Calls on handles that are open on

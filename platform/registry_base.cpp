@@ -7,6 +7,7 @@ namespace halden {
 namespace {
 
 constexpr std::uint32_t kDeleteKey = 0x10000;
+constexpr std::size_t kLongestName = 16383;  // of a value
 /// Handles are multiples of four below the roots, as the system's are.
 constexpr HKEY kHandleStep = 4;
 constexpr HKEY kHandleMask = 0x7FFFFFFC;
@@ -151,7 +152,7 @@ std::int32_t RegistryBase::RegQueryValueExA(HKEY key, const std::string& name, s
 
 std::int32_t RegistryBase::RegSetValueExA(HKEY key, const std::string& name, std::uint32_t type,
                                           const void* data, std::uint32_t size) {
-  if (!data && size) return ERROR_INVALID_PARAMETER;
+  if ((!data && size) || Name(name).size() > kLongestName) return ERROR_INVALID_PARAMETER;
   return WithKey(key, KEY_SET_VALUE, true, [&](RegistryNode& node) {
     const std::string bytes(static_cast<const char*>(data), size);
     RegistryValue& value = node.Value(ansi_.ToUtf8(Name(name)));

@@ -105,10 +105,10 @@ bool cRegistry::WriteString(HKEY root, const std::string& key, const std::string
 bool cRegistry::ReadString(HKEY root, const std::string& key, const std::string& name, std::string& value) {
   if (!Open(root, key, KEY_QUERY_VALUE)) return false;
   data_size_ = 0;
-  const bool found = Record(api_.RegQueryValueExA(key_handle_, name, nullptr, nullptr, &data_size_));
+  bool found = Record(api_.RegQueryValueExA(key_handle_, name, nullptr, nullptr, &data_size_));
+  if (found && data_size_ > kMostData) found = Record(ERROR_MORE_DATA);
   if (found && data_size_ == 0) value.clear();
   if (found && data_size_ > 0) {
-    data_size_ = std::min(data_size_, kMostData);
     std::string buffer(std::size_t{data_size_} + 1, '\0');
     api_.RegQueryValueExA(key_handle_, name, nullptr, buffer.data(), &data_size_);
     value = StripNull(buffer);

@@ -15,7 +15,7 @@ using ByteArray = std::vector<std::uint8_t>;
 using AnyValue = std::variant<std::string, ByteArray, std::int32_t>;
 
 /// Typed access to the registry. A member opens a key, does one thing and closes it again. None throws or
-/// tells a failure but by its result; false leaves the system's code in ErrorCode. Value arguments of a
+/// tells a failure but by its result; where the system failed, ErrorCode is its code. Value arguments of a
 /// failed read are unchanged. Names, paths and texts are in the ANSI code page; an empty value name is the
 /// key's default value. Types of stored values are not tested: what fits is taken as the type that is asked
 /// for.
@@ -80,7 +80,7 @@ class cRegistry {
   bool DeleteKey(HKEY root, const std::string& key);
   bool DeleteValue(HKEY root, const std::string& key, const std::string& name);
   bool WriteString(HKEY root, const std::string& key, const std::string& name, const std::string& value);
-  /// Reads as far as the first NUL.
+  /// Reads as far as the first NUL. Fails on a value above 16 MiB.
   bool ReadString(HKEY root, const std::string& key, const std::string& name, std::string& value);
   bool WriteLong(HKEY root, const std::string& key, const std::string& name, std::int32_t value);
   /// Fails on a value longer than 4 bytes; a shorter one fills the low bytes only.
@@ -106,8 +106,8 @@ class cRegistry {
   bool ReadBinary(HKEY root, const std::string& key, const std::string& name, ByteArray& bytes);
 
   /// The value's registry type; 0 if there is none of exactly that name, in that case. Text comes without its
-  /// last byte, the NUL. `value` is unchanged for other types, for a size of 0 and where the data can't be
-  /// read.
+  /// last byte, the NUL. `value` is unchanged for other types, for text or bytes of size 0 and where the
+  /// data can't be read.
   std::int32_t ReadAnyValue(HKEY root, const std::string& key, const std::string& name, AnyValue& value);
   /// The number of subkeys. Their names stand behind names[0], which is `key`; one that can't be read is "".
   std::int32_t ListSubKeys(HKEY root, const std::string& key, std::vector<std::string>& names);

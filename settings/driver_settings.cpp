@@ -7,7 +7,6 @@ constexpr char kVendorKey[] = "Software\\Corvane\\ADC";
 constexpr char kFamilyKey[] = "\\Brackwell";
 constexpr char kPort[] = "Port";
 constexpr char kChannels[] = "ChannelFixed";
-constexpr char kRate[] = "RateFixed";
 constexpr std::int16_t kMostChannels = 32;
 
 }  // namespace

@@ -25,10 +25,14 @@ class DriverSettings {
 
   /// Path below the current user's root of the key that a driver of this name keeps.
   static std::string KeyOf(const std::string& name);
+  /// Name of the value that holds the bits of a rate.
+  static constexpr char kRate[] = "RateFixed";
 
-  /// Fixes SettingsKey, makes the key and gives it `name` as its label, all before any device is looked for.
+  /// Fixes SettingsKey, and DriverName where there is none, makes the key and gives it `name` as its label.
+  /// The first call, before any device is looked for. Throws std::bad_alloc.
   void InitSettingsKey(const std::string& name);
-  /// Fills BasePort and the user's choice.
+  /// Fills BasePort and the user's choice. What is missing is 1; channels outside 1 to 32 become 1, a rate
+  /// that is not above 0 becomes 0.
   void LoadSetting(tUserChoice& choice);
   /// Stores BasePort and the user's choice, as far as there is one, if a line has ever been analysed.
   void SaveSetting(const tUserChoice& choice);

@@ -3,6 +3,7 @@
 
 #include "platform/hex_text.h"
 #include "settings/cRegistry.h"
+#include "stream/number_text.h"
 
 namespace halden {
 namespace {
@@ -14,25 +15,18 @@ struct ValueEntry {
   std::uint32_t size = 0;
 };
 
-// What the system says of a key can't be more than this, so that a wrong answer costs neither memory nor
-// time.
-constexpr std::uint32_t kMostEntries = 16384;
+// What the system says of a key beyond this is a wrong answer, which shall cost neither memory nor time.
+constexpr std::uint32_t kMostEntries = 1 << 20;
 constexpr std::uint32_t kLongestName = 16383;
 
 bool IsNumber(std::uint32_t type) {
   return type == REG_DWORD || type == REG_DWORD_BIG_ENDIAN;
 }
 
-std::string Trim(const std::string& text) {
-  const std::size_t first = text.find_first_not_of(' ');
-  if (first == std::string_view::npos) return {};
-  return text.substr(first, text.find_last_not_of(' ') - first + 1);
-}
-
 std::string ExportText(const std::string& text) {
   std::string doubled;
   for (const char c : text) doubled += c == '\\' ? "\\\\" : std::string(1, c);
-  return "\"" + Trim(doubled) + "\"\r\n";
+  return "\"" + std::string(Trim(doubled)) + "\"\r\n";
 }
 
 std::string ExportBytes(const ByteArray& data) {
@@ -87,6 +81,11 @@ class cRegistry::KeyView {
   /// All 0 where the system does not tell.
   const RegKeyInfo& info() const { return info_; }
 
+  /// Whether to ask for the entry at `index` of `count`: the system may tell of an end before it.
+  bool Has(std::uint32_t index, std::uint32_t count) const {
+    return index < count && registry_.ErrorCode() != ERROR_NO_MORE_ITEMS;
+  }
+
   std::optional<std::string> Subkey(std::uint32_t index) {
     std::uint32_t length = info_.longest_subkey + 1;
     std::string name(length, '\0');
@@ -132,7 +131,7 @@ class cRegistry::KeyView {
 std::int32_t cRegistry::ReadAnyValue(HKEY root, const std::string& key, const std::string& name,
                                      AnyValue& value) {
   KeyView view(*this, root, key);
-  for (std::uint32_t i = 0; i < view.info().values; ++i) {
+  for (std::uint32_t i = 0; view.Has(i, view.info().values); ++i) {
     const std::optional<ValueEntry> entry = view.Value(i);
     if (!entry || entry->name != name) continue;
     const std::optional<ByteArray> data = view.Data(i, *entry);
@@ -148,17 +147,22 @@ std::int32_t cRegistry::ReadAnyValue(HKEY root, const std::string& key, const st
 }
 
 std::int32_t cRegistry::ListSubKeys(HKEY root, const std::string& key, std::vector<std::string>& names) {
-  names.assign(1, key);
   KeyView view(*this, root, key);
-  for (std::uint32_t i = 0; i < view.info().subkeys; ++i) names.push_back(view.Subkey(i).value_or(""));
+  std::vector<std::string> listed(1, key);  // which may be one of the names
+  for (std::uint32_t i = 0; view.Has(i, view.info().subkeys); ++i)
+    listed.push_back(view.Subkey(i).value_or(""));
+  listed.resize(1 + std::size_t{view.info().subkeys});
+  names = std::move(listed);
   return static_cast<std::int32_t>(view.info().subkeys);
 }
 
 std::int32_t cRegistry::ListValues(HKEY root, const std::string& key, std::vector<std::string>& names) {
-  names.assign(1, key);
   KeyView view(*this, root, key);
-  for (std::uint32_t i = 0; i < view.info().values; ++i)
-    names.push_back(view.Value(i).value_or(ValueEntry{}).name);
+  std::vector<std::string> listed(1, key);
+  for (std::uint32_t i = 0; view.Has(i, view.info().values); ++i)
+    listed.push_back(view.Value(i).value_or(ValueEntry{}).name);
+  listed.resize(1 + std::size_t{view.info().values});
+  names = std::move(listed);
   return static_cast<std::int32_t>(view.info().values);
 }
 
@@ -168,7 +172,7 @@ std::string cRegistry::ExportKey(HKEY root, const std::string& key, bool recursi
     KeyView view(*this, root, key);
     if (!view.open()) return {};
     text = "\r\n[" + RootName(root) + (key.empty() ? "" : "\\" + key) + "]\r\n";
-    for (std::uint32_t i = 0; i < view.info().values; ++i) {
+    for (std::uint32_t i = 0; view.Has(i, view.info().values); ++i) {
       const std::optional<ValueEntry> entry = view.Value(i);
       const std::optional<ByteArray> data = entry ? view.Data(i, *entry) : std::nullopt;
       if (!data) continue;

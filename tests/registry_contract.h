@@ -76,6 +76,7 @@ TEST_P(RegistryContract, ValuesKeepOrderNameTypeAndEveryByte) {
     }
   for (const std::string& name : {"z\\\"]=@\r\n\x98"s, ""s, "A"s, "Z\\\"]=@\r\n\x98"s})
     ASSERT_EQ(SetRaw(*registry, "K", name, 1, name), 0);
+  EXPECT_NE(SetRaw(*registry, "K", std::string(16384, 'n'), 1, ""), 0);
   EXPECT_EQ(Values(key), "v/4294901761 z\\\"]=@\r\n\x98/1 /1 A/1 259");
   EXPECT_EQ(registry->RegDeleteValueA(key, "V"), 0);
   EXPECT_EQ(registry->RegDeleteValueA(key, "V"), ERROR_FILE_NOT_FOUND);

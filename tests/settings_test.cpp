@@ -77,7 +77,10 @@ TEST_F(Registry, TakesWhatFitsAndDefaultsOtherwise) {
   EXPECT_EQ(registry.BinaryValue("v"), ByteArray{0});
 
   std::string text = "old";
+  EXPECT_FALSE(registry.GetString("missing", text, ""));
   faults.Arm(1, false, Faults::kGarbles, [](std::int64_t) { return 4; });
+  EXPECT_FALSE(registry.GetString("v", text, ""));
+  faults.Arm(1, false, Faults::kLies, [](std::int64_t) { return (1 << 24) + 1; });
   EXPECT_FALSE(registry.GetString("v", text, ""));
   EXPECT_EQ(text, "old");
   EXPECT_FALSE(registry.GetString("missing", text, "x"));
@@ -119,6 +122,9 @@ TEST_F(Registry, ReadsListsAndExportsEveryType) {
     EXPECT_EQ(integer, v.integer) << v.name;
     std::uint8_t byte = 7;
     bool truth = v.integer == 0;
+    ByteArray bytes;
+    EXPECT_EQ(registry.GetBinary(v.name, bytes), !v.data.empty());
+    EXPECT_EQ(std::string(bytes.begin(), bytes.end()), v.data);
     EXPECT_EQ(registry.GetByte(v.name, byte, 1) + registry.GetBoolean(v.name, truth, true),
               v.integer == 1 ? 0 : 2);
     EXPECT_EQ(std::pair(byte, truth), std::pair(static_cast<std::uint8_t>(v.integer), v.integer != 0))
@@ -137,7 +143,7 @@ TEST_F(Registry, ReadsListsAndExportsEveryType) {
 
   SetRaw(memory, "K\\b\\c", "v", REG_SZ, "1");
   SetRaw(memory, "K\\A", "v", REG_SZ, "2");
-  EXPECT_EQ(registry.ListSubKeys(kUser, "K", names), 2);
+  EXPECT_EQ(registry.ListSubKeys(kUser, names[0], names), 2);
   EXPECT_EQ(names, (std::vector<std::string>{"K", "A", "b"}));
   const std::string first = "\r\n[HKEY_CURRENT_USER\\K\\A]\r\n\"v\"=\"2\"\r\n";
   const std::string others =

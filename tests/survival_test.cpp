@@ -108,6 +108,7 @@ void ExpectCleanLife(FaultyDriver& driver, const Way& way) {
   EXPECT_GE(outcome.codes.size(), 6u);
   EXPECT_TRUE(Follow(way, outcome.codes));
   const std::string key = "Software\\Corvane\\ADC\\Brackwell\\Halden-Text";
+  EXPECT_EQ(GetRaw(driver.sim.registry(), "", "Port"), "error 2") << "in the user's root";
   EXPECT_EQ(GetRaw(driver.sim.registry(), key, ""), "1:Halden-Text");
   EXPECT_EQ(GetRaw(driver.sim.registry(), key, "Port"), std::string("4:\5\0\0\0", 6));
 }
@@ -134,7 +135,7 @@ struct Fault {
 
 const Fault kFaults[] = {
     {"fails", Faults::kFails},
-    {"fails and writes what means nothing", Faults::kGarbles, [](std::int64_t) { return 5; }},
+    {"fails and writes what means nothing", Faults::kGarbles, [](std::int64_t) { return 200; }},
     {"succeeds and writes nothing", Faults::kSilent},
     {"counts below 0", Faults::kLies, [](std::int64_t) { return -1; }},
     {"counts without end", Faults::kLies, [](std::int64_t) { return 0x7FFFFFFF; }},
@@ -257,9 +258,10 @@ TEST_P(EveryWay, TakesEveryCallFromInsideEveryPassOfTheQueue) {
   EXPECT_GT(runs, 500);
 }
 
-/// A driver that has recorded, unread frames with it.
+/// A driver that has recorded, unread frames with it, or a fresh one.
 struct RecordedDriver : FaultyDriver {
-  RecordedDriver() : FaultyDriver(kWays[0].devices) {
+  explicit RecordedDriver(bool recorded = true) : FaultyDriver(kWays[0].devices) {
+    if (!recorded) return;
     Outcome outcome;
     Record(*this, kWays[0], &outcome);
     adc->StopRecord();
@@ -267,8 +269,12 @@ struct RecordedDriver : FaultyDriver {
   }
 };
 
-/// Every call of a host that may need memory, up to those of a new life.
+/// Every call of a host that may need memory, up to those of a new life; the first of a fresh driver.
 void UseAll(FaultyDriver& driver) {
+  if (!driver.adc) {
+    driver.adc = driver.apartment.CreateObject();
+    return;
+  }
   IADC3& adc = *driver.adc;
   adc.ADCName(), adc.Ranges(), adc.ChannelName(1), adc.LastError();
   adc.InputChannels(), adc.GetKadr(), adc.InputData();
@@ -289,10 +295,10 @@ void UseAll(FaultyDriver& driver) {
 
 TEST(LackOfMemory, LetsNothingEscapeAndTheNextTryWorks) {
   int runs = 0;
-  for (const bool all : {false, true})
+  for (const auto& [recorded, all] : {std::pair(false, false), {false, true}, {true, false}, {true, true}})
     for (int first = 1, more = true; more && !testing::Test::HasFailure(); ++first, ++runs) {
       SCOPED_TRACE("allocation " + std::to_string(first) + (all ? " and all behind it" : ""));
-      RecordedDriver driver;
+      RecordedDriver driver(recorded);
       FailAllocations(first, all);
       UseAll(driver);
       more = AllocationFailed();
