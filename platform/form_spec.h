@@ -72,8 +72,8 @@ struct WindowSpec {
   Font font = {};
   std::vector<ControlSpec> controls = {};  ///< in tab order
   std::function<void()> activate = {};     ///< the window has become the active one
-  std::function<void()> close_box =
-      {};  ///< the user wants it closed; what becomes of it is the form's choice
+  /// The user wants it closed; what becomes of it is the form's choice.
+  std::function<void()> close_box = {};
 };
 
 }  // namespace halden

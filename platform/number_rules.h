@@ -20,8 +20,7 @@ class NumberRules {
   virtual std::string NumberToText(double value, int significant_digits) const = 0;
 
   /// Between the ANSI code page, one byte one character, and UTF-8. Characters that the code page lacks
-  /// become
-  /// "?"; bytes that it leaves undefined, and malformed UTF-8, do too.
+  /// become "?"; bytes that it leaves undefined, and malformed UTF-8, do too.
   virtual std::string AnsiToUtf8(std::string_view ansi) const = 0;
   virtual std::string Utf8ToAnsi(std::string_view utf8) const = 0;
 };

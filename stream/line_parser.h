@@ -29,13 +29,14 @@ class LineParser {
     field_.reserve(longest_line);
   }
 
-  /// Settles separator and column count by this line and gives its columns, saturated at 32767. An empty line
-  /// gives 0 and changes nothing. May change `line`.
+  /// Settles separator and column count by this line, with which the format is known, and gives its columns,
+  /// saturated at 32767. A line of blanks has none. An empty line gives 0 and changes nothing. May change
+  /// `line`.
   std::int16_t DetectColumns(std::string& line);
 
   /// Asks for the number rules and the layout of a frame, once for all lines until EndPass. In between
   /// nothing of the host runs on this thread; rules that the user changes meanwhile count from the next pass
-  /// on.
+  /// on. Throws std::bad_alloc.
   void BeginPass();
   /// Shows the host the frames of the pass.
   void EndPass() { kadrs_.End(); }
@@ -44,15 +45,15 @@ class LineParser {
   [[gnu::always_inline]] LineScanner::Result TakeLine(const char* line, const char* last_cr) {
     while (*line == ' ') ++line;
     if (*line == '\r') return {line, 0};
-    if (columns_ == 0) return TakeByFullRules(line, last_cr);
-    const auto scanned = scanner_.Scan(line, last_cr, store_.ChannelValues.data(), columns_);
+    if (values_ == 0) return TakeByFullRules(line, last_cr);
+    const auto scanned = scanner_.Scan(line, last_cr, store_.ChannelValues.data(), values_);
     if (!scanned.end) return TakeByFullRules(line, last_cr);
     kadrs_.AddBufferKadr();
     return scanned;
   }
 
-  /// Reads a line by the format into ChannelValues and, while Busy, stores a frame. Gives the fields in which
-  /// a number was read. An empty line, and any line without channels to fill, gives 0 and does nothing.
+  /// Reads a line by the format into ChannelValues and, while Busy, stores a frame. Gives the fields that
+  /// count as read. An empty line, and any line without channels to fill, gives 0 and does nothing.
   std::int16_t ParseLine(std::string_view line);
 
  private:
@@ -67,8 +68,8 @@ class LineParser {
   const NumberRules& rules_;
   KadrWriter kadrs_;
   LineScanner scanner_;
-  std::int32_t columns_ = 0;  // values that an ordinary line fills in this pass; 0: there is none
-  std::string field_;         // keeps its room from field to field
+  std::int32_t values_ = 0;  // that an ordinary line fills in this pass; 0: there is none
+  std::string field_;        // keeps its room from field to field
 };
 
 }  // namespace halden

@@ -3,16 +3,14 @@
 namespace halden {
 
 void LineScanner::Prepare(char decimal, char group, char separator) {
-  if (classes_['0'] == kDigit && decimal == decimal_ && group == group_ && separator == separator_) return;
+  if (decimal == decimal_ && group == group_ && separator == separator_) return;
   decimal_ = decimal;
   group_ = group;
   separator_ = separator;
   classes_.fill(kOther);
   for (char c = '0'; c <= '9'; ++c) classes_[c] = kDigit;
   classes_['+'] = classes_['-'] = kSign;
-  const bool known = decimal == '.' || decimal == ',';
-  for (char mark : {'.', ','})
-    classes_[mark] = known && (mark == decimal || mark != group) ? kMark : kNumberChar;
+  for (char mark : {'.', ','}) classes_[mark] = mark == decimal || mark != group ? kMark : kNumberChar;
   if (separator != kNoSeparator) classes_[static_cast<unsigned char>(separator)] = kSeparator;
   classes_['\r'] = kEnd;
 }

@@ -19,12 +19,13 @@ class LineScanner {
  public:
   static constexpr char kNoSeparator = '\0';
 
-  /// Fixes the rules for the lines that follow. `separator` may be kNoSeparator: a line is one value.
+  /// Fixes the rules for the lines that follow. `decimal` is "." or ",". `separator` may be kNoSeparator: a
+  /// line is one value.
   void Prepare(char decimal, char group, char separator);
 
   struct Result {
     const char* end = nullptr;  ///< the CR that ends the line; null: hand the line over
-    std::int32_t read = 0;      ///< fields in which a number was read
+    std::int32_t read = 0;      ///< fields that count as read, as ParseValue says
   };
 
   /// Reads a line that begins with no blank and is not empty into `channels` values, at least 1. A CR ends

@@ -6,7 +6,7 @@ namespace halden {
 
 namespace {
 
-constexpr float kSlowest = 0.01f;
+constexpr float kSlowest = 0.01f;  // lines per second
 
 }  // namespace
 

@@ -60,9 +60,9 @@ bool ReceiveBuffer::AnalyzeBuffer(bool remove) {
 
 std::int16_t ReceiveBuffer::ParseBuffer() {
   const std::int32_t last = LastCR();
-  std::int32_t p = -1;
+  if (last < 0) return 0;
   std::int32_t read_lines = 0;
-  if (last >= 0) p = TakeLines(RxBuffer.data() + last, read_lines);
+  const std::int32_t p = TakeLines(RxBuffer.data() + last, read_lines);
   // A lone CR in front of a part line (p is 0) stays where it is, and so counts as an empty line again.
   if (p > 0 || p >= RxCount - 1) KeepBehind(p);
   return static_cast<std::int16_t>(std::min<std::int32_t>(read_lines, kMostInt16));
@@ -111,7 +111,7 @@ std::int32_t ReceiveBuffer::LineEnd(std::int32_t cr) const {
 
 /// Moves the bytes behind the index `last` to the front.
 void ReceiveBuffer::KeepBehind(std::int32_t last) {
-  const std::int32_t rest = std::max(RxCount - last - 1, 0);
+  const std::int32_t rest = RxCount - last - 1;
   std::memmove(RxBuffer.data(), RxBuffer.data() + last + 1, rest);
   RxCount = rest;
 }

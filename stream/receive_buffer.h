@@ -27,16 +27,17 @@ class ReceiveBuffer {
   /// don't fit replace all that is held. Gives the bytes stored, 0 if there were none, -1 if the read failed.
   std::int32_t ReadPort(bool reset);
   /// Learns the format and MeanLineLength from the lines behind the first CR. True if at least two of them
-  /// are good; then, with `remove`, the lines leave the buffer.
+  /// are good, which have columns; then, with `remove`, the lines leave the buffer. Throws std::bad_alloc.
   bool AnalyzeBuffer(bool remove);
-  /// Takes all complete lines. Gives those in which at least one field was read, saturated at 32767.
+  /// Takes all complete lines. Gives those in which at least one field was read, saturated at 32767. Throws
+  /// std::bad_alloc with no line taken.
   std::int16_t ParseBuffer();
   /// Forgets the bytes held.
   void Clear() { RxCount = 0; }
 
   std::int32_t RxCount = 0;         ///< bytes held, 0 to kSize
   std::string LastLine;             ///< the line that ParseBuffer took last, trimmed, ANSI
-  std::int16_t MeanLineLength = 0;  ///< bytes a line by the last AnalyzeBuffer; 0: fewer than 2 good lines
+  std::int16_t MeanLineLength = 0;  ///< all bytes per good line, in the last AnalyzeBuffer; 0: fewer than 2
   std::int16_t MaxColumns = 0;      ///< most columns of a line in the last AnalyzeBuffer
 
  private:

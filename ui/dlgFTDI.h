@@ -16,7 +16,8 @@ namespace halden {
 
 /// The form that holds the running parts of the acquisition: the device, the receive buffer and the timer
 /// that reads it. Its members outlive its unloading. Loaded and hidden with the first driver object, unloaded
-/// with the last; it does its work whether or not its window is ever shown. Nothing here throws.
+/// with the last; it does its work whether or not its window is ever shown. Only the constructor throws,
+/// for lack of memory.
 class dlgFTDI final : private DetectionForm {
  public:
   /// All of them must outlive the form.

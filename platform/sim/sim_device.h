@@ -21,7 +21,7 @@ struct SimSettings {
   std::string end = "\r\n";  ///< of each line
   /// Prose that never analyses. As any line that a CR ends would be analysed, its lines end in LF.
   bool words = false;
-  SimSignal signal = SimSignal::Sine;
+  SimSignal signal = SimSignal::kSine;
   std::uint64_t seed = 1;
   double rate = 100;                       ///< lines a second, as far as the line carries them
   std::uint32_t baud = 115200;             ///< that the port is configured for

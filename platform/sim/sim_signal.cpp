@@ -29,13 +29,13 @@ std::uint64_t Scramble(std::uint64_t index) {
 
 int SampleAt(SimSignal signal, std::uint64_t line, int column, int columns, std::uint64_t seed) {
   switch (signal) {
-    case SimSignal::Sine:
+    case SimSignal::kSine:
       return Sine(line, column, columns);
-    case SimSignal::Ramp:
+    case SimSignal::kRamp:
       return static_cast<int>((line * 101 + column * 5003ULL) % kSpan) - kLimit;
-    case SimSignal::Noise:
+    case SimSignal::kNoise:
       return static_cast<int>(Scramble(Scramble(Scramble(seed) ^ line) ^ column) % kSpan) - kLimit;
-    case SimSignal::Constant:
+    case SimSignal::kConstant:
       return 2001 * (column + 1) % (kLimit + 1);
   }
   return 0;

@@ -4,7 +4,7 @@
 
 namespace halden {
 
-enum class SimSignal { Sine, Ramp, Noise, Constant };
+enum class SimSignal { kSine, kRamp, kNoise, kConstant };
 
 /// The value of one column in one line, in steps of 0.05, within 20000 steps either way. A sine has 200 lines
 /// a period and is shifted from column to column; a ramp climbs 5.05 a line and repeats no value for 40001

@@ -76,7 +76,7 @@ class MemoryWindow : public Window {
   bool MoveFocus(int control);
   /// To the next tab stop, or the one before for a negative step.
   void StepFocus(int step);
-  /// Clicks a button, enabled or not.
+  /// Goes to a button and clicks it; does nothing where the focus can't go there.
   void Press(int control);
   /// False: no control has this access key.
   bool PressAccessKey(char32_t key);

@@ -13,6 +13,7 @@ constexpr wchar_t kNarrowNoBreakSpace = 0x202F;
 constexpr wchar_t kNoBreakSpace = 0x00A0;
 
 char AnsiCharacter(char32_t character) {
+  if (character < 0x80) return static_cast<char>(character);
   if (character > 0xFFFF) return kUnknown;
   const auto wide = static_cast<wchar_t>(character);
   char ansi[4];
@@ -44,7 +45,8 @@ char Win32NumberRules::DecimalSeparator() const {
 }
 
 char Win32NumberRules::GroupSeparator() const {
-  return Separator(LOCALE_STHOUSAND, '\0');
+  const char group = Separator(LOCALE_STHOUSAND, '\0');
+  return group == kUnknown ? '\0' : group;  // a mark without a byte stands in no text
 }
 
 std::string Win32NumberRules::NumberToText(double value, int significant_digits) const {
