@@ -9,12 +9,6 @@ namespace {
 
 constexpr ULONG kMostChannels = 32767;
 
-SAFEARRAY* NewCodes(const std::vector<short>& codes, UINT dimensions, SAFEARRAYBOUND* bounds) noexcept {
-  SAFEARRAY* const array = SafeArrayCreate(VT_I2, dimensions, bounds);
-  if (array && !codes.empty()) std::memcpy(array->pvData, codes.data(), codes.size() * sizeof(short));
-  return array;
-}
-
 /// Of an array that doesn't tell its type the size of the elements decides.
 bool HoldsCodes(SAFEARRAY* array) noexcept {
   VARTYPE type = VT_I2;
@@ -46,14 +40,14 @@ SAFEARRAY* NewStringArray(const std::vector<std::string>& texts) noexcept {
 }
 
 SAFEARRAY* NewCodeArray(const std::vector<short>& codes) noexcept {
-  SAFEARRAYBOUND bound = {static_cast<ULONG>(codes.size()), 0};
-  return NewCodes(codes, 1, &bound);
+  SAFEARRAY* const array = SafeArrayCreateVector(VT_I2, 0, static_cast<ULONG>(codes.size()));
+  if (array && !codes.empty()) std::memcpy(array->pvData, codes.data(), codes.size() * sizeof(short));
+  return array;
 }
 
-SAFEARRAY* NewCodeTable(const std::vector<short>& codes, short columns) noexcept {
-  const auto width = static_cast<ULONG>(columns);
-  SAFEARRAYBOUND bounds[] = {{width, 0}, {static_cast<ULONG>(codes.size()) / width, 0}};
-  return NewCodes(codes, 2, bounds);
+SAFEARRAY* NewCodeTable(ULONG columns, ULONG rows) noexcept {
+  SAFEARRAYBOUND bounds[] = {{columns, 0}, {rows, 0}};
+  return SafeArrayCreate(VT_I2, 2, bounds);
 }
 
 HRESULT ReadCodeArray(SAFEARRAY* array, std::vector<short>* codes) noexcept {

@@ -11,8 +11,8 @@ namespace halden::com {
 BSTR NewString(const std::string& utf8) noexcept;
 SAFEARRAY* NewStringArray(const std::vector<std::string>& texts) noexcept;
 SAFEARRAY* NewCodeArray(const std::vector<short>& codes) noexcept;
-/// `codes` row after row; the first index is the place in a row of `columns`, the second the row.
-SAFEARRAY* NewCodeTable(const std::vector<short>& codes, short columns) noexcept;
+/// Of zeros, row after row in memory; the first index is the place in a row of `columns`, the second the row.
+SAFEARRAY* NewCodeTable(ULONG columns, ULONG rows) noexcept;
 
 /// The codes of the host's array. DISP_E_TYPEMISMATCH unless its elements are 16-bit numbers,
 /// DISP_E_BADINDEX unless it has one index and starts at 0, E_INVALIDARG if it is null or has more than 32767

@@ -1,7 +1,9 @@
 #include "com/halden_text_object.h"
 
+#include <cstring>
 #include <new>
 #include <type_traits>
+#include <utility>
 
 #include "com/automation.h"
 
@@ -230,9 +232,17 @@ HRESULT HaldenTextObject::StopRecord() {
 
 HRESULT HaldenTextObject::get_InputData(SAFEARRAY** result) {
   if (!result) return E_POINTER;
+  // First of all there must be room for them: frames that have been taken can't be put back.
+  const auto rows = static_cast<ULONG>(adc_->InputCountKadrs()) + 1;
+  *result = NewCodeTable(static_cast<ULONG>(adc_->InputCountChannels()), rows);
+  if (!*result) return E_OUTOFMEMORY;
   const KadrTable table = adc_->InputData();
-  *result = nullptr;
-  return table.Rows() > 0 ? Give(result, NewCodeTable(table.Codes, table.Channels)) : E_OUTOFMEMORY;
+  if (table.Rows() > 0) {
+    std::memcpy((*result)->pvData, table.Codes.data(), table.Codes.size() * sizeof(short));
+    return S_OK;
+  }
+  SafeArrayDestroy(std::exchange(*result, nullptr));
+  return E_OUTOFMEMORY;
 }
 
 HRESULT HaldenTextObject::GetData(short* Data, long* DataSize, long* InputCountData, long* result) {
