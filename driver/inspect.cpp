@@ -40,19 +40,19 @@ std::string Hexadecimal(const ByteArray& bytes) {
   return text;
 }
 
-/// The rate is kept as a number that has its bits, everything else as what it is.
-std::string TextOf(Platform& platform, cRegistry& registry, const std::string& name) {
+/// Texts are still in the ANSI code page. The rate is kept as a number that has its bits, everything else as
+/// what it is.
+StoredSetting Describe(Platform& platform, cRegistry& registry, const std::string& name) {
   float rate = 0;
-  if (name == DriverSettings::kRate && registry.ReadSingle(HKEY_CURRENT_USER, SettingsKey(), name, rate)) {
-    return platform.number_rules.NumberToText(rate, 7);
-  }
+  if (name == DriverSettings::kRate && registry.ReadSingle(HKEY_CURRENT_USER, SettingsKey(), name, rate))
+    return {name, platform.number_rules.NumberToText(rate, 7), rate};
   AnyValue value;
   registry.ReadAnyValue(HKEY_CURRENT_USER, SettingsKey(), name, value);
-  if (const auto* number = std::get_if<std::int32_t>(&value)) return std::to_string(*number);
-  if (const auto* bytes = std::get_if<ByteArray>(&value)) return Hexadecimal(*bytes);
-  std::string text;
-  registry.ReadString(HKEY_CURRENT_USER, SettingsKey(), name, text);
-  return text;
+  if (const auto* number = std::get_if<std::int32_t>(&value)) return {name, std::to_string(*number), *number};
+  if (const auto* bytes = std::get_if<ByteArray>(&value)) return {name, Hexadecimal(*bytes)};
+  StoredSetting setting{name, ""};
+  registry.ReadString(HKEY_CURRENT_USER, SettingsKey(), name, setting.text);
+  return setting;
 }
 
 }  // namespace
@@ -82,8 +82,8 @@ std::vector<StoredSetting> DescribeSettings(Platform& platform, std::string* err
   for (std::size_t i = 1; i < names.size(); ++i) {
     // The label has no name, and a name that can't be read is empty too.
     if (names[i].empty() && std::exchange(labelled, true)) continue;
-    settings.push_back({platform.number_rules.AnsiToUtf8(names[i]),
-                        platform.number_rules.AnsiToUtf8(TextOf(platform, registry, names[i]))});
+    StoredSetting& setting = settings.emplace_back(Describe(platform, registry, names[i]));
+    for (std::string* text : {&setting.name, &setting.text}) *text = platform.number_rules.AnsiToUtf8(*text);
   }
   return settings;
 }

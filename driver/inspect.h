@@ -1,6 +1,8 @@
 #pragma once
 
+#include <cstdint>
 #include <string>
+#include <variant>
 #include <vector>
 
 #include "platform/platform.h"
@@ -27,6 +29,8 @@ std::vector<ListedDevice> ListDevices(Platform& platform);
 struct StoredSetting {
   std::string name;  ///< empty: the key's label
   std::string text;
+  /// What `text` says where it is a number.
+  std::variant<std::monostate, std::int32_t, float> number = {};
 };
 
 /// What the driver remembers; nothing if it has not stored anything yet. Makes no key. `error` is one line

@@ -102,7 +102,7 @@ bool TakeCsv(Arguments& arguments, std::string_view value) {
 
 bool TakeSvg(Arguments& arguments, std::string_view value) {
   arguments.svg = value;
-  return !value.empty();
+  return !value.empty() && value != "-";
 }
 
 bool SetCancel(Arguments& arguments, std::string_view) {
@@ -264,6 +264,10 @@ class Parser {
     if (arguments_.machine.answer && arguments_.machine.cancel) {
       error_ = "only one of --answer and --cancel is allowed";
     }
+    if (!arguments_.svg.empty() && arguments_.svg == arguments_.csv) {
+      error_ = "--svg needs another file than --csv";
+    }
+    if (arguments_.export_text && arguments_.json) error_ = "only one of --export and --json is allowed";
     if (arguments_.codes && arguments_.csv.empty()) error_ = "--codes needs --csv FILE beside it";
   }
 

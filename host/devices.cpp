@@ -4,6 +4,7 @@
 #include "driver/inspect.h"
 #include "host/commands.h"
 #include "host/json.h"
+#include "platform/toolkit/characters.h"
 
 namespace halden::host {
 namespace {
@@ -37,16 +38,20 @@ Row RowOf(std::size_t place, const ListedDevice& device, const std::string& fail
           device.description,    line};
 }
 
+std::size_t Width(const std::string& utf8) {
+  return static_cast<std::size_t>(DisplayWidth(DecodeUtf8(utf8)));
+}
+
 /// The rows with their cells below each other.
 std::string Table(const std::vector<Row>& rows) {
   std::array<std::size_t, 6> widths{};
   for (const Row& row : rows) {
-    for (std::size_t i = 0; i < row.size(); ++i) widths[i] = std::max(widths[i], row[i].size());
+    for (std::size_t i = 0; i < row.size(); ++i) widths[i] = std::max(widths[i], Width(row[i]));
   }
   std::string text;
   for (const Row& row : rows) {
     for (std::size_t i = 0; i + 1 < row.size(); ++i) {
-      text += row[i] + std::string(widths[i] - row[i].size() + 2, ' ');
+      text += row[i] + std::string(widths[i] - Width(row[i]) + 2, ' ');
     }
     text += row.back() + "\n";
   }

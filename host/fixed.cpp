@@ -14,6 +14,11 @@ std::string Fixed(double value, int decimals) {
   return zero && text.starts_with("-") ? text.substr(1) : text;
 }
 
+std::string Shortest(float value) {
+  std::array<char, 32> room{};
+  return {room.data(), std::to_chars(room.data(), room.data() + room.size(), value).ptr};
+}
+
 std::string Short(double value, int decimals) {
   std::string text = Fixed(value, decimals);
   if (text.find('.') == std::string::npos) return text;

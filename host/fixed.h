@@ -10,4 +10,7 @@ std::string Fixed(double value, int decimals);
 /// As above without trailing zeros.
 std::string Short(double value, int decimals);
 
+/// The shortest text that reads back as the number.
+std::string Shortest(float value);
+
 }  // namespace halden::host

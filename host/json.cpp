@@ -2,11 +2,13 @@
 
 #include <cstdio>
 
+#include "platform/toolkit/characters.h"
+
 namespace halden::host {
 
 std::string JsonString(std::string_view utf8) {
   std::string text = "\"";
-  for (const char c : utf8) {
+  for (const char c : EncodeUtf8(DecodeUtf8(utf8))) {  // a malformed byte, as a path may have, is no JSON
     if (c == '"' || c == '\\') {
       text += '\\';
       text += c;

@@ -4,6 +4,8 @@
 #include <system_error>
 #include <utility>
 
+#include "host/terminal.h"
+
 namespace halden::host {
 namespace {
 
@@ -43,7 +45,7 @@ void Output::Close() {
 }
 
 void Output::Fail() {
-  closed_pipe_ = errno == EPIPE && file_ == stdout;
+  closed_pipe_ = ReaderHasLeft() && file_ == stdout;
   if (closed_pipe_) return;
   failure_ = (path_ == "-" ? "standard output" : path_) +
              " could not be written: " + std::generic_category().message(errno);

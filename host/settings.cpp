@@ -1,5 +1,8 @@
+#include <cmath>
+
 #include "driver/inspect.h"
 #include "host/commands.h"
+#include "host/fixed.h"
 #include "host/json.h"
 
 namespace halden::host {
@@ -15,8 +18,15 @@ int RunSettings(Machine& machine, const Arguments& arguments, Progress& progress
   if (arguments.export_text) return Print(exported, progress);
   JsonObject object;
   std::string rows;
-  for (const auto& [name, text] : settings) {
-    object.Text(name, text);
+  for (const auto& [name, text, number] : settings) {
+    const auto* const whole = std::get_if<std::int32_t>(&number);
+    const auto* const rate = std::get_if<float>(&number);
+    if (whole)
+      object.Raw(name, std::to_string(*whole));
+    else if (rate && std::isfinite(*rate))
+      object.Raw(name, Shortest(*rate));
+    else
+      object.Text(name, text);
     rows += (name.empty() ? "(label)" : name) + ": " + text + "\n";
   }
   if (arguments.json) return Print(object.Close() + "\n", progress);

@@ -3,8 +3,13 @@
 namespace halden::host {
 
 /// Whether a person sits at the other end of the stream.
-bool InputIsTerminal();
 bool OutputIsTerminal();
 bool ErrorIsTerminal();
+
+/// Height of the terminal on standard output; 0 where it tells none.
+int OutputRows();
+
+/// Whether the write that has just failed did so because nobody reads the pipe any more.
+bool ReaderHasLeft();
 
 }  // namespace halden::host

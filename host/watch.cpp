@@ -11,13 +11,14 @@
 namespace halden::host {
 namespace {
 
+using Seconds = std::chrono::duration<double>;
 using std::chrono::milliseconds;
 using std::chrono::steady_clock;
 
 constexpr milliseconds kPace{250};
-constexpr std::size_t kMostRowsRedrawn = 20;
 
-/// Shows the last value of every channel: redrawn in place for a person, else a line each time.
+/// Shows the last value of every channel: redrawn in place for a person where there is room, else a line each
+/// time.
 class LiveView {
  public:
   LiveView(IADC3& adc, bool json)
@@ -25,7 +26,7 @@ class LiveView {
         channels_(AllChannels(adc)),
         columns_(ColumnsOf(adc, channels_)),
         json_(json),
-        redraw_(!json && OutputIsTerminal() && channels_.size() <= kMostRowsRedrawn) {}
+        redraw_(!json && OutputIsTerminal() && static_cast<int>(channels_.size()) + 2 <= OutputRows()) {}
 
   std::string Show(double seconds) {
     if (json_) return Json(seconds);
@@ -63,7 +64,7 @@ class LiveView {
     }
     return JsonObject()
                .Raw("seconds", Fixed(seconds, 3))
-               .Raw("rate", Short(adc_.Rate(), 3))
+               .Raw("rate", Shortest(adc_.Rate()))
                .Raw("values", "[" + values + "]")
                .Raw("codes", "[" + codes + "]")
                .Close() +
@@ -91,12 +92,16 @@ int RunWatch(Session& session, const Arguments& arguments, Progress& progress) {
   LiveView view(session.Adc(), arguments.json);
   Output output("-");
   const auto start = steady_clock::now();
-  const auto elapsed = [&] { return std::chrono::duration<double>(steady_clock::now() - start).count(); };
-  for (auto due = start + kPace; !StopRequested() && output.Ok(); due += kPace) {
+  const auto elapsed = [&] { return Seconds(steady_clock::now() - start).count(); };
+  auto end = steady_clock::time_point::max();
+  if (arguments.seconds)
+    end = start + std::chrono::duration_cast<steady_clock::duration>(Seconds(*arguments.seconds));
+  for (auto due = start; due < end && !StopRequested() && output.Ok();) {
+    // What could not be shown in time, since the program was stopped, is not made up for.
+    due = std::min(std::max(due + kPace, steady_clock::now()), end);
     while (steady_clock::now() < due && !StopRequested()) session.Serve();
     output.Write(view.Show(elapsed()));
     output.Flush();
-    if (arguments.seconds && elapsed() >= *arguments.seconds) break;
   }
   if (output.Failure().empty()) return kDone;
   progress.Fail(output.Failure());

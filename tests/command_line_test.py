@@ -25,6 +25,8 @@ WRONG = {
                 f"{FAST} watch --range 3=1 --quiet"],
     "--capacity": ["record --capacity 1023"],
     "--codes": ["record --codes", "record --codes=yes"],
+    "--svg": ["record --svg -", "record --csv x --svg x"],
+    "--export": ["settings --export --json"],
     "--answer": ["watch --answer rate=1,channels=33", "watch --answer port", "watch --answer colour=2",
                  "watch --answer rate=1 --cancel"],
     "nowhere": ["watch --device nowhere", "watch --device replay:/nowhere"],
@@ -54,7 +56,8 @@ class CommandLine(unittest.TestCase):
         cases = [(2, named, arguments) for named, all_arguments in WRONG.items() for arguments in all_arguments]
         cases += [(1, path, f"record --csv - --device tty:{path}") for path in ["/dev/nowhere", "/dev/null"]]
         refused = [(1, "needs a terminal", "monitor"), (1, "no lines of numbers came; device 1: SIM2: held by",
-                                                        "watch --device sim:silent --device sim:busy --quiet")]
+                                                        "watch --device sim:silent --device sim:busy --quiet"),
+                   (1, "--answer", "watch --device sim:silent --answer port=1,channels=1,rate=1 --quiet")]
         for code, named, arguments in refused + cases:
             with self.subTest(arguments):
                 out, err = self.expect(code, arguments)
@@ -100,7 +103,7 @@ class CommandLine(unittest.TestCase):
         record = f"record {device} --answer port=0,channels=3,rate=12.5 --frames 3"
         self.assertIn("Found COM5 with 3 channels, at most 3600 frames a second", self.expect(0, record)[1])
         self.assertEqual(list(json.loads(self.expect(0, "settings --json")[0]).values()),
-                         ["Halden-Text", "5", "3", "12.5"])
+                         ["Halden-Text", 5, 3, 12.5])
         self.assertIn('"RateFixed"=dword:41480000', self.expect(0, "settings --export")[0])
         key = "[HKEY_CURRENT_USER\\Software\\Corvane\\ADC\\Brackwell\\Halden-Text]"
         (self.folder / "registry").write_text(f'REGEDIT4\n{key}\n"RateFixed"="so fast"\n"x"=hex:01,fe\n')

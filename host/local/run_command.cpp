@@ -1,8 +1,8 @@
 #include <memory>
+#include <optional>
 
 #include "driver/apartment.h"
 #include "host/commands.h"
-#include "host/terminal.h"
 #include "platform/machine.h"
 
 namespace halden::host {
@@ -12,8 +12,8 @@ namespace {
 class LocalSession final : public Session {
  public:
   /// `machine` must outlive the session.
-  explicit LocalSession(Machine& machine)
-      : machine_(machine), apartment_(machine.platform()), adc_(apartment_.CreateObject()) {}
+  LocalSession(Machine& machine, const std::optional<UserAnswer>& answer)
+      : machine_(machine), answer_(answer), apartment_(machine.platform()), adc_(apartment_.CreateObject()) {}
 
   void Serve() override { apartment_.ServeMessages(); }
 
@@ -22,6 +22,8 @@ class LocalSession final : public Session {
   std::string WhatWasTried() const override {
     const auto failures = machine_.OpenFailures();
     std::string tried;
+    if (answer_ && static_cast<std::size_t>(answer_->port) >= failures.size())
+      tried = "--answer: the port list has no row " + std::to_string(answer_->port) + "; ";
     for (std::size_t i = 0; i < failures.size(); ++i) {
       tried += (i ? "; " : "") + std::string("device ") + std::to_string(i) + ": ";
       tried += failures[i].empty() ? "no lines of numbers came" : failures[i];
@@ -31,16 +33,17 @@ class LocalSession final : public Session {
 
  private:
   Machine& machine_;
+  const std::optional<UserAnswer> answer_;
   Apartment apartment_;
   std::shared_ptr<IADC3> adc_;
 };
 
 int RunWithDriver(Machine& machine, const Arguments& arguments, Progress& progress) {
-  if (arguments.command == Command::kMonitor && (!InputIsTerminal() || !OutputIsTerminal())) {
-    progress.Fail("monitor needs a terminal to show the window on");
+  if (arguments.command == Command::kMonitor && !machine.platform().toolkit.CanShow()) {
+    progress.Fail("monitor needs a terminal that can show the window");
     return kRefused;
   }
-  LocalSession session(machine);
+  LocalSession session(machine, arguments.machine.answer);
   if (arguments.command == Command::kMonitor) return RunMonitor(session, progress);
   if (arguments.command == Command::kWatch) return RunWatch(session, arguments, progress);
   return RunRecord(session, arguments, progress);

@@ -10,8 +10,20 @@
 namespace halden::host {
 namespace {
 
-/// Lines as they are written, in UTF-8, and a terminal that understands how they are redrawn.
-void PrepareOutput() {
+/// Lines as they are written, in UTF-8, and a terminal that understands how they are redrawn, for as long as
+/// it lives.
+class PreparedOutput {
+ public:
+  PreparedOutput();
+  ~PreparedOutput() { SetConsoleOutputCP(code_page_); }
+  PreparedOutput(const PreparedOutput&) = delete;
+  PreparedOutput& operator=(const PreparedOutput&) = delete;
+
+ private:
+  const UINT code_page_ = GetConsoleOutputCP();
+};
+
+PreparedOutput::PreparedOutput() {
   _setmode(_fileno(stdout), _O_BINARY);
   SetConsoleOutputCP(CP_UTF8);
   for (const DWORD stream : {STD_OUTPUT_HANDLE, STD_ERROR_HANDLE}) {
@@ -21,20 +33,24 @@ void PrepareOutput() {
   }
 }
 
+constexpr char kHelpOfWindows[] =
+    "\nOn Windows the component does the work: the commands are watch, record and monitor, and what its user "
+    "or the\n"
+    "system decide has no option, which are --device, --registry, --answer and --cancel.\n";
+
 /// An object of the component that is registered on the machine.
 class ComSession final : public Session {
  public:
   ComSession() {
-    CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED);
     CLSID id{};
     void* adc = nullptr;
-    result_ = CLSIDFromProgID(com::kProgId, &id);
+    if (SUCCEEDED(result_)) result_ = CLSIDFromProgID(com::kProgId, &id);
     if (SUCCEEDED(result_)) result_ = CoCreateInstance(id, nullptr, CLSCTX_INPROC_SERVER, com::kADC3Id, &adc);
     if (SUCCEEDED(result_)) adc_ = std::make_unique<ComAdc>(static_cast<com::IADC3*>(adc));
   }
   ~ComSession() override {
     adc_.reset();
-    CoUninitialize();
+    if (SUCCEEDED(com_)) CoUninitialize();
   }
   ComSession(const ComSession&) = delete;
   ComSession& operator=(const ComSession&) = delete;
@@ -61,7 +77,8 @@ class ComSession final : public Session {
   IADC3* Object() override { return adc_.get(); }
 
  private:
-  HRESULT result_ = S_OK;
+  const HRESULT com_ = CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED);
+  HRESULT result_ = com_;
   std::unique_ptr<ComAdc> adc_;
 };
 
@@ -84,8 +101,8 @@ std::string WhyNotHere(const Arguments& arguments) {
 }  // namespace
 
 int RunCommand(const Arguments& arguments, Progress& progress) {
-  PrepareOutput();
-  if (arguments.command == Command::kHelp) return Print(HelpText(), progress);
+  const PreparedOutput prepared;
+  if (arguments.command == Command::kHelp) return Print(HelpText() + kHelpOfWindows, progress);
   if (const std::string reason = WhyNotHere(arguments); !reason.empty()) {
     progress.Fail(reason);
     return kWrongArguments;

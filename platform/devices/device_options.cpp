@@ -108,9 +108,10 @@ Key<SimSettings> ComKey() {
 }
 
 Key<SimSettings> SerialKey() {
-  return {"serial", "up to 16 characters", [](SimSettings& settings, bool, std::string_view value) {
+  return {"serial", "up to 16 ASCII characters", [](SimSettings& settings, bool, std::string_view value) {
             settings.serial = value;
-            return value.size() <= 16;
+            const auto is_ascii = [](char c) { return static_cast<unsigned char>(c) < 0x80; };
+            return value.size() <= 16 && std::all_of(value.begin(), value.end(), is_ascii);
           }};
 }
 
@@ -204,7 +205,7 @@ std::string Parse(std::string_view kind, std::string_view rest, DeviceOption* op
   if (kind == "tty") return ReadPathAndKeys(rest, &option->emplace<TtySettings>());
   if (kind == "linux") return ReadKeys(rest, &option->emplace<KernelSettings>());
   if (kind != "d2xx")
-    return "no such kind of device, the kinds are sim, replay:FILE, tty:PATH, linux and d2xx";
+    return "no such kind of device, the kinds are sim, replay:FILE, tty:PATH, linux and, on Windows, d2xx";
   option->emplace<VendorDevices>();
   return rest.empty() ? "" : "takes no keys, not " + Quoted(rest);
 }
