@@ -7,12 +7,17 @@
 #include <sys/file.h>
 #include <thread>
 
+#include "platform/fixed_number_rules.h"
 #include "stream/receive_buffer.h"
 #include "tests/pty.h"
 #include "tests/scratch_files.h"
 
 namespace halden {
 namespace {
+
+TtyPort At(const std::string& path) {
+  return TtyPort::At(path, FixedNumberRules::Comma());
+}
 
 /// A device that is open on a pseudo-terminal.
 struct OpenDevice {
@@ -24,7 +29,7 @@ struct OpenDevice {
   }
 
   Pty pty;
-  TtyDevice device{pty.path()};
+  TtyDevice device{At(pty.path())};
   std::size_t said = 0;
   std::string taken;
 };
@@ -54,9 +59,12 @@ TEST(TtyDevice, SetsRateAndFormatAndPutsBackWhatItFound) {
   const auto found = all();
   const ScratchDirectory folder;
   std::filesystem::create_symlink(pty.path(), folder / "link77");
-  TtyDevice device(folder / "link77");
+  TtyDevice device(At(folder / "link77"));
   EXPECT_EQ(device.Identity().com, pty.number() + 1) << "of the name that links lead to";
   EXPECT_EQ(ComNumberOf("ttyX32767"), std::nullopt);
+  EXPECT_EQ(At("/nowhere/Жук1").identity.serial,
+            "/nowhere/\xC6\xF3\xEA"
+            "1");
   Dcb line, line_while_open;
   EXPECT_TRUE(device.GetDefaultLine(&line));
   ASSERT_EQ(device.Open(), FT_OK) << device.OpenFailure();
@@ -90,7 +98,7 @@ TEST(TtyDevice, HandsOutWhatCameBeforeTheOtherEndWasClosedAndThenFails) {
 TEST(TtyDevice, KeepsOthersOutUntilItIsClosed) {
   OpenDevice first;
   const std::string path = first.pty.path();
-  TtyDevice second(path);
+  TtyDevice second(At(path));
   EXPECT_NE(second.Open(), FT_OK);
   EXPECT_EQ(second.OpenFailure(), path + ": held by another program");
   if (geteuid() != 0) return;  // nobody else can look past the hold
@@ -108,11 +116,11 @@ TEST(TtyDevice, KeepsOthersOutUntilItIsClosed) {
 }
 
 TEST(TtyDevice, SaysWhyItCanNotBeOpened) {
-  TtyDevice file("/dev/null");
+  TtyDevice file(At("/dev/null"));
   EXPECT_NE(file.Open(), FT_OK);
   EXPECT_EQ(file.OpenFailure(), "/dev/null: not a serial device");
   const Pty pty;
-  TtyDevice denied(pty.path());
+  TtyDevice denied(At(pty.path()));
   std::filesystem::permissions(pty.path(), std::filesystem::perms(0600));
   if (seteuid(65534) != 0) return;  // only the superuser can be somebody else
   EXPECT_NE(denied.Open(), FT_OK);

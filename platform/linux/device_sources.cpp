@@ -20,7 +20,7 @@ bool DeviceSources::MakeOf(const std::string& text, Devices* devices, std::strin
   const auto option = ParseDeviceOption(text, error);
   if (!option) return false;
   if (const auto* tty = std::get_if<TtySettings>(&*option)) {
-    devices->push_back(std::make_unique<TtyDevice>(tty->path, tty->baud));
+    devices->push_back(std::make_unique<TtyDevice>(TtyPort::At(tty->path, rules_), tty->baud));
     return true;
   }
   if (const auto* kernel = std::get_if<KernelSettings>(&*option)) {

@@ -11,7 +11,7 @@ namespace {
 
 TtyPort TtyPortOf(const KernelPort& port, const std::filesystem::path& root, const NumberRules& rules) {
   const AnsiText ansi(rules);
-  TtyPort tty = TtyPort::At(root / "dev" / port.tty);
+  TtyPort tty = TtyPort::At(root / "dev" / port.tty, rules);
   tty.identity = {port.type, port.id, ansi.FromUtf8(port.serial).substr(0, 16),
                   ansi.FromUtf8(port.description).substr(0, 64), ComNumberOf(port.tty).value_or(-1)};
   tty.latency_timer = port.latency_timer;

@@ -12,6 +12,8 @@
 #include <unistd.h>
 #include <utility>
 
+#include "platform/ansi_text.h"
+
 namespace halden {
 namespace {
 
@@ -46,14 +48,16 @@ std::optional<std::int32_t> ComNumberOf(const std::string& name) {
   return static_cast<std::int32_t>(number) + 1;
 }
 
-TtyPort TtyPort::At(const std::string& path) {
+TtyPort TtyPort::At(const std::string& path, const NumberRules& rules) {
   constexpr std::uint32_t kUnknownChip = 3;
   constexpr std::string_view kFolder = "/dev/";
   const std::string resolved = Resolve(path);
   const std::string name = resolved.starts_with(kFolder) ? resolved.substr(kFolder.size()) : resolved;
-  return {path,
-          {kUnknownChip, 0, Tail(name, 16), Tail(resolved, 64), ComNumberOf(name)},
-          "/sys/class/tty/" + name + "/device/latency_timer"};
+  const AnsiText ansi(rules);
+  return {
+      path,
+      {kUnknownChip, 0, Tail(ansi.FromUtf8(name), 16), Tail(ansi.FromUtf8(resolved), 64), ComNumberOf(name)},
+      "/sys/class/tty/" + name + "/device/latency_timer"};
 }
 
 TtyDevice::TtyDevice(TtyPort port, std::optional<std::uint32_t> baud) : port_(std::move(port)) {

@@ -10,6 +10,7 @@
 #include "platform/linux/tty_file.h"
 #include "platform/linux/tty_line.h"
 #include "platform/linux/tty_reader.h"
+#include "platform/number_rules.h"
 
 namespace halden {
 
@@ -20,8 +21,8 @@ struct TtyPort {
   std::filesystem::path latency_timer;  ///< the kernel's file of milliseconds; need not be there
   std::filesystem::path root = "/";     ///< where the system's /proc lies
 
-  /// The tty behind `path`. Its COM number is that of the name that links lead to.
-  static TtyPort At(const std::string& path);
+  /// The tty behind `path`. Its COM number is that of the name that links lead to. Keeps no reference.
+  static TtyPort At(const std::string& path, const NumberRules& rules);
 };
 
 /// One more than the number at the end of a tty's name; nothing without one, or where it is no COM number.
@@ -37,8 +38,6 @@ class TtyDevice : public Device {
   /// `baud` is the stored default, with 8 data bits, no parity and one stop bit; without it the default is
   /// what the port is set to.
   explicit TtyDevice(TtyPort port, std::optional<std::uint32_t> baud = std::nullopt);
-  explicit TtyDevice(const std::string& path, std::optional<std::uint32_t> baud = std::nullopt)
-      : TtyDevice(TtyPort::At(path), baud) {}
   ~TtyDevice() override;
 
   const DeviceIdentity& Identity() const override { return port_.identity; }
