@@ -51,7 +51,7 @@ Win32Window::Win32Window(WindowSpec spec, HINSTANCE module, const Pointer& point
   SetCaption(spec_.caption);
   TakeIcons(module);
   MakeControls();
-  Place();
+  PlaceInCentre();
 }
 
 Win32Window::~Win32Window() {
@@ -85,14 +85,19 @@ void Win32Window::TakeIcons(HINSTANCE module) {
 }
 
 /// In the screen's centre, in the sizes that fit its density.
-void Win32Window::Place() {
+/// Places the controls by the screen's density, and gives the size of the window around them.
+SIZE Win32Window::Fit() {
   const int dots_per_inch = DotsPerInch(window_);
   for (Win32Control& control : controls_) control.Place(dots_per_inch);
   RECT outer{}, client{};
   GetWindowRect(window_, &outer);
   GetClientRect(window_, &client);
-  const int width = ToDots(spec_.width, dots_per_inch) + (outer.right - outer.left) - client.right;
-  const int height = ToDots(spec_.height, dots_per_inch) + (outer.bottom - outer.top) - client.bottom;
+  return {ToDots(spec_.width, dots_per_inch) + (outer.right - outer.left) - client.right,
+          ToDots(spec_.height, dots_per_inch) + (outer.bottom - outer.top) - client.bottom};
+}
+
+void Win32Window::PlaceInCentre() {
+  const auto [width, height] = Fit();
   MONITORINFO screen{};
   screen.cbSize = sizeof screen;
   GetMonitorInfoW(MonitorFromWindow(GetActiveWindow(), MONITOR_DEFAULTTOPRIMARY), &screen);
@@ -116,7 +121,7 @@ bool Win32Window::ShowModal() {
 
 void Win32Window::Show() {
   visible_ = true;
-  Place();
+  PlaceInCentre();
   DisableOthers();
   ShowWindow(window_, SW_SHOW);
   SetForegroundWindow(window_);
@@ -246,9 +251,13 @@ INT_PTR Win32Window::Serve(UINT message, WPARAM word, LPARAM data) {
       return control < 0 ? FALSE
                          : reinterpret_cast<INT_PTR>(controls_[control].Paint(reinterpret_cast<HDC>(word)));
     }
-    case WM_DPICHANGED:
-      Place();
+    case WM_DPICHANGED: {
+      // On the other screen it stays under the user's pointer.
+      const auto& place = *reinterpret_cast<const RECT*>(data);
+      const auto [width, height] = Fit();
+      SetWindowPos(window_, nullptr, place.left, place.top, width, height, SWP_NOZORDER | SWP_NOACTIVATE);
       return TRUE;
+    }
     case DM_GETDEFID: {
       const int focused = FocusedControl();
       const bool own = focused >= 0 && controls_[focused].Spec().kind == ControlKind::kButton;

@@ -61,7 +61,8 @@ class Win32Window final : public Window {
 
   void MakeControls();
   void TakeIcons(HINSTANCE module);
-  void Place();
+  SIZE Fit();
+  void PlaceInCentre();
   void Show();
   void DisableOthers();
 
