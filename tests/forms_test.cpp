@@ -87,10 +87,14 @@ TEST(Forms, StandAsTheyWereDesignedWhereTextsAreMissing) {
     design += name + testing::PrintToString(twips) + "'" + text + "' ";
   };
   const FormStep note = Do([&](MemoryWindow& window) {
-    add(window.Spec().name, {window.Spec().width, window.Spec().height}, window.Spec().caption);
+    const WindowSpec& form = window.Spec();
+    add(form.name, {form.width, form.height, form.icon}, form.caption);
     for (int i = 0; i < window.ControlCount(); ++i) {
-      const auto& [left, top, width, height] = window.Control(i).spec.bounds;
-      add(window.Control(i).spec.name, {left, top, width, height}, window.Text(i));
+      const ControlSpec& spec = window.Control(i).spec;
+      const auto& [left, top, width, height] = spec.bounds;
+      const int style =
+          spec.multi_line + 2 * spec.font.bold + 4 * spec.default_button + 8 * spec.cancel_button;
+      add(spec.name, {left, top, width, height, style}, window.Text(i));
       EXPECT_EQ(window.FontCharset(i), 204) << "as Russian systems have it";
     }
     window.SetFontCharset(0, 1);
@@ -102,13 +106,13 @@ TEST(Forms, StandAsTheyWereDesignedWhereTextsAreMissing) {
   forms.script.Play({note});
   EXPECT_TRUE(forms.monitor.ShowModal());
   EXPECT_EQ(design,
-            "dlgPort{ 2745, 3015 }'Select Port' lblCh{ 150, 1620, 1050, 195 }'N of &Channels:' "
-            "cboCh{ 1260, 1560, 1365, 315 }'1' lblRate{ 480, 2055, 720, 195 }'&Rate (Hz):' "
-            "cboRate{ 1260, 2010, 1365, 315 }'1' cmdOK{ 120, 2475, 1185, 405 }'OK' "
-            "cmdCancel{ 1440, 2490, 1155, 375 }'Cancel' "
-            "cmdConfig{ 150, 1020, 2445, 375 }'Properties COM5...' lstPort{ 120, 120, 2505, 840 }'' "
-            "dlgFTDI{ 6060, 1650 }' (v3.2.2)' cmdClose{ 2280, 1080, 1500, 420 }'Close' "
-            "txtInfo{ 1268, 90, 3525, 435 }'Port:\r\nFTDI\r\n' txtValue{ 173, 570, 5715, 360 }'0' ");
+            "dlgPort{ 2745, 3015, 2 }'Select Port' lblCh{ 150, 1620, 1050, 195, 0 }'N of &Channels:' "
+            "cboCh{ 1260, 1560, 1365, 315, 0 }'1' lblRate{ 480, 2055, 720, 195, 0 }'&Rate (Hz):' "
+            "cboRate{ 1260, 2010, 1365, 315, 0 }'1' cmdOK{ 120, 2475, 1185, 405, 4 }'OK' "
+            "cmdCancel{ 1440, 2490, 1155, 375, 8 }'Cancel' "
+            "cmdConfig{ 150, 1020, 2445, 375, 0 }'Properties COM5...' lstPort{ 120, 120, 2505, 840, 0 }'' "
+            "dlgFTDI{ 6060, 1650, 1 }' (v3.2.2)' cmdClose{ 2280, 1080, 1500, 420, 12 }'Close' "
+            "txtInfo{ 1268, 90, 3525, 435, 3 }'Port:\r\nFTDI\r\n' txtValue{ 173, 570, 5715, 360, 0 }'0' ");
 }
 
 TEST(MonitorWindow, ShowsWhatIsWrittenAndIsHiddenByEachWayToCloseIt) {

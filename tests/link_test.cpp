@@ -99,11 +99,19 @@ TEST(GetPortConfig, TakesTheDefaultThenThePortThenTheFallback) {
     };
     if (failing.empty()) faults.Arm(1, false, Faults::kLies, [size = size](std::int64_t) { return size; });
     tPortInfo row;
-    row.DevicePath = "\\\\.\\" + (row.Name = "COM5");
+    NamePort(row, 5);
     row.Config.dcb.Parity = row.Config.dcb.StopBits = 2;
     EXPECT_EQ(GetPortConfig(system, row), rate != 9600);
     EXPECT_EQ(row.ConfigText, std::to_string(rate) + ",N,8,1");
     EXPECT_EQ(row.Config.dcb, (Dcb{.BaudRate = rate, .ByteSize = 8}));
+  }
+}
+
+TEST(NamePort, ANumberBeyond16BitsIsNone) {
+  tPortInfo row;
+  for (const std::int32_t number : {32767, 32768, -32769, -1}) {
+    NamePort(row, number);
+    EXPECT_EQ(row.DevicePath, "\\\\.\\COM" + std::to_string(number == 32767 || number == -1 ? number : 0));
   }
 }
 
@@ -154,15 +162,6 @@ TEST(Detection, TriesTheRateThatAChipMayReallyTalkAt) {
     constexpr float kLongestLine = 40;  // none of what was heard at the other rate counts
     EXPECT_TRUE(!found || driver.adc->RateMax() > std::stof(speaks_at) / 8 / kLongestLine) << configured;
   }
-}
-
-TEST(Detection, APortNumberBeyond16BitsIsNone) {
-  FaultyDriver driver({"sim:rate=400"});
-  driver.faults.Arm(1, true, Faults::kLies, [&calls = driver.faults.calls](std::int64_t count) {
-    return calls.back() == "GetComPortNumber" ? 32768 : count;
-  });
-  TimeOfTest(driver, true);
-  EXPECT_EQ(driver.adc->BasePort(), 0);
 }
 
 TEST(Detection, TakesWhatCameOrElseTheUsersWord) {

@@ -11,7 +11,6 @@ namespace {
 
 const FixedNumberRules kPoint = FixedNumberRules::Point();
 const FixedNumberRules kComma = FixedNumberRules::Comma();
-const FixedNumberRules kCommaPoint(',', '.', CodePage::kWestern);
 const FixedNumberRules kNoGroups = FixedNumberRules::C();
 
 constexpr float kUnchanged = 7;
@@ -51,7 +50,6 @@ TEST(ParseValue, GetsTheNumberOutOfAField) {
     ExpectParsed(kComma, text, by_comma, left_by_comma);
   }
   ExpectParsed(kNoGroups, "12,5", 12.5, "12.5");
-  ExpectParsed(kCommaPoint, "1.5", 15, "1.5");
 }
 
 TEST(IsNumericText, TakesTheFormsOfTheLocaleAndNoOther) {

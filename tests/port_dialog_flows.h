@@ -71,6 +71,7 @@ inline std::vector<Flow> PortDialogFlows() {
                                        Type("cboRate", "1\u00A0000,5"), ok};
   return {{"presets", as_preset, 0, {SeeText("cboRate", "12.5"), SeeFocus("cboCh"), ok}},
           {"presets below", {true, 0, 1, 1}, 0, {ok}, {false, -1, 0, 0}},
+          {"lowest presets", {true, 0, 1, 0.5f}, 0, {ok}, {false, 0, 1, 0.5f}},
           {"presets above", {true, 0, 1, 1}, 0, {ok}, {false, 3, 33, -5}},
           {"seven digits", {true, 0, 32, 1234.568f}, 0, {ok}, {false, 0, 32, 1234.5678f}},
           {"all chosen", {true, 1, 16, 7}, 0, all},
