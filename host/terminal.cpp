@@ -1,11 +1,13 @@
 #include "host/terminal.h"
 
+#include <cerrno>
+
 #ifdef _WIN32
+#include <cstdlib>
 #include <io.h>
 #include <windows.h>
 #define isatty _isatty
 #else
-#include <cerrno>
 #include <sys/ioctl.h>
 #include <unistd.h>
 #endif
@@ -28,9 +30,10 @@ int OutputRows() {
 }
 
 bool ReaderHasLeft() {
-  // The C library tells of it as of a wrong argument.
-  const DWORD error = GetLastError();
-  return error == ERROR_NO_DATA || error == ERROR_BROKEN_PIPE;
+  // Not every C library there has EPIPE for it.
+  const unsigned long error = _doserrno;
+  return errno == EPIPE || error == ERROR_NO_DATA || error == ERROR_BROKEN_PIPE ||
+         error == ERROR_PIPE_NOT_CONNECTED;
 }
 
 #else
