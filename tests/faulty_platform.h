@@ -139,19 +139,20 @@ class FaultyCommConfig : public FaultySeam<CommConfigApi> {
  public:
   using FaultySeam::FaultySeam;
 
-  HALDEN_PASS(bool, GetDefaultCommConfigA, (const std::string& name, void* config, std::uint32_t* size), name,
-              config, size)
   HALDEN_PASS(bool, SetDefaultCommConfigA, (const std::string& name, const void* config, std::uint32_t size),
               name, config, size)
   HALDEN_PASS(bool, CommConfigDialogA, (const std::string& name, std::uintptr_t owner, CommConfig* config),
               name, owner, config)
 
-  /// This provider has data of its own behind, as much as there is said to be room for.
+  bool GetDefaultCommConfigA(const std::string& name, void* config, std::uint32_t* size) override {
+    const auto get = [&, room = *size] {
+      return Fill(behind_.GetDefaultCommConfigA(name, config, size), config, room);
+    };
+    return faults_.Pass("GetDefaultCommConfigA", get, name, config, size);
+  }
   bool GetCommConfig(CommHandle port, void* config, std::uint32_t* size) override {
     const auto get = [&, room = *size] {
-      const bool known = behind_.GetCommConfig(port, config, size);
-      if (known) std::memset(static_cast<char*>(config) + *size, '~', room - *size);
-      return known;
+      return Fill(behind_.GetCommConfig(port, config, size), config, room);
     };
     return faults_.Pass("GetCommConfig", get, port, config, size);
   }
@@ -164,6 +165,13 @@ class FaultyCommConfig : public FaultySeam<CommConfigApi> {
   void CloseHandle(CommHandle port) override {
     faults_.Closed('c', port);
     behind_.CloseHandle(port);
+  }
+
+ private:
+  /// The provider has data of its own behind, as much as there is said to be room for.
+  static bool Fill(bool known, void* config, std::uint32_t room) {
+    if (known) std::memset(static_cast<char*>(config) + sizeof(CommConfig), '~', room - sizeof(CommConfig));
+    return known;
   }
 };
 
@@ -207,21 +215,16 @@ class FaultyToolkit : public FaultySeam<Toolkit> {
 
 /// A machine every one of whose calls can go wrong.
 struct FaultyPlatform {
-  explicit FaultyPlatform(Platform& behind)
-      : d2xx(behind.d2xx, faults),
-        comm_config(behind.comm_config, faults),
-        registry(behind.registry, faults),
-        texts(behind.texts, faults),
-        toolkit(behind.toolkit, faults),
-        platform{d2xx, comm_config, registry, behind.clock, behind.number_rules, texts, toolkit} {}
+  explicit FaultyPlatform(Platform& real) : behind(real) {}
 
+  Platform& behind;
   Faults faults;
-  FaultyD2xx d2xx;
-  FaultyCommConfig comm_config;
-  FaultyRegistry registry;
-  FaultyTexts texts;
-  FaultyToolkit toolkit;
-  Platform platform;
+  FaultyD2xx d2xx{behind.d2xx, faults};
+  FaultyCommConfig comm_config{behind.comm_config, faults};
+  FaultyRegistry registry{behind.registry, faults};
+  FaultyTexts texts{behind.texts, faults};
+  FaultyToolkit toolkit{behind.toolkit, faults};
+  Platform platform{d2xx, comm_config, registry, behind.clock, behind.number_rules, texts, toolkit};
 };
 
 }  // namespace halden
