@@ -1,7 +1,6 @@
 // Any answer of the device library: statuses, handles, counts, list entries and bytes are the input's.
 
 #include <cstring>
-#include <vector>
 
 #include "driver/apartment.h"
 #include "fuzz/choices.h"

@@ -66,7 +66,6 @@ void Run(Choices choices) {
     held += chunk;
     Demand(buffer.ReadPort(false) == static_cast<std::int32_t>(chunk.size()), "all that is queued is read");
     if (!passes.store.FormatKnown && !buffer.AnalyzeBuffer(false)) continue;
-    static_cast<mPortText&>(lines.store).FormatKnown = true;
     lines.store.ColumnsCount = passes.store.ColumnsCount;
     lines.store.Separator = passes.store.Separator;
     buffer.ParseBuffer();

@@ -1,5 +1,7 @@
 #include "host/commands.h"
 
+#include "host/output.h"
+
 namespace halden::host {
 
 int Print(const std::string& text, Progress& progress) {

@@ -1,7 +1,6 @@
 #pragma once
 
 #include "host/arguments.h"
-#include "host/output.h"
 #include "host/progress.h"
 #include "host/session.h"
 #include "platform/machine.h"

@@ -4,6 +4,7 @@
 #include "host/commands.h"
 #include "host/fixed.h"
 #include "host/json.h"
+#include "host/output.h"
 #include "host/session.h"
 #include "host/stop_signal.h"
 #include "host/terminal.h"

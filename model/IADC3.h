@@ -13,9 +13,6 @@ struct KadrTable {
   std::vector<std::int16_t> Codes;  ///< row after row
 
   std::int32_t Rows() const { return Channels ? static_cast<std::int32_t>(Codes.size() / Channels) : 0; }
-  std::int16_t At(std::int32_t position, std::int32_t row) const {
-    return Codes[static_cast<std::size_t>(row) * Channels + position];
-  }
 };
 
 /// The contract between a data-acquisition host and its driver. Members come in the contract's order. A host

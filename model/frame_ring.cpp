@@ -36,7 +36,7 @@ void DropFrames(tInputState& state) {
 }
 
 /// Takes the n oldest frames, which must wait: at most two blocks.
-std::int16_t* TakeFrames(tInputState& state, std::int32_t n, std::int16_t* to) {
+void TakeFrames(tInputState& state, std::int32_t n, std::int16_t* to) {
   const bool all = n == FramesWaiting(state);
   while (n > 0) {
     const std::int32_t block = std::min(n, state.AllocKadrs - state.ReadIndex + 1);
@@ -45,7 +45,6 @@ std::int16_t* TakeFrames(tInputState& state, std::int32_t n, std::int16_t* to) {
     n -= block;
   }
   if (all) state.BufferEmpty = true;
-  return to;
 }
 
 }  // namespace

@@ -13,7 +13,6 @@ class PeriodicTimer {
   virtual ~PeriodicTimer() = default;
   /// Enabling a timer that runs leaves its rhythm alone. After Enable(false) no tick comes any more.
   virtual void Enable(bool on) = 0;
-  virtual bool Enabled() const = 0;
 };
 
 /// Time and the message queue of the driver's one thread.

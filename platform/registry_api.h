@@ -31,7 +31,6 @@ inline constexpr std::uint32_t REG_EXPAND_SZ = 2;
 inline constexpr std::uint32_t REG_BINARY = 3;
 inline constexpr std::uint32_t REG_DWORD = 4;
 inline constexpr std::uint32_t REG_DWORD_BIG_ENDIAN = 5;
-inline constexpr std::uint32_t REG_LINK = 6;
 inline constexpr std::uint32_t REG_MULTI_SZ = 7;
 
 /// Whether the data of a value is text.
@@ -88,10 +87,9 @@ class RegistryApi {
                                        HKEY* key) = 0;
   virtual std::int32_t RegCloseKey(HKEY key) = 0;
 
-  /// Reads a value; an empty name is the key's default value. `type` and `data` may be null, `size` with
-  /// `data` only. *size is the
-  /// room at `data` in bytes on entry, the size of the value on return, also on ERROR_MORE_DATA and when
-  /// `data` is null. Needs KEY_QUERY_VALUE.
+  /// Reads a value; an empty name is the key's default value. `type` and `data` may be null, `size` only with
+  /// `data`. *size is the room at `data` in bytes on entry, the size of the value on return, also on
+  /// ERROR_MORE_DATA and when `data` is null. Needs KEY_QUERY_VALUE.
   virtual std::int32_t RegQueryValueExA(HKEY key, const std::string& name, std::uint32_t* type, void* data,
                                         std::uint32_t* size) = 0;
   /// Stores `size` bytes as they are, whatever the type, under a name of at most 16383 characters. Needs

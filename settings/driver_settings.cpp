@@ -7,7 +7,6 @@ constexpr char kVendorKey[] = "Software\\Corvane\\ADC";
 constexpr char kFamilyKey[] = "\\Brackwell";
 constexpr char kPort[] = "Port";
 constexpr char kChannels[] = "ChannelFixed";
-constexpr std::int16_t kMostChannels = 32;
 
 }  // namespace
 
@@ -26,7 +25,7 @@ void DriverSettings::LoadSetting(tUserChoice& choice) {
   cRegistry& registry = OpenSettings();
   registry.GetInteger(kPort, store_.BasePort, 1);
   registry.GetInteger(kChannels, choice.UserChannels, 1);
-  if (choice.UserChannels < 1 || choice.UserChannels > kMostChannels) choice.UserChannels = 1;
+  if (choice.UserChannels < 1 || choice.UserChannels > tUserChoice::kMostChannels) choice.UserChannels = 1;
   registry.GetSingle(kRate, choice.UserRate, 1.0f);
   // A rate that is no number compares as not greater, too.
   if (!(choice.UserRate > 0)) choice.UserRate = 0;

@@ -11,6 +11,8 @@ namespace halden {
 
 /// What the user, or an earlier run, says of a device that can't be recognised.
 struct tUserChoice {
+  static constexpr std::int16_t kMostChannels = 32;
+
   std::int16_t UserChannels = 0;  ///< 0 until the settings have been loaded, then 1 to 32
   float UserRate = 0;             ///< hertz; 0: not known
 };

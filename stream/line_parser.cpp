@@ -55,7 +55,7 @@ bool ParseValue(const NumberRules& rules, std::string& text, float& value) {
   return true;
 }
 
-std::int16_t LineParser::DetectColumns(std::string& line) {
+std::int16_t LineParser::DetectColumns(std::string_view line) {
   if (line.empty()) return 0;
   store_.ColumnsCount = 0;
   store_.Separator.clear();
@@ -65,7 +65,7 @@ std::int16_t LineParser::DetectColumns(std::string& line) {
     break;
   }
   float unused;
-  if (store_.Separator.empty() && ParseValue(rules_, line, unused))
+  if (store_.Separator.empty() && ParseField(line, unused))
     store_.ColumnsCount = 1;
   else
     store_.ColumnsCount = CountColumns(Trim(line));

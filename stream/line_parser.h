@@ -30,9 +30,8 @@ class LineParser {
   }
 
   /// Settles separator and column count by this line, with which the format is known, and gives its columns,
-  /// saturated at 32767. A line of blanks has none. An empty line gives 0 and changes nothing. May change
-  /// `line`.
-  std::int16_t DetectColumns(std::string& line);
+  /// saturated at 32767. A line of blanks has none. An empty line gives 0 and changes nothing.
+  std::int16_t DetectColumns(std::string_view line);
 
   /// Asks for the number rules and the layout of a frame, once for all lines until EndPass. In between
   /// nothing of the host runs on this thread; rules that the user changes meanwhile count from the next pass

@@ -45,8 +45,7 @@ bool ReceiveBuffer::AnalyzeBuffer(bool remove) {
     p = LineEnd(p);
     const std::int32_t q = FindCR(p + 1);
     if (q < 0) break;
-    std::string line(GetLine(p + 1, q - p - 1));
-    const std::int16_t columns = parser_.DetectColumns(line);
+    const std::int16_t columns = parser_.DetectColumns(GetLine(p + 1, q - p - 1));
     MaxColumns = std::max(MaxColumns, columns);
     if (columns > 0) ++good;
     p = q;

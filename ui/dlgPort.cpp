@@ -3,6 +3,7 @@
 #include <cmath>
 
 #include "link/port_table.h"
+#include "settings/driver_settings.h"
 #include "stream/number_text.h"
 #include "ui/text_table.h"
 
@@ -10,7 +11,6 @@ namespace halden {
 
 namespace {
 
-constexpr int kMaxChannels = 32;
 constexpr int kRateDigits = 7;
 constexpr int kIcon = 2;
 
@@ -99,7 +99,7 @@ WindowSpec dlgPort::Design() {
 
 void dlgPort::Seed(std::int16_t port, std::int16_t channels, float rate) {
   if (port >= 0 && port < store_.PortCount) form_->SelectRow(lstPort, port);
-  form_->SelectRow(cboCh, channels >= 1 && channels <= kMaxChannels ? channels - 1 : 0);
+  form_->SelectRow(cboCh, channels >= 1 && channels <= tUserChoice::kMostChannels ? channels - 1 : 0);
   if (rate > 0) {
     const NumberRules& rules = platform_.number_rules;
     form_->SetText(cboRate, rules.AnsiToUtf8(rules.NumberToText(rate, kRateDigits)));
@@ -109,7 +109,8 @@ void dlgPort::Seed(std::int16_t port, std::int16_t channels, float rate) {
 void dlgPort::Form_Load() {
   platform_.toolkit.SetPointer(Pointer::kDefault);
   form_->ClearRows(cboCh);
-  for (int channels = 1; channels <= kMaxChannels; ++channels) form_->AddRow(cboCh, std::to_string(channels));
+  for (int channels = 1; channels <= tUserChoice::kMostChannels; ++channels)
+    form_->AddRow(cboCh, std::to_string(channels));
   form_->SelectRow(cboCh, 0);
   form_->ClearRows(cboRate);
   for (const char* rate : {"1", "2", "5", "10", "20", "50", "100"}) form_->AddRow(cboRate, rate);

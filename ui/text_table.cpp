@@ -1,6 +1,5 @@
 #include "ui/text_table.h"
 
-#include <algorithm>
 #include <array>
 
 namespace halden {

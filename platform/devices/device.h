@@ -12,6 +12,9 @@ namespace halden {
 /// A device's answer where a call fails. Nobody tells one failure status from another.
 inline constexpr FT_STATUS kDeviceFailed = 1;
 
+/// The highest line rate that a chip has, bits per second.
+inline constexpr std::uint32_t kHighestBaud = 12'000'000;
+
 /// What the device list tells of a device.
 struct DeviceIdentity {
   std::uint32_t type = 5;         ///< chip type code of the device library

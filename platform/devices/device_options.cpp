@@ -18,7 +18,6 @@ namespace {
 
 constexpr double kLongest = 86400;  // seconds
 constexpr std::uint32_t kLowestBaud = 300;
-constexpr std::uint32_t kHighestBaud = 12'000'000;
 
 /// One key of an option: what it is called, what it takes, and how it is stored.
 template <typename Settings>

@@ -16,8 +16,6 @@ class MessageQueue::Schedule {
     enabled_ = on;
   }
 
-  bool Enabled() const { return enabled_; }
-
   bool TickIfDue() {
     if (!enabled_ || ticking_) return false;
     const std::uint32_t elapsed = clock_.GetTickCount() - last_;
@@ -43,7 +41,6 @@ class MessageQueue::Timer : public PeriodicTimer {
   explicit Timer(std::shared_ptr<Schedule> schedule) : schedule_(std::move(schedule)) {}
   ~Timer() override { schedule_->Enable(false); }
   void Enable(bool on) override { schedule_->Enable(on); }
-  bool Enabled() const override { return schedule_->Enabled(); }
 
  private:
   std::shared_ptr<Schedule> schedule_;

@@ -5,12 +5,6 @@
 
 namespace halden {
 
-namespace {
-
-constexpr std::uint32_t kHighestBaud = 12'000'000;
-
-}  // namespace
-
 PacedDevice::PacedDevice(Clock& clock, DeviceIdentity identity, std::uint32_t baud, Pace pace)
     : clock_(clock), identity_(std::move(identity)), pace_(pace), last_tick_(clock.GetTickCount()) {
   default_line_.BaudRate = baud;

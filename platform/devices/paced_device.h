@@ -101,7 +101,7 @@ class PacedDevice : public Device {
   ByteQueue queue_;
   std::string_view sending_;  // the line that is on its way
   std::size_t sent_ = 0;      // of its bytes
-  double line_start_ = 0;     // seconds behind origin_
+  double line_start_ = 0;     // milliseconds behind origin_
   double line_end_ = 0;
   double origin_ = 0;  // milliseconds
   std::uint64_t next_line_ = 0;

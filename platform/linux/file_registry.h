@@ -18,8 +18,7 @@ namespace halden {
 /// - ERROR_BADDB: the file is not in that layout. A call that would change the registry gives it another name
 ///   (see GuardedFile::SetAside) and answers the same; the next one finds an empty registry.
 /// - ERROR_ACCESS_DENIED, ERROR_DISK_FULL, ERROR_WRITE_FAULT, ERROR_CANTREAD: for that reason the file can't
-/// be
-///   written or read, and the registry is as before.
+///   be written or read, and the registry is as before.
 /// - ERROR_SHARING_VIOLATION: another process has kept the file to itself for seconds.
 class FileRegistry : public RegistryBase {
  public:

@@ -26,7 +26,6 @@ class GuardedFile {
   /// Touches nothing. A symbolic link is followed once, here.
   explicit GuardedFile(const std::string& path);
 
-  const std::string& path() const { return path_; }
   /// The whole content, of one moment; empty if the file doesn't exist. What is no regular file is refused.
   std::int32_t Read(std::string* content) const;
   /// Makes missing directories and waits for the lock up to 5 seconds.

@@ -11,12 +11,11 @@ namespace {
 
 TtyPort TtyPortOf(const KernelPort& port, const std::filesystem::path& root, const NumberRules& rules) {
   const AnsiText ansi(rules);
-  TtyPort tty = TtyPort::At(root / "dev" / port.tty, rules);
-  tty.identity = {port.type, port.id, ansi.FromUtf8(port.serial).substr(0, 16),
-                  ansi.FromUtf8(port.description).substr(0, 64), ComNumberOf(port.tty).value_or(-1)};
-  tty.latency_timer = port.latency_timer;
-  tty.root = root;
-  return tty;
+  return {root / "dev" / port.tty,
+          {port.type, port.id, ansi.FromUtf8(port.serial).substr(0, 16),
+           ansi.FromUtf8(port.description).substr(0, 64), ComNumberOf(port.tty).value_or(-1)},
+          port.latency_timer,
+          root};
 }
 
 }  // namespace

@@ -4,11 +4,12 @@
 #include <optional>
 #include <string_view>
 
+#include "platform/devices/device.h"
+
 namespace halden {
 
 namespace {
 
-constexpr std::uint32_t kMaxRate = 12'000'000;
 constexpr int kFirstDataBits = 7;
 
 struct Texts {
@@ -49,7 +50,7 @@ std::optional<std::uint32_t> ParseRate(std::string_view text) {
   std::uint32_t rate = 0;
   const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), rate);
   const bool whole = error == std::errc() && end == text.data() + text.size();
-  return whole && rate >= 1 && rate <= kMaxRate ? std::optional(rate) : std::nullopt;
+  return whole && rate >= 1 && rate <= kHighestBaud ? std::optional(rate) : std::nullopt;
 }
 
 class PortProperties {

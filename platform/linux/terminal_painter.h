@@ -1,7 +1,5 @@
 #pragma once
 
-#include <string>
-
 #include "platform/linux/terminal_screen.h"
 #include "platform/toolkit/memory_window.h"
 

@@ -1,7 +1,5 @@
 #include "platform/linux/terminal_screen.h"
 
-#include <algorithm>
-
 #include "platform/code_page.h"
 #include "platform/toolkit/characters.h"
 

@@ -33,7 +33,8 @@ TtyFile::TtyFile(const std::string& path) {
 }
 
 TtyFile::~TtyFile() {
-  Close();
+  if (held_) ioctl(fd_, TIOCNXCL);
+  if (fd_ >= 0) close(fd_);
 }
 
 bool TtyFile::Free() {
@@ -47,12 +48,6 @@ bool TtyFile::Free() {
 bool TtyFile::Hold() {
   held_ = ioctl(fd_, TIOCEXCL) == 0;
   return held_;
-}
-
-void TtyFile::Close() {
-  if (held_) ioctl(fd_, TIOCNXCL);
-  if (fd_ >= 0) close(fd_);
-  fd_ = -1;
 }
 
 std::string TtyFailureText(int error, const std::string& path, const std::filesystem::path& root) {

@@ -24,8 +24,6 @@ class TtyFile {
   bool Hold();
 
  private:
-  void Close();
-
   int fd_ = -1;
   bool held_ = false;
 };

@@ -10,7 +10,6 @@ class EditText {
  public:
   const std::u32string& Text() const { return text_; }
   int SelectionStart() const { return start_; }
-  int SelectionLength() const { return length_; }
   int Caret() const { return start_ + length_; }
 
   /// Replaces everything; the caret stands in front of the text.

@@ -27,9 +27,10 @@ class Win32Timer final : public PeriodicTimer {
       DestroyWindow(std::exchange(state_->window, nullptr));
     }
   }
-  bool Enabled() const override { return state_->window != nullptr; }
 
  private:
+  bool Enabled() const { return state_->window != nullptr; }
+
   struct State {
     std::function<void()> tick;
     HWND window = nullptr;

@@ -84,7 +84,6 @@ void Win32Window::TakeIcons(HINSTANCE module) {
   take(ICON_SMALL, SM_CXSMICON, SM_CYSMICON);
 }
 
-/// In the screen's centre, in the sizes that fit its density.
 /// Places the controls by the screen's density, and gives the size of the window around them.
 SIZE Win32Window::Fit() {
   const int dots_per_inch = DotsPerInch(window_);
@@ -96,6 +95,7 @@ SIZE Win32Window::Fit() {
           ToDots(spec_.height, dots_per_inch) + (outer.bottom - outer.top) - client.bottom};
 }
 
+/// In the screen's centre, in the sizes that fit its density.
 void Win32Window::PlaceInCentre() {
   const auto [width, height] = Fit();
   MONITORINFO screen{};

@@ -88,8 +88,8 @@ def near(rate, wanted):
 
 class Chip:
     """Plugged in within a with statement. Sends so many lines a second, or noise while the port has not the rate
-    `speaks_at`, and what it is sent where it `sends_back`; nobody else may send it anything. What it sends while nobody has the port open is lost, as with a real one.
-    After an opening it waits for `pause` seconds."""
+    `speaks_at`, and what it is sent where it `sends_back`; nobody else may send it anything. What it sends while
+    nobody has the port open is lost, as with a real one. After an opening it waits for `pause` seconds."""
 
     def __init__(self, machine, serial, lines_per_second=0, columns=2, speaks_at=None, sends_back=False):
         self.machine, self.serial, self.rate, self.columns = machine, serial, lines_per_second, columns
