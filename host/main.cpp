@@ -1,9 +1,11 @@
 #include "host/arguments.h"
 #include "host/commands.h"
 #include "host/stop_signal.h"
+#include "host/terminal.h"
 
 int main(int count, char** words) {
   using namespace halden::host;
+  FillClosedStreams();
   IgnoreClosedPipes();
   std::string error;
   const auto arguments = ParseArguments({words + 1, words + count}, &error);

@@ -8,6 +8,7 @@
 #include <windows.h>
 #define isatty _isatty
 #else
+#include <fcntl.h>
 #include <sys/ioctl.h>
 #include <unistd.h>
 #endif
@@ -23,6 +24,8 @@ bool ErrorIsTerminal() {
 
 #ifdef _WIN32
 
+void FillClosedStreams() {}
+
 int OutputRows() {
   CONSOLE_SCREEN_BUFFER_INFO screen;
   if (!GetConsoleScreenBufferInfo(GetStdHandle(STD_OUTPUT_HANDLE), &screen)) return 0;
@@ -37,6 +40,11 @@ bool ReaderHasLeft() {
 }
 
 #else
+
+void FillClosedStreams() {
+  for (int fd = 0; fd <= 2; ++fd)
+    if (fcntl(fd, F_GETFD) < 0) open("/dev/null", fd == 0 ? O_WRONLY : O_RDONLY);
+}
 
 int OutputRows() {
   winsize size{};

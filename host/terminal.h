@@ -2,6 +2,10 @@
 
 namespace halden::host {
 
+/// Puts something useless in the place of each standard stream that is closed: else the next file or device
+/// to be opened would get its number, and all that is written to the stream.
+void FillClosedStreams();
+
 /// Whether a person sits at the other end of the stream.
 bool OutputIsTerminal();
 bool ErrorIsTerminal();

@@ -50,6 +50,7 @@ inline constexpr std::int32_t ERROR_SUCCESS = 0;
 inline constexpr std::int32_t ERROR_FILE_NOT_FOUND = 2;
 inline constexpr std::int32_t ERROR_ACCESS_DENIED = 5;
 inline constexpr std::int32_t ERROR_INVALID_HANDLE = 6;
+inline constexpr std::int32_t ERROR_NOT_ENOUGH_MEMORY = 8;
 inline constexpr std::int32_t ERROR_WRITE_FAULT = 29;
 inline constexpr std::int32_t ERROR_SHARING_VIOLATION = 32;
 inline constexpr std::int32_t ERROR_INVALID_PARAMETER = 87;

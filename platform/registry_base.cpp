@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <new>
 
 namespace halden {
 namespace {
@@ -90,7 +91,7 @@ void RegistryBase::MarkDeleted(const Place& place) {
 }
 
 std::int32_t RegistryBase::WithKey(HKEY key, std::uint32_t access, bool changes,
-                                   const std::function<std::int32_t(RegistryNode&)>& operation) {
+                                   const std::function<std::int32_t(RegistryNode&)>& operation) try {
   Place place;
   if (const std::int32_t result = FindPlace(key, &place)) return result;
   if (access & ~place.access) return ERROR_ACCESS_DENIED;
@@ -99,6 +100,8 @@ std::int32_t RegistryBase::WithKey(HKEY key, std::uint32_t access, bool changes,
     return node ? operation(*node) : ERROR_KEY_DELETED;
   };
   return changes ? Change(on_tree) : Read(on_tree);
+} catch (const std::bad_alloc&) {
+  return ERROR_NOT_ENOUGH_MEMORY;
 }
 
 std::int32_t RegistryBase::Deliver(const RegistryValue& value, std::uint32_t* type, void* data,
@@ -114,7 +117,7 @@ std::int32_t RegistryBase::Deliver(const RegistryValue& value, std::uint32_t* ty
 }
 
 std::int32_t RegistryBase::RegOpenKeyExA(HKEY parent, const std::string& path, std::uint32_t access,
-                                         HKEY* key) {
+                                         HKEY* key) try {
   Place place;
   if (const std::int32_t result = FindPlace(parent, path, &place)) return result;
   const std::int32_t result =
@@ -123,10 +126,12 @@ std::int32_t RegistryBase::RegOpenKeyExA(HKEY parent, const std::string& path, s
   place.access = access;
   *key = AddHandle(place);
   return ERROR_SUCCESS;
+} catch (const std::bad_alloc&) {
+  return ERROR_NOT_ENOUGH_MEMORY;
 }
 
 std::int32_t RegistryBase::RegCreateKeyExA(HKEY parent, const std::string& path, std::uint32_t access,
-                                           HKEY* key) {
+                                           HKEY* key) try {
   Place place;
   if (const std::int32_t result = FindPlace(parent, path, &place)) return result;
   const std::int32_t result =
@@ -135,6 +140,8 @@ std::int32_t RegistryBase::RegCreateKeyExA(HKEY parent, const std::string& path,
   place.access = access;
   *key = AddHandle(place);
   return ERROR_SUCCESS;
+} catch (const std::bad_alloc&) {
+  return ERROR_NOT_ENOUGH_MEMORY;
 }
 
 std::int32_t RegistryBase::RegCloseKey(HKEY key) {
@@ -152,7 +159,8 @@ std::int32_t RegistryBase::RegQueryValueExA(HKEY key, const std::string& name, s
 
 std::int32_t RegistryBase::RegSetValueExA(HKEY key, const std::string& name, std::uint32_t type,
                                           const void* data, std::uint32_t size) {
-  if ((!data && size) || Name(name).size() > kLongestName) return ERROR_INVALID_PARAMETER;
+  if ((!data && size) || std::min(name.find('\0'), name.size()) > kLongestName)
+    return ERROR_INVALID_PARAMETER;
   return WithKey(key, KEY_SET_VALUE, true, [&](RegistryNode& node) {
     const std::string bytes(static_cast<const char*>(data), size);
     RegistryValue& value = node.Value(ansi_.ToUtf8(Name(name)));
@@ -162,13 +170,15 @@ std::int32_t RegistryBase::RegSetValueExA(HKEY key, const std::string& name, std
   });
 }
 
-std::int32_t RegistryBase::RegDeleteKeyA(HKEY parent, const std::string& path) {
+std::int32_t RegistryBase::RegDeleteKeyA(HKEY parent, const std::string& path) try {
   Place place;
   if (const std::int32_t result = FindPlace(parent, path, &place)) return result;
   const std::int32_t result =
       Change([&](RegistryTree& tree) { return DeleteNode(tree, place.root, place.path); });
   if (!result) MarkDeleted(place);
   return result;
+} catch (const std::bad_alloc&) {
+  return ERROR_NOT_ENOUGH_MEMORY;
 }
 
 std::int32_t RegistryBase::RegDeleteValueA(HKEY key, const std::string& name) {

@@ -77,9 +77,11 @@ DeviceLibrary::Slot* DeviceLibrary::FindOpen(FT_HANDLE handle) {
 }
 
 template <typename Call>
-FT_STATUS DeviceLibrary::OnDevice(FT_HANDLE handle, Call call) {
+FT_STATUS DeviceLibrary::OnDevice(FT_HANDLE handle, Call call) try {
   Slot* slot = FindOpen(handle);
   return slot ? call(*slot->device) : kDeviceFailed;
+} catch (const std::bad_alloc&) {
+  return kDeviceFailed;
 }
 
 std::int32_t DeviceLibrary::NewHandle() {

@@ -87,8 +87,10 @@ std::string DirectoryOf(const std::string& path) {
 
 /// Makes a file with this content on the disk, with the permissions of the one it will replace.
 std::int32_t WriteNew(const std::string& path, std::string_view content, const struct stat* old) {
-  const Descriptor file(open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666));
+  const Descriptor file(
+      open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, old ? old->st_mode & 0777 : 0666));
   if (!file) return WriteResult(false);
+  if (old && geteuid() == 0 && fchown(file.get(), old->st_uid, old->st_gid) != 0) return WriteResult(false);
   if (old && fchmod(file.get(), old->st_mode & 07777) != 0) return WriteResult(false);
   return WriteResult(WriteAll(file.get(), content) && fsync(file.get()) == 0);
 }
@@ -101,8 +103,11 @@ GuardedFile::Lock::~Lock() {
 
 GuardedFile::GuardedFile(const std::string& path) : path_(path) {
   std::error_code error;
-  const std::filesystem::path target =
-      std::filesystem::weakly_canonical(std::filesystem::absolute(path, error), error);
+  std::filesystem::path target = std::filesystem::absolute(path, error);
+  // Also one to a file that isn't there yet.
+  if (std::filesystem::is_symlink(target, error))
+    target = target.parent_path() / std::filesystem::read_symlink(target, error);
+  target = std::filesystem::weakly_canonical(target, error);
   if (!error) path_ = target;
 }
 

@@ -41,22 +41,37 @@ void WriteAll(std::string_view text) {
   }
 }
 
+/// The terminal is another job's then, and touching it stops the process.
+bool InBackground() {
+  const pid_t foreground = tcgetpgrp(held_fd);
+  return foreground >= 0 && foreground != getpgrp();
+}
+
+void Leave() {
+  if (held_fd < 0 || !entered) return;
+  if (!InBackground()) {
+    WriteAll(kLeave);
+    tcsetattr(held_fd, TCSANOW, &shells_mode);
+  }
+  entered = false;  // only now: a signal that comes in between does all of it again
+}
+
 void Enter() {
   if (held_fd < 0 || entered.exchange(true)) return;
   // Keys pressed before there was a window to see were not meant for it.
   tcsetattr(held_fd, TCSAFLUSH, &our_mode);
   WriteAll(kEnter);
-}
-
-void Leave() {
-  if (held_fd < 0 || !entered.exchange(false)) return;
-  WriteAll(kLeave);
-  tcsetattr(held_fd, TCSANOW, &shells_mode);
+  // A signal that the process outlives may have come in between.
+  if (!end_requested) return;
+  entered = true;
+  Leave();
 }
 
 /// The signal acts as it would have without us once this handler has returned.
 void OnEnding(int signal) {
   const int saved_errno = errno;
+  if (entered && !InBackground())
+    tcflush(held_fd, TCOFLUSH);  // else a terminal that takes nothing would keep the process alive
   Leave();
   end_requested = true;
   for (std::size_t i = 0; i < kEndings.size(); ++i) {
@@ -101,7 +116,15 @@ void Handle(int signal, void (*handler)(int), struct sigaction* before) {
   action.sa_handler = handler;
   action.sa_flags = SA_RESTART;
   sigemptyset(&action.sa_mask);
+  if (handler == OnEnding) sigaddset(&action.sa_mask, SIGCONT);  // else it enters before the process ends
   sigaction(signal, &action, nullptr);
+}
+
+/// Leaves alone what the process has set meanwhile.
+void Restore(int signal, void (*handler)(int), const struct sigaction& before) {
+  struct sigaction now = {};
+  sigaction(signal, nullptr, &now);
+  if (now.sa_handler == handler) sigaction(signal, &before, nullptr);
 }
 
 bool ReadModes(int fd) {
@@ -131,9 +154,10 @@ bool Take(int fd) {
 
 void Release() {
   Leave();
-  for (std::size_t i = 0; i < kEndings.size(); ++i) sigaction(kEndings[i], &ending_before[i], nullptr);
-  sigaction(SIGTSTP, &stop_before, nullptr);
-  sigaction(SIGCONT, &continue_before, nullptr);
+  Restore(SIGTSTP, OnStop, stop_before);
+  Restore(SIGCONT, OnContinue, continue_before);
+  Leave();  // one of the two may have entered again
+  for (std::size_t i = 0; i < kEndings.size(); ++i) Restore(kEndings[i], OnEnding, ending_before[i]);
   held_fd = -1;
 }
 

@@ -13,12 +13,13 @@
 namespace halden {
 namespace {
 
-/// While it lives, threads are made that leave all signals to the others.
+/// While it lives, threads are made that leave all signals but those of their own faults to the others.
 class SignalsBlocked {
  public:
   SignalsBlocked() {
     sigset_t all;
     sigfillset(&all);
+    for (const int fault : {SIGSEGV, SIGBUS, SIGFPE, SIGILL}) sigdelset(&all, fault);
     pthread_sigmask(SIG_SETMASK, &all, &before_);
   }
   ~SignalsBlocked() { pthread_sigmask(SIG_SETMASK, &before_, nullptr); }

@@ -1,5 +1,6 @@
 #include "platform/linux/tty_terminal.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdlib>
 #include <fcntl.h>
@@ -67,7 +68,8 @@ TerminalSize TtyTerminal::Size() const {
   constexpr TerminalSize kUsual{80, 24};
   winsize size = {};
   if (ioctl(fd_, TIOCGWINSZ, &size) != 0 || size.ws_col == 0 || size.ws_row == 0) return kUsual;
-  return {size.ws_col, size.ws_row};
+  constexpr int kMost = 1000;  // of each; more is nobody's screen, and costs memory by the square
+  return {std::min<int>(size.ws_col, kMost), std::min<int>(size.ws_row, kMost)};
 }
 
 std::string TtyTerminal::Read() {

@@ -4,9 +4,9 @@
 
 namespace halden {
 
-/// The terminal that the process belongs to, also where its standard streams lead elsewhere. Whatever ends
-/// the process while it is open gives the terminal back first, and stopping it does so until it goes on; a
-/// signal then acts as it would have without us. One can be open at a time.
+/// The terminal that the process belongs to, also where its standard streams lead elsewhere. While it is open
+/// the usual signals that end a process, and those of its faults, give the terminal back first, and stopping
+/// it does so until it goes on; a signal then acts as it would have without us. One can be open at a time.
 class TtyTerminal final : public TextTerminal {
  public:
   ~TtyTerminal() override { Close(); }
