@@ -9,6 +9,7 @@ HRESULT ConvertArray(const VARIANT& from, VARIANT* to) noexcept {
   if (!source) return DISP_E_TYPEMISMATCH;
   if (SafeArrayGetDim(source) != 1) return DISP_E_BADINDEX;
   SAFEARRAYBOUND bound = source->rgsabound[0];
+  if (bound.cElements > 0 && !source->pvData) return E_INVALIDARG;
   SAFEARRAY* const codes = SafeArrayCreate(VT_I2, 1, &bound);
   if (!codes) return E_OUTOFMEMORY;
   to->vt = VT_ARRAY | VT_I2;

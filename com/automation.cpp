@@ -55,7 +55,7 @@ HRESULT ReadCodeArray(SAFEARRAY* array, std::vector<short>* codes) noexcept {
   if (!HoldsCodes(array)) return DISP_E_TYPEMISMATCH;
   if (SafeArrayGetDim(array) != 1 || array->rgsabound[0].lLbound != 0) return DISP_E_BADINDEX;
   const ULONG count = array->rgsabound[0].cElements;
-  if (count > kMostChannels) return E_INVALIDARG;
+  if (count > kMostChannels || (count > 0 && !array->pvData)) return E_INVALIDARG;
   void* data = nullptr;
   if (const HRESULT locked = SafeArrayAccessData(array, &data); FAILED(locked)) return locked;
   HRESULT result = S_OK;

@@ -28,7 +28,14 @@ bool ComponentHeld() {
 
 std::shared_ptr<halden::IADC3> CreateDriverObject() noexcept {
   try {
-    return drivers->OfCallingThread().CreateObject();
+    struct Held {  // the object goes before its driver
+      std::shared_ptr<Apartment> apartment;
+      std::shared_ptr<halden::IADC3> adc;
+    };
+    const auto held = std::make_shared<Held>();
+    held->apartment = drivers->OfCallingThread();
+    held->adc = held->apartment->CreateObject();
+    return {held, held->adc.get()};
   } catch (...) {
     return nullptr;
   }

@@ -11,18 +11,28 @@ ThreadDrivers::ThreadHandle::~ThreadHandle() {
   if (handle_) CloseHandle(handle_);
 }
 
-Apartment& ThreadDrivers::OfCallingThread() {
-  const std::uint32_t thread = GetCurrentThreadId();
-  if (Driver* const driver = Find(thread)) return driver->apartment;
-  auto driver = std::make_unique<Driver>(thread, module_);
-  const std::lock_guard lock(mutex_);
-  return (drivers_[thread] = std::move(driver))->apartment;
+bool ThreadDrivers::ThreadHandle::HasEnded() const {
+  return WaitForSingleObject(handle_, 0) == WAIT_OBJECT_0;
 }
 
-ThreadDrivers::Driver* ThreadDrivers::Find(std::uint32_t thread) {
+std::shared_ptr<Apartment> ThreadDrivers::OfCallingThread() {
+  const std::uint32_t thread = GetCurrentThreadId();
+  auto driver = Find(thread);
+  if (!driver) {
+    driver = std::make_shared<Driver>(thread, module_);
+    const std::lock_guard lock(mutex_);
+    std::erase_if(drivers_, [](const auto& entry) {
+      return entry.second.use_count() == 1 && entry.second->handle.HasEnded();
+    });
+    drivers_[thread] = driver;
+  }
+  return {driver, &driver->apartment};
+}
+
+std::shared_ptr<ThreadDrivers::Driver> ThreadDrivers::Find(std::uint32_t thread) {
   const std::lock_guard lock(mutex_);
   const auto found = drivers_.find(thread);
-  return found == drivers_.end() ? nullptr : found->second.get();
+  return found == drivers_.end() ? nullptr : found->second;
 }
 
 }  // namespace halden::com

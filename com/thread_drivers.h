@@ -11,14 +11,14 @@
 namespace halden::com {
 
 /// The drivers of the component: one for each thread that asks, since a thread is an apartment and no
-/// apartment sees the store of another. Each lives as long as the table, also when its thread has ended.
+/// apartment sees the store of another. One that nobody holds goes some time after its thread has ended.
 class ThreadDrivers {
  public:
   /// `module` as in WindowsPlatform.
   explicit ThreadDrivers(void* module) : module_(module) {}
 
   /// Made on first use. Any thread may call, and uses its own one alone. Throws std::bad_alloc.
-  Apartment& OfCallingThread();
+  std::shared_ptr<Apartment> OfCallingThread();
 
  private:
   /// As long as its handle is open the system gives a thread's identifier to no other thread, so that one
@@ -29,6 +29,8 @@ class ThreadDrivers {
     ~ThreadHandle();
     ThreadHandle(const ThreadHandle&) = delete;
     ThreadHandle& operator=(const ThreadHandle&) = delete;
+
+    bool HasEnded() const;
 
    private:
     void* handle_;
@@ -43,11 +45,11 @@ class ThreadDrivers {
     Apartment apartment;
   };
 
-  Driver* Find(std::uint32_t thread);
+  std::shared_ptr<Driver> Find(std::uint32_t thread);
 
   void* module_;
   std::mutex mutex_;
-  std::map<std::uint32_t, std::unique_ptr<Driver>> drivers_;
+  std::map<std::uint32_t, std::shared_ptr<Driver>> drivers_;
 };
 
 }  // namespace halden::com
