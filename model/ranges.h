@@ -22,12 +22,11 @@ void SetChannelsCount(Store& store, std::int16_t Count);
 /// lies above 32767 is no less as a float, and what rounds to 32767 is that code anyway. A product beyond
 /// every float is an infinity.
 inline std::int16_t RoundToCode(double product) {
-  constexpr float kHighest = 32767;
-  constexpr float kLowest = -32768;
-  auto rounded = static_cast<float>(product);
-  rounded = rounded > kLowest ? rounded : kLowest;  // NaN too
-  rounded = rounded < kHighest ? rounded : kHighest;
-  return static_cast<std::int16_t>(std::lrint(rounded));
+  constexpr double kHighest = 32767;
+  constexpr double kLowest = -32768;
+  product = product > kLowest ? product : kLowest;  // NaN too
+  product = product < kHighest ? product : kHighest;
+  return static_cast<std::int16_t>(std::lrint(static_cast<float>(product)));
 }
 
 /// (Value - Offset) * Scale as a code, without rounding between the two steps.
