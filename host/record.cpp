@@ -27,6 +27,10 @@ class Recording {
 
   int Run() {
     columns_ = ColumnsOf(adc_, adc_.InputChannels());
+    if (columns_.empty()) {
+      progress_.Fail("the driver has no memory for its channels");
+      return kRefused;
+    }
     room_.resize(std::max<std::size_t>(columns_.size(), kRoom));
     if (!adc_.StartRecord()) {
       progress_.Fail(adc_.LastError());

@@ -5,6 +5,14 @@
 namespace halden::host {
 namespace {
 
+constexpr int kStopSignals[] = {SIGINT, SIGTERM,
+#ifdef SIGHUP
+                                SIGHUP
+#else
+                                SIGBREAK
+#endif
+};
+
 volatile std::sig_atomic_t stop_requested = 0;
 
 extern "C" void RequestStop(int signal) {
@@ -15,8 +23,10 @@ extern "C" void RequestStop(int signal) {
 }  // namespace
 
 void CatchStopSignals() {
-  std::signal(SIGINT, RequestStop);
-  std::signal(SIGTERM, RequestStop);
+  for (const int signal : kStopSignals) {
+    // Who started the program in the background may have it ignore them.
+    if (std::signal(signal, RequestStop) == SIG_IGN) std::signal(signal, SIG_IGN);
+  }
 }
 
 bool StopRequested() {

@@ -2,8 +2,8 @@
 
 namespace halden::host {
 
-/// From here on Ctrl-C and a request to terminate only make StopRequested true; a second one ends the
-/// program.
+/// From here on Ctrl-C, a terminal that closes and a request to terminate only make StopRequested true; a
+/// second one ends the program.
 void CatchStopSignals();
 bool StopRequested();
 

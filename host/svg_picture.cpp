@@ -117,6 +117,7 @@ class Picture {
       WritePoint(x, low_first ? bins[i].low : bins[i].high, channel);
       if (bins[i].low != bins[i].high) WritePoint(x, last, channel);
     }
+    if (trace_.Frames() == 1) WritePoint(kLeft + kPlotWidth, last, channel);  // a line of one point is none
     output_.Write("\"/>\n");
   }
 
