@@ -93,8 +93,8 @@ class RegistryApi {
   /// ERROR_MORE_DATA and when `data` is null. Needs KEY_QUERY_VALUE.
   virtual std::int32_t RegQueryValueExA(HKEY key, const std::string& name, std::uint32_t* type, void* data,
                                         std::uint32_t* size) = 0;
-  /// Stores `size` bytes as they are, whatever the type, under a name of at most 16383 characters. Needs
-  /// KEY_SET_VALUE.
+  /// Stores `size` bytes as they are, whatever the type, but that the system may give text the NUL that it
+  /// lacks, under a name of at most 16383 characters. Needs KEY_SET_VALUE.
   virtual std::int32_t RegSetValueExA(HKEY key, const std::string& name, std::uint32_t type, const void* data,
                                       std::uint32_t size) = 0;
   /// Deletes a key that has no subkeys; with subkeys ERROR_ACCESS_DENIED. Calls on handles that are open on

@@ -40,14 +40,19 @@ ControlSpec Label(const char* name, Bounds bounds, const char* caption) {
 
 bool dlgPort::GetUserPort(std::int16_t& iGetPort, std::int16_t& iGetCh, float& sGetRate) {
   if (store_.PortCount <= 0) return false;
-  if (Load()) {
-    FillPortList();
-    Seed(iGetPort, iGetCh, sGetRate);
+  try {
+    if (Load()) {
+      FillPortList();
+      Seed(iGetPort, iGetCh, sGetRate);
+    }
+    // Filling the list has already clicked it.
+    Accepted = false;
+    SelectedRow = -1;
+    if (form_) form_->ShowModal();
+  } catch (...) {
+    form_.reset();
+    throw;
   }
-  // Filling the list has already clicked it.
-  Accepted = false;
-  SelectedRow = -1;
-  if (form_) form_->ShowModal();
   form_.reset();
 
   const bool chosen = Accepted && SelectedRow >= 0;

@@ -1,5 +1,6 @@
 #include "platform/windows/win32_clock.h"
 
+#include <optional>
 #include <utility>
 #include <windows.h>
 
@@ -75,18 +76,22 @@ void Win32Clock::Sleep(std::uint32_t milliseconds) {
 }
 
 void Win32Clock::ServeMessages() {
+  constexpr DWORD kLongest = 50;  // milliseconds: a timer slower than its interval is due again at once
+  const DWORD start = ::GetTickCount();
   MSG message;
+  std::optional<int> quit;  // taken out meanwhile: no timer ticks behind it
   bool served = false;
-  while (PeekMessageW(&message, nullptr, 0, 0, PM_REMOVE)) {
-    served = true;
-    if (message.message == WM_QUIT) {  // for the host's own loop to find
-      PostQuitMessage(static_cast<int>(message.wParam));
-      return;
+  while (::GetTickCount() - start < kLongest && PeekMessageW(&message, nullptr, 0, 0, PM_REMOVE)) {
+    if (message.message == WM_QUIT) {
+      quit = static_cast<int>(message.wParam);
+      continue;
     }
+    served = true;
     TranslateMessage(&message);
     DispatchMessageW(&message);
   }
   if (!served) MsgWaitForMultipleObjects(0, nullptr, FALSE, 1, QS_ALLINPUT);
+  if (quit) PostQuitMessage(*quit);  // for the host's own loop to find
 }
 
 std::unique_ptr<PeriodicTimer> Win32Clock::NewTimer(std::uint32_t interval_ms, std::function<void()> tick) {

@@ -95,6 +95,7 @@ void Win32Control::Place(int dots_per_inch) {
   if (spec_.kind == ControlKind::kDropDownList || spec_.kind == ControlKind::kComboBox)
     return PlaceComboBox(left, top, width, height);
   SetWindowPos(window_, nullptr, left, top, width, height, SWP_NOZORDER | SWP_NOACTIVATE);
+  if (spec_.kind == ControlKind::kTextBox && !spec_.multi_line) PlaceLine();
   if (spec_.kind == ControlKind::kListBox) Send(LB_SETTABSTOPS, 1, reinterpret_cast<LPARAM>(&kColumnStop));
 }
 

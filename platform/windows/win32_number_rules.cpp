@@ -31,11 +31,13 @@ char32_t WideCharacter(char ansi) {
   return undefined ? U'?' : wide;
 }
 
-/// A separator of the user's locale; `otherwise` where it has none.
+/// A separator of the user's locale; `otherwise` where it has none, or one without a byte, which stands in no
+/// text.
 char Separator(LCTYPE kind, char otherwise) {
   wchar_t text[8] = {};
   if (GetLocaleInfoW(LOCALE_USER_DEFAULT, kind, text, 8) == 0 || text[0] == 0) return otherwise;
-  return AnsiCharacter(text[0] == kNarrowNoBreakSpace ? kNoBreakSpace : text[0]);
+  const char mark = AnsiCharacter(text[0] == kNarrowNoBreakSpace ? kNoBreakSpace : text[0]);
+  return mark == kUnknown ? otherwise : mark;
 }
 
 }  // namespace
@@ -45,8 +47,7 @@ char Win32NumberRules::DecimalSeparator() const {
 }
 
 char Win32NumberRules::GroupSeparator() const {
-  const char group = Separator(LOCALE_STHOUSAND, '\0');
-  return group == kUnknown ? '\0' : group;  // a mark without a byte stands in no text
+  return Separator(LOCALE_STHOUSAND, '\0');
 }
 
 std::string Win32NumberRules::NumberToText(double value, int significant_digits) const {

@@ -48,10 +48,15 @@ Win32Window::Win32Window(WindowSpec spec, HINSTANCE module, const Pointer& point
                            nullptr, nullptr);
   window_ = owner_ ? MakeDialog(module, owner_, &Receive, this) : nullptr;
   if (!window_) return;
-  SetCaption(spec_.caption);
-  TakeIcons(module);
-  MakeControls();
-  PlaceInCentre();
+  try {
+    SetCaption(spec_.caption);
+    TakeIcons(module);
+    MakeControls();
+    PlaceInCentre();
+  } catch (...) {  // the destructor won't come
+    DestroyWindow(owner_);
+    throw;
+  }
 }
 
 Win32Window::~Win32Window() {
@@ -112,9 +117,14 @@ void Win32Window::SetCaption(const std::string& caption) {
 }
 
 bool Win32Window::ShowModal() {
-  if (visible_ || !CanShowWindows()) return false;
-  Show();
-  ServeLoop();
+  if (visible_ || !IsWindow(window_) || !CanShowWindows()) return false;
+  try {
+    Show();
+    ServeLoop();
+  } catch (...) {
+    Hide();
+    throw;
+  }
   Hide();
   return true;
 }
@@ -155,8 +165,8 @@ void Win32Window::Hide() {
 }
 
 void Win32Window::ServeLoop() {
-  MSG message;
-  while (visible_) {
+  MSG message{};
+  while (visible_ && IsWindow(window_)) {
     if (GetMessageW(&message, nullptr, 0, 0) <= 0) {  // for the host's own loop to find
       PostQuitMessage(static_cast<int>(message.wParam));
       return;
@@ -225,7 +235,11 @@ INT_PTR CALLBACK Win32Window::Receive(HWND window, UINT message, WPARAM word, LP
     return FALSE;  // the focus is set when it is shown
   }
   auto* const self = reinterpret_cast<Win32Window*>(GetWindowLongPtrW(window, DWLP_USER));
-  return self ? self->Serve(message, word, data) : FALSE;
+  try {
+    return self ? self->Serve(message, word, data) : FALSE;
+  } catch (...) {  // nothing may be thrown through the system
+    return FALSE;
+  }
 }
 
 INT_PTR Win32Window::Serve(UINT message, WPARAM word, LPARAM data) {

@@ -172,7 +172,9 @@ TEST_F(Component, ArraysOfAWrongShapeAreRefusedAndTheTableStays) {
   EXPECT_EQ(SetChannels(Codes({1, 2}, 0, VT_BOOL)), DISP_E_TYPEMISMATCH);
   EXPECT_EQ(SetChannels(Codes(std::vector<short>(32768))), E_INVALIDARG);
   EXPECT_EQ(Get(adc, &IADC3::get_InputCountChannels), 3);
-  SAFEARRAY* const untyped = Codes({0, 1});
+  SAFEARRAY *const hollow = SafeArrayCreate(VT_I2, 1, square), *const untyped = Codes({0, 1});
+  SafeArrayDestroyData(hollow);
+  EXPECT_EQ(SetChannels(hollow), E_INVALIDARG);
   untyped->fFeatures &= static_cast<USHORT>(~FADF_HAVEVARTYPE);
   EXPECT_EQ(SetChannels(untyped), S_OK);
   EXPECT_EQ(Get(adc, &IADC3::get_InputCountChannels), 2);
