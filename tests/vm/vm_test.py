@@ -119,7 +119,7 @@ class RealKernel(unittest.TestCase):
     def test_keeps_the_contract_of_devices(self):
         with Chip(self.guest, SERIALS[0], sends_back=True), Chip(self.guest, SERIALS[1], sends_back=True):
             said = self.guest.run("mkdir -p /dev/shm; HALDEN_CHIPS_SEND_BACK=1 halden-kernel-tests --gtest_brief=1 "
-                                  "--gtest_filter='OfTheKernel*'")
+                                  "--gtest_color=no --gtest_filter='OfTheKernel*'")
             self.assertRegex(said, "PASSED.* [1-9]")
 
 
