@@ -97,6 +97,11 @@ class CommandLine(unittest.TestCase):
             for command in ["record --csv /dev/full", "record --frames 5 --svg /dev/full", "devices", "watch"]:
                 self.assertIn("No space left", self.expect(1, f"{command} {FAST} --quiet", stdout=full)[1])
 
+    def test_what_is_printed_goes_to_no_file_when_standard_output_is_closed(self):
+        script = f'cd "$1" && exec "$0" record {FAST} --frames 5 --csv - --svg picture --registry reg >&- --quiet'
+        done = subprocess.run(["bash", "-c", script, HOST, self.folder], capture_output=True, check=False)
+        self.assertEqual((done.returncode, (self.folder / "picture").read_text()[:4]), (1, "<svg"))
+
     def test_what_the_user_said_is_remembered_and_shown(self):
         self.assertEqual(self.expect(0, "settings"), ("nothing is stored yet\n", ""))
         device = "--device sim:silent=2.5,columns=3,com=5"

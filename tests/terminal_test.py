@@ -105,6 +105,8 @@ class TerminalTest(unittest.TestCase):
         terminal.see("Port: COM5", gone="Stopped")
         terminal.press("Escape")
         terminal.see("$", gone="Port: COM5")
+        terminal.press("echo code $?", "Enter")
+        terminal.see("code 0")
 
     def test_signals_while_shown(self):
         for number in [signal.SIGINT, signal.SIGTERM, signal.SIGHUP, signal.SIGQUIT, signal.SIGSEGV]:
