@@ -57,6 +57,7 @@ class CommandLine(unittest.TestCase):
         cases += [(1, path, f"record --csv - --device tty:{path}") for path in ["/dev/nowhere", "/dev/null"]]
         refused = [(1, "needs a terminal", "monitor"), (1, "no lines of numbers came; device 1: SIM2: held by",
                                                         "watch --device sim:silent --device sim:busy --quiet"),
+                   (1, "/nowhere/x could not be written", f"record {FAST} --csv /nowhere/x --frames 3 --quiet"),
                    (1, "--answer", "watch --device sim:silent --answer port=1,channels=1,rate=1 --quiet")]
         for code, named, arguments in refused + cases:
             with self.subTest(arguments):

@@ -110,6 +110,7 @@ TEST_F(Lines, CountsOfHostileLinesSaturateInLinearTime) {
 
 TEST_F(Lines, OfAReadThatIsTooLargeComesWhatThereIsRoomFor) {
   EXPECT_EQ(Receive(std::string(70000, 'z')), 65536);
+  EXPECT_EQ(ReceiveBuffer(source, parser, rate).ReadPort(true), 0) << "without storage";
 }
 
 TEST_F(Lines, AnalysisLearnsFromWholeLinesAlone) {
