@@ -207,7 +207,7 @@ std::shared_ptr<IADC3> Halden_Text::Parent() noexcept {
 }
 
 bool Halden_Text::Refuse(const char* reason) {
-  store_.ADCState.LastError = reason;
+  store_.ADCState.LastError = reason;  // for which InitRanges has reserved the room
   return false;
 }
 

@@ -10,7 +10,7 @@ namespace halden {
 
 /// One device of the device list and the port behind it. A row's index is the device's place in the list.
 struct tPortInfo {
-  std::int16_t Number = 0;  ///< COM number; 0 until the device has been opened, and where it has none
+  std::int16_t Number = 0;  ///< COM number; 0: not opened yet, or beyond 16 bits; -1: the device has none
   std::string Name;         ///< "COM" and the number; empty until the device has been opened
   std::string DevicePath;   ///< what asks the port itself for its settings: "\\.\" and the name
   std::string ConfigText;   ///< the line settings as text, "9600,N,8,1"

@@ -17,10 +17,9 @@ void InitRanges(Store& store, const NumberRules& rules);
 /// driver undetected and leaves the tables. Throws std::bad_alloc with the store as it was.
 void SetChannelsCount(Store& store, std::int16_t Count);
 
-/// A product of value and scale as a code: rounded to the nearest, a tie to the even one, saturated; NaN is
-/// -32768. Saturated as a float and without a branch, which comes to the same as testing the product: what
-/// lies above 32767 is no less as a float, and what rounds to 32767 is that code anyway. A product beyond
-/// every float is an infinity.
+/// A product of value and scale as a code: saturated, then as a float rounded to the nearest, a tie to the
+/// even one; NaN is -32768. Without a branch. No product reaches the float that would overflow it, which a
+/// host may have trapped.
 inline std::int16_t RoundToCode(double product) {
   constexpr double kHighest = 32767;
   constexpr double kLowest = -32768;

@@ -94,7 +94,7 @@ void LineParser::BeginPass() {
   scanner_.Prepare(decimal, rules_.GroupSeparator(),
                    HasColumns() ? store_.Separator[0] : LineScanner::kNoSeparator);
   const std::int16_t channels = ordinary ? store_.ADCState.ChannelsCount : std::int16_t{0};
-  values_ = HasColumns() ? channels : std::min<std::int32_t>(channels, 1);
+  value_count_ = HasColumns() ? channels : std::min<std::int32_t>(channels, 1);
   kadrs_.Begin();
 }
 

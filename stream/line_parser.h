@@ -44,8 +44,8 @@ class LineParser {
   [[gnu::always_inline]] LineScanner::Result TakeLine(const char* line, const char* last_cr) {
     while (*line == ' ') ++line;
     if (*line == '\r') return {line, 0};
-    if (values_ == 0) return TakeByFullRules(line, last_cr);
-    const auto scanned = scanner_.Scan(line, last_cr, store_.ChannelValues.data(), values_);
+    if (value_count_ == 0) return TakeByFullRules(line, last_cr);
+    const auto scanned = scanner_.Scan(line, last_cr, store_.ChannelValues.data(), value_count_);
     if (!scanned.end) return TakeByFullRules(line, last_cr);
     kadrs_.AddBufferKadr();
     return scanned;
@@ -67,8 +67,8 @@ class LineParser {
   const NumberRules& rules_;
   KadrWriter kadrs_;
   LineScanner scanner_;
-  std::int32_t values_ = 0;  // that an ordinary line fills in this pass; 0: there is none
-  std::string field_;        // keeps its room from field to field
+  std::int32_t value_count_ = 0;  // of an ordinary line in this pass; 0: there is none
+  std::string field_;             // keeps its room from field to field
 };
 
 }  // namespace halden

@@ -27,7 +27,7 @@ class ReceiveBuffer {
   /// don't fit replace all that is held. Gives the bytes stored, 0 if there were none, -1 if the read failed.
   std::int32_t ReadPort(bool reset);
   /// Learns the format and MeanLineLength from the lines behind the first CR. True if at least two of them
-  /// are good, which have columns; then, with `remove`, the lines leave the buffer. Throws std::bad_alloc.
+  /// are good, that is have columns; then, with `remove`, the lines leave the buffer. Throws std::bad_alloc.
   bool AnalyzeBuffer(bool remove);
   /// Takes all complete lines. Gives those in which at least one field was read, saturated at 32767. Throws
   /// std::bad_alloc with no line taken.

@@ -34,9 +34,9 @@ PreparedOutput::PreparedOutput() {
 }
 
 constexpr char kHelpOfWindows[] =
-    "\nOn Windows the component does the work: the commands are watch, record and monitor, and what its user "
-    "or the\n"
-    "system decide has no option, which are --device, --registry, --answer and --cancel.\n";
+    "\n"
+    "On Windows the commands are watch, record and monitor, without --registry, --answer and --cancel;\n"
+    "--device can only be d2xx.\n";
 
 /// An object of the component that is registered on the machine.
 class ComSession final : public Session {
