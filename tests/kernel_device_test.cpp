@@ -164,10 +164,10 @@ TEST(KernelDevice, KeepsItsNumberAndItsPortsConfigurationWhileItIsUnplugged) {
   system.Plug("1-2", serial, "ttyUSB32766", second);
   EXPECT_EQ(system.List(*machine), unknown + set + known + set);
   system.Unplug("1-1");
-  system.Plug("1-4", "OTHER", "ttyUSB1", first);
+  system.Plug("1-1", "OTHER", "ttyUSB1", first);
   FT_HANDLE handle = -1;
   EXPECT_NE(library.FT_Open(0, &handle), FT_OK) << "another chip by the name of the one that was listed";
-  system.Unplug("1-4");
+  system.Unplug("1-1");
   system.Plug("1-1", "", "ttyUSB1", first);
 
   system.Unplug("1-2");
