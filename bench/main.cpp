@@ -7,9 +7,9 @@
 #include <cstring>
 #include <map>
 
+#include "bench/other_parsers.h"
 #include "bench/streams.h"
 #include "bench/tick.h"
-#include "bench/ways.h"
 
 namespace halden::bench {
 namespace {

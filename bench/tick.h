@@ -3,10 +3,10 @@
 #include <cstring>
 #include <string>
 
+#include "backends/sim/virtual_clock.h"
+#include "backends/text/fixed_number_rules.h"
 #include "model/frame_ring.h"
 #include "model/ranges.h"
-#include "platform/fixed_number_rules.h"
-#include "platform/sim/virtual_clock.h"
 #include "stream/receive_buffer.h"
 
 namespace halden::bench {

@@ -29,12 +29,12 @@ bool ComponentHeld() {
 std::shared_ptr<halden::IADC3> CreateDriverObject() noexcept {
   try {
     struct Held {  // the object goes before its driver
-      std::shared_ptr<Apartment> apartment;
+      std::shared_ptr<Driver> driver;
       std::shared_ptr<halden::IADC3> adc;
     };
     const auto held = std::make_shared<Held>();
-    held->apartment = drivers->OfCallingThread();
-    held->adc = held->apartment->CreateObject();
+    held->driver = drivers->OfCallingThread();
+    held->adc = held->driver->CreateObject();
     return {held, held->adc.get()};
   } catch (...) {
     return nullptr;

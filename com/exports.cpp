@@ -1,10 +1,10 @@
 #include <new>
 #include <windows.h>
 
+#include "com/adc3_vtable.h"
 #include "com/class_factory.h"
 #include "com/component.h"
 #include "com/registration.h"
-#include "platform/windows/adc3.h"
 
 using namespace halden::com;
 

@@ -32,13 +32,13 @@ HRESULT Give(SAFEARRAY** result, const std::vector<short>& codes) {
 /// One more reference to an object for as long as a call runs in which the host could release its last one.
 class Hold {
  public:
-  explicit Hold(IADC3* object) : object_(object) { object_->AddRef(); }
+  explicit Hold(ADC3Vtable* object) : object_(object) { object_->AddRef(); }
   ~Hold() { object_->Release(); }
   Hold(const Hold&) = delete;
   Hold& operator=(const Hold&) = delete;
 
  private:
-  IADC3* object_;
+  ADC3Vtable* object_;
 };
 
 }  // namespace
@@ -54,7 +54,7 @@ HRESULT HaldenTextObject::QueryInterface(REFIID id, void** result) {
   if (id == IID_IUnknown || id == IID_IDispatch || id == kHaldenTextId) {
     *result = static_cast<HaldenTextClass*>(this);
   } else if (id == kADC3Id) {
-    *result = static_cast<IADC3*>(this);
+    *result = static_cast<ADC3Vtable*>(this);
   } else {
     return E_NOINTERFACE;
   }
@@ -236,7 +236,7 @@ HRESULT HaldenTextObject::get_InputData(SAFEARRAY** result) {
   const auto rows = static_cast<ULONG>(adc_->InputCountKadrs()) + 1;
   *result = NewCodeTable(static_cast<ULONG>(adc_->InputCountChannels()), rows);
   if (!*result) return E_OUTOFMEMORY;
-  const KadrTable table = adc_->InputData();
+  const FrameTable table = adc_->InputData();
   if (table.Rows() > 0) {
     std::memcpy((*result)->pvData, table.Codes.data(), table.Codes.size() * sizeof(short));
     return S_OK;

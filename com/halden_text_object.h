@@ -2,16 +2,16 @@
 
 #include <memory>
 
+#include "com/adc3_vtable.h"
 #include "com/component.h"
 #include "com/member_names.h"
 #include "model/IADC3.h"
-#include "platform/windows/adc3.h"
 
 namespace halden::com {
 
 /// An object of the class, as a host holds it: a face on the driver of its thread. Both interfaces answer the
 /// members of both by name, since a script host has no other way to the second one.
-class HaldenTextObject final : public IADC3, public HaldenTextClass {
+class HaldenTextObject final : public ADC3Vtable, public HaldenTextClass {
  public:
   /// With one reference. Null without memory for it.
   static HaldenTextObject* Create() noexcept;

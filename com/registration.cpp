@@ -4,8 +4,8 @@
 #include <olectl.h>
 #include <string>
 
+#include "com/adc3_vtable.h"
 #include "com/component.h"
-#include "platform/windows/adc3.h"
 
 namespace halden::com {
 namespace {

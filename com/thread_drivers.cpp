@@ -15,21 +15,21 @@ bool ThreadDrivers::ThreadHandle::HasEnded() const {
   return WaitForSingleObject(handle_, 0) == WAIT_OBJECT_0;
 }
 
-std::shared_ptr<Apartment> ThreadDrivers::OfCallingThread() {
+std::shared_ptr<Driver> ThreadDrivers::OfCallingThread() {
   const std::uint32_t thread = GetCurrentThreadId();
-  auto driver = Find(thread);
-  if (!driver) {
-    driver = std::make_shared<Driver>(thread, module_);
+  auto entry = Find(thread);
+  if (!entry) {
+    entry = std::make_shared<ThreadDriver>(thread, module_);
     const std::lock_guard lock(mutex_);
-    std::erase_if(drivers_, [](const auto& entry) {
-      return entry.second.use_count() == 1 && entry.second->handle.HasEnded();
+    std::erase_if(drivers_, [](const auto& known) {
+      return known.second.use_count() == 1 && known.second->handle.HasEnded();
     });
-    drivers_[thread] = driver;
+    drivers_[thread] = entry;
   }
-  return {driver, &driver->apartment};
+  return {entry, &entry->driver};
 }
 
-std::shared_ptr<ThreadDrivers::Driver> ThreadDrivers::Find(std::uint32_t thread) {
+std::shared_ptr<ThreadDrivers::ThreadDriver> ThreadDrivers::Find(std::uint32_t thread) {
   const std::lock_guard lock(mutex_);
   const auto found = drivers_.find(thread);
   return found == drivers_.end() ? nullptr : found->second;

@@ -5,8 +5,8 @@
 #include <memory>
 #include <mutex>
 
-#include "driver/apartment.h"
-#include "platform/windows/windows_platform.h"
+#include "backends/windows/windows_platform.h"
+#include "driver/driver.h"
 
 namespace halden::com {
 
@@ -18,7 +18,7 @@ class ThreadDrivers {
   explicit ThreadDrivers(void* module) : module_(module) {}
 
   /// Made on first use. Any thread may call, and uses its own one alone. Throws std::bad_alloc.
-  std::shared_ptr<Apartment> OfCallingThread();
+  std::shared_ptr<Driver> OfCallingThread();
 
  private:
   /// As long as its handle is open the system gives a thread's identifier to no other thread, so that one
@@ -36,20 +36,20 @@ class ThreadDrivers {
     void* handle_;
   };
 
-  struct Driver {
-    Driver(std::uint32_t thread, void* module)
-        : handle(thread), platform(module), apartment(platform.platform()) {}
+  struct ThreadDriver {
+    ThreadDriver(std::uint32_t thread, void* module)
+        : handle(thread), platform(module), driver(platform.platform()) {}
 
     ThreadHandle handle;
     WindowsPlatform platform;
-    Apartment apartment;
+    Driver driver;
   };
 
-  std::shared_ptr<Driver> Find(std::uint32_t thread);
+  std::shared_ptr<ThreadDriver> Find(std::uint32_t thread);
 
   void* module_;
   std::mutex mutex_;
-  std::map<std::uint32_t, std::shared_ptr<Driver>> drivers_;
+  std::map<std::uint32_t, std::shared_ptr<ThreadDriver>> drivers_;
 };
 
 }  // namespace halden::com

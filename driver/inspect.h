@@ -22,7 +22,7 @@ struct ListedDevice {
 };
 
 /// Looks at every device of a fresh list. Only an open device tells its COM number, so each one is opened for
-/// a moment, which may raise its modem lines; not while an Apartment on the platform has a port open.
+/// a moment, which may raise its modem lines; not while an Driver on the platform has a port open.
 std::vector<ListedDevice> ListDevices(Platform& platform);
 
 /// A value that the driver remembers, as a person would read it.

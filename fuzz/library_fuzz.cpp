@@ -2,9 +2,9 @@
 
 #include <cstring>
 
-#include "driver/apartment.h"
+#include "backends/sim/sim_platform.h"
+#include "driver/driver.h"
 #include "fuzz/choices.h"
-#include "platform/sim/sim_platform.h"
 
 namespace halden {
 namespace {
@@ -85,9 +85,9 @@ void Run(Choices choices) {
   Platform& machine = sim.platform();
   Platform platform{library,       machine.comm_config, machine.registry, machine.clock, machine.number_rules,
                     machine.texts, machine.toolkit};
-  Apartment apartment(platform);
+  Driver driver(platform);
   for (int life = 0; life < 3 && choices.Left(); ++life) {
-    std::shared_ptr<IADC3> adc = apartment.CreateObject();
+    std::shared_ptr<IADC3> adc = driver.CreateObject();
     const bool found = adc->Test();
     Demand(found == (library.open() != -1), "what is found is open, else nothing is");
     Demand(found == (adc->ChannelsCount() > 0), "what is found has channels");

@@ -1,10 +1,10 @@
 // Content of a registry file: what can be read is written back the same, and nothing in it harms the driver's
 // settings or their export.
 
+#include "backends/registry/registry_text.h"
+#include "backends/sim/sim_platform.h"
 #include "driver/inspect.h"
 #include "fuzz/choices.h"
-#include "platform/registry_text.h"
-#include "platform/sim/sim_platform.h"
 #include "settings/driver_settings.h"
 
 namespace halden {

@@ -5,11 +5,11 @@
 #include <bit>
 #include <vector>
 
+#include "backends/sim/virtual_clock.h"
+#include "backends/text/fixed_number_rules.h"
 #include "fuzz/choices.h"
 #include "model/ranges.h"
-#include "platform/fixed_number_rules.h"
-#include "platform/sim/virtual_clock.h"
-#include "stream/number_text.h"
+#include "stream/number_parsing.h"
 #include "stream/receive_buffer.h"
 
 namespace halden {

@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "platform/machine.h"
+#include "backends/system_platform.h"
 
 namespace halden::host {
 
@@ -20,7 +20,7 @@ struct RangeChoice {
 /// What the command line asks for.
 struct Arguments {
   Command command = Command::kHelp;
-  MachineOptions machine;
+  SystemPlatformOptions machine;
   bool quiet = false;
   bool json = false;
   std::optional<double> seconds;       ///< above 0

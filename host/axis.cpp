@@ -4,7 +4,7 @@
 #include <cmath>
 #include <cstdint>
 
-#include "host/fixed.h"
+#include "host/decimal_text.h"
 
 namespace halden::host {
 

@@ -1,9 +1,9 @@
 #pragma once
 
+#include "backends/system_platform.h"
 #include "host/arguments.h"
 #include "host/progress.h"
 #include "host/session.h"
-#include "platform/machine.h"
 
 namespace halden::host {
 
@@ -20,8 +20,8 @@ int RunWatch(Session& session, const Arguments& arguments, Progress& progress);
 int RunRecord(Session& session, const Arguments& arguments, Progress& progress);
 int RunMonitor(Session& session, Progress& progress);
 // ... and these what only a program has that is linked to the driver.
-int RunDevices(Machine& machine, const Arguments& arguments, Progress& progress);
-int RunSettings(Machine& machine, const Arguments& arguments, Progress& progress);
+int RunDevices(SystemPlatform& machine, const Arguments& arguments, Progress& progress);
+int RunSettings(SystemPlatform& machine, const Arguments& arguments, Progress& progress);
 
 /// Prints `text` and gives the exit code that follows from whether it arrived.
 int Print(const std::string& text, Progress& progress);

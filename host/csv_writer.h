@@ -5,8 +5,8 @@
 #include <string>
 #include <vector>
 
-#include "host/number_text.h"
 #include "host/output.h"
+#include "host/value_text.h"
 
 namespace halden::host {
 

@@ -2,7 +2,7 @@
 
 #include <cstdio>
 
-#include "platform/toolkit/characters.h"
+#include "backends/text/characters.h"
 
 namespace halden::host {
 

@@ -4,7 +4,7 @@
 
 #include "host/channels.h"
 #include "host/commands.h"
-#include "host/fixed.h"
+#include "host/decimal_text.h"
 #include "host/json.h"
 #include "host/session.h"
 #include "host/stop_signal.h"

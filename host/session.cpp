@@ -1,6 +1,6 @@
 #include "host/session.h"
 
-#include "host/fixed.h"
+#include "host/decimal_text.h"
 
 namespace halden::host {
 

@@ -7,7 +7,7 @@
 #include <utility>
 
 #include "host/axis.h"
-#include "host/fixed.h"
+#include "host/decimal_text.h"
 
 namespace halden::host {
 namespace {

@@ -2,7 +2,7 @@
 
 #include "host/channels.h"
 #include "host/commands.h"
-#include "host/fixed.h"
+#include "host/decimal_text.h"
 #include "host/json.h"
 #include "host/output.h"
 #include "host/session.h"

@@ -30,7 +30,7 @@ std::int32_t RateOf(const tPortInfo& row) {
 }
 
 /// The rate that a chip may really talk at where its port says otherwise; 0 if there is none.
-std::int32_t RateBehind(std::int32_t baud) {
+std::int32_t ActualBaudFor(std::int32_t baud) {
   switch (baud) {
     case 230400:
       return 250000;
@@ -45,12 +45,12 @@ std::int32_t RateBehind(std::int32_t baud) {
   }
 }
 
-class Raised {
+class ScopedFlag {
  public:
-  explicit Raised(bool& flag) : flag_(flag) { flag_ = true; }
-  ~Raised() { flag_ = false; }
-  Raised(const Raised&) = delete;
-  Raised& operator=(const Raised&) = delete;
+  explicit ScopedFlag(bool& flag) : flag_(flag) { flag_ = true; }
+  ~ScopedFlag() { flag_ = false; }
+  ScopedFlag(const ScopedFlag&) = delete;
+  ScopedFlag& operator=(const ScopedFlag&) = delete;
 
  private:
   bool& flag_;
@@ -70,7 +70,7 @@ PortDetection::PortDetection(Store& store, CommConfigApi& comm_config, Clock& cl
 
 bool PortDetection::DetectPort() {
   if (detecting_) return false;
-  Raised detecting(detecting_);
+  ScopedFlag detecting(detecting_);
   SetChannelsCount(store_, 0);
   ClosePort();
   const std::int32_t count = device_.FTDI->ListCount();
@@ -135,7 +135,7 @@ PortDetection::Heard PortDetection::Listen() {
 
 /// The row of the port table keeps the configured rate.
 bool PortDetection::RaiseBaudRate() {
-  const std::int32_t raised = RateBehind(BaudRate);
+  const std::int32_t raised = ActualBaudFor(BaudRate);
   if (raised == 0) return false;
   BaudRate = raised;
   device_.FTDI->SetBaudRate(raised);

@@ -183,7 +183,7 @@ void Halden_Text::StopRecord() noexcept {
   platform_.clock.Sleep(kStopWait);
 }
 
-KadrTable Halden_Text::InputData() noexcept {
+FrameTable Halden_Text::InputData() noexcept {
   return OrEmpty([&] { return halden::InputData(store_); });
 }
 

@@ -55,7 +55,7 @@ class Halden_Text final : public IADC3, public std::enable_shared_from_this<Hald
   std::vector<std::int16_t> GetKadr() noexcept override;
   bool StartRecord() noexcept override;
   void StopRecord() noexcept override;
-  KadrTable InputData() noexcept override;
+  FrameTable InputData() noexcept override;
   std::int32_t GetData(std::int16_t* Data, std::int32_t& DataSize,
                        std::int32_t& InputCountData) noexcept override;
   std::string LastError() noexcept override;

@@ -8,7 +8,7 @@
 namespace halden {
 
 /// Frames as IADC3::InputData hands them out: row 0 is the channel table, the rows behind it are frames.
-struct KadrTable {
+struct FrameTable {
   std::int16_t Channels = 0;        ///< codes in a row
   std::vector<std::int16_t> Codes;  ///< row after row
 
@@ -88,7 +88,7 @@ class IADC3 {
   virtual void StopRecord() noexcept = 0;
   /// Takes all waiting frames, oldest first, behind a row 0 that holds the channel table (-1 for an empty
   /// one). Without memory for them the result is empty, Rows() 0, and the frames go on waiting.
-  virtual KadrTable InputData() noexcept = 0;
+  virtual FrameTable InputData() noexcept = 0;
   /// Takes whole frames into the host's own buffer. Data: its first code. DataSize: on entry the room there
   /// in codes, on return the codes delivered. InputCountData: on return the codes still waiting. The result
   /// is the number of frames delivered; never blocks.

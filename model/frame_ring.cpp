@@ -21,7 +21,7 @@ std::int32_t FramesWaiting(const tInputState& state) {
   return state.AllocKadrs - state.ReadIndex + 1 + state.WriteIndex;
 }
 
-std::int32_t SlotBehind(const tInputState& state, std::int32_t slot) {
+std::int32_t NextSlot(const tInputState& state, std::int32_t slot) {
   return slot < state.AllocKadrs ? slot + 1 : 1;
 }
 
@@ -30,7 +30,7 @@ std::int16_t* Slot(tInputState& state, std::int32_t slot) {
 }
 
 void DropFrames(tInputState& state) {
-  if (FramesWaiting(state) > 0) state.ReadIndex = SlotBehind(state, state.WriteIndex);
+  if (FramesWaiting(state) > 0) state.ReadIndex = NextSlot(state, state.WriteIndex);
   state.BufferEmpty = true;
   state.InputCountKadrs = 0;
 }
@@ -41,7 +41,7 @@ void TakeFrames(tInputState& state, std::int32_t n, std::int16_t* to) {
   while (n > 0) {
     const std::int32_t block = std::min(n, state.AllocKadrs - state.ReadIndex + 1);
     to = std::copy_n(Slot(state, state.ReadIndex), static_cast<std::size_t>(block) * state.AllocChannels, to);
-    state.ReadIndex = SlotBehind(state, state.ReadIndex + block - 1);
+    state.ReadIndex = NextSlot(state, state.ReadIndex + block - 1);
     n -= block;
   }
   if (all) state.BufferEmpty = true;
@@ -91,7 +91,7 @@ std::int32_t CountKadrs(Store& store) {
   return store.InputState.InputCountKadrs;
 }
 
-void KadrWriter::Begin() {
+void FrameWriter::Begin() {
   const tInputState& state = store_.InputState;
   room_ = 0;
   added_ = 0;
@@ -105,7 +105,7 @@ void KadrWriter::Begin() {
   end_ = state.Kadrs.get() + state.AllocKadrs * width;
 }
 
-void KadrWriter::End() {
+void FrameWriter::End() {
   room_ = 0;
   if (added_ == 0) return;
   tInputState& state = store_.InputState;
@@ -128,10 +128,10 @@ void SetInputChannels(Store& store, const std::vector<std::int16_t>& ChTable) {
   SetBufferSize(store);
 }
 
-KadrTable InputData(Store& store) {
+FrameTable InputData(Store& store) {
   tInputState& state = store.InputState;
   const std::int32_t frames = FramesWaiting(state);
-  KadrTable table;
+  FrameTable table;
   table.Channels = state.InputCountChannels;
   table.Codes.resize((static_cast<std::size_t>(frames) + 1) * table.Channels);
   for (std::int32_t i = 0; i < table.Channels; ++i) table.Codes[i] = ChannelAt(store, i);

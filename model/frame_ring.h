@@ -29,9 +29,9 @@ std::int32_t CountKadrs(Store& store);
 
 /// Stores the frames of one pass over the receive buffer. What a frame holds is looked up once, and the ring
 /// shows the frames at the end: within a pass nobody can look.
-class KadrWriter {
+class FrameWriter {
  public:
-  explicit KadrWriter(Store& store) : store_(store) {}
+  explicit FrameWriter(Store& store) : store_(store) {}
 
   /// Begins a pass, in which frames are stored if the driver is Busy. Throws std::bad_alloc.
   void Begin();
@@ -64,7 +64,7 @@ void SetInputChannels(Store& store, const std::vector<std::int16_t>& ChTable);
 
 /// Takes all waiting frames behind a row 0 that holds the channel table. Throws std::bad_alloc with nothing
 /// taken.
-KadrTable InputData(Store& store);
+FrameTable InputData(Store& store);
 
 /// Takes whole frames, at most DataSize codes, to Data. See IADC3::GetData. A null Data takes nothing.
 std::int32_t GetData(Store& store, std::int16_t* Data, std::int32_t& DataSize, std::int32_t& InputCountData);

@@ -5,13 +5,13 @@
 #include <optional>
 #include <string>
 
-#include "platform/form_spec.h"
+#include "platform/form_layout.h"
 
 namespace halden {
 
 /// A window and its controls. It begins hidden. Handlers run on the driver's thread, inside ShowModal or the
 /// call that caused them; the window must outlive them, so it is never destroyed inside ShowModal. Texts are
-/// UTF-8, positions in them count characters. `control` is a place in WindowSpec::controls, and a control
+/// UTF-8, positions in them count characters. `control` is a place in WindowLayout::controls, and a control
 /// has what its kind has: a call for another kind does nothing.
 class Window {
  public:
@@ -69,7 +69,7 @@ class Toolkit {
   /// Whether there is anything to show windows on now.
   virtual bool CanShow() const = 0;
   /// A hidden window. Null: the system has no room for one.
-  virtual std::unique_ptr<Window> NewWindow(WindowSpec spec) = 0;
+  virtual std::unique_ptr<Window> NewWindow(WindowLayout layout) = 0;
   /// Shows the text with one OK button until the user dismisses it; returns at once where it can't be shown.
   virtual void ShowMessage(const std::string& text, const std::string& title, MessageIcon icon) = 0;
   /// The pointer over all windows of the driver.

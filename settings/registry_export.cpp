@@ -3,7 +3,7 @@
 
 #include "platform/hex_text.h"
 #include "settings/cRegistry.h"
-#include "stream/number_text.h"
+#include "stream/number_parsing.h"
 
 namespace halden {
 namespace {

@@ -4,7 +4,7 @@
 #include <cstring>
 #include <limits>
 
-#include "stream/number_text.h"
+#include "stream/number_parsing.h"
 
 namespace halden {
 
@@ -95,7 +95,7 @@ void LineParser::BeginPass() {
                    HasColumns() ? store_.Separator[0] : LineScanner::kNoSeparator);
   const std::int16_t channels = ordinary ? store_.ADCState.ChannelsCount : std::int16_t{0};
   value_count_ = HasColumns() ? channels : std::min<std::int32_t>(channels, 1);
-  kadrs_.Begin();
+  frames_.Begin();
 }
 
 LineScanner::Result LineParser::TakeByFullRules(const char* line, const char* last_cr) {
@@ -104,9 +104,9 @@ LineScanner::Result LineParser::TakeByFullRules(const char* line, const char* la
 }
 
 std::int16_t LineParser::ParseLine(std::string_view line) {
-  kadrs_.Begin();
+  frames_.Begin();
   const std::int16_t read = ReadLine(line);
-  kadrs_.End();
+  frames_.End();
   return read;
 }
 
@@ -115,7 +115,7 @@ std::int16_t LineParser::ReadLine(std::string_view line) {
   const std::string_view rest = Trim(line);
   const std::int16_t read =
       HasColumns() ? ParseFields(rest) : static_cast<std::int16_t>(ParseField(rest, store_.ChannelValues[0]));
-  kadrs_.AddBufferKadr();
+  frames_.AddBufferKadr();
   return read;
 }
 

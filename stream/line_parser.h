@@ -25,7 +25,7 @@ class LineParser {
  public:
   /// `longest_line`: bytes of the longest line that parses without an allocation.
   LineParser(Store& store, const NumberRules& rules, std::size_t longest_line)
-      : store_(store), rules_(rules), kadrs_(store) {
+      : store_(store), rules_(rules), frames_(store) {
     field_.reserve(longest_line);
   }
 
@@ -38,7 +38,7 @@ class LineParser {
   /// on. Throws std::bad_alloc.
   void BeginPass();
   /// Shows the host the frames of the pass.
-  void EndPass() { kadrs_.End(); }
+  void EndPass() { frames_.End(); }
   /// Reads the line that begins here and whose CR is at `last_cr` or in front of it. Gives its CR and what
   /// ParseLine gives.
   [[gnu::always_inline]] LineScanner::Result TakeLine(const char* line, const char* last_cr) {
@@ -47,7 +47,7 @@ class LineParser {
     if (value_count_ == 0) return TakeByFullRules(line, last_cr);
     const auto scanned = scanner_.Scan(line, last_cr, store_.ChannelValues.data(), value_count_);
     if (!scanned.end) return TakeByFullRules(line, last_cr);
-    kadrs_.AddBufferKadr();
+    frames_.AddBufferKadr();
     return scanned;
   }
 
@@ -65,7 +65,7 @@ class LineParser {
 
   Store& store_;
   const NumberRules& rules_;
-  KadrWriter kadrs_;
+  FrameWriter frames_;
   LineScanner scanner_;
   std::int32_t value_count_ = 0;  // of an ordinary line in this pass; 0: there is none
   std::string field_;             // keeps its room from field to field

@@ -5,7 +5,7 @@
 #include <cstring>
 #include <limits>
 
-#include "stream/number_text.h"
+#include "stream/number_parsing.h"
 
 namespace halden {
 
@@ -53,7 +53,7 @@ bool ReceiveBuffer::AnalyzeBuffer(bool remove) {
   if (good < kLinesToBelieve) return false;
   const long mean = std::lrint(static_cast<double>(p) / good);
   MeanLineLength = static_cast<std::int16_t>(std::min<long>(mean, kMostInt16));
-  if (remove) KeepBehind(p);
+  if (remove) EraseThrough(p);
   return true;
 }
 
@@ -63,7 +63,7 @@ std::int16_t ReceiveBuffer::ParseBuffer() {
   std::int32_t read_lines = 0;
   const std::int32_t p = TakeLines(RxBuffer.data() + last, read_lines);
   // A lone CR in front of a part line (p is 0) stays where it is, and so counts as an empty line again.
-  if (p > 0 || p >= RxCount - 1) KeepBehind(p);
+  if (p > 0 || p >= RxCount - 1) EraseThrough(p);
   return static_cast<std::int16_t>(std::min<std::int32_t>(read_lines, kMostInt16));
 }
 
@@ -109,7 +109,7 @@ std::int32_t ReceiveBuffer::LineEnd(std::int32_t cr) const {
 }
 
 /// Moves the bytes behind the index `last` to the front.
-void ReceiveBuffer::KeepBehind(std::int32_t last) {
+void ReceiveBuffer::EraseThrough(std::int32_t last) {
   const std::int32_t rest = RxCount - last - 1;
   std::memmove(RxBuffer.data(), RxBuffer.data() + last + 1, rest);
   RxCount = rest;

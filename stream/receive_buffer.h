@@ -46,7 +46,7 @@ class ReceiveBuffer {
   std::int32_t TakeLines(const char* last_cr, std::int32_t& read_lines);
   std::string_view GetLine(std::int32_t start, std::int32_t length) const;
   std::int32_t LineEnd(std::int32_t cr) const;
-  void KeepBehind(std::int32_t last);
+  void EraseThrough(std::int32_t last);
 
   ByteSource& source_;
   LineParser& parser_;

@@ -5,13 +5,13 @@
 #include <memory>
 #include <string>
 
-#include "platform/devices/device_library.h"
+#include "backends/devices/emulated_d2xx.h"
 
 namespace halden {
 
 /// Two devices of one kind that say nothing by themselves, each with a COM number.
 struct DevicesUnderTest {
-  std::shared_ptr<DeviceLibrary> library;
+  std::shared_ptr<EmulatedD2xx> library;
   /// Lets the device at this place of the list, which is open by this handle, say these bytes.
   std::function<void(std::size_t, FT_HANDLE, const std::string&)> say;
 };
@@ -44,7 +44,7 @@ class DeviceContract : public testing::TestWithParam<std::function<DevicesUnderT
   }
 
   const DevicesUnderTest devices_ = GetParam()();
-  DeviceLibrary& library_ = *devices_.library;
+  EmulatedD2xx& library_ = *devices_.library;
   std::int32_t listed_ = -1;
 };
 

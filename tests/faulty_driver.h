@@ -4,16 +4,16 @@
 #include <string>
 #include <vector>
 
-#include "driver/apartment.h"
-#include "platform/sim/sim_platform.h"
+#include "backends/sim/sim_platform.h"
+#include "driver/driver.h"
 #include "tests/faulty_platform.h"
 
 namespace halden {
 
 /// A driver on a simulated machine every one of whose calls can go wrong. It has no object yet.
 struct FaultyDriver {
-  explicit FaultyDriver(const std::vector<std::string>& devices, SimMachine like = {})
-      : sim(devices, like), machine(sim.platform()), apartment(machine.platform) {}
+  explicit FaultyDriver(const std::vector<std::string>& devices, SimOptions like = {})
+      : sim(devices, like), machine(sim.platform()), instance(machine.platform) {}
 
   /// The user's way through the port dialog, if it comes: the first row, two channels.
   void AnswerDialog() {
@@ -32,7 +32,7 @@ struct FaultyDriver {
   SimPlatform sim;
   FaultyPlatform machine;
   Faults& faults = machine.faults;
-  Apartment apartment;
+  Driver instance;
   std::shared_ptr<IADC3> adc;
 };
 

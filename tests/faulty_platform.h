@@ -202,8 +202,8 @@ class FaultyToolkit : public FaultySeam<Toolkit> {
   using FaultySeam::FaultySeam;
 
   bool CanShow() const override { return behind_.CanShow(); }
-  std::unique_ptr<Window> NewWindow(WindowSpec spec) override {
-    return faults_.Pass("NewWindow", [&] { return behind_.NewWindow(std::move(spec)); });
+  std::unique_ptr<Window> NewWindow(WindowLayout layout) override {
+    return faults_.Pass("NewWindow", [&] { return behind_.NewWindow(std::move(layout)); });
   }
   void ShowMessage(const std::string& text, const std::string& title, MessageIcon icon) override {
     behind_.ShowMessage(text, title, icon);

@@ -1,4 +1,4 @@
-#include "platform/linux/file_registry.h"
+#include "backends/linux/registry/file_registry.h"
 
 #include <csignal>
 #include <random>
@@ -6,7 +6,7 @@
 #include <sys/resource.h>
 #include <sys/wait.h>
 
-#include "platform/sim/memory_registry.h"
+#include "backends/registry/memory_registry.h"
 #include "tests/registry_contract.h"
 #include "tests/scratch_files.h"
 

@@ -1,13 +1,13 @@
 #pragma once
 
+#include "backends/sim/sim_platform.h"
 #include "model/store.h"
-#include "platform/sim/sim_platform.h"
 
 namespace halden {
 
 /// What the forms stand on, with a scripted user: three devices of which the second could not be opened.
-struct FormMachine {
-  explicit FormMachine(SimMachine machine = {})
+struct FormFixture {
+  explicit FormFixture(SimOptions machine = {})
       : sim({"sim:com=5,baud=9600", "sim:busy", "sim:com=12,baud=19200"}, machine) {
     store.PortTable.resize(3);
     store.PortTable[0].Name = "COM5";
@@ -24,7 +24,7 @@ struct FormMachine {
   Store store;
 };
 
-inline SimMachine RussianMachine() {
+inline SimOptions RussianOptions() {
   return {.number_rules = FixedNumberRules::Comma(),
           .language = TextLanguage::kRussian,
           .system_language = 0x0419};

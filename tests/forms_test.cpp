@@ -13,8 +13,8 @@ namespace {
 using Texts = std::vector<std::string>;
 
 /// The forms with a user at a window in memory, on a machine of whose calls some fail.
-struct Forms : FormMachine {
-  using FormMachine::FormMachine;
+struct Forms : FormFixture {
+  using FormFixture::FormFixture;
 
   Choice AskPort(const std::vector<FormStep>& steps, const Choice& presets = {}) {
     script.Play(steps);
@@ -22,7 +22,7 @@ struct Forms : FormMachine {
   }
   /// In the system's dialog the user chooses a line rate; 0: cancels.
   void ChooseRate(std::uint32_t rate) {
-    sim.library().SetLineDialog([=](const std::string&, Dcb* line) { return line->BaudRate = rate; });
+    sim.library().SetLineSettingsDialog([=](const std::string&, Dcb* line) { return line->BaudRate = rate; });
   }
 
   ScriptedToolkit& script = sim.toolkit();
@@ -87,14 +87,14 @@ TEST(Forms, StandAsTheyWereDesignedWhereTextsAreMissing) {
     design += name + testing::PrintToString(twips) + "'" + text + "' ";
   };
   const FormStep note = Do([&](MemoryWindow& window) {
-    const WindowSpec& form = window.Spec();
+    const WindowLayout& form = window.Layout();
     add(form.name, {form.width, form.height, form.icon}, form.caption);
     for (int i = 0; i < window.ControlCount(); ++i) {
-      const ControlSpec& spec = window.Control(i).spec;
-      const auto& [left, top, width, height] = spec.bounds;
+      const ControlLayout& layout = window.Control(i).layout;
+      const auto& [left, top, width, height] = layout.bounds;
       const int style =
-          spec.multi_line + 2 * spec.font.bold + 4 * spec.default_button + 8 * spec.cancel_button;
-      add(spec.name, {left, top, width, height, style}, window.Text(i));
+          layout.multi_line + 2 * layout.font.bold + 4 * layout.default_button + 8 * layout.cancel_button;
+      add(layout.name, {left, top, width, height, style}, window.Text(i));
       EXPECT_EQ(window.FontCharset(i), 204) << "as Russian systems have it";
     }
     window.SetFontCharset(0, 1);
@@ -116,7 +116,7 @@ TEST(Forms, StandAsTheyWereDesignedWhereTextsAreMissing) {
 }
 
 TEST(MonitorWindow, ShowsWhatIsWrittenAndIsHiddenByEachWayToCloseIt) {
-  Forms forms(RussianMachine());
+  Forms forms(RussianOptions());
   forms.monitor.Load("Halden-Text");
   forms.monitor.ShowValue("\xC0;1");
   for (const FormStep& close : {Enter(), Escape(), CloseBox(), Press("cmdClose")}) {
@@ -129,7 +129,7 @@ TEST(MonitorWindow, ShowsWhatIsWrittenAndIsHiddenByEachWayToCloseIt) {
 }
 
 TEST(TextTable, FillsInArgumentsAsLongAsThereIsRoom) {
-  Forms forms(RussianMachine());
+  Forms forms(RussianOptions());
   const TextTable table(forms.watched.platform.texts, forms.watched.platform.number_rules);
   EXPECT_EQ(table.FormatResText("&Каналы:", "x", "", "", "", ""), "&Каналы:");
   EXPECT_EQ(table.FormatResText("%5%4%3%2%1", "а", "б", "", "г", "д"), "дгба");

@@ -8,8 +8,8 @@
 #include <utility>
 #include <vector>
 
-#include "driver/apartment.h"
-#include "platform/sim/sim_platform.h"
+#include "backends/sim/sim_platform.h"
+#include "driver/driver.h"
 
 namespace halden {
 
@@ -54,7 +54,7 @@ class HostModel {
   }
 
   void Create() {
-    adc_ = apartment_.CreateObject();
+    adc_ = driver_.CreateObject();
     detected_ = false;
     table_.assign(1, 0);
     if (std::exchange(width_, 1) != 1) ring_.clear();  // frames of a width that is no more are nobody's
@@ -65,7 +65,7 @@ class HostModel {
   /// found anew.
   void Release() {
     if (choices_.Below(4) != 0) {
-      apartment_.CreateObject();
+      driver_.CreateObject();
       busy_ = false;
       return;
     }
@@ -229,7 +229,7 @@ class HostModel {
   }
 
   void InputData() {
-    const KadrTable all = adc_->InputData();
+    const FrameTable all = adc_->InputData();
     Is(all.Rows() == static_cast<std::int32_t>(ring_.size()) + 1, "rows of InputData");
     if (!wrong_.empty()) return;
     for (std::size_t i = 0; i < width_; ++i) Is(all.Codes[i] == (table_.empty() ? -1 : table_[i]), "row 0");
@@ -292,7 +292,7 @@ class HostModel {
   bool fresh_ = false;
   std::uint64_t frames_read_ = 0;
   SimPlatform sim_{{"sim:silent"}};
-  Apartment apartment_{sim_.platform()};
+  Driver driver_{sim_.platform()};
   std::shared_ptr<IADC3> adc_;
   std::string wrong_;
 

@@ -1,8 +1,8 @@
 #include <cmath>
 #include <gtest/gtest.h>
 
-#include "host/number_text.h"
 #include "host/trace.h"
+#include "host/value_text.h"
 
 namespace halden::host {
 namespace {

@@ -1,13 +1,13 @@
-#include "platform/linux/kernel_device.h"
+#include "backends/linux/serial/kernel_device.h"
 
 #include <cstdlib>
 #include <filesystem>
 #include <gtest/gtest.h>
 #include <sstream>
 
+#include "backends/system_platform.h"
+#include "backends/text/fixed_number_rules.h"
 #include "driver/inspect.h"
-#include "platform/fixed_number_rules.h"
-#include "platform/machine.h"
 #include "tests/device_contract.h"
 #include "tests/pty.h"
 #include "tests/scratch_files.h"
@@ -53,14 +53,14 @@ class MadeUpSystem {
   }
   void Unplug(const std::string& usb) const { fs::remove_all(*this / "usb/" + usb); }
 
-  std::unique_ptr<Machine> Open() const {
+  std::unique_ptr<SystemPlatform> Open() const {
     std::string error;
-    return OpenMachine({.devices = {"linux"}, .registry_file = *this / "my.reg", .system_root = root_},
-                       &error);
+    return OpenSystemPlatform({.devices = {"linux"}, .registry_file = *this / "my.reg", .system_root = root_},
+                              &error);
   }
   /// A line for each device that is listed: what it is, and the port's configuration or why it can't be
   /// opened.
-  std::string List(Machine& machine) const {
+  std::string List(SystemPlatform& machine) const {
     std::string text;
     for (const ListedDevice& device : ListDevices(machine.platform())) {
       std::string failure = machine.OpenFailures()[std::count(text.begin(), text.end(), '\n')];
@@ -83,9 +83,9 @@ struct Listed {
 
   ScratchDirectory files;
   FixedNumberRules rules = FixedNumberRules::C();
-  PortLines lines{files / "ports.reg", rules};
+  StoredLineSettings lines{files / "ports.reg", rules};
   KernelDevices devices;
-  DeviceLibrary library{{}, [this] { return devices.New(); }};
+  EmulatedD2xx library{{}, [this] { return devices.New(); }};
 };
 
 DevicesUnderTest InAMadeUpTree() {
@@ -97,14 +97,14 @@ DevicesUnderTest InAMadeUpTree() {
   const auto tree = std::make_shared<Tree>();
   tree->system.Plug("1-1", "A", "ttyUSB0", tree->ptys[0]);
   tree->system.Plug("1-2", "B", "ttyUSB1", tree->ptys[1]);
-  return {std::shared_ptr<DeviceLibrary>(tree, &tree->listed.library),
+  return {std::shared_ptr<EmulatedD2xx>(tree, &tree->listed.library),
           [tree](std::size_t index, FT_HANDLE, const std::string& bytes) { tree->ptys[index].Write(bytes); }};
 }
 
 /// Two chips that send back what they are sent.
 DevicesUnderTest OnARealKernel() {
   const auto listed = std::make_shared<Listed>("/");
-  return {std::shared_ptr<DeviceLibrary>(listed, &listed->library),
+  return {std::shared_ptr<EmulatedD2xx>(listed, &listed->library),
           [listed](std::size_t, FT_HANDLE handle, const std::string& bytes) {
             std::uint32_t written = 0;
             listed->library.FT_Write(handle, bytes.data(), static_cast<std::uint32_t>(bytes.size()),

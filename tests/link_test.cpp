@@ -13,7 +13,7 @@ using Calls = std::vector<std::string>;
 /// The library's one wrapper, made shortly before the tick count wraps.
 struct Wrapper : testing::Test {
   SimPlatform sim{{"sim:serial=ABCDEFGHIJKLMNOP,silent,com=7", "sim:busy"},
-                  SimMachine{.start_tick = 0xFFFFFF00}};
+                  SimOptions{.start_tick = 0xFFFFFF00}};
   Faults faults;
   FaultyD2xx library{sim.library(), faults};
   cFTDI ftdi{library, sim.clock()};
@@ -91,7 +91,7 @@ TEST(GetPortConfig, TakesTheDefaultThenThePortThenTheFallback) {
       {0, "GetDefaultCommConfigA CreateFileA", 9600}};
   for (const auto& [size, failing, rate] : cases) {
     SimPlatform sim({"sim:com=5,baud=1200"});
-    sim.device(0).SetDefaultLine({.BaudRate = 4800, .ByteSize = 8});
+    sim.device(0).SetDefaultLineSettings({.BaudRate = 4800, .ByteSize = 8});
     Faults faults;
     FaultyCommConfig system(sim.library(), faults);
     faults.fails = [failing = failing](const std::string& call) {
@@ -130,7 +130,7 @@ TEST(FormatPortConfig, ShowsUnknownCodesAsTheUsualOnes) {
 
 /// The time that the Test of a new object takes, in milliseconds. It finds a device or doesn't.
 std::uint32_t TimeOfTest(FaultyDriver& driver, bool found) {
-  driver.adc = driver.apartment.CreateObject();
+  driver.adc = driver.instance.CreateObject();
   const std::uint32_t start = driver.sim.clock().GetTickCount();
   EXPECT_EQ(driver.adc->Test(), found);
   return driver.sim.clock().GetTickCount() - start;

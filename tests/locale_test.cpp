@@ -2,8 +2,8 @@
 #include <cstdlib>
 #include <gtest/gtest.h>
 
-#include "platform/common_texts.h"
-#include "platform/linux/locale_number_rules.h"
+#include "backends/linux/locale_number_rules.h"
+#include "backends/text/common_texts.h"
 #include "tests/scratch_files.h"
 
 namespace halden {

@@ -1,6 +1,6 @@
 #include <gtest/gtest.h>
 
-#include "platform/sim/virtual_clock.h"
+#include "backends/sim/virtual_clock.h"
 
 namespace halden {
 namespace {

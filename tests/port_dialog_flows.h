@@ -6,7 +6,7 @@
 #include <tuple>
 #include <vector>
 
-#include "platform/toolkit/form_user.h"
+#include "backends/toolkit/form_user.h"
 #include "tests/form_machine.h"
 #include "ui/dlgPort.h"
 
@@ -23,7 +23,7 @@ inline Choice Ask(dlgPort& dialog, Choice presets) {
   return presets;
 }
 
-inline Choice Ask(FormMachine& machine, Toolkit& toolkit, const Choice& presets) {
+inline Choice Ask(FormFixture& machine, Toolkit& toolkit, const Choice& presets) {
   Platform shown = machine.PlatformOn(toolkit);
   dlgPort dialog(machine.store, shown);
   return Ask(dialog, presets);
@@ -38,14 +38,14 @@ inline FormStep SeeFocus(std::string control) {
   return [=](FormUser& user) { EXPECT_EQ(user.Focus(), control); };
 }
 
-/// What a user does in the port dialog of a FormMachine, and what comes of it.
+/// What a user does in the port dialog of a FormFixture, and what comes of it.
 struct Flow {
   const char* name;
   Choice expected;
   int messages;  ///< of the bad rate
   std::vector<FormStep> steps;
   Choice presets = {false, 2, 3, 12.5f};
-  SimMachine machine = {};
+  SimOptions machine = {};
 };
 
 /// They hold on every backend of the toolkit.
@@ -82,7 +82,7 @@ inline std::vector<Flow> PortDialogFlows() {
           {"close box", cancelled, 0, {Type("cboRate", "abc"), CloseBox()}},
           {"tabs and access keys", as_preset, 0, round},
           {"bad rates", {true, 2, 3, 3}, 11, bad_rates},
-          {"decimal comma", {true, 2, 3, 1000.5f}, 1, comma, as_preset, RussianMachine()}};
+          {"decimal comma", {true, 2, 3, 1000.5f}, 1, comma, as_preset, RussianOptions()}};
 }
 
 }  // namespace halden

@@ -4,7 +4,7 @@
 #include <gtest/gtest.h>
 #include <memory>
 
-#include "platform/fixed_number_rules.h"
+#include "backends/text/fixed_number_rules.h"
 #include "tests/registry_values.h"
 
 namespace halden {

@@ -2,9 +2,9 @@
 #include <gtest/gtest.h>
 #include <tuple>
 
-#include "driver/apartment.h"
-#include "platform/linux/file_registry.h"
-#include "platform/toolkit/answering_toolkit.h"
+#include "backends/linux/registry/file_registry.h"
+#include "backends/toolkit/answering_toolkit.h"
+#include "driver/driver.h"
 #include "settings/driver_settings.h"
 #include "tests/faulty_platform.h"
 #include "tests/form_machine.h"
@@ -209,14 +209,14 @@ TEST(DriverSettings, KeepWhatARunHasProved) {
                {{silent}, {}, "", kept + label},
                {{}, answer, "", kept + label}};
   for (const auto& life : lives) {
-    SimPlatform sim(life.devices, RussianMachine());
+    SimPlatform sim(life.devices, RussianOptions());
     const Platform& of = sim.platform();
     SetRaw(of.registry, kKey, "ChannelFixed", REG_DWORD, "\4\0\0\0"s);
     SetRaw(of.registry, kKey, "RateFixed", REG_DWORD, "\0\0\x20\x41"s);
     AnsweringToolkit user(of.toolkit, of.clock, of.number_rules, life.answer);
     Platform platform{of.d2xx, of.comm_config, of.registry, of.clock, of.number_rules, of.texts, user};
-    Apartment apartment(platform);
-    auto adc = apartment.CreateObject();
+    Driver driver(platform);
+    auto adc = driver.CreateObject();
     adc->Test();
     if (!life.heard.empty()) sim.device(0).Feed(life.heard);
     sim.clock().RunFor(60);

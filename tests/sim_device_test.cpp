@@ -2,8 +2,8 @@
 #include <string>
 #include <vector>
 
-#include "platform/devices/device_options.h"
-#include "platform/sim/sim_platform.h"
+#include "backends/devices/device_options.h"
+#include "backends/sim/sim_platform.h"
 #include "tests/scratch_files.h"
 
 namespace halden {

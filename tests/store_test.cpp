@@ -1,9 +1,9 @@
 #include <gtest/gtest.h>
 #include <limits>
 
+#include "backends/text/fixed_number_rules.h"
 #include "model/frame_ring.h"
 #include "model/ranges.h"
-#include "platform/fixed_number_rules.h"
 
 namespace halden {
 namespace {

@@ -4,11 +4,11 @@
 #include <gtest/gtest.h>
 #include <random>
 
+#include "backends/sim/virtual_clock.h"
+#include "backends/text/fixed_number_rules.h"
 #include "model/frame_ring.h"
 #include "model/ranges.h"
-#include "platform/fixed_number_rules.h"
-#include "platform/sim/virtual_clock.h"
-#include "stream/number_text.h"
+#include "stream/number_parsing.h"
 #include "stream/receive_buffer.h"
 
 namespace halden {

@@ -43,7 +43,7 @@ struct Outcome {
 
 /// Detects the device, where it isn't, and records a few frames.
 void Record(FaultyDriver& driver, const Way& way, Outcome* outcome) {
-  if (!driver.adc) driver.adc = driver.apartment.CreateObject();
+  if (!driver.adc) driver.adc = driver.instance.CreateObject();
   IADC3& adc = *driver.adc;
   if (way.asks_user) driver.AnswerDialog();
   outcome->found = adc.Test();
@@ -79,7 +79,7 @@ Outcome Live(FaultyDriver& driver, const Way& way) {
   adc.StopRecord();
   driver.sim.toolkit().Play({user::Wait(3)});
   adc.ShowSetting();
-  const KadrTable rest = adc.InputData();
+  const FrameTable rest = adc.InputData();
   outcome.codes.insert(outcome.codes.end(), rest.Codes.begin() + 2, rest.Codes.end());
   driver.adc.reset();
   EXPECT_TRUE(driver.faults.AllClosed());
@@ -216,7 +216,7 @@ const std::pair<const char*, Call> kInside[] = {
     {"GetData", [](FaultyDriver& d) { Read(*d.adc); }},
     {"InputChannels", [](FaultyDriver& d) { d.adc->InputChannels(kOther); }},
     {"ShowSetting", [](FaultyDriver& d) { EXPECT_FALSE(d.adc->ShowSetting()); }},
-    {"creation", [](FaultyDriver& d) { EXPECT_EQ(d.apartment.CreateObject()->Busy(), d.adc->Busy()); }},
+    {"creation", [](FaultyDriver& d) { EXPECT_EQ(d.instance.CreateObject()->Busy(), d.adc->Busy()); }},
     {"release", [](FaultyDriver& d) { d.adc.reset(); }}};
 
 /// Detects and shows the window while `call` is made in pass number `pass` of the message queue. The passes
@@ -227,7 +227,7 @@ int DetectAndShow(FaultyDriver& driver, Call call, int pass) {
     driver.sim.clock().Post(at_pass);
     if (++passes == pass) call(driver);
   };
-  driver.adc = driver.apartment.CreateObject();
+  driver.adc = driver.instance.CreateObject();
   EXPECT_FALSE(driver.adc->Busy() || driver.adc->Detected());
   driver.adc->InputSizeData(1024);
   driver.AnswerDialog();
@@ -272,7 +272,7 @@ struct RecordedDriver : FaultyDriver {
 /// Every call of a host that may need memory, up to those of a new life; the first of a fresh driver.
 void UseAll(FaultyDriver& driver) {
   if (!driver.adc) {
-    driver.adc = driver.apartment.CreateObject();
+    driver.adc = driver.instance.CreateObject();
     return;
   }
   IADC3& adc = *driver.adc;
@@ -285,9 +285,9 @@ void UseAll(FaultyDriver& driver) {
     adc.StopRecord();
   }
   adc.ShowSetting();
-  driver.apartment.CreateObject();
+  driver.instance.CreateObject();
   driver.adc.reset();
-  driver.adc = driver.apartment.CreateObject();
+  driver.adc = driver.instance.CreateObject();
   if (!driver.adc) return;
   EXPECT_TRUE(!driver.adc->Test() || driver.adc->Detected());
   driver.adc->ShowSetting();
@@ -330,7 +330,7 @@ TEST(SteadyState, TicksFramesAndReadsAllocateNothing) {
        {"sim:columns=4,separator=semicolon,rate=500", "sim:columns=1,rate=500",
         "sim:columns=16,unit=mV,label=T=,rate=200,baud=921600", "sim:decimal=comma,unit=V,rate=200"}) {
     FaultyDriver driver({device});
-    driver.adc = driver.apartment.CreateObject();
+    driver.adc = driver.instance.CreateObject();
     driver.adc->Test();
     driver.adc->InputChannels({0, 0, 99});
     driver.adc->StartRecord();
@@ -358,7 +358,7 @@ TEST(DeviceLoss, AtEveryByteLeavesTheWholeLinesThatWereReceived) {
       FaultyDriver driver({"sim:silent"});
       PacedDevice& device = driver.sim.device(0);
       const auto detect = [&] {
-        driver.adc = driver.apartment.CreateObject();
+        driver.adc = driver.instance.CreateObject();
         std::string lines;
         for (int line = 0; line < 300; ++line) lines += "0;0\r\n";
         driver.SayWhileProbed(lines);

@@ -1,8 +1,8 @@
 #include <deque>
 #include <gtest/gtest.h>
 
-#include "platform/linux/terminal_toolkit.h"
-#include "platform/toolkit/memory_user.h"
+#include "backends/linux/terminal/terminal_toolkit.h"
+#include "backends/toolkit/memory_user.h"
 #include "tests/port_dialog_flows.h"
 
 using namespace halden;
@@ -16,8 +16,8 @@ const std::string up = "\x1b[A", down = "\x1b[B", right = "\x1b[C", left = "\x1b
 
 /// The forms at a text terminal with their user, who presses the keys of a step when what the one before it
 /// did has been drawn. Message boxes are dismissed first. With nothing left to do the user hangs up.
-struct KeyUser : FormMachine, TextTerminal, FormUser {
-  using FormMachine::FormMachine;
+struct KeyUser : FormFixture, TextTerminal, FormUser {
+  using FormFixture::FormFixture;
 
   bool Available() const override { return true; }
   bool Open() override { return opens; }
@@ -28,7 +28,7 @@ struct KeyUser : FormMachine, TextTerminal, FormUser {
   bool Ended() const override { return hung_up; }
   /// Gives one byte at a time, and behind a step nothing until an Esc has been told from a sequence.
   std::string Read() override {
-    if (Front().Spec().name == "message") {
+    if (Front().Layout().name == "message") {
       ++messages;
       keys = enter;
     } else if (keys.empty() && ++reads % (KeyDecoder::kEscapeTimeoutMs + 5) == 0) {

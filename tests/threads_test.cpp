@@ -1,8 +1,8 @@
 #include <gtest/gtest.h>
 #include <thread>
 
-#include "driver/apartment.h"
-#include "platform/sim/sim_platform.h"
+#include "backends/sim/sim_platform.h"
+#include "driver/driver.h"
 
 namespace halden {
 namespace {
@@ -11,16 +11,16 @@ namespace {
 std::vector<std::int16_t> Lives() {
   std::vector<std::int16_t> codes;
   SimPlatform sim({"sim:text=words,rate=2000,baud=921600", "sim:columns=3,rate=2000,baud=921600"});
-  Apartment apartment(sim.platform());
+  Driver driver(sim.platform());
   for (int life = 0; life < 5; ++life) {
-    std::shared_ptr<IADC3> adc = apartment.CreateObject();
+    std::shared_ptr<IADC3> adc = driver.CreateObject();
     adc->Test();
     adc->StartRecord();
     sim.clock().RunFor(300);
     sim.toolkit().Play({user::Wait(60)});
     adc->StopRecord();
     adc->ShowSetting();
-    const KadrTable frames = adc->InputData();
+    const FrameTable frames = adc->InputData();
     codes.insert(codes.end(), frames.Codes.begin(), frames.Codes.end());
   }
   return codes;

@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""Checks that includes point from a layer to those below it only, and that no headers include each other in a circle.
+"""Checks that includes point only to layers below, and that no headers include each other in a circle.
 
 usage: check_includes.py [ROOT]
 """
@@ -7,29 +7,49 @@ import pathlib
 import re
 import sys
 
-# What each layer may include beside itself.
-MODEL = {"platform"}
-STREAM = MODEL | {"model"}
-SHARES = STREAM | {"stream"}
-UI = SHARES | {"link", "settings"}
+# The layers, each with those that it may include besides itself. A file belongs to the deepest folder listed here.
+STREAM = {"platform", "model"}
+LINK = STREAM | {"stream"}
+UI = LINK | {"link", "settings"}
+SHARED_BACKENDS = {"platform", "backends/text", "backends/registry", "backends/devices", "backends/toolkit"}
+SYSTEM = SHARED_BACKENDS | {"backends/sim", "backends"}
+PROGRAMS = SYSTEM | {"model", "driver", "backends/linux", "backends/windows"}
 BELOW = {
     "platform": set(),
-    "model": MODEL,
+    "model": {"platform"},
     "stream": STREAM,
-    "link": SHARES,
-    "settings": SHARES,
+    "link": LINK,
+    "settings": LINK,
     "ui": UI,
     "driver": UI | {"ui"},
-    "com": {"platform", "model", "driver"},
-    "host": {"platform", "model", "driver"},
+    "backends/text": {"platform"},
+    "backends/registry": {"platform", "backends/text"},
+    "backends/devices": {"platform", "backends/text", "backends/registry"},
+    "backends/toolkit": {"platform", "backends/text", "backends/registry"},
+    "backends/sim": SHARED_BACKENDS,
+    "backends": SHARED_BACKENDS,
+    "backends/linux/registry": SYSTEM,
+    "backends/linux/serial": SYSTEM | {"backends/linux/registry"},
+    "backends/linux/terminal": SYSTEM,
+    "backends/linux": SYSTEM | {"backends/linux/registry", "backends/linux/serial", "backends/linux/terminal"},
+    "backends/windows": SYSTEM,
+    "com": PROGRAMS,
+    "host": PROGRAMS,
 }
 INCLUDE = re.compile(r'^#include "([^"]+)"', re.MULTILINE)
 
 
+def layer_of(path):
+    folder = path.rpartition("/")[0]
+    while folder not in BELOW and "/" in folder:
+        folder = folder.rpartition("/")[0]
+    return folder
+
+
 def read_includes(root):
     includes = {}
-    for layer in BELOW:
-        for path in sorted((root / layer).rglob("*")):
+    for top in sorted({layer.partition("/")[0] for layer in BELOW}):
+        for path in sorted((root / top).rglob("*")):
             if path.suffix in (".h", ".cpp", ".inc"):
                 includes[path.relative_to(root).as_posix()] = INCLUDE.findall(path.read_text(encoding="utf-8"))
     return includes
@@ -37,13 +57,12 @@ def read_includes(root):
 
 def upward(includes):
     for path, targets in includes.items():
-        layer = path.partition("/")[0]
+        layer = layer_of(path)
         for target in targets:
-            other = target.partition("/")[0]
-            if other != layer and other not in BELOW[layer]:
-                yield f"{path} includes {target}, which is not below it"
-            elif target not in includes:
-                yield f"{path} includes {target}, which is not there"
+            if target not in includes:
+                yield f"{path} includes {target}, which doesn't exist"
+            elif layer_of(target) != layer and layer_of(target) not in BELOW[layer]:
+                yield f"{path} includes {target}, but {layer}/ may not include from {layer_of(target)}/"
 
 
 def circles(includes):
@@ -51,7 +70,7 @@ def circles(includes):
 
     def visit(path):
         if path in trail:
-            yield " -> ".join(trail[trail.index(path):] + [path]) + " is a circle"
+            yield "circle: " + " -> ".join(trail[trail.index(path):] + [path])
             return
         if path in done:
             return

@@ -4,7 +4,7 @@
 
 #include "link/port_table.h"
 #include "settings/driver_settings.h"
-#include "stream/number_text.h"
+#include "stream/number_parsing.h"
 #include "ui/text_table.h"
 
 namespace halden {
@@ -17,7 +17,7 @@ constexpr int kIcon = 2;
 /// The controls in tab order.
 enum Control : int { lblCh, cboCh, lblRate, cboRate, cmdOK, cmdCancel, cmdConfig, lstPort };
 
-ControlSpec Button(const char* name, Bounds bounds, const char* caption, std::function<void()> click) {
+ControlLayout Button(const char* name, Bounds bounds, const char* caption, std::function<void()> click) {
   return {.name = name,
           .kind = ControlKind::kButton,
           .bounds = bounds,
@@ -27,7 +27,7 @@ ControlSpec Button(const char* name, Bounds bounds, const char* caption, std::fu
           .click = std::move(click)};
 }
 
-ControlSpec Label(const char* name, Bounds bounds, const char* caption) {
+ControlLayout Label(const char* name, Bounds bounds, const char* caption) {
   return {.name = name,
           .kind = ControlKind::kLabel,
           .bounds = bounds,
@@ -73,19 +73,20 @@ bool dlgPort::Load() {
   return form_ != nullptr;
 }
 
-WindowSpec dlgPort::Design() {
-  ControlSpec channels{
+WindowLayout dlgPort::Design() {
+  ControlLayout channels{
       .name = "cboCh", .kind = ControlKind::kDropDownList, .bounds = {1260, 1560, 1365, 315}};
-  ControlSpec rate{.name = "cboRate",
-                   .kind = ControlKind::kComboBox,
-                   .bounds = {1260, 2010, 1365, 315},
-                   .text = "1",
-                   .validate = [this](bool& cancel) { cboRate_Validate(cancel); }};
-  ControlSpec ok = Button("cmdOK", {120, 2475, 1185, 405}, "OK", [this] { cmdOK_Click(); });
+  ControlLayout rate{.name = "cboRate",
+                     .kind = ControlKind::kComboBox,
+                     .bounds = {1260, 2010, 1365, 315},
+                     .text = "1",
+                     .validate = [this](bool& cancel) { cboRate_Validate(cancel); }};
+  ControlLayout ok = Button("cmdOK", {120, 2475, 1185, 405}, "OK", [this] { cmdOK_Click(); });
   ok.default_button = true;
-  ControlSpec cancel = Button("cmdCancel", {1440, 2490, 1155, 375}, "Cancel", [this] { cmdCancel_Click(); });
+  ControlLayout cancel =
+      Button("cmdCancel", {1440, 2490, 1155, 375}, "Cancel", [this] { cmdCancel_Click(); });
   cancel.cancel_button = true;
-  ControlSpec list{
+  ControlLayout list{
       .name = "lstPort", .kind = ControlKind::kListBox, .bounds = {120, 120, 2505, 840}, .click = [this] {
         lstPort_Click();
       }};

@@ -41,7 +41,7 @@ class dlgPort {
   void cmdCancel_Click();
   void cboRate_Validate(bool& Cancel);
 
-  WindowSpec Design();
+  WindowLayout Design();
   tPortInfo* SelectPortInfo();
   void ShowPortInfo(tPortInfo& row);
   std::string RowText(const tPortInfo& row) const;

@@ -47,32 +47,32 @@ void MonitorWindow::SetAnsiText(int control, const std::string& text) {
   if (form_) form_->SetText(control, platform_.number_rules.AnsiToUtf8(text));
 }
 
-WindowSpec MonitorWindow::Design() {
-  const ControlSpec close{.name = "cmdClose",
-                          .kind = ControlKind::kButton,
-                          .bounds = {2280, 1080, 1500, 420},
-                          .text = "Close",
-                          .default_button = true,
-                          .cancel_button = true,
-                          .back_color = kButtonFaceColor,
-                          .fore_color = kButtonTextColor,
-                          .click = [this] { cmdClose_Click(); }};
-  const ControlSpec info{.name = "txtInfo",
-                         .kind = ControlKind::kTextBox,
-                         .bounds = {1268, 90, 3525, 435},
-                         .text = "Port:\r\nFTDI\r\n",
-                         .tab_stop = false,
-                         .multi_line = true,
-                         .font = {.bold = true, .charset = kRussianCharset},
-                         .back_color = kButtonFaceColor,
-                         .fore_color = kButtonTextColor};
-  const ControlSpec value{.name = "txtValue",
-                          .kind = ControlKind::kTextBox,
-                          .bounds = {173, 570, 5715, 360},
-                          .text = "0",
-                          .font = {.name = "Fixedsys", .points = 9.75, .charset = kRussianCharset},
-                          .back_color = kBlack,
-                          .fore_color = kGreen};
+WindowLayout MonitorWindow::Design() {
+  const ControlLayout close{.name = "cmdClose",
+                            .kind = ControlKind::kButton,
+                            .bounds = {2280, 1080, 1500, 420},
+                            .text = "Close",
+                            .default_button = true,
+                            .cancel_button = true,
+                            .back_color = kButtonFaceColor,
+                            .fore_color = kButtonTextColor,
+                            .click = [this] { cmdClose_Click(); }};
+  const ControlLayout info{.name = "txtInfo",
+                           .kind = ControlKind::kTextBox,
+                           .bounds = {1268, 90, 3525, 435},
+                           .text = "Port:\r\nFTDI\r\n",
+                           .tab_stop = false,
+                           .multi_line = true,
+                           .font = {.bold = true, .charset = kRussianCharset},
+                           .back_color = kButtonFaceColor,
+                           .fore_color = kButtonTextColor};
+  const ControlLayout value{.name = "txtValue",
+                            .kind = ControlKind::kTextBox,
+                            .bounds = {173, 570, 5715, 360},
+                            .text = "0",
+                            .font = {.name = "Fixedsys", .points = 9.75, .charset = kRussianCharset},
+                            .back_color = kBlack,
+                            .fore_color = kGreen};
   const auto close_box = [this] {
     bool cancel = false;
     Form_QueryUnload(cancel, kByUser);

@@ -28,7 +28,7 @@ class MonitorWindow {
   void ShowValue(const std::string& text);
 
  private:
-  WindowSpec Design();
+  WindowLayout Design();
   void LocalizeForm(const std::string& driver_name);
   void SetAnsiText(int control, const std::string& text);
 

@@ -1,9 +1,9 @@
 #include <memory>
 #include <optional>
 
-#include "driver/apartment.h"
+#include "backends/system_platform.h"
+#include "driver/driver.h"
 #include "host/commands.h"
-#include "platform/machine.h"
 
 namespace halden::host {
 namespace {
@@ -12,10 +12,10 @@ namespace {
 class LocalSession final : public Session {
  public:
   /// `machine` must outlive the session.
-  LocalSession(Machine& machine, const std::optional<UserAnswer>& answer)
-      : machine_(machine), answer_(answer), apartment_(machine.platform()), adc_(apartment_.CreateObject()) {}
+  LocalSession(SystemPlatform& machine, const std::optional<UserAnswer>& answer)
+      : machine_(machine), answer_(answer), driver_(machine.platform()), adc_(driver_.CreateObject()) {}
 
-  void Serve() override { apartment_.ServeMessages(); }
+  void Serve() override { driver_.ServeMessages(); }
 
  protected:
   IADC3* Object() override { return adc_.get(); }
@@ -32,13 +32,13 @@ class LocalSession final : public Session {
   }
 
  private:
-  Machine& machine_;
+  SystemPlatform& machine_;
   const std::optional<UserAnswer> answer_;
-  Apartment apartment_;
+  Driver driver_;
   std::shared_ptr<IADC3> adc_;
 };
 
-int RunWithDriver(Machine& machine, const Arguments& arguments, Progress& progress) {
+int RunWithDriver(SystemPlatform& machine, const Arguments& arguments, Progress& progress) {
   if (arguments.command == Command::kMonitor && !machine.platform().toolkit.CanShow()) {
     progress.Fail("monitor needs a terminal that can show the window");
     return kRefused;
@@ -54,7 +54,7 @@ int RunWithDriver(Machine& machine, const Arguments& arguments, Progress& progre
 int RunCommand(const Arguments& arguments, Progress& progress) {
   if (arguments.command == Command::kHelp) return Print(HelpText(), progress);
   std::string error;
-  const auto machine = OpenMachine(arguments.machine, &error);
+  const auto machine = OpenSystemPlatform(arguments.machine, &error);
   if (!machine) {
     progress.Fail(error);
     return kWrongArguments;

@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <tuple>
 
-#include "platform/windows/wide_text.h"
+#include "backends/windows/wide_text.h"
 
 namespace halden::host {
 namespace {
@@ -39,7 +39,7 @@ std::vector<std::int16_t> TakeCodes(SAFEARRAY* array) {
 
 /// What the member gives for its arguments, each of which it takes by reference.
 template <class... Parameters, class... Arguments>
-auto ComAdc::Ask(HRESULT (STDMETHODCALLTYPE com::IADC3::*member)(Parameters*...), Arguments... arguments) {
+auto ComAdc::Ask(HRESULT (STDMETHODCALLTYPE ::IADC3::*member)(Parameters*...), Arguments... arguments) {
   using Result = std::tuple_element_t<sizeof...(Parameters) - 1, std::tuple<Parameters...>>;
   Result result{};
   const HRESULT outcome = (adc_->*member)(&arguments..., &result);
@@ -47,47 +47,47 @@ auto ComAdc::Ask(HRESULT (STDMETHODCALLTYPE com::IADC3::*member)(Parameters*...)
 }
 
 std::string ComAdc::ADCName() noexcept {
-  return TakeText(Ask(&com::IADC3::get_ADCName));
+  return TakeText(Ask(&::IADC3::get_ADCName));
 }
 
 std::uint8_t ComAdc::Resolution() noexcept {
-  return Ask(&com::IADC3::get_Resolution);
+  return Ask(&::IADC3::get_Resolution);
 }
 
 std::int16_t ComAdc::ChannelsCount() noexcept {
-  return Ask(&com::IADC3::get_ChannelsCount);
+  return Ask(&::IADC3::get_ChannelsCount);
 }
 
 float ComAdc::RateMax() noexcept {
-  return Ask(&com::IADC3::get_RateMax);
+  return Ask(&::IADC3::get_RateMax);
 }
 
 std::vector<std::string> ComAdc::Ranges() noexcept {
-  return TakeArray<BSTR, std::string>(Ask(&com::IADC3::get_Ranges), TextOf);
+  return TakeArray<BSTR, std::string>(Ask(&::IADC3::get_Ranges), TextOf);
 }
 
 bool ComAdc::Detected() noexcept {
-  return Ask(&com::IADC3::get_Detected) != VARIANT_FALSE;
+  return Ask(&::IADC3::get_Detected) != VARIANT_FALSE;
 }
 
 bool ComAdc::Test() noexcept {
-  return Ask(&com::IADC3::Test) != VARIANT_FALSE;
+  return Ask(&::IADC3::Test) != VARIANT_FALSE;
 }
 
 std::int16_t ComAdc::BasePort() noexcept {
-  return Ask(&com::IADC3::get_BasePort);
+  return Ask(&::IADC3::get_BasePort);
 }
 
 bool ComAdc::Busy() noexcept {
-  return Ask(&com::IADC3::get_Busy) != VARIANT_FALSE;
+  return Ask(&::IADC3::get_Busy) != VARIANT_FALSE;
 }
 
 std::string ComAdc::ChannelName(std::int16_t Index) noexcept {
-  return TakeText(Ask(&com::IADC3::get_ChannelName, Index));
+  return TakeText(Ask(&::IADC3::get_ChannelName, Index));
 }
 
 std::int16_t ComAdc::ChannelRange(std::int16_t Index) noexcept {
-  return Ask(&com::IADC3::get_ChannelRange, Index);
+  return Ask(&::IADC3::get_ChannelRange, Index);
 }
 
 void ComAdc::ChannelRange(std::int16_t Index, std::int16_t RangeIndex) noexcept {
@@ -95,19 +95,19 @@ void ComAdc::ChannelRange(std::int16_t Index, std::int16_t RangeIndex) noexcept 
 }
 
 float ComAdc::ChannelUnitScale(std::int16_t Index) noexcept {
-  return Ask(&com::IADC3::get_ChannelUnitScale, Index);
+  return Ask(&::IADC3::get_ChannelUnitScale, Index);
 }
 
 float ComAdc::ChannelUnitOffset(std::int16_t Index) noexcept {
-  return Ask(&com::IADC3::get_ChannelUnitOffset, Index);
+  return Ask(&::IADC3::get_ChannelUnitOffset, Index);
 }
 
 std::string ComAdc::ChannelUnitName(std::int16_t Index) noexcept {
-  return TakeText(Ask(&com::IADC3::get_ChannelUnitName, Index));
+  return TakeText(Ask(&::IADC3::get_ChannelUnitName, Index));
 }
 
 float ComAdc::Rate() noexcept {
-  return Ask(&com::IADC3::get_Rate);
+  return Ask(&::IADC3::get_Rate);
 }
 
 void ComAdc::Rate(float sRate) noexcept {
@@ -120,27 +120,27 @@ void ComAdc::InputSizeData(std::int32_t NewSize) noexcept {
 }
 
 std::int32_t ComAdc::InputSizeData() noexcept {
-  return Ask(&com::IADC3::get_InputSizeData);
+  return Ask(&::IADC3::get_InputSizeData);
 }
 
 std::int32_t ComAdc::InputCountData() noexcept {
-  return Ask(&com::IADC3::get_InputCountData);
+  return Ask(&::IADC3::get_InputCountData);
 }
 
 std::int32_t ComAdc::InputSizeKadrs() noexcept {
-  return Ask(&com::IADC3::get_InputSizeKadrs);
+  return Ask(&::IADC3::get_InputSizeKadrs);
 }
 
 std::int32_t ComAdc::InputCountKadrs() noexcept {
-  return Ask(&com::IADC3::get_InputCountKadrs);
+  return Ask(&::IADC3::get_InputCountKadrs);
 }
 
 std::int16_t ComAdc::InputCountChannels() noexcept {
-  return Ask(&com::IADC3::get_InputCountChannels);
+  return Ask(&::IADC3::get_InputCountChannels);
 }
 
 std::vector<std::int16_t> ComAdc::InputChannels() noexcept {
-  return TakeCodes(Ask(&com::IADC3::get_InputChannels));
+  return TakeCodes(Ask(&::IADC3::get_InputChannels));
 }
 
 void ComAdc::InputChannels(const std::vector<std::int16_t>& ChTable) noexcept {
@@ -152,23 +152,23 @@ void ComAdc::InputChannels(const std::vector<std::int16_t>& ChTable) noexcept {
 }
 
 std::int16_t ComAdc::GetChannel(std::int16_t Index) noexcept {
-  return Ask(&com::IADC3::GetChannel, Index);
+  return Ask(&::IADC3::GetChannel, Index);
 }
 
 std::vector<std::int16_t> ComAdc::GetKadr() noexcept {
-  return TakeCodes(Ask(&com::IADC3::GetKadr));
+  return TakeCodes(Ask(&::IADC3::GetKadr));
 }
 
 bool ComAdc::StartRecord() noexcept {
-  return Ask(&com::IADC3::StartRecord) != VARIANT_FALSE;
+  return Ask(&::IADC3::StartRecord) != VARIANT_FALSE;
 }
 
 void ComAdc::StopRecord() noexcept {
   adc_->StopRecord();
 }
 
-KadrTable ComAdc::InputData() noexcept {
-  SAFEARRAY* const array = Ask(&com::IADC3::get_InputData);
+FrameTable ComAdc::InputData() noexcept {
+  SAFEARRAY* const array = Ask(&::IADC3::get_InputData);
   LONG last = -1;
   if (array) SafeArrayGetUBound(array, 1, &last);
   return {static_cast<std::int16_t>(last + 1), TakeCodes(array)};
@@ -184,11 +184,11 @@ std::int32_t ComAdc::GetData(std::int16_t* Data, std::int32_t& DataSize,
 }
 
 std::string ComAdc::LastError() noexcept {
-  return TakeText(Ask(&com::IADC3::get_LastError));
+  return TakeText(Ask(&::IADC3::get_LastError));
 }
 
 bool ComAdc::ShowSetting() noexcept {
-  return Ask(&com::IADC3::ShowSetting) != VARIANT_FALSE;
+  return Ask(&::IADC3::ShowSetting) != VARIANT_FALSE;
 }
 
 }  // namespace halden::host

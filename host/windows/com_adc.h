@@ -1,15 +1,16 @@
 #pragma once
 
+#include <contract.h>
+
 #include "model/IADC3.h"
-#include "platform/windows/adc3.h"
 
 namespace halden::host {
 
 /// The driver's interface over that of an object of the component. A call that fails gives an empty answer.
-class ComAdc final : public IADC3 {
+class ComAdc final : public halden::IADC3 {
  public:
   /// Takes over one reference.
-  explicit ComAdc(com::IADC3* adc) : adc_(adc) {}
+  explicit ComAdc(::IADC3* adc) : adc_(adc) {}
   ~ComAdc() override { adc_->Release(); }
   ComAdc(const ComAdc&) = delete;
   ComAdc& operator=(const ComAdc&) = delete;
@@ -43,7 +44,7 @@ class ComAdc final : public IADC3 {
   std::vector<std::int16_t> GetKadr() noexcept override;
   bool StartRecord() noexcept override;
   void StopRecord() noexcept override;
-  KadrTable InputData() noexcept override;
+  FrameTable InputData() noexcept override;
   std::int32_t GetData(std::int16_t* Data, std::int32_t& DataSize,
                        std::int32_t& InputCountData) noexcept override;
   std::string LastError() noexcept override;
@@ -53,9 +54,9 @@ class ComAdc final : public IADC3 {
 
  private:
   template <class... Parameters, class... Arguments>
-  auto Ask(HRESULT (STDMETHODCALLTYPE com::IADC3::*member)(Parameters*...), Arguments... arguments);
+  auto Ask(HRESULT (STDMETHODCALLTYPE ::IADC3::*member)(Parameters*...), Arguments... arguments);
 
-  com::IADC3* adc_;
+  ::IADC3* adc_;
 };
 
 }  // namespace halden::host

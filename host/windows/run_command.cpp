@@ -44,9 +44,10 @@ class ComSession final : public Session {
   ComSession() {
     CLSID id{};
     void* adc = nullptr;
-    if (SUCCEEDED(result_)) result_ = CLSIDFromProgID(com::kProgId, &id);
-    if (SUCCEEDED(result_)) result_ = CoCreateInstance(id, nullptr, CLSCTX_INPROC_SERVER, com::kADC3Id, &adc);
-    if (SUCCEEDED(result_)) adc_ = std::make_unique<ComAdc>(static_cast<com::IADC3*>(adc));
+    if (SUCCEEDED(result_)) result_ = CLSIDFromProgID(L"Brackwell.Halden_Text", &id);
+    if (SUCCEEDED(result_))
+      result_ = CoCreateInstance(id, nullptr, CLSCTX_INPROC_SERVER, __uuidof(::IADC3), &adc);
+    if (SUCCEEDED(result_)) adc_ = std::make_unique<ComAdc>(static_cast<::IADC3*>(adc));
   }
   ~ComSession() override {
     adc_.reset();
@@ -85,7 +86,7 @@ class ComSession final : public Session {
 /// Why what is asked for can't be had of a driver that isn't linked to the program, in one line; empty if it
 /// can.
 std::string WhyNotHere(const Arguments& arguments) {
-  const MachineOptions& machine = arguments.machine;
+  const SystemPlatformOptions& machine = arguments.machine;
   const auto of_vendor = [](const std::string& device) { return device == "d2xx"; };
   if (arguments.command == Command::kDevices || arguments.command == Command::kSettings)
     return "on Windows a host has watch, record and monitor alone";

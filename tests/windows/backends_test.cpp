@@ -2,11 +2,11 @@
 #include <memory>
 #include <string>
 
-#include "platform/common_texts.h"
-#include "platform/windows/resource_texts.h"
-#include "platform/windows/win32_clock.h"
-#include "platform/windows/win32_number_rules.h"
-#include "platform/windows/win32_registry.h"
+#include "backends/text/common_texts.h"
+#include "backends/windows/resource_texts.h"
+#include "backends/windows/win32_clock.h"
+#include "backends/windows/win32_number_rules.h"
+#include "backends/windows/win32_registry.h"
 #include "tests/registry_contract.h"
 
 // Behind ours, whose names are macros there.

@@ -6,7 +6,7 @@
 #include <utility>
 #include <vector>
 
-#include "platform/windows/win32_comm_config.h"
+#include "backends/windows/win32_comm_config.h"
 #include "tests/port_dialog_flows.h"
 #include "tests/windows/screen_user.h"
 

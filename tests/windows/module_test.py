@@ -32,7 +32,7 @@ class ModuleTest(unittest.TestCase):
                      self.module.get_data(leaf.data.struct.OffsetToData, leaf.data.struct.Size)
                      for kind in self.module.DIRECTORY_ENTRY_RESOURCE.entries
                      for name in kind.directory.entries for leaf in name.directory.entries}
-        texts = re.findall(r"TEXT_ROW\((\d+)", (ROOT / "platform/text_table.inc").read_text())
+        texts = re.findall(r"TEXT_ROW\((\d+)", (ROOT / "backends/text/text_table.inc").read_text())
         expected = {(ICON, i, RUSSIAN) for i in (1, 2, 3, 4)} | {(GROUP_ICON, name, RUSSIAN) for name in (1, "ADC")}
         expected |= {(STRING, 1 + int(id) // 16, language) for id in texts for language in (ENGLISH, RUSSIAN)}
         expected |= {(VERSION, 1, ENGLISH), ("TYPELIB", 1, NEUTRAL), ("_IID_HALDEN_TEXT", 1, NEUTRAL)}

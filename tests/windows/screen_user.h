@@ -6,9 +6,9 @@
 #include <iterator>
 #include <windows.h>
 
-#include "platform/toolkit/form_user.h"
-#include "platform/windows/wide_text.h"
-#include "platform/windows/win32_clock.h"
+#include "backends/toolkit/form_user.h"
+#include "backends/windows/wide_text.h"
+#include "backends/windows/win32_clock.h"
 
 namespace halden {
 

@@ -6,19 +6,19 @@
 #include <cstring>
 #include <sstream>
 
-#include "platform/devices/device_library.h"
-#include "platform/devices/device_options.h"
-#include "platform/windows/win32_clock.h"
+#include "backends/devices/device_options.h"
+#include "backends/devices/emulated_d2xx.h"
+#include "backends/windows/win32_clock.h"
 
 #define HALDEN_FTD2XX
-#include "platform/windows/ftd2xx.h"
+#include "backends/windows/ftd2xx.h"
 
 namespace halden::ftd2xx {
 namespace {
 
-DeviceLibrary& Library() {
+EmulatedD2xx& Library() {
   static Win32Clock clock;
-  static DeviceLibrary library([] {
+  static EmulatedD2xx library([] {
     std::vector<std::unique_ptr<Device>> devices;
     std::istringstream words(std::getenv("HALDEN_SIM"));
     for (std::string word, error; words >> word;)

@@ -1,7 +1,7 @@
 #include <cstdlib>
 #include <gtest/gtest.h>
 
-#include "platform/windows/win32_toolkit.h"
+#include "backends/windows/win32_toolkit.h"
 #include "tests/port_dialog_flows.h"
 #include "tests/windows/screen_user.h"
 #include "ui/monitor_window.h"
@@ -30,7 +30,7 @@ std::pair<COLORREF, COLORREF> ColorsOf(HWND form, HWND control) {
 TEST(PortDialog, RunsItsFlowsOnTheScreen) {
   for (const Flow& flow : PortDialogFlows()) {
     SCOPED_TRACE(flow.name);
-    FormMachine machine(flow.machine);
+    FormFixture machine(flow.machine);
     Win32Toolkit toolkit(GetModuleHandleW(nullptr));
     ScreenUser user(kPortControls, flow.steps);
     EXPECT_EQ(Ask(machine, toolkit, flow.presets), flow.expected);
@@ -44,7 +44,7 @@ TEST(MonitorWindow, LooksAsItsDesignSaysOnAScreenOfThisDensity) {
   const auto dots = [density](int twips) { return (twips * density + 720) / 1440; };
   const HWND host = CreateWindowW(L"STATIC", L"host", WS_OVERLAPPEDWINDOW | WS_VISIBLE, 0, 0, 100, 100,
                                   nullptr, nullptr, nullptr, nullptr);
-  FormMachine machine(RussianMachine());
+  FormFixture machine(RussianOptions());
   Win32Toolkit toolkit(GetModuleHandleW(nullptr));
   Platform shown = machine.PlatformOn(toolkit);
   MonitorWindow window(shown);

@@ -1,0 +1,258 @@
+#include "backends/devices/device_options.h"
+
+#include <algorithm>
+#include <charconv>
+#include <fstream>
+#include <functional>
+#include <iomanip>
+#include <limits>
+#include <locale>
+#include <sstream>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+namespace halden {
+
+namespace {
+
+constexpr double kLongest = 86400;  // seconds
+constexpr std::uint32_t kLowestBaud = 300;
+
+/// One key of an option: what it is called, what it takes, and how it is stored.
+template <typename Settings>
+struct Key {
+  std::string name;
+  std::string takes;
+  std::function<bool(Settings& settings, bool has_value, std::string_view value)> store;
+};
+
+template <typename Number>
+std::string Text(Number number) {
+  std::ostringstream text;
+  text.imbue(std::locale::classic());
+  text << std::setprecision(12) << number;
+  return text.str();
+}
+
+template <typename Number>
+std::optional<Number> ReadNumber(std::string_view text, Number low, Number high) {
+  Number number{};
+  const char* const end = text.data() + text.size();
+  const auto [stop, failure] = std::from_chars(text.data(), end, number);
+  if (failure != std::errc() || stop != end || !(number >= low && number <= high)) return std::nullopt;
+  return number;
+}
+
+template <typename Settings, typename Member, typename Number>
+Key<Settings> NumberKey(std::string name, Number low, Number high, Member Settings::*member) {
+  return {std::move(name), Text(low) + " to " + Text(high),
+          [=](Settings& settings, bool, std::string_view value) {
+            const std::optional<Number> number = ReadNumber(value, low, high);
+            if (number) settings.*member = *number;
+            return number.has_value();
+          }};
+}
+
+template <typename Settings>
+Key<Settings> FlagKey(std::string name, bool Settings::*member) {
+  return {std::move(name), "no value", [=](Settings& settings, bool has_value, std::string_view) {
+            settings.*member = true;
+            return !has_value;
+          }};
+}
+
+template <typename Settings, typename Member>
+Key<Settings> ChoiceKey(std::string name, std::vector<std::pair<std::string, Member>> choices,
+                        Member Settings::*member) {
+  std::string takes;
+  for (std::size_t i = 0; i < choices.size(); ++i) {
+    takes += (i == 0 ? "" : i + 1 < choices.size() ? ", " : " or ") + choices[i].first;
+  }
+  return {std::move(name), std::move(takes),
+          [choices = std::move(choices), member](Settings& settings, bool, std::string_view value) {
+            const auto chosen = std::find_if(choices.begin(), choices.end(),
+                                             [&](const auto& choice) { return choice.first == value; });
+            if (chosen == choices.end()) return false;
+            settings.*member = chosen->second;
+            return true;
+          }};
+}
+
+/// Text that stands around a number and must leave the number, and the line, as it is.
+Key<SimSettings> AffixKey(std::string name, std::string SimSettings::*member) {
+  return {std::move(name), "up to 16 characters without digits, blanks and any of + - . ; (",
+          [=](SimSettings& settings, bool, std::string_view value) {
+            settings.*member = value;
+            return value.size() <= 16 &&
+                   value.find_first_of("0123456789+-.;( \t\r\n") == std::string_view::npos;
+          }};
+}
+
+Key<SimSettings> SilentKey() {
+  return {"silent", "0 to " + Text(kLongest) + " seconds, or no value for good",
+          [](SimSettings& settings, bool has_value, std::string_view value) {
+            const auto seconds = has_value ? ReadNumber(value, 0.0, kLongest)
+                                           : std::optional(std::numeric_limits<double>::infinity());
+            settings.silent = seconds.value_or(0);
+            return seconds.has_value();
+          }};
+}
+
+Key<SimSettings> ComKey() {
+  return {"com", "1 to 32767 or none", [](SimSettings& settings, bool, std::string_view value) {
+            settings.com = value == "none" ? -1 : ReadNumber(value, 1, 32767);
+            return settings.com.has_value();
+          }};
+}
+
+Key<SimSettings> SerialKey() {
+  return {"serial", "up to 16 ASCII characters", [](SimSettings& settings, bool, std::string_view value) {
+            settings.serial = value;
+            const auto is_ascii = [](char c) { return static_cast<unsigned char>(c) < 0x80; };
+            return value.size() <= 16 && std::all_of(value.begin(), value.end(), is_ascii);
+          }};
+}
+
+std::vector<Key<SimSettings>> KeysOf(const SimSettings&) {
+  using S = SimSettings;
+  return {
+      NumberKey("columns", 1, 1000, &S::columns),
+      ChoiceKey("separator", {{"tab", '\t'}, {"semicolon", ';'}, {"blank", ' '}, {"paren", '('}},
+                &S::separator),
+      ChoiceKey("decimal", {{"point", '.'}, {"comma", ','}}, &S::decimal),
+      AffixKey("unit", &S::unit),
+      AffixKey("label", &S::label),
+      NumberKey("rate", 0.1, 10000.0, &S::rate),
+      NumberKey("baud", kLowestBaud, kHighestBaud, &S::baud),
+      NumberKey("speaks_at", kLowestBaud, kHighestBaud, &S::speaks_at),
+      ChoiceKey("signal",
+                {{"sine", SimSignal::kSine},
+                 {"ramp", SimSignal::kRamp},
+                 {"noise", SimSignal::kNoise},
+                 {"constant", SimSignal::kConstant}},
+                &S::signal),
+      ChoiceKey<S, std::string>("end", {{"crlf", "\r\n"}, {"cr", "\r"}, {"lf", "\n"}}, &S::end),
+      ChoiceKey("text", {{"numbers", false}, {"words", true}}, &S::words),
+      NumberKey("seed", std::uint64_t{0}, std::numeric_limits<std::uint64_t>::max(), &S::seed),
+      SilentKey(),
+      FlagKey("busy", &S::busy),
+      ComKey(),
+      SerialKey(),
+      NumberKey("unplug_after", 0.0, kLongest, &S::unplug_after),
+  };
+}
+
+std::vector<Key<ReplaySettings>> KeysOf(const ReplaySettings&) {
+  return {NumberKey("rate", 0.1, 10000.0, &ReplaySettings::rate),
+          NumberKey("baud", kLowestBaud, kHighestBaud, &ReplaySettings::baud),
+          FlagKey("loop", &ReplaySettings::loop)};
+}
+
+std::vector<Key<SerialSettings>> KeysOf(const SerialSettings&) {
+  return {NumberKey("baud", kLowestBaud, kHighestBaud, &SerialSettings::baud)};
+}
+
+std::vector<Key<KernelSettings>> KeysOf(const KernelSettings&) {
+  return {NumberKey("baud", kLowestBaud, kHighestBaud, &KernelSettings::baud)};
+}
+
+/// Takes the part up to the next comma off the front of `rest`.
+std::string_view TakePart(std::string_view* rest) {
+  const std::size_t comma = std::min(rest->find(','), rest->size());
+  const std::string_view part = rest->substr(0, comma);
+  rest->remove_prefix(std::min(comma + 1, rest->size()));
+  return part;
+}
+
+std::string Quoted(std::string_view text) {
+  return "\"" + std::string(text) + "\"";
+}
+
+/// Stores the keys of an option; what is wrong with the first bad one, or nothing.
+template <typename Settings>
+std::string ReadKeys(std::string_view keys_text, Settings* settings) {
+  const std::vector<Key<Settings>> keys = KeysOf(*settings);
+  while (!keys_text.empty()) {
+    const std::string_view part = TakePart(&keys_text);
+    const std::size_t equals = part.find('=');
+    const std::string_view name = part.substr(0, equals);
+    const bool has_value = equals != std::string_view::npos;
+    const std::string_view value = has_value ? part.substr(equals + 1) : "";
+    const auto key = std::find_if(keys.begin(), keys.end(), [&](const auto& k) { return k.name == name; });
+    if (key == keys.end()) {
+      std::string names;
+      for (const auto& known : keys) names += (names.empty() ? "" : ", ") + known.name;
+      return "no key " + Quoted(name) + ", the keys are " + names;
+    }
+    if (!key->store(*settings, has_value, value)) {
+      return "key " + Quoted(name) + " takes " + key->takes + ", not " + Quoted(value);
+    }
+  }
+  return "";
+}
+
+template <typename Settings>
+std::string ReadPathAndKeys(std::string_view text, Settings* settings) {
+  settings->path = TakePart(&text);
+  return settings->path.empty() ? "takes a path behind the colon" : ReadKeys(text, settings);
+}
+
+std::string Parse(std::string_view kind, std::string_view rest, DeviceOption* option) {
+  if (kind == "sim") return ReadKeys(rest, &option->emplace<SimSettings>());
+  if (kind == "replay") return ReadPathAndKeys(rest, &option->emplace<ReplaySettings>());
+  if (kind == "tty") return ReadPathAndKeys(rest, &option->emplace<SerialSettings>());
+  if (kind == "linux") return ReadKeys(rest, &option->emplace<KernelSettings>());
+  if (kind != "d2xx")
+    return "no such kind of device, the kinds are sim, replay:FILE, tty:PATH, linux and, on Windows, d2xx";
+  option->emplace<VendorDevices>();
+  return rest.empty() ? "" : "takes no keys, not " + Quoted(rest);
+}
+
+std::string Numbered(const std::string& name, int number) {
+  return name + std::to_string(number);
+}
+
+std::optional<std::string> ReadFile(const std::string& path) {
+  std::ifstream file(path, std::ios::binary);
+  std::string bytes;
+  char chunk[4096];
+  while (file.read(chunk, sizeof chunk) || file.gcount() > 0) bytes.append(chunk, file.gcount());
+  if (!file.eof()) return std::nullopt;
+  return bytes;
+}
+
+}  // namespace
+
+std::optional<DeviceOption> ParseDeviceOption(const std::string& option, std::string* error) {
+  const std::string_view text = option;
+  // Only the kernel's devices need nothing between their name and the keys.
+  const std::size_t end = std::min(text.find(text.starts_with("linux,") ? ',' : ':'), text.size());
+  const std::string_view kind = text.substr(0, end);
+  const std::string_view rest = text.substr(std::min(end + 1, text.size()));
+  DeviceOption parsed;
+  const std::string fault = Parse(kind, rest, &parsed);
+  if (fault.empty()) return parsed;
+  *error = "--device " + std::string(kind) + ": " + fault;
+  return std::nullopt;
+}
+
+std::unique_ptr<Device> MakeDevice(const DeviceOption& option, int number, Clock& clock, std::string* error) {
+  if (const auto* sim = std::get_if<SimSettings>(&option)) {
+    SimSettings settings = *sim;
+    if (settings.serial.empty()) settings.serial = Numbered("SIM", number);
+    return std::make_unique<SimDevice>(clock, settings);
+  }
+  if (const auto* replay = std::get_if<ReplaySettings>(&option)) {
+    std::optional<std::string> bytes = ReadFile(replay->path);
+    if (bytes) {
+      return std::make_unique<ReplayDevice>(clock, *replay, Numbered("REPLAY", number), std::move(*bytes));
+    }
+    *error = "--device replay: takes a file that can be read, not " + Quoted(replay->path);
+    return nullptr;
+  }
+  *error = "--device: this kind is not there on this system, sim and replay are";
+  return nullptr;
+}
+
+}  // namespace halden

@@ -1,0 +1,171 @@
+#include "backends/devices/paced_device.h"
+
+#include <algorithm>
+#include <utility>
+
+namespace halden {
+
+PacedDevice::PacedDevice(Clock& clock, DeviceIdentity identity, std::uint32_t baud, Pace pace)
+    : clock_(clock), identity_(std::move(identity)), pace_(pace), last_tick_(clock.GetTickCount()) {
+  default_line_settings_.BaudRate = baud;
+  default_line_settings_.ByteSize = 8;
+  port_line_ = default_line_settings_;
+}
+
+double PacedDevice::Milliseconds() const {
+  const std::uint32_t tick = clock_.GetTickCount();
+  elapsed_ms_ += tick - last_tick_;
+  last_tick_ = tick;
+  return static_cast<double>(elapsed_ms_);
+}
+
+void PacedDevice::SpeakFrom(double origin, std::uint64_t line) {
+  origin_ = origin;
+  next_line_ = line;
+  sending_ = {};
+  sent_ = 0;
+  line_end_ = 0;
+}
+
+/// Takes up the next line if its time has come.
+bool PacedDevice::BeginLine(double now) {
+  const double due = static_cast<double>(next_line_) * 1000 / pace_.lines_per_second;
+  const double start = std::max(due, line_end_);
+  if (start > now) return false;
+  sending_ = NextLine(next_line_++);
+  sent_ = 0;
+  line_start_ = start;
+  line_end_ = start + static_cast<double>(sending_.size()) * 1000 / pace_.bytes_per_second;
+  return !sending_.empty();
+}
+
+void PacedDevice::Advance() {
+  const double now = Milliseconds() - origin_;
+  while (sent_ < sending_.size() || BeginLine(now)) {
+    const std::size_t due =
+        now >= line_end_ ? sending_.size()
+                         : static_cast<std::size_t>((now - line_start_) * pace_.bytes_per_second / 1000);
+    if (due > sent_) Hear(sending_.substr(sent_, due - sent_), queue_);
+    sent_ = std::max(sent_, due);
+    if (sent_ < sending_.size()) return;
+  }
+}
+
+void PacedDevice::Feed(std::string_view bytes) {
+  if (!Answers()) return;
+  Advance();
+  queue_.Push(bytes);
+}
+
+void PacedDevice::Plug() {
+  if (Present()) return;
+  plugged_ = true;
+  unplug_at_ = std::numeric_limits<double>::infinity();
+  open_ = false;
+}
+
+FT_STATUS PacedDevice::Do(const std::string& call) {
+  if (!Answers()) return kDeviceFailed;
+  if (log_ != nullptr) log_->push_back(call);
+  return FT_OK;
+}
+
+FT_STATUS PacedDevice::Open() {
+  const std::string fault = Present() ? Join() : "not plugged in";
+  open_failure_ = fault.empty() ? "" : identity_.serial + ": " + fault;
+  if (!fault.empty()) return kDeviceFailed;
+  if (origin_ < Milliseconds()) Advance();
+  queue_.Clear();
+  open_ = true;
+  return Do("open");
+}
+
+void PacedDevice::Close() {
+  if (log_ != nullptr) log_->push_back("close");
+  open_ = false;
+}
+
+FT_STATUS PacedDevice::SetBaudRate(std::uint32_t bits_per_second) {
+  if (bits_per_second == 0 || bits_per_second > kHighestBaud) return kDeviceFailed;
+  if (Do("baud " + std::to_string(bits_per_second)) != FT_OK) return kDeviceFailed;
+  Advance();
+  port_line_.BaudRate = bits_per_second;
+  return FT_OK;
+}
+
+FT_STATUS PacedDevice::SetDataCharacteristics(std::uint8_t word_length, std::uint8_t stop_bits,
+                                              std::uint8_t parity) {
+  if (word_length < 7 || word_length > 8 || stop_bits > 2 || parity > 4) return kDeviceFailed;
+  const std::string call =
+      "data " + std::to_string(word_length) + " " + std::to_string(stop_bits) + " " + std::to_string(parity);
+  if (Do(call) != FT_OK) return kDeviceFailed;
+  port_line_.ByteSize = word_length;
+  port_line_.StopBits = stop_bits;
+  port_line_.Parity = parity;
+  return FT_OK;
+}
+
+FT_STATUS PacedDevice::Read(void* buffer, std::uint32_t count, std::uint32_t* read) {
+  if (!Answers()) return kDeviceFailed;
+  Advance();
+  *read = static_cast<std::uint32_t>(queue_.Pop(static_cast<char*>(buffer), count));
+  return FT_OK;
+}
+
+FT_STATUS PacedDevice::Write(const void* buffer, std::uint32_t count, std::uint32_t* written) {
+  *written = count;
+  return Do("write " + std::string(static_cast<const char*>(buffer), count));
+}
+
+FT_STATUS PacedDevice::Reset() {
+  return Do("reset");
+}
+
+FT_STATUS PacedDevice::SetDtr(bool on) {
+  return Do(on ? "dtr 1" : "dtr 0");
+}
+
+FT_STATUS PacedDevice::SetRts(bool on) {
+  return Do(on ? "rts 1" : "rts 0");
+}
+
+FT_STATUS PacedDevice::SetLatencyTimer(std::uint8_t milliseconds) {
+  return Do("latency " + std::to_string(milliseconds));
+}
+
+FT_STATUS PacedDevice::GetQueueStatus(std::uint32_t* rx_bytes) {
+  if (!Answers()) return kDeviceFailed;
+  Advance();
+  *rx_bytes = static_cast<std::uint32_t>(queue_.Size());
+  return FT_OK;
+}
+
+FT_STATUS PacedDevice::GetTxQueueStatus(std::uint32_t* tx_bytes) {
+  *tx_bytes = 0;
+  return Answers() ? FT_OK : kDeviceFailed;
+}
+
+FT_STATUS PacedDevice::Purge(std::uint32_t mask) {
+  if (Do("purge " + std::to_string(mask)) != FT_OK) return kDeviceFailed;
+  Advance();
+  if ((mask & FT_PURGE_RX) != 0) queue_.Clear();
+  return FT_OK;
+}
+
+bool PacedDevice::GetDefaultLineSettings(Dcb* line) {
+  *line = default_line_settings_;
+  return Present();
+}
+
+bool PacedDevice::SetDefaultLineSettings(const Dcb& line) {
+  if (!Present() || line.BaudRate == 0 || line.BaudRate > kHighestBaud) return false;
+  default_line_settings_ = line;
+  return true;
+}
+
+bool PacedDevice::GetPortLineSettings(Dcb* line) {
+  *line = port_line_;
+  return Present();
+}
+
+}  // namespace halden

@@ -1,0 +1,76 @@
+#include "backends/devices/sim_device.h"
+
+#include <charconv>
+#include <cmath>
+#include <cstdlib>
+
+namespace halden {
+
+namespace {
+
+constexpr std::string_view kWords[] = {"warming up, please wait\n", "sensor not ready\n",
+                                       "waiting for trigger\n"};
+constexpr std::size_t kNumberLength = 8;  // "-1000.00"
+
+DeviceIdentity IdentityOf(const SimSettings& settings) {
+  DeviceIdentity identity;
+  identity.serial = settings.serial;
+  identity.description = "Simulated device";
+  identity.com = settings.com;
+  return identity;
+}
+
+}  // namespace
+
+SimDevice::SimDevice(Clock& clock, const SimSettings& settings)
+    : PacedDevice(clock, IdentityOf(settings), settings.baud,
+                  {settings.rate, settings.speaks_at.value_or(settings.baud) / kBitsPerByte}),
+      settings_(settings),
+      speaks_at_(settings.speaks_at.value_or(settings.baud)) {
+  const std::size_t field = settings.label.size() + kNumberLength + settings.unit.size() + 1;
+  line_.reserve(settings.columns * field + settings.end.size());
+}
+
+std::string SimDevice::Join() {
+  if (settings_.busy) return "held by another program";
+  const double now = Milliseconds();
+  const double start = std::round(settings_.silent * 1000);
+  const double lines_so_far = now > start ? (now - start) * settings_.rate / 1000 : 0;
+  SpeakFrom(start, static_cast<std::uint64_t>(lines_so_far));
+  UnplugAt(now + settings_.unplug_after * 1000);
+  return "";
+}
+
+std::string_view SimDevice::NextLine(std::uint64_t line) {
+  if (settings_.words) return kWords[line % std::size(kWords)];
+  line_.clear();
+  for (int column = 0; column < settings_.columns; ++column) {
+    if (column > 0) line_ += settings_.separator;
+    line_ += settings_.label;
+    AppendNumber(SampleAt(settings_.signal, line, column, settings_.columns, settings_.seed));
+    line_ += settings_.unit;
+  }
+  return line_ += settings_.end;
+}
+
+void SimDevice::AppendNumber(int steps) {
+  const int hundredths = std::abs(steps) * 5;
+  char whole[kNumberLength];
+  const char* end = std::to_chars(std::begin(whole), std::end(whole), hundredths / 100).ptr;
+  if (steps < 0) line_ += '-';
+  line_.append(whole, end - whole);
+  line_ += settings_.decimal;
+  line_ += static_cast<char>('0' + hundredths % 100 / 10);
+  line_ += static_cast<char>('0' + hundredths % 10);
+}
+
+void SimDevice::Hear(std::string_view sent, ByteQueue& queue) {
+  if (std::abs(static_cast<double>(LineRate()) / speaks_at_ - 1) <= 0.02) return queue.Push(sent);
+  for (std::size_t i = 0; i < sent.size(); ++i) {
+    char noise = static_cast<char>(Scramble(settings_.seed + noise_bytes_++));
+    if (noise == '\r') noise = '\0';
+    queue.Push({&noise, 1});
+  }
+}
+
+}  // namespace halden

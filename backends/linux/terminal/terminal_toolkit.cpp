@@ -1,0 +1,116 @@
+#include "backends/linux/terminal/terminal_toolkit.h"
+
+#include <algorithm>
+
+#include "backends/text/characters.h"
+
+namespace halden {
+
+namespace {
+
+/// Places in cells, in the twips of a design.
+Bounds InCells(int left, int top, int width) {
+  return {left * kCellWidth, top * kCellHeight, width * kCellWidth, kCellHeight};
+}
+
+WindowLayout MessageDesign(const std::string& text, const std::string& title,
+                           const std::function<void()>& dismiss) {
+  constexpr int kMargin = 2;
+  constexpr int kButtonWidth = 10;
+  const int text_width = DisplayWidth(DecodeUtf8(text));
+  const int width = std::max(text_width, kButtonWidth) + 2 * kMargin;
+  const ControlLayout label{
+      .kind = ControlKind::kLabel, .bounds = InCells(kMargin, 1, text_width), .text = text};
+  const ControlLayout button{.kind = ControlKind::kButton,
+                             .bounds = InCells((width - kButtonWidth) / 2, 3, kButtonWidth),
+                             .text = "OK",
+                             .default_button = true,
+                             .cancel_button = true,
+                             .click = dismiss};
+  return {.name = "message",
+          .caption = title,
+          .width = width * kCellWidth,
+          .height = 5 * kCellHeight,
+          .controls = {label, button},
+          .close_box = dismiss};
+}
+
+}  // namespace
+
+std::unique_ptr<Window> TerminalToolkit::NewWindow(WindowLayout layout) {
+  WindowStage& stage = *this;
+  return std::make_unique<MemoryWindow>(std::move(layout), stage, clock_);
+}
+
+void TerminalToolkit::ShowMessage(const std::string& text, const std::string& title, MessageIcon) {
+  std::unique_ptr<Window> message;
+  message = NewWindow(MessageDesign("(!) " + text, title, [&message] { message->Hide(); }));
+  message->ShowModal();
+}
+
+bool TerminalToolkit::Raise(MemoryWindow& window) {
+  windows_.push_back(&window);
+  if (windows_.size() == 1) {
+    if (!terminal_.Open()) {
+      windows_.clear();
+      return false;
+    }
+    keys_ = {};
+    shown_ = {};
+  }
+  user_.CloseList();
+  Changed();
+  return true;
+}
+
+void TerminalToolkit::Lower(MemoryWindow& window) {
+  std::erase(windows_, &window);
+  user_.CloseList();
+  Changed();
+  if (windows_.empty()) terminal_.Close();
+}
+
+void TerminalToolkit::Use(MemoryWindow& window) {
+  if (terminal_.Ended()) {
+    window.PressCloseBox();
+    window.Hide();
+    return;
+  }
+  keys_.Feed(terminal_.Read(), clock_.GetTickCount());
+  while (window.Visible()) {
+    const std::optional<Key> key = keys_.Next(clock_.GetTickCount());
+    if (!key) break;
+    user_.Press(window, *key);
+    Changed();
+  }
+  if (window.Visible()) Draw();
+}
+
+void TerminalToolkit::Draw() {
+  const TerminalSize size = terminal_.Size();
+  const bool resized = size != TerminalSize{shown_.Width(), shown_.Height()};
+  const bool lost = terminal_.TakeScreenLost();
+  if (!changed_ && !resized && !lost) return;
+  changed_ = false;
+  TerminalScreen wanted = Compose(size);
+  terminal_.Write(Repaint(lost ? TerminalScreen() : shown_, wanted));
+  shown_ = std::move(wanted);
+}
+
+TerminalScreen TerminalToolkit::Compose(TerminalSize size) {
+  TerminalScreen screen(size.columns, size.rows);
+  const CellSize needed = SizeInCells(*windows_.back());
+  if (needed.width > size.columns || needed.height > size.rows) {
+    const char* text = language_ == TextLanguage::kRussian ? "Терминал мал для окна: нужно "
+                                                           : "Terminal too small. Needed: ";
+    const std::string numbers = std::to_string(needed.width) + " x " + std::to_string(needed.height);
+    screen.Put(0, 0, DecodeUtf8(text + numbers), {}, size.columns);
+    return screen;
+  }
+  for (const MemoryWindow* window : windows_) {
+    PaintWindow(*window, window == windows_.back() ? user_.OpenList() : DropDown(), &screen);
+  }
+  return screen;
+}
+
+}  // namespace halden

@@ -1,0 +1,70 @@
+#pragma once
+
+#include <functional>
+#include <map>
+
+#include "backends/registry/registry_tree.h"
+#include "backends/text/ansi_text.h"
+
+namespace halden {
+
+/// The registry's calls over a RegistryTree, wherever that is kept: handles, rights, codes and the way
+/// between the ANSI code page and UTF-8.
+class RegistryBase : public RegistryApi {
+ public:
+  std::int32_t RegOpenKeyExA(HKEY parent, const std::string& path, std::uint32_t access, HKEY* key) override;
+  std::int32_t RegCreateKeyExA(HKEY parent, const std::string& path, std::uint32_t access,
+                               HKEY* key) override;
+  std::int32_t RegCloseKey(HKEY key) override;
+  std::int32_t RegQueryValueExA(HKEY key, const std::string& name, std::uint32_t* type, void* data,
+                                std::uint32_t* size) override;
+  std::int32_t RegSetValueExA(HKEY key, const std::string& name, std::uint32_t type, const void* data,
+                              std::uint32_t size) override;
+  std::int32_t RegDeleteKeyA(HKEY parent, const std::string& path) override;
+  std::int32_t RegDeleteValueA(HKEY key, const std::string& name) override;
+  std::int32_t RegQueryInfoKeyA(HKEY key, RegKeyInfo* info) override;
+  std::int32_t RegEnumKeyExA(HKEY key, std::uint32_t index, char* name, std::uint32_t* length) override;
+  std::int32_t RegEnumValueA(HKEY key, std::uint32_t index, char* name, std::uint32_t* length,
+                             std::uint32_t* type, void* data, std::uint32_t* size) override;
+
+  /// Handles that have been opened and not closed.
+  std::size_t OpenHandles() const { return open_keys_.size(); }
+
+ protected:
+  using Operation = std::function<std::int32_t(RegistryTree&)>;
+
+  explicit RegistryBase(const NumberRules& rules) : ansi_(rules) {}
+
+  /// Runs `operation` on the tree as it is now and gives its result, or the reason why the tree can't be had.
+  virtual std::int32_t Read(const Operation& operation) = 0;
+  /// The same for an operation that may change the tree: the change is kept only if the result is success. It
+  /// may run more than once, each time on a tree that holds nothing of the run before.
+  virtual std::int32_t Change(const Operation& operation) = 0;
+
+  const AnsiText& ansi() const { return ansi_; }
+
+ private:
+  /// A key by its place, which is found anew at each call: the tree may have changed in between.
+  struct Place {
+    HKEY root = 0;
+    RegistryPath path;
+    std::uint32_t access = ~0u;
+    bool deleted = false;
+  };
+
+  std::int32_t FindPlace(HKEY key, Place* place) const;
+  std::int32_t FindPlace(HKEY parent, const std::string& path, Place* place) const;
+  HKEY AddHandle(const Place& place);
+  void MarkDeleted(const Place& place);
+  /// What a call on a handle does to the handle's key, once the access it needs has been checked.
+  std::int32_t WithKey(HKEY key, std::uint32_t access, bool changes,
+                       const std::function<std::int32_t(RegistryNode&)>& operation);
+  std::int32_t Deliver(const RegistryValue& value, std::uint32_t* type, void* data,
+                       std::uint32_t* size) const;
+
+  AnsiText ansi_;
+  std::map<HKEY, Place> open_keys_;
+  HKEY last_handle_ = 0;
+};
+
+}  // namespace halden

@@ -1,0 +1,67 @@
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "backends/devices/emulated_d2xx.h"
+#include "backends/devices/paced_device.h"
+#include "backends/registry/memory_registry.h"
+#include "backends/sim/virtual_clock.h"
+#include "backends/text/common_texts.h"
+#include "backends/text/fixed_number_rules.h"
+#include "backends/toolkit/scripted_toolkit.h"
+#include "platform/platform.h"
+
+namespace halden {
+
+/// What a simulated machine is like, devices apart.
+struct SimOptions {
+  FixedNumberRules number_rules = FixedNumberRules::Point();
+  TextLanguage language = TextLanguage::kEnglish;
+  std::uint16_t system_language = 0x0409;
+  std::uint32_t start_tick = 0;
+};
+
+/// A whole machine in memory on a virtual clock, with simulated and replayed devices. Its user follows the
+/// script of the toolkit. Two machines share nothing.
+class SimPlatform {
+ public:
+  /// `devices` are --device options; a bad one, or one of another kind than "sim" and "replay", throws
+  /// std::invalid_argument.
+  explicit SimPlatform(const std::vector<std::string>& devices, const SimOptions& machine = {});
+  SimPlatform(const SimPlatform&) = delete;
+  SimPlatform& operator=(const SimPlatform&) = delete;
+
+  Platform& platform() { return platform_; }
+  VirtualClock& clock() { return clock_; }
+  EmulatedD2xx& library() { return library_; }
+  MemoryRegistry& registry() { return registry_; }
+  ScriptedToolkit& toolkit() { return toolkit_; }
+  /// May be set to other rules at any time.
+  FixedNumberRules& number_rules() { return machine_.number_rules; }
+  /// The device of the option at this place.
+  PacedDevice& device(std::size_t index) { return *devices_.at(index).device; }
+  /// What was done to it, as PacedDevice::LogCallsTo tells.
+  const std::vector<std::string>& calls(std::size_t index) const { return devices_.at(index).calls; }
+
+ private:
+  struct SimulatedDevice {
+    PacedDevice* device = nullptr;  // owned by library_
+    std::vector<std::string> calls;
+  };
+
+  std::vector<std::unique_ptr<Device>> MakeDevices(const std::vector<std::string>& options);
+
+  SimOptions machine_;
+  VirtualClock clock_;
+  std::vector<SimulatedDevice> devices_;
+  EmulatedD2xx library_;
+  MemoryRegistry registry_;
+  CommonTexts texts_;
+  ScriptedToolkit toolkit_;
+  Platform platform_;
+};
+
+}  // namespace halden

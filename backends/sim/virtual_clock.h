@@ -1,0 +1,34 @@
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <memory>
+
+#include "backends/toolkit/message_queue.h"
+#include "platform/clock.h"
+
+namespace halden {
+
+/// Time that only its user moves: 1 ms at each pass of the message queue, before anything is served, and as
+/// much as is slept. Nothing waits.
+class VirtualClock : public Clock {
+ public:
+  /// `start` is the first tick count; near 2^32 it lets the count wrap soon.
+  explicit VirtualClock(std::uint32_t start = 0) : now_(start), queue_(*this) {}
+
+  std::uint32_t GetTickCount() override { return now_; }
+  void Sleep(std::uint32_t milliseconds) override { now_ += milliseconds; }
+  void ServeMessages() override;
+  std::unique_ptr<PeriodicTimer> NewTimer(std::uint32_t interval_ms, std::function<void()> tick) override;
+
+  /// A message for the next pass, also for one that is made deep inside a call of the driver.
+  void Post(std::function<void()> message) { queue_.Post(std::move(message)); }
+  /// Passes until so much time has gone by; below 2^31.
+  void RunFor(std::uint32_t milliseconds);
+
+ private:
+  std::uint32_t now_;
+  MessageQueue queue_;
+};
+
+}  // namespace halden

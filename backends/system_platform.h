@@ -1,0 +1,36 @@
+#pragma once
+
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "backends/toolkit/answering_toolkit.h"
+#include "platform/platform.h"
+
+namespace halden {
+
+struct SystemPlatformOptions {
+  std::vector<std::string> devices = {};  ///< where devices come from, in listing order; empty: one "sim"
+  std::string registry_file = {};         ///< empty: the user's own
+  std::optional<UserAnswer> answer = {};  ///< answers the port dialog
+  bool cancel = false;                    ///< cancels the port dialog
+  std::string system_root = "/";          ///< for tests: where the system shows its devices
+};
+
+/// The backends of the system that the program runs on.
+class SystemPlatform {
+ public:
+  virtual ~SystemPlatform() = default;
+  /// Valid as long as the machine.
+  virtual Platform& platform() = 0;
+  /// One line for each listed device, in order, that says why it could not be opened the last time; empty
+  /// where it could, or was never tried.
+  virtual std::vector<std::string> OpenFailures() const = 0;
+};
+
+/// Builds the machine. Nothing on failure; then `error` is one line that names the option at fault and what
+/// is allowed.
+std::unique_ptr<SystemPlatform> OpenSystemPlatform(const SystemPlatformOptions& options, std::string* error);
+
+}  // namespace halden

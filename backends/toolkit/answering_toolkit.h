@@ -1,0 +1,47 @@
+#pragma once
+
+#include <optional>
+#include <string>
+
+#include "backends/toolkit/memory_window.h"
+#include "platform/clock.h"
+#include "platform/number_rules.h"
+
+namespace halden {
+
+/// The user's answer in the port dialog.
+struct UserAnswer {
+  int port = 0;      ///< row of the port list, from 0
+  int channels = 1;  ///< 1 to 32
+  std::string rate;  ///< hertz, with a point as decimal mark, as typed on the command line
+};
+
+/// Answers the port dialog in the user's place and leaves all other windows to another toolkit.
+class AnsweringToolkit : public Toolkit, private WindowStage {
+ public:
+  /// Without an `answer` the dialog is cancelled; so is one that the answer doesn't fit. The references must
+  /// outlive the toolkit.
+  AnsweringToolkit(Toolkit& others, Clock& clock, const NumberRules& rules, std::optional<UserAnswer> answer)
+      : others_(others), clock_(clock), rules_(rules), answer_(std::move(answer)) {}
+
+  bool CanShow() const override { return others_.CanShow(); }
+  std::unique_ptr<Window> NewWindow(WindowLayout layout) override;
+  /// A message of the port dialog has nobody to read it: the answer is refused, and the dialog cancelled.
+  void ShowMessage(const std::string& text, const std::string& title, MessageIcon icon) override;
+  void SetPointer(Pointer pointer) override { others_.SetPointer(pointer); }
+
+ private:
+  bool Raise(MemoryWindow&) override { return asked_ = true; }
+  void Lower(MemoryWindow&) override { asked_ = false; }
+  void Use(MemoryWindow& window) override;
+  void Changed() override {}
+  bool Fill(MemoryWindow& window) const;
+
+  Toolkit& others_;
+  Clock& clock_;
+  const NumberRules& rules_;
+  std::optional<UserAnswer> answer_;
+  bool asked_ = false;
+};
+
+}  // namespace halden

@@ -1,0 +1,233 @@
+#include "backends/windows/win32_control.h"
+
+#include <algorithm>
+
+#include "backends/windows/wide_text.h"
+
+namespace halden {
+namespace {
+
+constexpr int kRowsDropped = 8;
+constexpr int kColumnStop = 36;   // quarters of a character's width
+constexpr int kDroppedFrame = 2;  // dots
+constexpr int kLineIndent = 3;    // dots
+
+struct NativeKind {
+  const wchar_t* window_class;
+  DWORD style;
+  DWORD extended_style;
+};
+
+NativeKind KindOf(const ControlLayout& layout) {
+  switch (layout.kind) {
+    case ControlKind::kLabel:
+      return {L"STATIC", SS_RIGHT, 0};
+    case ControlKind::kTextBox:
+      if (layout.multi_line) return {L"EDIT", ES_MULTILINE | ES_READONLY | ES_CENTER, 0};
+      return {L"EDIT", ES_MULTILINE | ES_AUTOHSCROLL | ES_READONLY, WS_EX_CLIENTEDGE};  // for its tabs
+    case ControlKind::kListBox:
+      return {L"LISTBOX", WS_VSCROLL | LBS_NOTIFY | LBS_USETABSTOPS | LBS_NOINTEGRALHEIGHT, WS_EX_CLIENTEDGE};
+    case ControlKind::kDropDownList:
+      return {L"COMBOBOX", WS_VSCROLL | CBS_DROPDOWNLIST, 0};
+    case ControlKind::kComboBox:
+      return {L"COMBOBOX", WS_VSCROLL | CBS_DROPDOWN | CBS_AUTOHSCROLL, 0};
+    case ControlKind::kButton:
+      break;
+  }
+  return {L"BUTTON", static_cast<DWORD>(layout.default_button ? BS_DEFPUSHBUTTON : BS_PUSHBUTTON), 0};
+}
+
+/// Where a character begins in a text of which some take two units; its end for one that isn't there.
+int UnitOf(const std::wstring& text, int character) {
+  const auto is_second = [&](std::size_t unit) { return IS_LOW_SURROGATE(text[unit]); };
+  std::size_t unit = 0;
+  for (; unit < text.size() && (character > 0 || is_second(unit)); ++unit) character -= !is_second(unit);
+  return static_cast<int>(unit);
+}
+
+std::wstring WindowText(HWND window) {
+  std::wstring text(static_cast<std::size_t>(GetWindowTextLengthW(window)), L'\0');
+  text.resize(
+      static_cast<std::size_t>(GetWindowTextW(window, text.data(), static_cast<int>(text.size()) + 1)));
+  return text;
+}
+
+}  // namespace
+
+/// List and combo boxes understand the same messages under different numbers.
+struct Win32Control::RowMessages {
+  UINT add, insert, remove, clear, select, selected, count;
+};
+
+const Win32Control::RowMessages& Win32Control::Rows() const {
+  static constexpr RowMessages kList{LB_ADDSTRING, LB_INSERTSTRING, LB_DELETESTRING, LB_RESETCONTENT,
+                                     LB_SETCURSEL, LB_GETCURSEL,    LB_GETCOUNT};
+  static constexpr RowMessages kCombo{CB_ADDSTRING, CB_INSERTSTRING, CB_DELETESTRING, CB_RESETCONTENT,
+                                      CB_SETCURSEL, CB_GETCURSEL,    CB_GETCOUNT};
+  return layout_.kind == ControlKind::kListBox ? kList : kCombo;
+}
+
+Win32Control::Win32Control(ControlLayout layout, HWND form, int id) : layout_(std::move(layout)) {
+  const NativeKind kind = KindOf(layout_);
+  const DWORD tab_stop = layout_.tab_stop && layout_.kind != ControlKind::kLabel ? WS_TABSTOP : 0;
+  window_ = CreateWindowExW(kind.extended_style, kind.window_class, WideText(layout_.text).c_str(),
+                            WS_CHILD | WS_VISIBLE | tab_stop | kind.style, 0, 0, 0, 0, form,
+                            reinterpret_cast<HMENU>(static_cast<std::intptr_t>(id)), nullptr, nullptr);
+  brush_ = GdiObject(CreateSolidBrush(SystemColor(layout_.back_color)));
+}
+
+LRESULT Win32Control::Send(UINT message, WPARAM word, LPARAM data) const {
+  return SendMessageW(window_, message, word, data);
+}
+
+LRESULT Win32Control::SendText(UINT message, WPARAM word, const std::string& text) const {
+  return Send(message, word, reinterpret_cast<LPARAM>(WideText(text).c_str()));
+}
+
+void Win32Control::Place(int dots_per_inch) {
+  dots_per_inch_ = dots_per_inch;
+  TakeFont(layout_.font);
+  const auto dots = [dots_per_inch](int twips) { return ToDots(twips, dots_per_inch); };
+  const Bounds& bounds = layout_.bounds;
+  const int left = dots(bounds.left), top = dots(bounds.top);
+  const int width = dots(bounds.left + bounds.width) - left, height = dots(bounds.top + bounds.height) - top;
+  if (layout_.kind == ControlKind::kLabel) return PlaceLabel();
+  if (layout_.kind == ControlKind::kDropDownList || layout_.kind == ControlKind::kComboBox)
+    return PlaceComboBox(left, top, width, height);
+  SetWindowPos(window_, nullptr, left, top, width, height, SWP_NOZORDER | SWP_NOACTIVATE);
+  if (layout_.kind == ControlKind::kTextBox && !layout_.multi_line) PlaceLine();
+  if (layout_.kind == ControlKind::kListBox) Send(LB_SETTABSTOPS, 1, reinterpret_cast<LPARAM>(&kColumnStop));
+}
+
+SIZE Win32Control::TextExtent() const {
+  const std::wstring text = WindowText(window_);
+  RECT extent{};
+  const HDC drawing = GetDC(window_);
+  const HGDIOBJ before = SelectObject(drawing, font_.Get());
+  DrawTextW(drawing, text.data(), static_cast<int>(text.size()), &extent, DT_CALCRECT | DT_SINGLELINE);
+  SelectObject(drawing, before);
+  ReleaseDC(window_, drawing);
+  return {extent.right, extent.bottom};
+}
+
+/// As wide as its text; the right edge stays.
+void Win32Control::PlaceLabel() {
+  const SIZE extent = TextExtent();
+  const Bounds& bounds = layout_.bounds;
+  const int right = ToDots(bounds.left + bounds.width, dots_per_inch_);
+  const int height = std::max<int>(extent.cy, ToDots(bounds.height, dots_per_inch_));
+  SetWindowPos(window_, nullptr, right - extent.cx, ToDots(bounds.top, dots_per_inch_), extent.cx, height,
+               SWP_NOZORDER | SWP_NOACTIVATE);
+}
+
+/// Half way up its box; the system leaves it at the top.
+void Win32Control::PlaceLine() {
+  RECT place{};
+  GetClientRect(window_, &place);
+  const LONG margin = std::max(0L, (place.bottom - TextExtent().cy) / 2);
+  InflateRect(&place, -kLineIndent, -static_cast<int>(margin));
+  Send(EM_SETRECT, 0, reinterpret_cast<LPARAM>(&place));
+}
+
+/// The system takes the dropped list's height for the window's, and makes the box itself as high as its font.
+void Win32Control::PlaceComboBox(int left, int top, int width, int height) {
+  const auto row = static_cast<int>(Send(CB_GETITEMHEIGHT, 0));
+  SetWindowPos(window_, nullptr, left, top, width, height + kRowsDropped * row + kDroppedFrame,
+               SWP_NOZORDER | SWP_NOACTIVATE);
+  constexpr auto kBoxItself = static_cast<WPARAM>(-1);
+  Send(CB_SETITEMHEIGHT, kBoxItself, row);
+  RECT closed{};
+  GetWindowRect(window_, &closed);
+  Send(CB_SETITEMHEIGHT, kBoxItself, row + height - (closed.bottom - closed.top));
+}
+
+bool Win32Control::SetFontCharset(std::uint8_t charset) {
+  Font font = layout_.font;
+  font.charset = charset;
+  if (!TakeFont(font)) return false;
+  layout_.font = font;
+  if (layout_.kind == ControlKind::kLabel) PlaceLabel();
+  return true;
+}
+
+bool Win32Control::TakeFont(const Font& font) {
+  GdiObject made = MakeFont(font, dots_per_inch_);
+  if (!made) return false;
+  Send(WM_SETFONT, reinterpret_cast<WPARAM>(made.Get()), TRUE);
+  font_ = std::move(made);  // the one before goes when nothing draws with it any more
+  return true;
+}
+
+HBRUSH Win32Control::Paint(HDC drawing) const {
+  SetTextColor(drawing, SystemColor(layout_.fore_color));
+  SetBkColor(drawing, SystemColor(layout_.back_color));
+  return static_cast<HBRUSH>(brush_.Get());
+}
+
+void Win32Control::SetText(const std::string& text) {
+  if (layout_.kind == ControlKind::kListBox || layout_.kind == ControlKind::kDropDownList) return;
+  if (Text() == text) return;  // a text box that is written often doesn't flicker
+  SendText(WM_SETTEXT, 0, text);
+  if (layout_.kind == ControlKind::kLabel) PlaceLabel();
+}
+
+std::string Win32Control::Text() const {
+  return Utf8Text(WindowText(window_));
+}
+
+void Win32Control::SetSelection(int start, int length) {
+  if (layout_.kind != ControlKind::kComboBox) return;
+  const std::wstring text = WindowText(window_);
+  start = std::max(start, 0);
+  const int begin = UnitOf(text, start);
+  const int end = begin + UnitOf(text.substr(static_cast<std::size_t>(begin)), std::max(length, 0));
+  Send(CB_SETEDITSEL, 0, MAKELPARAM(begin, end));
+}
+
+bool Win32Control::HasRows() const {
+  return layout_.kind == ControlKind::kListBox || layout_.kind == ControlKind::kDropDownList ||
+         layout_.kind == ControlKind::kComboBox;
+}
+
+void Win32Control::ClearRows() {
+  if (!HasRows()) return;
+  const std::string text = Text();
+  Send(Rows().clear);
+  SetText(text);  // which a combo box has cleared with its rows
+}
+
+void Win32Control::AddRow(const std::string& text) {
+  if (HasRows()) SendText(Rows().add, 0, text);
+}
+
+void Win32Control::SetRow(int row, const std::string& text) {
+  if (!HasRows()) return;
+  const auto place = static_cast<WPARAM>(row);
+  const LRESULT selected = Send(Rows().selected);
+  Send(WM_SETREDRAW, FALSE);
+  Send(Rows().remove, place);
+  SendText(Rows().insert, place, text);
+  Send(Rows().select, static_cast<WPARAM>(selected));
+  Send(WM_SETREDRAW, TRUE);
+  InvalidateRect(window_, nullptr, TRUE);
+}
+
+bool Win32Control::SelectRow(int row) {
+  if (!HasRows()) return false;
+  const LRESULT before = Send(Rows().selected);
+  const bool exists = row >= 0 && row < Send(Rows().count);
+  Send(Rows().select, static_cast<WPARAM>(exists ? row : -1));
+  const LRESULT now = Send(Rows().selected);
+  if (layout_.kind == ControlKind::kComboBox) SetSelection(0, GetWindowTextLengthW(window_));
+  return now != before;
+}
+
+int Win32Control::SelectedRow() const {
+  if (!HasRows()) return -1;
+  // What was typed selects the row that it names.
+  if (layout_.kind == ControlKind::kComboBox)
+    return static_cast<int>(SendText(CB_FINDSTRINGEXACT, static_cast<WPARAM>(-1), Text()));
+  return static_cast<int>(Send(Rows().selected));
+}
+
+}  // namespace halden

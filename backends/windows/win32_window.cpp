@@ -1,0 +1,362 @@
+#include "backends/windows/win32_window.h"
+
+#include <algorithm>
+#include <utility>
+
+#include "backends/text/characters.h"
+#include "backends/windows/wide_text.h"
+
+namespace halden {
+namespace {
+
+constexpr int kFirstId = 100;  // beyond those that the system gives a meaning
+
+/// The handlers' own failures end here: nothing may be thrown through the system.
+template <class... T>
+void Run(const std::function<void(T...)>& handler, T... arguments) noexcept {
+  try {
+    if (handler) handler(std::forward<T>(arguments)...);
+  } catch (...) {  // without memory for it the event is lost
+  }
+}
+
+HWND MakeDialog(HINSTANCE module, HWND owner, DLGPROC receive, void* self) {
+  struct {
+    DLGTEMPLATE dialog{};
+    WORD no_menu = 0, standard_class = 0, no_title = 0;
+  } design;
+  design.dialog.style = DS_MODALFRAME | WS_POPUP | WS_CAPTION | WS_SYSMENU;
+  return CreateDialogIndirectParamW(module, &design.dialog, owner, receive, reinterpret_cast<LPARAM>(self));
+}
+
+}  // namespace
+
+void ShowPointer(Pointer pointer) {
+  SetCursor(LoadCursor(nullptr, pointer == Pointer::kHourglass ? IDC_WAIT : IDC_ARROW));
+}
+
+bool CanShowWindows() {
+  USEROBJECTFLAGS flags{};
+  DWORD size = 0;
+  return GetUserObjectInformationW(GetProcessWindowStation(), UOI_FLAGS, &flags, sizeof flags, &size) &&
+         (flags.dwFlags & WSF_VISIBLE) != 0;
+}
+
+Win32Window::Win32Window(WindowLayout layout, HINSTANCE module, const Pointer& pointer)
+    : layout_(std::move(layout)), pointer_(pointer) {
+  owner_ = CreateWindowExW(WS_EX_TOOLWINDOW, L"STATIC", nullptr, WS_POPUP, 0, 0, 0, 0, nullptr, nullptr,
+                           nullptr, nullptr);
+  window_ = owner_ ? MakeDialog(module, owner_, &Receive, this) : nullptr;
+  if (!window_) return;
+  try {
+    SetCaption(layout_.caption);
+    TakeIcons(module);
+    MakeControls();
+    PlaceInCentre();
+  } catch (...) {  // the destructor won't come
+    DestroyWindow(owner_);
+    throw;
+  }
+}
+
+Win32Window::~Win32Window() {
+  Hide();
+  if (owner_) DestroyWindow(owner_);  // and with it the windows that it owns
+}
+
+bool Win32Window::Complete() const {
+  return window_ && std::all_of(controls_.begin(), controls_.end(),
+                                [](const Win32Control& control) { return control.Handle() != nullptr; });
+}
+
+void Win32Window::MakeControls() {
+  controls_.reserve(layout_.controls.size());
+  for (ControlLayout& design : layout_.controls) {
+    const int id = kFirstId + ControlCount();
+    controls_.emplace_back(std::move(design), window_, id);
+  }
+  layout_.controls.clear();
+}
+
+void Win32Window::TakeIcons(HINSTANCE module) {
+  const wchar_t* const name = layout_.icon == 1 ? MAKEINTRESOURCEW(1) : L"ADC";
+  const auto take = [&](WPARAM size, int width, int height) {
+    const HANDLE icon =
+        LoadImageW(module, name, IMAGE_ICON, GetSystemMetrics(width), GetSystemMetrics(height), LR_SHARED);
+    SendMessageW(window_, WM_SETICON, size, reinterpret_cast<LPARAM>(icon));
+  };
+  take(ICON_BIG, SM_CXICON, SM_CYICON);
+  take(ICON_SMALL, SM_CXSMICON, SM_CYSMICON);
+}
+
+/// Places the controls by the screen's density, and gives the size of the window around them.
+SIZE Win32Window::Fit() {
+  const int dots_per_inch = DotsPerInch(window_);
+  for (Win32Control& control : controls_) control.Place(dots_per_inch);
+  RECT outer{}, client{};
+  GetWindowRect(window_, &outer);
+  GetClientRect(window_, &client);
+  return {ToDots(layout_.width, dots_per_inch) + (outer.right - outer.left) - client.right,
+          ToDots(layout_.height, dots_per_inch) + (outer.bottom - outer.top) - client.bottom};
+}
+
+/// In the screen's centre, in the sizes that fit its density.
+void Win32Window::PlaceInCentre() {
+  const auto [width, height] = Fit();
+  MONITORINFO screen{};
+  screen.cbSize = sizeof screen;
+  GetMonitorInfoW(MonitorFromWindow(GetActiveWindow(), MONITOR_DEFAULTTOPRIMARY), &screen);
+  const RECT& work = screen.rcWork;
+  SetWindowPos(window_, nullptr, work.left + (work.right - work.left - width) / 2,
+               work.top + (work.bottom - work.top - height) / 2, width, height,
+               SWP_NOZORDER | SWP_NOACTIVATE);
+}
+
+void Win32Window::SetCaption(const std::string& caption) {
+  SetWindowTextW(window_, WideText(caption).c_str());
+}
+
+bool Win32Window::ShowModal() {
+  if (visible_ || !IsWindow(window_) || !CanShowWindows()) return false;
+  try {
+    Show();
+    ServeLoop();
+  } catch (...) {
+    Hide();
+    throw;
+  }
+  Hide();
+  return true;
+}
+
+void Win32Window::Show() {
+  visible_ = true;
+  PlaceInCentre();
+  DisableOthers();
+  ShowWindow(window_, SW_SHOW);
+  SetForegroundWindow(window_);
+  if (FocusedControl() < 0) SetFocus(first_focus_ >= 0 ? first_focus_ : NextFocus(-1, true));
+}
+
+void Win32Window::DisableOthers() {
+  EnumThreadWindows(GetCurrentThreadId(), &Disable, reinterpret_cast<LPARAM>(this));
+}
+
+BOOL CALLBACK Win32Window::Disable(HWND window, LPARAM data) {
+  auto& modal = *reinterpret_cast<Win32Window*>(data);
+  if (window == modal.window_ || !IsWindowVisible(window) || !IsWindowEnabled(window)) return TRUE;
+  try {
+    modal.disabled_.push_back(window);
+  } catch (...) {  // nothing may pass through the system, and what isn't noted would stay disabled
+    return FALSE;
+  }
+  EnableWindow(window, FALSE);
+  return TRUE;
+}
+
+void Win32Window::Hide() {
+  if (!visible_) return;
+  visible_ = false;
+  // First, so that the system makes one of them the active window.
+  for (const HWND window : disabled_) EnableWindow(window, TRUE);
+  disabled_.clear();
+  ShowWindow(window_, SW_HIDE);
+  PostMessageW(window_, WM_NULL, 0, 0);  // its loop may be waiting
+}
+
+void Win32Window::ServeLoop() {
+  MSG message{};
+  while (visible_ && IsWindow(window_)) {
+    if (GetMessageW(&message, nullptr, 0, 0) <= 0) {  // for the host's own loop to find
+      PostQuitMessage(static_cast<int>(message.wParam));
+      return;
+    }
+    if (!KeepsFocus(message)) Dispatch(message);
+  }
+}
+
+void Win32Window::Dispatch(MSG& message) {
+  const int control = Find(message.hwnd);
+  if (message.message == WM_LBUTTONDOWN) pressed_ = control;
+  // A box that only shows its text would keep these keys.
+  const bool dialog_key =
+      message.message == WM_KEYDOWN &&
+      (message.wParam == VK_TAB || message.wParam == VK_RETURN || message.wParam == VK_ESCAPE);
+  if (dialog_key && control >= 0 && controls_[control].Layout().kind == ControlKind::kTextBox)
+    message.hwnd = window_;
+  if (!IsDialogMessageW(window_, &message)) {
+    TranslateMessage(&message);
+    DispatchMessageW(&message);
+  }
+  if (message.message != WM_LBUTTONUP || std::exchange(pressed_, -1) != control || control < 0) return;
+  // A list tells of a click on a row only if that row wasn't the selected one.
+  if (controls_[control].Layout().kind != ControlKind::kListBox) return;
+  const LRESULT row = SendMessageW(message.hwnd, LB_ITEMFROMPOINT, 0, message.lParam);
+  if (row == controls_[control].SelectedRow()) Click(control);
+}
+
+void Win32Window::SetTopmost(bool topmost) {
+  SetWindowPos(window_, topmost ? HWND_TOPMOST : HWND_NOTOPMOST, 0, 0, 0, 0, SWP_NOMOVE | SWP_NOSIZE);
+}
+
+void Win32Window::SetEnabled(int control, bool enabled) {
+  // Keys would not lead out of a disabled one.
+  if (!enabled && visible_ && FocusedControl() == control) SendMessageW(window_, WM_NEXTDLGCTL, 0, FALSE);
+  EnableWindow(controls_[control].Handle(), enabled);
+}
+
+void Win32Window::SetFocus(int control) {
+  if (control < 0 || !controls_[control].CanFocus()) return;
+  if (visible_) {
+    SendMessageW(window_, WM_NEXTDLGCTL, reinterpret_cast<WPARAM>(controls_[control].Handle()), TRUE);
+  } else {
+    first_focus_ = control;
+  }
+}
+
+void Win32Window::SelectRow(int control, int row) {
+  const bool changed = controls_[control].SelectRow(row);
+  if (changed && controls_[control].Layout().kind == ControlKind::kListBox)
+    controls_[control].Layout().click();
+}
+
+std::optional<std::uint8_t> Win32Window::FontCharset(int control) const {
+  return control == kForm ? layout_.font.charset : controls_[control].Layout().font.charset;
+}
+
+bool Win32Window::SetFontCharset(int control, std::uint8_t charset) {
+  if (control != kForm) return controls_[control].SetFontCharset(charset);
+  layout_.font.charset = charset;  // nothing is written on the form itself
+  return true;
+}
+
+INT_PTR CALLBACK Win32Window::Receive(HWND window, UINT message, WPARAM word, LPARAM data) {
+  if (message == WM_INITDIALOG) {
+    SetWindowLongPtrW(window, DWLP_USER, data);
+    return FALSE;  // the focus is set when it is shown
+  }
+  auto* const self = reinterpret_cast<Win32Window*>(GetWindowLongPtrW(window, DWLP_USER));
+  try {
+    return self ? self->Serve(message, word, data) : FALSE;
+  } catch (...) {  // nothing may be thrown through the system
+    return FALSE;
+  }
+}
+
+INT_PTR Win32Window::Serve(UINT message, WPARAM word, LPARAM data) {
+  switch (message) {
+    case WM_COMMAND:
+      ServeCommand(LOWORD(word), HIWORD(word));
+      return TRUE;
+    case WM_CLOSE:
+      Run(layout_.close_box);
+      return TRUE;
+    case WM_ACTIVATE:
+      if (LOWORD(word) != WA_INACTIVE && visible_) Run(layout_.activate);
+      return FALSE;
+    case WM_SETCURSOR:
+      if (pointer_ == Pointer::kDefault) return FALSE;
+      ShowPointer(pointer_);
+      SetWindowLongPtrW(window_, DWLP_MSGRESULT, TRUE);
+      return TRUE;
+    case WM_CTLCOLORSTATIC:
+    case WM_CTLCOLOREDIT:
+    case WM_CTLCOLORLISTBOX: {
+      const int control = Find(reinterpret_cast<HWND>(data));
+      return control < 0 ? FALSE
+                         : reinterpret_cast<INT_PTR>(controls_[control].Paint(reinterpret_cast<HDC>(word)));
+    }
+    case WM_DPICHANGED: {
+      // On the other screen it stays under the user's pointer.
+      const auto& place = *reinterpret_cast<const RECT*>(data);
+      const auto [width, height] = Fit();
+      SetWindowPos(window_, nullptr, place.left, place.top, width, height, SWP_NOZORDER | SWP_NOACTIVATE);
+      return TRUE;
+    }
+    case DM_GETDEFID: {
+      const int focused = FocusedControl();
+      const bool own = focused >= 0 && controls_[focused].Layout().kind == ControlKind::kButton;
+      const int pressed = own ? focused : ControlWithRole(&ControlLayout::default_button);
+      SetWindowLongPtrW(window_, DWLP_MSGRESULT, MAKELONG(kFirstId + pressed, DC_HASDEFID));
+      return pressed >= 0;
+    }
+    default:
+      return FALSE;
+  }
+}
+
+void Win32Window::ServeCommand(int id, int event) {
+  static_assert(BN_CLICKED == 0 && LBN_SELCHANGE == CBN_SELCHANGE);
+  const int control = id == IDCANCEL ? ControlWithRole(&ControlLayout::cancel_button) : id - kFirstId;
+  if (control < 0 || control >= ControlCount()) return;
+  const bool is_button = controls_[control].Layout().kind == ControlKind::kButton;
+  if (event == (is_button ? BN_CLICKED : LBN_SELCHANGE)) Click(control);
+}
+
+void Win32Window::Click(int control) {
+  pressed_ = -1;
+  if (IsWindowEnabled(controls_[control].Handle())) Run(controls_[control].Layout().click);
+}
+
+int Win32Window::Find(HWND window) const {
+  const auto found = std::find_if(controls_.begin(), controls_.end(), [window](const Win32Control& control) {
+    return control.Handle() == window || IsChild(control.Handle(), window);
+  });
+  return found == controls_.end() ? -1 : static_cast<int>(found - controls_.begin());
+}
+
+/// Not round the end; -1: there is none.
+int Win32Window::NextFocus(int from, bool tab_stops) const {
+  for (int control = from + 1; control < ControlCount(); ++control) {
+    const Win32Control& next = controls_[control];
+    if (next.CanFocus() && (next.Layout().tab_stop || !tab_stops)) return control;
+  }
+  return -1;
+}
+
+int Win32Window::ControlWithRole(bool ControlLayout::*role) const {
+  const auto found = std::find_if(controls_.begin(), controls_.end(),
+                                  [role](const Win32Control& control) { return control.Layout().*role; });
+  return found == controls_.end() ? -1 : static_cast<int>(found - controls_.begin());
+}
+
+/// The control to which an access key leads; -1: none.
+int Win32Window::WithAccessKey(char32_t key) const {
+  for (int control = 0; control < ControlCount(); ++control) {
+    const ControlKind kind = controls_[control].Layout().kind;
+    if (kind != ControlKind::kLabel && kind != ControlKind::kButton) continue;
+    if (!Caption(Text(control)).HasAccessKey(key)) continue;
+    return kind == ControlKind::kButton ? control : NextFocus(control, false);
+  }
+  return -1;
+}
+
+/// The control to which the user's act is about to move the focus; -1: none.
+int Win32Window::FocusTarget(const MSG& message) const {
+  const bool backwards = GetKeyState(VK_SHIFT) < 0;
+  switch (message.message) {
+    case WM_LBUTTONDOWN:
+    case WM_LBUTTONDBLCLK:
+      return Find(message.hwnd);
+    case WM_KEYDOWN:
+      return message.wParam == VK_TAB ? Find(GetNextDlgTabItem(window_, GetFocus(), backwards)) : -1;
+    case WM_SYSCHAR:
+      return WithAccessKey(static_cast<char32_t>(message.wParam));
+    default:
+      return -1;
+  }
+}
+
+/// Whether the focus can't leave the control that has it. The system asks only when it has left, and the act
+/// that took it there would go on.
+bool Win32Window::KeepsFocus(const MSG& message) {
+  const int focused = FocusedControl();
+  if (focused < 0 || !controls_[focused].Layout().validate) return false;
+  const int target = FocusTarget(message);
+  if (target < 0 || target == focused || !controls_[target].CanFocus()) return false;
+  bool keep = false;
+  Run<bool&>(controls_[focused].Layout().validate, keep);
+  return keep || !visible_;
+}
+
+}  // namespace halden

@@ -1,0 +1,80 @@
+#include "bench/other_parsers.h"
+
+#include <charconv>
+#include <cmath>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <sstream>
+
+namespace halden::bench {
+
+namespace {
+
+std::int16_t CodeOf(float value) {
+  const float scaled = value * 20.0f;
+  return static_cast<std::int16_t>(std::lrint(scaled < -32768.0f  ? -32768.0f
+                                              : scaled > 32767.0f ? 32767.0f
+                                                                  : scaled));
+}
+
+/// Calls `field` with the start and end of each field.
+template <class Field>
+void EachField(const std::string& read, Field field) {
+  const char* line = read.data();
+  const char* const end = line + read.size();
+  while (const auto* cr = static_cast<const char*>(std::memchr(line, '\r', end - line))) {
+    for (const char* at = line; at <= cr;) {
+      const auto* stop = static_cast<const char*>(std::memchr(at, ';', cr - at));
+      if (!stop) stop = cr;
+      field(at, stop);
+      at = stop + 1;
+    }
+    line = cr + 1;
+    if (line < end && *line == '\n') ++line;
+    if (line == end) break;
+  }
+}
+
+}  // namespace
+
+std::int16_t* BareLoop(const std::string& read, std::int16_t* codes) {
+  EachField(read, [&](const char* at, const char* stop) {
+    float value = 0;
+    std::from_chars(at, stop, value);
+    *codes++ = CodeOf(value);
+  });
+  return codes;
+}
+
+float SumByStrtof(const std::string& read) {
+  float sum = 0;
+  EachField(read, [&](const char* at, const char*) { sum += std::strtof(at, nullptr); });
+  return sum;
+}
+
+float SumBySscanf(const std::string& read) {
+  float sum = 0;
+  EachField(read, [&](const char* at, const char* stop) {
+    char field[32];  // sscanf measures its whole input first
+    const std::size_t length = stop - at;
+    std::memcpy(field, at, length);
+    field[length] = '\0';
+    float value = 0;
+    if (std::sscanf(field, "%f", &value) == 1) sum += value;
+  });
+  return sum;
+}
+
+float SumByIstringstream(const std::string& read) {
+  float sum = 0;
+  EachField(read, [&](const char* at, const char* stop) {
+    std::istringstream field(std::string(at, stop));
+    float value = 0;
+    field >> value;
+    sum += value;
+  });
+  return sum;
+}
+
+}  // namespace halden::bench

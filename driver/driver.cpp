@@ -1,0 +1,43 @@
+#include "driver/driver.h"
+
+#include "model/Halden_Text.h"
+#include "model/driver_services.h"
+#include "model/store.h"
+#include "settings/driver_settings.h"
+#include "ui/dlgFTDI.h"
+
+namespace halden {
+
+struct Driver::Parts final : DriverServices {
+  explicit Parts(Platform& with)
+      : platform(with), settings(store, with.registry, with.texts), form(store, with, settings) {}
+
+  void InitSettingsKey(const std::string& name) override { settings.InitSettingsKey(name); }
+  void LoadForm() noexcept override { form.Form_Load(); }
+  void UnloadForm() noexcept override { form.Form_Unload(); }
+  bool DetectPort() noexcept override { return form.DetectPort(); }
+  void ShowForm() noexcept override { form.ShowModal(); }
+
+  Platform& platform;
+  Store store;
+  DriverSettings settings;
+  dlgFTDI form;
+};
+
+Driver::Driver(Platform& platform) : parts_(std::make_unique<Parts>(platform)) {}
+
+Driver::~Driver() = default;
+
+std::shared_ptr<IADC3> Driver::CreateObject() noexcept {
+  try {
+    return std::make_shared<Halden_Text>(parts_->store, parts_->platform, *parts_);
+  } catch (...) {
+    return nullptr;
+  }
+}
+
+void Driver::ServeMessages() noexcept {
+  parts_->platform.clock.ServeMessages();
+}
+
+}  // namespace halden

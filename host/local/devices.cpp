@@ -1,0 +1,74 @@
+#include <algorithm>
+#include <array>
+
+#include "backends/text/characters.h"
+#include "driver/inspect.h"
+#include "host/commands.h"
+#include "host/json.h"
+
+namespace halden::host {
+namespace {
+
+std::string Json(const std::vector<ListedDevice>& devices, const std::vector<std::string>& failures) {
+  std::string list;
+  for (std::size_t i = 0; i < devices.size(); ++i) {
+    const ListedDevice& device = devices[i];
+    JsonObject object;
+    object.Raw("place", std::to_string(i))
+        .Text("port", device.com_name)
+        .Text("chip", device.chip)
+        .Text("serial", device.serial)
+        .Text("description", device.description)
+        .Text("line", device.line)
+        .Flag("line_is_fallback", device.line_is_fallback);
+    object.Text("failure", failures[i]);
+    list += (i ? ", " : "") + object.Close();
+  }
+  return JsonObject().Raw("devices", "[" + list + "]").Close() + "\n";
+}
+
+using Row = std::array<std::string, 6>;
+
+Row RowOf(std::size_t place, const ListedDevice& device, const std::string& failure) {
+  std::string line = device.line;
+  if (device.line_is_fallback) line += " (the port has no settings of its own)";
+  if (device.com_name.empty()) line = failure.empty() ? "could not be opened" : failure;
+  return {std::to_string(place), device.com_name.empty() ? "-" : device.com_name,
+          device.chip,           device.serial,
+          device.description,    line};
+}
+
+std::size_t Width(const std::string& utf8) {
+  return static_cast<std::size_t>(DisplayWidth(DecodeUtf8(utf8)));
+}
+
+/// The rows with their cells below each other.
+std::string Table(const std::vector<Row>& rows) {
+  std::array<std::size_t, 6> widths{};
+  for (const Row& row : rows) {
+    for (std::size_t i = 0; i < row.size(); ++i) widths[i] = std::max(widths[i], Width(row[i]));
+  }
+  std::string text;
+  for (const Row& row : rows) {
+    for (std::size_t i = 0; i + 1 < row.size(); ++i) {
+      text += row[i] + std::string(widths[i] - Width(row[i]) + 2, ' ');
+    }
+    text += row.back() + "\n";
+  }
+  return text;
+}
+
+}  // namespace
+
+int RunDevices(SystemPlatform& machine, const Arguments& arguments, Progress& progress) {
+  const auto devices = ListDevices(machine.platform());
+  auto failures = machine.OpenFailures();
+  failures.resize(devices.size());
+  if (arguments.json) return Print(Json(devices, failures), progress);
+  if (devices.empty()) return Print("no devices\n", progress);
+  std::vector<Row> rows = {{"Place", "Port", "Chip", "Serial", "Description", "Line settings"}};
+  for (std::size_t i = 0; i < devices.size(); ++i) rows.push_back(RowOf(i, devices[i], failures[i]));
+  return Print(Table(rows), progress);
+}
+
+}  // namespace halden::host
