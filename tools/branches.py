@@ -1,9 +1,9 @@
 #!/usr/bin/env python3
-"""Prints which branches of the driver and the example host were taken; platform/ and com/ apart.
+"""Prints which branches of the driver and the example host were taken.
 
 usage: branches.py PROFILE PROGRAM...
 
-A branch is one outcome of a condition in the source. Behind each file stand the lines where an outcome is missing.
+A branch is one outcome of a condition in the source. Each file is followed by the lines where an outcome is missing.
 """
 import collections
 import json

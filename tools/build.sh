@@ -1,8 +1,8 @@
-# For the commands in the root, which source it.
+# Sourced by the scripts in the root.
 
 root=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
 
-# need COMMAND-OR-FILE PACKAGE...: installs the packages of those that are missing, in pairs.
+# need [COMMAND-OR-FILE PACKAGE]...: installs the package of each command or file that is missing.
 need() {
   local missing=()
   while (($#)); do
@@ -23,7 +23,7 @@ need_compiler() {
   need g++ g++ cmake cmake ninja ninja-build
 }
 
-# build PRESET [TARGET]...: builds below build/PRESET. Says nothing unless it fails.
+# build PRESET [TARGET]...: builds in build/PRESET. Prints nothing unless it fails.
 build() {
   local preset=$1 log
   shift
