@@ -15,7 +15,7 @@ namespace halden::bench {
 class Tick : private ByteSource {
  public:
   Tick(const NumberRules& rules, char separator, int columns)
-      : parser_(store_, rules, ReceiveBuffer::kSize), rate_(store_, clock_), buffer_(*this, parser_, rate_) {
+      : parser_(store_, rules, ReceiveBuffer::kSize), rate_(store_, clock_), buffer_(parser_, rate_) {
     InitRanges(store_, rules);
     SetChannelsCount(store_, static_cast<std::int16_t>(columns));
     store_.Separator = separator;
@@ -32,7 +32,7 @@ class Tick : private ByteSource {
   /// One tick with these bytes. Its frames are dropped where they stand.
   void Take(const std::string& read) {
     read_ = &read;
-    buffer_.ReadPort(false);
+    buffer_.ReadPort(*this, false);
     buffer_.ParseBuffer();
     store_.InputState.BufferEmpty = true;
     store_.InputState.ReadIndex = store_.InputState.WriteIndex % store_.InputState.AllocKadrs + 1;

@@ -57,14 +57,15 @@ void Run(Choices choices) {
   Given source;
   VirtualClock clock;
   RateMeter rate(passes.store, clock);
-  ReceiveBuffer buffer(source, passes.parser, rate);
+  ReceiveBuffer buffer(passes.parser, rate);
   buffer.Load();
   std::string held;
   while (choices.Left()) {
     const std::string chunk = choices.Text(choices.Byte());
     source.bytes = chunk;
     held += chunk;
-    Demand(buffer.ReadPort(false) == static_cast<std::int32_t>(chunk.size()), "all that is queued is read");
+    Demand(buffer.ReadPort(source, false) == static_cast<std::int32_t>(chunk.size()),
+           "all that is queued is read");
     if (!passes.store.FormatKnown && !buffer.AnalyzeBuffer(false)) continue;
     lines.store.ColumnsCount = passes.store.ColumnsCount;
     lines.store.Separator = passes.store.Separator;

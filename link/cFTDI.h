@@ -7,16 +7,17 @@
 
 #include "platform/clock.h"
 #include "platform/d2xx.h"
+#include "stream/byte_source.h"
 
 namespace halden {
 
 /// The one place that calls the device library: a snapshot of the device list, taken when the object is made,
 /// and at most one open device. Failures are return values; nothing is thrown but std::bad_alloc.
-class cFTDI {
+class cFTDI final : public ByteSource {
  public:
   /// Takes the snapshot of the device list.
   cFTDI(D2xx& library, Clock& clock);
-  ~cFTDI();
+  ~cFTDI() override;
   cFTDI(const cFTDI&) = delete;
   cFTDI& operator=(const cFTDI&) = delete;
 
@@ -46,7 +47,7 @@ class cFTDI {
   void SetBaudRate(std::int32_t baud);
   /// Bytes moved; 0 when closed, -1 on failure. `buffer` has at least `count` bytes. Read must not be asked
   /// for more than RxQueueCount has just reported: it would block.
-  std::int32_t Read(void* buffer, std::int32_t count);
+  std::int32_t Read(void* buffer, std::int32_t count) override;
   std::int32_t Write(const void* buffer, std::int32_t count);
   void ResetDevice();
   void ResetPort();
@@ -61,8 +62,8 @@ class cFTDI {
   /// 0 to 255; false, without a call, for others.
   bool SetLatency(std::int32_t milliseconds);
 
-  std::int32_t RxQueueCount();  ///< bytes waiting; 0 when closed, -1 on failure
-  std::int32_t TxQueueCount();  ///< bytes not yet sent; 0 when closed and on failure
+  std::int32_t RxQueueCount() override;  ///< bytes waiting; 0 when closed, -1 on failure
+  std::int32_t TxQueueCount();           ///< bytes not yet sent; 0 when closed and on failure
   /// Waits until `count` bytes can be read, and serves the message queue meanwhile. False once more than
   /// `timeout` milliseconds have passed.
   bool WaitForRx(std::int16_t count, std::int32_t timeout);

@@ -58,8 +58,9 @@ class ScopedFlag {
 
 }  // namespace
 
-PortDetection::PortDetection(Store& store, CommConfigApi& comm_config, Clock& clock, DeviceSource& device,
-                             ReceiveBuffer& buffer, RateMeter& rate, DetectionForm& form)
+PortDetection::PortDetection(Store& store, CommConfigApi& comm_config, Clock& clock,
+                             const std::unique_ptr<cFTDI>& device, ReceiveBuffer& buffer, RateMeter& rate,
+                             DetectionForm& form)
     : store_(store),
       comm_config_(comm_config),
       clock_(clock),
@@ -73,7 +74,7 @@ bool PortDetection::DetectPort() {
   ScopedFlag detecting(detecting_);
   SetChannelsCount(store_, 0);
   ClosePort();
-  const std::int32_t count = device_.FTDI->ListCount();
+  const std::int32_t count = device_->ListCount();
   if (count < 1) {
     store_.ADCState.LastError = "No FTDI ports found!";
     return false;
@@ -87,7 +88,7 @@ bool PortDetection::DetectPort() {
 
 void PortDetection::ClosePort() noexcept {
   form_.EnableReadTimer(false);
-  if (device_.FTDI && device_.FTDI->IsOpen()) device_.FTDI->Close();
+  if (device_ && device_->IsOpen()) device_->Close();
   buffer_.Clear();
 }
 
@@ -127,9 +128,9 @@ bool PortDetection::ProbePort(std::int16_t index) {
 }
 
 PortDetection::Heard PortDetection::Listen() {
-  if (!device_.FTDI->WaitForRx(kProofBytes, kListenTime)) return Heard::kNothing;
-  device_.FTDI->WaitForRx(kAnalysisBytes, kListenTime);  // only to give the queue time to fill
-  if (buffer_.ReadPort(true) < kProofBytes) return Heard::kNothing;
+  if (!device_->WaitForRx(kProofBytes, kListenTime)) return Heard::kNothing;
+  device_->WaitForRx(kAnalysisBytes, kListenTime);  // only to give the queue time to fill
+  if (buffer_.ReadPort(*device_, true) < kProofBytes) return Heard::kNothing;
   return buffer_.AnalyzeBuffer(true) ? Heard::kLines : Heard::kNoise;
 }
 
@@ -138,15 +139,15 @@ bool PortDetection::RaiseBaudRate() {
   const std::int32_t raised = ActualBaudFor(BaudRate);
   if (raised == 0) return false;
   BaudRate = raised;
-  device_.FTDI->SetBaudRate(raised);
-  device_.FTDI->Purge();
+  device_->SetBaudRate(raised);
+  device_->Purge();
   return true;
 }
 
 bool PortDetection::OpenPort(std::int16_t index) {
   bool open = false;
   try {
-    open = device_.FTDI->Open(index) && SetUpPort(index);
+    open = device_->Open(index) && SetUpPort(index);
   } catch (...) {
     open = false;
   }
@@ -156,7 +157,7 @@ bool PortDetection::OpenPort(std::int16_t index) {
 
 bool PortDetection::SetUpPort(std::int16_t index) {
   if (index < 0 || index >= store_.PortCount) return false;
-  cFTDI& device = *device_.FTDI;
+  cFTDI& device = *device_;
   tPortInfo& row = store_.PortTable[index];
   NamePort(row, device.ComPortNumber());
   if (GetPortConfig(comm_config_, row)) {
@@ -173,8 +174,8 @@ bool PortDetection::SetUpPort(std::int16_t index) {
 
 void PortDetection::TakePort(std::int16_t index) {
   store_.BasePort = store_.PortTable[index].Number;
-  store_.DeviceName = device_.FTDI->DeviceTypeName();
-  store_.DeviceSerial = device_.FTDI->DeviceSerialNumber();
+  store_.DeviceName = device_->DeviceTypeName();
+  store_.DeviceSerial = device_->DeviceSerialNumber();
   form_.ShowPortInfo();
 }
 

@@ -7,7 +7,6 @@
 #include "model/store.h"
 #include "platform/clock.h"
 #include "platform/comm_config.h"
-#include "stream/byte_source.h"
 #include "stream/rate_meter.h"
 #include "stream/receive_buffer.h"
 
@@ -29,22 +28,12 @@ class DetectionForm {
   virtual float UserRate() const = 0;
 };
 
-/// The device wrapper of a loaded form, seen as a source of bytes. Without a wrapper it has none.
-class DeviceSource : public ByteSource {
- public:
-  std::int32_t RxQueueCount() override { return FTDI ? FTDI->RxQueueCount() : 0; }
-  std::int32_t Read(void* buffer, std::int32_t count) override {
-    return FTDI ? FTDI->Read(buffer, count) : 0;
-  }
-
-  std::unique_ptr<cFTDI> FTDI;  ///< made anew at each load of the form
-};
-
 /// Finds the device, opens it and closes it. Nothing is ever written to a device: it only gets DTR and RTS
 /// raised. All but ClosePort need a loaded form and may throw std::bad_alloc; the port is then to be closed.
 class PortDetection {
  public:
-  PortDetection(Store& store, CommConfigApi& comm_config, Clock& clock, DeviceSource& device,
+  /// `device` is the form's own pointer, null while the form is not loaded.
+  PortDetection(Store& store, CommConfigApi& comm_config, Clock& clock, const std::unique_ptr<cFTDI>& device,
                 ReceiveBuffer& buffer, RateMeter& rate, DetectionForm& form);
 
   /// Listens to each listed device in turn and keeps the first that sends lines of numbers; asks the user if
@@ -71,7 +60,7 @@ class PortDetection {
   Store& store_;
   CommConfigApi& comm_config_;
   Clock& clock_;
-  DeviceSource& device_;
+  const std::unique_ptr<cFTDI>& device_;
   ReceiveBuffer& buffer_;
   RateMeter& rate_;
   DetectionForm& form_;

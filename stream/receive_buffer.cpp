@@ -24,13 +24,13 @@ void ReceiveBuffer::Load() {
   LastLine.reserve(kSize);  // a tick never has to allocate
 }
 
-std::int32_t ReceiveBuffer::ReadPort(bool reset) {
+std::int32_t ReceiveBuffer::ReadPort(ByteSource& source, bool reset) {
   if (reset) RxCount = 0;
-  std::int32_t count = source_.RxQueueCount();
+  std::int32_t count = source.RxQueueCount();
   if (count <= 0 || RxBuffer.empty()) return 0;
   if (count > kSize - RxCount) RxCount = 0;  // no room: what is held is lost, not what is new
   count = std::min(count, kSize);
-  const std::int32_t read = std::min(source_.Read(RxBuffer.data() + RxCount, count), count);
+  const std::int32_t read = std::min(source.Read(RxBuffer.data() + RxCount, count), count);
   if (read > 0) RxCount += read;
   return read;
 }

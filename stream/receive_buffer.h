@@ -17,15 +17,14 @@ class ReceiveBuffer {
  public:
   static constexpr std::int32_t kSize = 65536;
 
-  ReceiveBuffer(ByteSource& source, LineParser& parser, RateMeter& rate)
-      : source_(source), parser_(parser), rate_(rate) {}
+  ReceiveBuffer(LineParser& parser, RateMeter& rate) : parser_(parser), rate_(rate) {}
 
   /// Makes the storage anew; before it ReadPort reads nothing. Throws std::bad_alloc.
   void Load();
 
-  /// Fetches what the source holds behind the bytes held; with `reset` the buffer starts empty. Bytes that
+  /// Fetches what `source` holds behind the bytes held; with `reset` the buffer starts empty. Bytes that
   /// don't fit replace all that is held. Gives the bytes stored, 0 if there were none, -1 if the read failed.
-  std::int32_t ReadPort(bool reset);
+  std::int32_t ReadPort(ByteSource& source, bool reset);
   /// Learns the format and MeanLineLength from the lines behind the first CR. True if at least two of them
   /// are good, that is have columns; then, with `remove`, the lines leave the buffer. Throws std::bad_alloc.
   bool AnalyzeBuffer(bool remove);
@@ -48,7 +47,6 @@ class ReceiveBuffer {
   std::int32_t LineEnd(std::int32_t cr) const;
   void EraseThrough(std::int32_t last);
 
-  ByteSource& source_;
   LineParser& parser_;
   RateMeter& rate_;
   std::vector<char> RxBuffer;

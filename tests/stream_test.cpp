@@ -37,7 +37,7 @@ struct Decoder {
 
   std::int32_t Receive(const std::string& bytes) {
     source.bytes += bytes;
-    return buffer.ReadPort(false);
+    return buffer.ReadPort(source, false);
   }
 
   Store store;
@@ -45,7 +45,7 @@ struct Decoder {
   Memory source;
   LineParser parser;
   RateMeter rate{store, clock};
-  ReceiveBuffer buffer{source, parser, rate};
+  ReceiveBuffer buffer{parser, rate};
 };
 
 struct Lines : testing::Test, Decoder {};
@@ -110,7 +110,7 @@ TEST_F(Lines, CountsOfHostileLinesSaturateInLinearTime) {
 
 TEST_F(Lines, OfAReadThatIsTooLargeComesWhatThereIsRoomFor) {
   EXPECT_EQ(Receive(std::string(70000, 'z')), 65536);
-  EXPECT_EQ(ReceiveBuffer(source, parser, rate).ReadPort(true), 0) << "without storage";
+  EXPECT_EQ(ReceiveBuffer(parser, rate).ReadPort(source, true), 0) << "without storage";
 }
 
 TEST_F(Lines, AnalysisLearnsFromWholeLinesAlone) {

@@ -16,9 +16,9 @@ dlgFTDI::dlgFTDI(Store& store, Platform& platform, DriverSettings& settings)
       settings_(settings),
       parser_(store, platform.number_rules, ReceiveBuffer::kSize),
       rate_(store, platform.clock),
-      buffer_(device_, parser_, rate_),
+      buffer_(parser_, rate_),
       tmrReadData_(platform.clock.NewTimer(kReadInterval, [this] { tmrReadData_Timer(); })),
-      detection_(store, platform.comm_config, platform.clock, device_, buffer_, rate_, *this),
+      detection_(store, platform.comm_config, platform.clock, FTDI, buffer_, rate_, *this),
       window_(platform) {}
 
 dlgFTDI::~dlgFTDI() {
@@ -27,11 +27,11 @@ dlgFTDI::~dlgFTDI() {
 
 void dlgFTDI::Form_Load() noexcept {
   try {
-    device_.FTDI = std::make_unique<cFTDI>(platform_.d2xx, platform_.clock);
+    FTDI = std::make_unique<cFTDI>(platform_.d2xx, platform_.clock);
     buffer_.Load();
     window_.Load(store_.ADCState.DriverName);
   } catch (...) {
-    device_.FTDI.reset();
+    FTDI.reset();
   }
 }
 
@@ -42,12 +42,12 @@ void dlgFTDI::Form_Unload() noexcept {
   } catch (...) {  // without memory for it what was stored stands
   }
   window_.Unload();
-  device_.FTDI.reset();
+  FTDI.reset();
 }
 
 bool dlgFTDI::DetectPort() noexcept {
-  if (!device_.FTDI) Form_Load();  // there was no memory for it before
-  if (!device_.FTDI) return false;
+  if (!FTDI) Form_Load();  // there was no memory for it before
+  if (!FTDI) return false;
   try {
     return detection_.DetectPort();
   } catch (...) {
@@ -71,8 +71,9 @@ void dlgFTDI::tmrReadData_Timer() noexcept {
   }
 }
 
+/// The timer only runs while a port is open, so there is a wrapper.
 void dlgFTDI::Tick() {
-  if (buffer_.ReadPort(false) <= 0) return;
+  if (buffer_.ReadPort(*FTDI, false) <= 0) return;
   if (!store_.FormatKnown && !buffer_.AnalyzeBuffer(false)) return;
   buffer_.ParseBuffer();
   if (window_.Visible()) window_.ShowValue(buffer_.LastLine);

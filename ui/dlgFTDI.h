@@ -2,6 +2,7 @@
 
 #include <memory>
 
+#include "link/cFTDI.h"
 #include "link/port_detection.h"
 #include "model/store.h"
 #include "platform/platform.h"
@@ -50,7 +51,7 @@ class dlgFTDI final : private DetectionForm {
   Platform& platform_;
   DriverSettings& settings_;
   tUserChoice user_;
-  DeviceSource device_;
+  std::unique_ptr<cFTDI> FTDI;  // made anew at each load; null: not loaded, or no memory for it
   LineParser parser_;
   RateMeter rate_;
   ReceiveBuffer buffer_;
