@@ -4,21 +4,29 @@
 #include <vector>
 
 #include "host/arguments.h"
-#include "host/csv_writer.h"
+#include "host/decimal_text.h"
 #include "model/IADC3.h"
 
 namespace halden::host {
 
-/// Chooses the ranges asked for. Call it after detection. False: a channel does not exist; `error` says
-/// which.
+/// One column of a recording or of the live view.
+struct Column {
+  std::string name;
+  ValueFormat format;
+};
+
+/// Chooses the ranges asked for. A detection resets them, so call this after it. False: a channel doesn't
+/// exist; `error` says which, and the ranges before it in the list are chosen.
 bool ApplyRanges(IADC3& adc, const std::vector<RangeChoice>& ranges, std::string* error);
 
-/// Gives the driver the table of channels to record, all of them if `channels` is empty. As above.
+/// Makes `channels`, in this order, the columns of a frame; all channels if it is empty. False: a channel
+/// doesn't exist; `error` says which, and nothing has changed.
 bool ApplyChannels(IADC3& adc, const std::vector<std::int16_t>& channels, std::string* error);
 
-/// Name and format of each channel in the list, by the ranges that are chosen now.
+/// The columns of `channels`, formatted for the ranges chosen now.
 std::vector<Column> ColumnsOf(IADC3& adc, const std::vector<std::int16_t>& channels);
 
+/// 0, 1, 2 ... for every channel of the device.
 std::vector<std::int16_t> AllChannels(IADC3& adc);
 
 }  // namespace halden::host

@@ -4,6 +4,12 @@
 
 namespace halden::host {
 
+int RunMonitor(Session& session, Progress& progress) {
+  if (!session.Detect(progress)) return kRefused;
+  session.Adc().ShowSetting();
+  return kDone;
+}
+
 int Print(const std::string& text, Progress& progress) {
   Output output("-");
   output.Write(text);

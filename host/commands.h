@@ -7,23 +7,26 @@
 
 namespace halden::host {
 
-/// Exit codes.
+/// Exit codes. kDone includes a reader of standard output that has left; kRefused includes an output that
+/// can't be written.
 inline constexpr int kDone = 0;
 inline constexpr int kRefused = 1;
 inline constexpr int kWrongArguments = 2;
 
-/// Runs what the command line asks for in the way of this system, and gives the exit code.
+/// Runs the command and returns the exit code. Each system has its own: how a host reaches the driver
+/// differs.
 int RunCommand(const Arguments& arguments, Progress& progress);
 
-// Each runs one command to its end and gives the exit code. These use what every host has ...
+// The commands below need no more than the host's contract. Each returns the exit code.
 int RunWatch(Session& session, const Arguments& arguments, Progress& progress);
 int RunRecord(Session& session, const Arguments& arguments, Progress& progress);
 int RunMonitor(Session& session, Progress& progress);
-// ... and these what only a program has that is linked to the driver.
+
+// These look into the driver's platform, so only a program that the driver is linked to has them.
 int RunDevices(SystemPlatform& machine, const Arguments& arguments, Progress& progress);
 int RunSettings(SystemPlatform& machine, const Arguments& arguments, Progress& progress);
 
-/// Prints `text` and gives the exit code that follows from whether it arrived.
+/// Prints `text` on standard output and returns the exit code: kRefused if it could not be written.
 int Print(const std::string& text, Progress& progress);
 
 }  // namespace halden::host

@@ -1,16 +1,41 @@
 #pragma once
 
+#include <cstdint>
 #include <string>
+
+// Numbers as decimal text. The decimal mark is a point in every locale, and zero has no sign.
 
 namespace halden::host {
 
-/// The number with so many decimals, a point as decimal mark in every locale, and no sign in front of zero.
+/// `value` with exactly `decimals` digits after the point: Fixed(2, 1) is "2.0".
 std::string Fixed(double value, int decimals);
 
-/// As above without trailing zeros.
-std::string Short(double value, int decimals);
+/// As Fixed, without trailing zeros: Trimmed(2.50, 3) is "2.5".
+std::string Trimmed(double value, int decimals);
 
-/// The shortest text that reads back as the number.
+/// The shortest text that reads back as the same float.
 std::string Shortest(float value);
+
+/// How the codes of a channel read back as physical values.
+struct ValueFormat {
+  double scale = 1;   ///< codes per unit, above 0
+  double offset = 0;  ///< units
+  int decimals = 0;   ///< as FormatOf chooses them, at most 9
+};
+
+/// A format with enough decimals to resolve a hundredth of the step between two codes, so that a text always
+/// reads back as the code it came from. A scale that is not above 0 counts as 1.
+ValueFormat FormatOf(float scale, float offset);
+
+double ValueOf(std::int16_t code, const ValueFormat& format);
+
+/// The most characters that WriteValue and WriteCode write.
+inline constexpr int kValueRoom = 32;
+
+/// Writes the code's physical value without trailing zeros to `out`, where kValueRoom characters must fit.
+/// Returns the end of the text, which no NUL follows. Allocates nothing.
+char* WriteValue(std::int16_t code, const ValueFormat& format, char* out);
+/// As WriteValue, for the code itself.
+char* WriteCode(std::int16_t code, char* out);
 
 }  // namespace halden::host

@@ -1,7 +1,6 @@
 #include "host/arguments.h"
 #include "host/commands.h"
-#include "host/stop_signal.h"
-#include "host/terminal.h"
+#include "host/process.h"
 
 int main(int count, char** words) {
   using namespace halden::host;

@@ -4,12 +4,12 @@
 #include <system_error>
 #include <utility>
 
-#include "host/terminal.h"
+#include "host/process.h"
 
 namespace halden::host {
 namespace {
 
-constexpr std::size_t kBlock = 1 << 16;
+constexpr std::size_t kBlock = 1 << 16;  // bytes
 
 }  // namespace
 
@@ -17,7 +17,7 @@ Output::Output(const std::string& path)
     : path_(path), file_(path == "-" ? stdout : std::fopen(path.c_str(), "wb")) {
   block_.reserve(kBlock);
   if (file_) {
-    std::setvbuf(file_, nullptr, _IONBF, 0);
+    std::setvbuf(file_, nullptr, _IONBF, 0);  // block_ is the only buffer
   } else {
     Fail();
   }
@@ -45,6 +45,7 @@ void Output::Close() {
 }
 
 void Output::Fail() {
+  // Looks at errno, so nothing may come between the failed call and this.
   closed_pipe_ = ReaderHasLeft() && file_ == stdout;
   if (closed_pipe_) return;
   failure_ = (path_ == "-" ? "standard output" : path_) +

@@ -6,10 +6,11 @@
 
 namespace halden::host {
 
-/// A file or standard output, written in blocks. After a failure it swallows what comes and remembers why.
+/// A file or standard output, written in blocks. After the first failure it ignores what is written and
+/// remembers why, so that callers may check once at the end.
 class Output {
  public:
-  /// "-" is standard output; a file that exists is overwritten.
+  /// "-" is standard output. An existing file is overwritten.
   explicit Output(const std::string& path);
   ~Output();
   Output(const Output&) = delete;
@@ -18,11 +19,11 @@ class Output {
   void Write(std::string_view text);
   /// Hands everything written so far to the system.
   void Flush();
-  /// Flushes and closes: only then it is known whether everything has arrived.
+  /// Flushes and closes. Failures of earlier writes may only show here.
   void Close();
 
   bool Ok() const { return !closed_pipe_ && failure_.empty(); }
-  /// Whoever read standard output has gone, which is a way to say "enough" and no failure.
+  /// The reader of standard output has gone, as `head` does when it has enough. That is not a failure.
   bool ClosedPipe() const { return closed_pipe_; }
   /// One line that says what could not be written and why; empty if nothing failed.
   const std::string& Failure() const { return failure_; }
@@ -31,8 +32,8 @@ class Output {
   void Fail();
 
   std::string path_;
-  std::FILE* file_;
-  std::string block_;
+  std::FILE* file_;    ///< null when closed, or if it could not be opened
+  std::string block_;  ///< written, but not yet handed to the system; at most kBlock bytes
   std::string failure_;
   bool closed_pipe_ = false;
 };

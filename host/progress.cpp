@@ -2,11 +2,13 @@
 
 #include <cstdio>
 
-#include "host/terminal.h"
+#include "host/process.h"
 
 namespace halden::host {
 
 using std::chrono::steady_clock;
+
+// "\x1b[K" erases what a longer text has left on the rest of the terminal's line.
 
 Progress::Progress(bool quiet) : quiet_(quiet), terminal_(ErrorIsTerminal()) {}
 

@@ -5,18 +5,21 @@
 
 namespace halden::host {
 
-/// What a person is told on standard error. Quiet, it tells nothing but failures.
+/// What a person reads on standard error. With `quiet` only failures are printed.
+///
+/// On a terminal the state is redrawn in place: Update leaves the cursor on the state's line, and Say and
+/// Fail move on to the next line first.
 class Progress {
  public:
   explicit Progress(bool quiet);
 
   void Say(const std::string& line);
-  /// What goes on now, for a person at a terminal alone; the next line takes its place.
+  /// What is going on now. Only shown on a terminal, where the next line replaces it.
   void Hint(const std::string& state);
+  /// Prints "halden-host: REASON", even when quiet.
   void Fail(const std::string& reason);
-  /// Whether it is time for Update again: ten times a second on a terminal, else once.
+  /// Whether it is time for another Update: after 100 ms on a terminal, else after 1 s. Never when quiet.
   bool Due() const;
-  /// The state of things. On a terminal it is redrawn in place.
   void Update(const std::string& state);
 
  private:
@@ -25,8 +28,8 @@ class Progress {
   void EndRedrawnLine();
 
   bool quiet_;
-  bool terminal_;
-  bool line_open_ = false;
+  bool terminal_;           ///< standard error is a terminal
+  bool line_open_ = false;  ///< the cursor is on a state that Update has drawn
   std::chrono::steady_clock::time_point due_;
 };
 

@@ -1,14 +1,10 @@
 #include <algorithm>
 #include <chrono>
-#include <optional>
 
-#include "host/channels.h"
 #include "host/commands.h"
-#include "host/decimal_text.h"
 #include "host/json.h"
-#include "host/session.h"
-#include "host/stop_signal.h"
-#include "host/svg_picture.h"
+#include "host/process.h"
+#include "host/recording.h"
 
 namespace halden::host {
 namespace {
@@ -19,41 +15,51 @@ double SecondsSince(steady_clock::time_point start) {
   return std::chrono::duration<double>(steady_clock::now() - start).count();
 }
 
+std::string SummaryJson(const RecordingSummary& summary) {
+  return JsonObject()
+             .Text("port", summary.port)
+             .Raw("channels", std::to_string(summary.channels))
+             .Raw("columns", std::to_string(summary.columns))
+             .Raw("rate_max", Shortest(summary.rate_max))
+             .Raw("rate", Shortest(summary.rate))
+             .Raw("frames", std::to_string(summary.frames))
+             .Raw("seconds", Fixed(summary.seconds, 3))
+             .Raw("frames_per_second", Fixed(summary.FramesPerSecond(), 3))
+             .Flag("ring_full", summary.ring_full)
+             .Close() +
+         "\n";
+}
+
 /// One recording, from StartRecord to the last frame.
-class Recording {
+class Recorder {
  public:
-  Recording(Session& session, const Arguments& arguments, Progress& progress)
-      : session_(session), adc_(session.Adc()), arguments_(arguments), progress_(progress) {}
+  Recorder(Session& session, const Arguments& arguments, Progress& progress)
+      : session_(session),
+        adc_(session.Adc()),
+        arguments_(arguments),
+        progress_(progress),
+        columns_(ColumnsOf(adc_, adc_.InputChannels())),
+        source_(adc_, columns_.size()) {}
 
   int Run() {
-    columns_ = ColumnsOf(adc_, adc_.InputChannels());
     if (columns_.empty()) {
       progress_.Fail("the driver has no memory for its channels");
       return kRefused;
     }
-    room_.resize(std::max<std::size_t>(columns_.size(), kRoom));
     if (!adc_.StartRecord()) {
       progress_.Fail(adc_.LastError());
       return kRefused;
     }
-    OpenOutputs();
+    OpenSinks();
     Record();
     return Finish();
   }
 
  private:
-  static constexpr std::size_t kRoom = 1 << 16;
-
-  /// Only now that the recording runs, so that a refused one leaves an older file alone.
-  void OpenOutputs() {
-    if (!arguments_.csv.empty()) {
-      csv_file_.emplace(arguments_.csv);
-      csv_.emplace(columns_, arguments_.codes, *csv_file_);
-    }
-    if (!arguments_.svg.empty()) {
-      svg_file_.emplace(arguments_.svg);
-      trace_.emplace(columns_.size());
-    }
+  /// After StartRecord, so that a refused recording leaves an older file alone.
+  void OpenSinks() {
+    if (!arguments_.csv.empty()) sinks_.push_back(NewCsvSink(arguments_.csv, columns_, arguments_.codes));
+    if (!arguments_.svg.empty()) sinks_.push_back(NewPictureSink(arguments_.svg, columns_));
   }
 
   void Record() {
@@ -65,97 +71,78 @@ class Recording {
       Collect();
       if (progress_.Due()) progress_.Update(State());
     }
-    seconds_ = SecondsSince(start_);
-    rate_ = adc_.Rate();
+    summary_.seconds = SecondsSince(start_);
+    summary_.rate = adc_.Rate();
     adc_.StopRecord();
     Collect();
   }
 
   std::string Ending() const {
     if (arguments_.frames) return " until " + std::to_string(*arguments_.frames) + " frames are there";
-    if (arguments_.seconds) return " for " + Short(*arguments_.seconds, 3) + " s";
+    if (arguments_.seconds) return " for " + Trimmed(*arguments_.seconds, 3) + " s";
     return " until Ctrl-C";
   }
 
   bool Enough() const {
-    if (StopRequested() || !OutputsOk()) return true;
-    if (arguments_.frames) return frames_ >= *arguments_.frames;
+    const auto ok = [](const auto& sink) { return sink->Ok(); };
+    if (StopRequested() || !std::ranges::all_of(sinks_, ok)) return true;
+    if (arguments_.frames) return summary_.frames >= *arguments_.frames;
     return arguments_.seconds && SecondsSince(start_) >= *arguments_.seconds;
   }
 
-  bool OutputsOk() const { return (!csv_file_ || csv_file_->Ok()) && (!svg_file_ || svg_file_->Ok()); }
-
-  /// Takes all frames that wait.
+  /// Passes every frame that waits on to the sinks.
   void Collect() {
-    ring_full_ |= adc_.InputCountKadrs() > 0 && adc_.InputCountKadrs() >= adc_.InputSizeKadrs();
-    std::int32_t waiting = adc_.InputCountData();
-    while (waiting > 0) {
-      auto size = static_cast<std::int32_t>(room_.size());
-      if (adc_.GetData(room_.data(), size, waiting) == 0) return;
-      Take({room_.data(), static_cast<std::size_t>(size)});
-    }
+    for (auto codes = source_.Next(); !codes.empty(); codes = source_.Next()) Take(codes);
   }
 
   void Take(std::span<const std::int16_t> codes) {
     auto frames = static_cast<std::int64_t>(codes.size() / columns_.size());
-    if (arguments_.frames) frames = std::min(frames, *arguments_.frames - frames_);
-    codes = codes.first(static_cast<std::size_t>(frames) * columns_.size());
-    frames_ += frames;
+    // The last block may hold more than --frames asks for.
+    if (arguments_.frames) frames = std::min(frames, *arguments_.frames - summary_.frames);
+    summary_.frames += frames;
     last_frame_ = steady_clock::now();
-    if (trace_) trace_->Add(codes);
-    if (!csv_) return;
-    csv_->WriteFrames(codes);
-    csv_file_->Flush();
+    codes = codes.first(static_cast<std::size_t>(frames) * columns_.size());
+    for (const auto& sink : sinks_) sink->Take(codes);
   }
 
   std::string State() const {
-    std::string state = Fixed(SecondsSince(start_), 1) + " s, " + std::to_string(frames_) + " frames, " +
-                        Fixed(FramesASecond(SecondsSince(start_)), 1) + " a second (Rate " +
-                        Fixed(adc_.Rate(), 1) + ")";
+    const double seconds = SecondsSince(start_);
+    const double pace = seconds > 0 ? static_cast<double>(summary_.frames) / seconds : 0;
+    std::string state = Fixed(seconds, 1) + " s, " + std::to_string(summary_.frames) + " frames, " +
+                        Fixed(pace, 1) + " a second (Rate " + Fixed(adc_.Rate(), 1) + ")";
     const double silence = SecondsSince(last_frame_);
     if (silence >= 2) state += ", none for " + Fixed(silence, 0) + " s";
     return state;
   }
 
-  double FramesASecond(double seconds) const {
-    return seconds > 0 ? static_cast<double>(frames_) / seconds : 0;
-  }
-
   int Finish() {
-    if (csv_file_) csv_file_->Close();
-    if (svg_file_ && svg_file_->Ok()) {
-      WriteSvg("COM" + std::to_string(adc_.BasePort()) + ": " + std::to_string(frames_) + " frames, " +
-                   Fixed(FramesASecond(seconds_), 1) + " a second",
-               *trace_, columns_, seconds_, *svg_file_);
-      svg_file_->Close();
-    }
-    progress_.Say(std::to_string(frames_) + " frames in " + Fixed(seconds_, 2) + " s, " +
-                  Fixed(FramesASecond(seconds_), 1) + " frames a second (Rate " + Fixed(rate_, 1) +
-                  "); the ring " + (ring_full_ ? "stood full: frames may be missing" : "never stood full"));
+    Summarize();
+    for (const auto& sink : sinks_) sink->Finish(summary_);
+    progress_.Say(std::to_string(summary_.frames) + " frames in " + Fixed(summary_.seconds, 2) + " s, " +
+                  Fixed(summary_.FramesPerSecond(), 1) + " frames a second (Rate " + Fixed(summary_.rate, 1) +
+                  "); the ring " +
+                  (summary_.ring_full ? "was full: frames may be missing" : "was never full"));
     const int printed = arguments_.json ? PrintSummary() : kDone;
-    for (const auto* file : {&csv_file_, &svg_file_}) {
-      if (!*file || (*file)->Failure().empty()) continue;
-      progress_.Fail((*file)->Failure());
+    for (const auto& sink : sinks_) {
+      if (sink->Failure().empty()) continue;
+      progress_.Fail(sink->Failure());
       return kRefused;
     }
     return printed;
   }
 
+  void Summarize() {
+    summary_.port = "COM" + std::to_string(adc_.BasePort());
+    summary_.channels = adc_.ChannelsCount();
+    summary_.columns = columns_.size();
+    summary_.rate_max = adc_.RateMax();
+    summary_.ring_full = source_.RingWasFull();
+  }
+
+  /// On standard error where standard output holds the CSV.
   int PrintSummary() {
-    const std::string summary = JsonObject()
-                                    .Text("port", "COM" + std::to_string(adc_.BasePort()))
-                                    .Raw("channels", std::to_string(adc_.ChannelsCount()))
-                                    .Raw("columns", std::to_string(columns_.size()))
-                                    .Raw("rate_max", Shortest(adc_.RateMax()))
-                                    .Raw("rate", Shortest(rate_))
-                                    .Raw("frames", std::to_string(frames_))
-                                    .Raw("seconds", Fixed(seconds_, 3))
-                                    .Raw("frames_per_second", Fixed(FramesASecond(seconds_), 3))
-                                    .Flag("ring_full", ring_full_)
-                                    .Close() +
-                                "\n";
-    if (arguments_.csv != "-") return Print(summary, progress_);
-    std::fputs(summary.c_str(), stderr);
+    if (arguments_.csv != "-") return Print(SummaryJson(summary_), progress_);
+    std::fputs(SummaryJson(summary_).c_str(), stderr);
     return kDone;
   }
 
@@ -164,19 +151,13 @@ class Recording {
   const Arguments& arguments_;
   Progress& progress_;
 
-  std::vector<Column> columns_;
-  std::optional<Output> csv_file_;
-  std::optional<CsvWriter> csv_;
-  std::optional<Output> svg_file_;
-  std::optional<Trace> trace_;
-  std::vector<std::int16_t> room_;
+  const std::vector<Column> columns_;
+  FrameSource source_;
+  std::vector<std::unique_ptr<FrameSink>> sinks_;
 
   steady_clock::time_point start_;
   steady_clock::time_point last_frame_;
-  std::int64_t frames_ = 0;
-  double seconds_ = 0;
-  float rate_ = 0;
-  bool ring_full_ = false;
+  RecordingSummary summary_;
 };
 
 }  // namespace
@@ -191,7 +172,7 @@ int RunRecord(Session& session, const Arguments& arguments, Progress& progress) 
     return kWrongArguments;
   }
   CatchStopSignals();
-  return Recording(session, arguments, progress).Run();
+  return Recorder(session, arguments, progress).Run();
 }
 
 }  // namespace halden::host

@@ -16,7 +16,7 @@ bool Session::Detect(Progress& progress) {
   }
   const int channels = Adc().ChannelsCount();
   progress.Say("Found COM" + std::to_string(Adc().BasePort()) + " with " + std::to_string(channels) +
-               (channels == 1 ? " channel" : " channels") + ", at most " + Short(Adc().RateMax(), 1) +
+               (channels == 1 ? " channel" : " channels") + ", at most " + Trimmed(Adc().RateMax(), 1) +
                " frames a second");
   return true;
 }

@@ -7,22 +7,23 @@
 
 namespace halden::host {
 
-/// The driver as a host holds it: loaded, with one object. Its end releases the object and the driver.
+/// The driver as a host holds it: loaded, with one object. The destructor releases both.
 class Session {
  public:
   virtual ~Session() = default;
 
-  /// Only after a Detect that gave true.
-  IADC3& Adc() { return *Object(); }
-  /// Lets the driver's ticks come; to be called between polls, at least every 50 ms.
-  virtual void Serve() = 0;
-  /// Finds the device and tells what was found, or why none was.
+  /// Finds the device and says what was found, or why nothing was. May take seconds for each silent device.
   bool Detect(Progress& progress);
+  /// Only after Detect has returned true.
+  IADC3& Adc() { return *Object(); }
+  /// Serves the message queue, from which the driver's ticks come. Call it at least every 50 ms; rests for up
+  /// to 1 ms.
+  virtual void Serve() = 0;
 
  protected:
   /// Null if the driver could not be loaded.
   virtual IADC3* Object() = 0;
-  /// What detection has tried; empty if nobody knows.
+  /// What the last detection has tried, for a person; empty where that isn't known.
   virtual std::string WhatWasTried() const { return {}; }
 
  private:

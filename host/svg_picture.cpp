@@ -1,17 +1,17 @@
-#include "host/svg_picture.h"
-
 #include <algorithm>
 #include <array>
 #include <cmath>
 #include <limits>
 #include <utility>
 
-#include "host/axis.h"
-#include "host/decimal_text.h"
+#include "host/output.h"
+#include "host/recording.h"
+#include "host/trace.h"
 
 namespace halden::host {
 namespace {
 
+// Lengths are in the picture's own units, of which a browser makes pixels.
 constexpr double kLeft = 84;
 constexpr double kTop = 52;
 constexpr double kPlotWidth = 800;
@@ -21,7 +21,8 @@ constexpr double kLegendRow = 20;
 constexpr double kLeastPlotHeight = 420;
 constexpr double kBelowPlot = 60;
 
-/// Hand-picked for the first channels; beyond them hues a golden angle apart, in three lightnesses.
+/// Hand-picked for the first channels. The others get hues a golden angle apart, which keeps neighbours apart
+/// for any number of channels, in three lightnesses.
 std::string ColourOf(std::size_t channel) {
   static constexpr std::array kFirst = {"#1f6fb4", "#d9480f", "#2b8a3e", "#9c36b5",
                                         "#c99700", "#0b9aa6", "#c2255c", "#5f5f5f"};
@@ -30,6 +31,39 @@ std::string ColourOf(std::size_t channel) {
   return "hsl(" + Fixed(hue, 0) + ",65%," + Fixed(30 + 12 * static_cast<double>(channel % 3), 0) + "%)";
 }
 
+/// An axis from `low` to `high` with ticks at round numbers.
+struct Axis {
+  double low = 0;
+  double high = 1;
+  std::vector<double> ticks;
+  int decimals = 0;  ///< as many as it takes to tell the ticks apart
+
+  /// 0 at `low`, 1 at `high`.
+  double Place(double value) const { return (value - low) / (high - low); }
+  std::string Label(double tick) const { return Fixed(tick, decimals); }
+};
+
+/// Ticks are 1, 2 or 5 times a power of ten apart, and at most `most` of them. `high` must be above `low`.
+Axis MakeAxis(double low, double high, int most) {
+  const double least_step = (high - low) / std::max(most - 1, 1);
+  int exponent = static_cast<int>(std::floor(std::log10(least_step)));
+  double factor = 1;
+  // The tolerances here and below keep rounding errors from skipping a step or losing the tick at an end.
+  for (const double candidate : {1.0, 2.0, 5.0, 10.0}) {
+    factor = candidate;
+    if (candidate * std::pow(10.0, exponent) >= least_step * (1 - 1e-9)) break;
+  }
+  const double step = factor * std::pow(10.0, exponent);
+  if (factor == 10) ++exponent;
+
+  Axis axis{low, high, {}, std::max(0, -exponent)};
+  const auto first = static_cast<std::int64_t>(std::ceil(low / step - 1e-9));
+  const auto last = static_cast<std::int64_t>(std::floor(high / step + 1e-9));
+  for (std::int64_t n = first; n <= last; ++n) axis.ticks.push_back(static_cast<double>(n) * step);
+  return axis;
+}
+
+/// Draws a trace. Texts are names and numbers of the driver and hold no character of markup.
 class Picture {
  public:
   Picture(const Trace& trace, const std::vector<Column>& columns, double seconds, Output& output)
@@ -56,7 +90,7 @@ class Picture {
  private:
   std::size_t LegendRows() const { return trace_.Channels() + (columns_.size() > trace_.Channels() ? 1 : 0); }
 
-  /// What all traces span, with a little air, never empty.
+  /// The values that the traces span, with a margin. Never empty: {0, 1} without frames.
   std::pair<double, double> ValueSpan() const {
     double low = std::numeric_limits<double>::infinity();
     double high = -low;
@@ -67,22 +101,21 @@ class Picture {
       }
     }
     if (low > high) return {0, 1};
-    const double air = high > low ? (high - low) * 0.04 : std::max(std::abs(high) * 0.1, 1e-3);
-    return {low - air, high + air};
+    const double margin = high > low ? (high - low) * 0.04 : std::max(std::abs(high) * 0.1, 1e-3);
+    return {low - margin, high + margin};
   }
 
   double X(double seconds) const { return kLeft + time_.Place(seconds) * kPlotWidth; }
   double Y(double value) const { return kTop + (1 - value_.Place(value)) * plot_height_; }
 
-  /// `text` holds nothing that would have to be escaped.
   void Text(double x, double y, const char* anchor, const std::string& text, const char* more = "") {
-    output_.Write("<text x=\"" + Short(x, 1) + "\" y=\"" + Short(y, 1) + "\" text-anchor=\"" + anchor + "\"" +
-                  more + ">" + text + "</text>\n");
+    output_.Write("<text x=\"" + Trimmed(x, 1) + "\" y=\"" + Trimmed(y, 1) + "\" text-anchor=\"" + anchor +
+                  "\"" + more + ">" + text + "</text>\n");
   }
 
   void Line(double x1, double y1, double x2, double y2, const std::string& style) {
-    output_.Write("<path d=\"M" + Short(x1, 1) + " " + Short(y1, 1) + "L" + Short(x2, 1) + " " +
-                  Short(y2, 1) + "\" " + style + "/>\n");
+    output_.Write("<path d=\"M" + Trimmed(x1, 1) + " " + Trimmed(y1, 1) + "L" + Trimmed(x2, 1) + " " +
+                  Trimmed(y2, 1) + "\" " + style + "/>\n");
   }
 
   void WriteGrid() {
@@ -99,11 +132,12 @@ class Picture {
     Line(kLeft, bottom, kLeft + kPlotWidth, bottom, "stroke=\"#888\"");
     Text(kLeft + kPlotWidth / 2, bottom + 44, "middle", "seconds");
     const double middle = kTop + plot_height_ / 2;
-    const std::string turned = " transform=\"rotate(-90 22 " + Short(middle, 1) + ")\"";
+    const std::string turned = " transform=\"rotate(-90 22 " + Trimmed(middle, 1) + ")\"";
     Text(22, middle, "middle", "units of the device", turned.c_str());
   }
 
-  /// Both ends of each bin, first the one nearer to where the trace comes from.
+  /// A bin is drawn as a line between its lowest and its highest value, entered at the end that is nearer to
+  /// where the last bin was left, so that slopes stay slopes.
   void WriteTrace(std::size_t channel) {
     output_.Write("<polyline fill=\"none\" stroke-width=\"1.4\" stroke-linejoin=\"round\" stroke=\"" +
                   ColourOf(channel) + "\" points=\"");
@@ -117,12 +151,12 @@ class Picture {
       WritePoint(x, low_first ? bins[i].low : bins[i].high, channel);
       if (bins[i].low != bins[i].high) WritePoint(x, last, channel);
     }
-    if (trace_.Frames() == 1) WritePoint(kLeft + kPlotWidth, last, channel);  // a line of one point is none
+    if (trace_.Frames() == 1) WritePoint(kLeft + kPlotWidth, last, channel);  // one point alone is not drawn
     output_.Write("\"/>\n");
   }
 
   void WritePoint(double x, std::int16_t code, std::size_t channel) {
-    output_.Write(Short(x, 1) + "," + Short(Y(ValueOf(code, columns_[channel].format)), 1) + " ");
+    output_.Write(Trimmed(x, 1) + "," + Trimmed(Y(ValueOf(code, columns_[channel].format)), 1) + " ");
   }
 
   void WriteLegend() {
@@ -145,11 +179,31 @@ class Picture {
   Axis value_;
 };
 
+class PictureSink final : public FrameSink {
+ public:
+  PictureSink(const std::string& path, std::vector<Column> columns)
+      : columns_(std::move(columns)), trace_(columns_.size()), output_(path) {}
+
+  void Take(std::span<const std::int16_t> codes) override { trace_.Add(codes); }
+  void Finish(const RecordingSummary& summary) override {
+    Picture(trace_, columns_, summary.seconds, output_)
+        .Write(summary.port + ": " + std::to_string(summary.frames) + " frames, " +
+               Fixed(summary.FramesPerSecond(), 1) + " a second");
+    output_.Close();
+  }
+  bool Ok() const override { return output_.Ok(); }
+  const std::string& Failure() const override { return output_.Failure(); }
+
+ private:
+  const std::vector<Column> columns_;
+  Trace trace_;
+  Output output_;
+};
+
 }  // namespace
 
-void WriteSvg(const std::string& title, const Trace& trace, const std::vector<Column>& columns,
-              double seconds, Output& output) {
-  Picture(trace, columns, seconds, output).Write(title);
+std::unique_ptr<FrameSink> NewPictureSink(const std::string& path, std::vector<Column> columns) {
+  return std::make_unique<PictureSink>(path, std::move(columns));
 }
 
 }  // namespace halden::host

@@ -41,6 +41,7 @@ void Trace::AddFrame(const std::int16_t* frame) {
   }
 }
 
+/// Merges each pair of neighbouring bins into one. Only called when all bins are full.
 void Trace::Halve() {
   static_assert(kMostBins % 2 == 0);
   for (auto& bins : channels_) {

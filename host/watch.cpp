@@ -2,12 +2,9 @@
 
 #include "host/channels.h"
 #include "host/commands.h"
-#include "host/decimal_text.h"
 #include "host/json.h"
 #include "host/output.h"
-#include "host/session.h"
-#include "host/stop_signal.h"
-#include "host/terminal.h"
+#include "host/process.h"
 
 namespace halden::host {
 namespace {
@@ -18,8 +15,8 @@ using std::chrono::steady_clock;
 
 constexpr milliseconds kPace{250};
 
-/// Shows the last value of every channel: redrawn in place for a person where there is room, else a line each
-/// time.
+/// The last value of every channel as text: on a terminal with enough rows a table that is redrawn in place,
+/// else a line each time.
 class LiveView {
  public:
   LiveView(IADC3& adc, bool json)
@@ -29,6 +26,7 @@ class LiveView {
         json_(json),
         redraw_(!json && OutputIsTerminal() && static_cast<int>(channels_.size()) + 2 <= OutputRows()) {}
 
+  /// What to print now, `seconds` after the start.
   std::string Show(double seconds) {
     if (json_) return Json(seconds);
     return redraw_ ? Rows() : Line(seconds);
@@ -40,6 +38,7 @@ class LiveView {
     return {text, WriteValue(adc_.GetChannel(channels_[i]), columns_[i].format, text)};
   }
 
+  /// Ends with the cursor below the table, from where the next call moves it back up.
   std::string Rows() {
     std::string rows = drawn_ ? "\x1b[" + std::to_string(columns_.size() + 1) + "A" : "";
     drawn_ = true;
@@ -98,7 +97,7 @@ int RunWatch(Session& session, const Arguments& arguments, Progress& progress) {
   if (arguments.seconds)
     end = start + std::chrono::duration_cast<steady_clock::duration>(Seconds(*arguments.seconds));
   for (auto due = start; due < end && !StopRequested() && output.Ok();) {
-    // What could not be shown in time, since the program was stopped, is not made up for.
+    // Values that were due while the program was stopped are skipped, not shown all at once.
     due = std::min(std::max(due + kPace, steady_clock::now()), end);
     while (steady_clock::now() < due && !StopRequested()) session.Serve();
     output.Write(view.Show(elapsed()));

@@ -4,6 +4,7 @@
 usage: command_line_test.py HALDEN_HOST
 """
 import json
+import os
 import re
 import signal
 import subprocess
@@ -12,7 +13,7 @@ import tempfile
 import unittest
 from pathlib import Path
 
-HOST = sys.argv.pop(1)
+HOST = os.path.abspath(sys.argv.pop(1))
 FAST = "--device sim:columns=3,rate=200,baud=115200,signal=ramp"
 
 # What the line on standard error must name, and wrong arguments.

@@ -8,7 +8,7 @@
 namespace halden::host {
 namespace {
 
-/// The driver linked to the program.
+/// A session with the driver that is linked to the program.
 class LocalSession final : public Session {
  public:
   /// `machine` must outlive the session.

@@ -1,6 +1,7 @@
-#include "host/terminal.h"
+#include "host/process.h"
 
 #include <cerrno>
+#include <csignal>
 
 #ifdef _WIN32
 #include <cstdlib>
@@ -14,6 +15,35 @@
 #endif
 
 namespace halden::host {
+namespace {
+
+constexpr int kStopSignals[] = {SIGINT, SIGTERM,
+#ifdef SIGHUP
+                                SIGHUP
+#else
+                                SIGBREAK
+#endif
+};
+
+volatile std::sig_atomic_t stop_requested = 0;
+
+extern "C" void RequestStop(int signal) {
+  stop_requested = 1;
+  std::signal(signal, SIG_DFL);
+}
+
+}  // namespace
+
+void CatchStopSignals() {
+  for (const int signal : kStopSignals) {
+    // A signal ignored from the start stays so: nohup and background jobs of scripts rely on it.
+    if (std::signal(signal, RequestStop) == SIG_IGN) std::signal(signal, SIG_IGN);
+  }
+}
+
+bool StopRequested() {
+  return stop_requested != 0;
+}
 
 bool OutputIsTerminal() {
   return isatty(1) != 0;
@@ -26,6 +56,8 @@ bool ErrorIsTerminal() {
 
 void FillClosedStreams() {}
 
+void IgnoreClosedPipes() {}
+
 int OutputRows() {
   CONSOLE_SCREEN_BUFFER_INFO screen;
   if (!GetConsoleScreenBufferInfo(GetStdHandle(STD_OUTPUT_HANDLE), &screen)) return 0;
@@ -33,7 +65,7 @@ int OutputRows() {
 }
 
 bool ReaderHasLeft() {
-  // Not every C library there has EPIPE for it.
+  // Some C libraries map these errors to EINVAL, not EPIPE.
   const unsigned long error = _doserrno;
   return errno == EPIPE || error == ERROR_NO_DATA || error == ERROR_BROKEN_PIPE ||
          error == ERROR_PIPE_NOT_CONNECTED;
@@ -41,9 +73,14 @@ bool ReaderHasLeft() {
 
 #else
 
+/// Opened the wrong way round, so that reading or writing the stream still fails.
 void FillClosedStreams() {
   for (int fd = 0; fd <= 2; ++fd)
     if (fcntl(fd, F_GETFD) < 0) open("/dev/null", fd == 0 ? O_WRONLY : O_RDONLY);
+}
+
+void IgnoreClosedPipes() {
+  std::signal(SIGPIPE, SIG_IGN);
 }
 
 int OutputRows() {

@@ -1,9 +1,11 @@
 #include <algorithm>
 #include <array>
+#include <cmath>
 
 #include "backends/text/characters.h"
 #include "driver/inspect.h"
 #include "host/commands.h"
+#include "host/decimal_text.h"
 #include "host/json.h"
 
 namespace halden::host {
@@ -42,7 +44,7 @@ std::size_t Width(const std::string& utf8) {
   return static_cast<std::size_t>(DisplayWidth(DecodeUtf8(utf8)));
 }
 
-/// The rows with their cells below each other.
+/// The rows as lines of aligned columns.
 std::string Table(const std::vector<Row>& rows) {
   std::array<std::size_t, 6> widths{};
   for (const Row& row : rows) {
@@ -69,6 +71,32 @@ int RunDevices(SystemPlatform& machine, const Arguments& arguments, Progress& pr
   std::vector<Row> rows = {{"Place", "Port", "Chip", "Serial", "Description", "Line settings"}};
   for (std::size_t i = 0; i < devices.size(); ++i) rows.push_back(RowOf(i, devices[i], failures[i]));
   return Print(Table(rows), progress);
+}
+
+int RunSettings(SystemPlatform& machine, const Arguments& arguments, Progress& progress) {
+  std::string error;
+  const std::string exported = arguments.export_text ? ExportSettings(machine.platform(), &error) : "";
+  const auto settings = DescribeSettings(machine.platform(), &error);
+  if (!error.empty()) {
+    progress.Fail(error);
+    return kRefused;
+  }
+  if (arguments.export_text) return Print(exported, progress);
+  JsonObject object;
+  std::string rows;
+  for (const auto& [name, text, number] : settings) {
+    const auto* const whole = std::get_if<std::int32_t>(&number);
+    const auto* const rate = std::get_if<float>(&number);
+    if (whole)
+      object.Raw(name, std::to_string(*whole));
+    else if (rate && std::isfinite(*rate))
+      object.Raw(name, Shortest(*rate));
+    else
+      object.Text(name, text);
+    rows += (name.empty() ? "(label)" : name) + ": " + text + "\n";
+  }
+  if (arguments.json) return Print(object.Close() + "\n", progress);
+  return Print(rows.empty() ? "nothing is stored yet\n" : rows, progress);
 }
 
 }  // namespace halden::host
