@@ -34,7 +34,8 @@ BELOW = {
     "backends/linux": SYSTEM | {"backends/linux/registry", "backends/linux/serial", "backends/linux/terminal"},
     "backends/windows": SYSTEM,
     "com": PROGRAMS,
-    "host": PROGRAMS,
+    "sdk": PROGRAMS,
+    "host": PROGRAMS | {"sdk"},
 }
 INCLUDE = re.compile(r'^#include "([^"]+)"', re.MULTILINE)
 

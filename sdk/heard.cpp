@@ -1,0 +1,160 @@
+#include "sdk/heard.h"
+
+#include <algorithm>
+
+namespace halden::sdk {
+namespace {
+
+bool IsUnprintable(char c) {
+  return (c < ' ' || c > '~') && c != '\r' && c != '\n' && c != '\t';
+}
+
+}  // namespace
+
+void Heard::Add(std::string_view received) {
+  bytes += received.size();
+  for (const char c : received) {
+    returns += c == '\r';
+    feeds += c == '\n';
+    unprintable += IsUnprintable(c);
+    text += c != '\r' && c != '\n';
+  }
+  sample += received.substr(0, kSampleSize - std::min(kSampleSize, sample.size()));
+}
+
+Silence WhyNotRecognised(const Heard& heard) {
+  constexpr std::uint64_t kReturnsNeeded =
+      3;  // one before the first whole line, one at the end of each of two
+  if (!heard.opened) return Silence::kNotOpened;
+  // The driver leaves fewer than three bytes in the queue.
+  if (heard.bytes == 0) return heard.queued == 0 ? Silence::kNothing : Silence::kFewLines;
+  // A wrong baud rate gives half of its bytes or more outside ASCII. Text in another alphabet or with a
+  // degree sign on each line stays well below a third.
+  if (heard.unprintable * 3 > heard.bytes) return Silence::kUnprintable;
+  if (heard.returns == 0) return heard.feeds > 0 ? Silence::kFeedsOnly : Silence::kNoLineEnd;
+  if (heard.text == 0) return Silence::kEmptyLines;
+  if (heard.returns < kReturnsNeeded) return Silence::kFewLines;
+  return Silence::kRecognisable;
+}
+
+const Heard& ListeningTap::At(std::int32_t index) const {
+  static const Heard kNeverOpened;
+  const auto found = heard_.find(index);
+  return found == heard_.end() ? kNeverOpened : found->second;
+}
+
+FT_STATUS ListeningTap::FT_CreateDeviceInfoList(std::int32_t* count) {
+  return library_.FT_CreateDeviceInfoList(count);
+}
+
+FT_STATUS ListeningTap::FT_GetDeviceInfoList(FT_DEVICE_LIST_INFO_NODE* nodes, std::int32_t* count) {
+  return library_.FT_GetDeviceInfoList(nodes, count);
+}
+
+FT_STATUS ListeningTap::FT_ListDevices(std::int32_t* number, void* unused, std::uint32_t flags) {
+  return library_.FT_ListDevices(number, unused, flags);
+}
+
+FT_STATUS ListeningTap::FT_Open(std::int32_t index, FT_HANDLE* handle) {
+  const FT_STATUS status = library_.FT_Open(index, handle);
+  try {
+    heard_[index] = Heard{.opened = status == FT_OK};
+  } catch (...) {  // without memory for the note the driver goes on all the same
+    return status;
+  }
+  if (status != FT_OK) return status;
+  latest_ = index;
+  open_ = *handle;
+  lost_ = false;
+  return status;
+}
+
+FT_STATUS ListeningTap::FT_Close(FT_HANDLE handle) {
+  if (handle == open_) open_ = -1;
+  return library_.FT_Close(handle);
+}
+
+FT_STATUS ListeningTap::FT_SetBaudRate(FT_HANDLE handle, std::uint32_t bits_per_second) {
+  const FT_STATUS status = library_.FT_SetBaudRate(handle, bits_per_second);
+  // At another rate the bytes so far mean nothing.
+  if (status == FT_OK && handle == open_ && open_ != -1) {
+    heard_[latest_] = Heard{.opened = true, .baud = bits_per_second};
+  }
+  return status;
+}
+
+FT_STATUS ListeningTap::FT_SetDataCharacteristics(FT_HANDLE handle, std::uint8_t word_length,
+                                                  std::uint8_t stop_bits, std::uint8_t parity) {
+  return library_.FT_SetDataCharacteristics(handle, word_length, stop_bits, parity);
+}
+
+FT_STATUS ListeningTap::FT_Read(FT_HANDLE handle, void* buffer, std::uint32_t count, std::uint32_t* read) {
+  const FT_STATUS status = library_.FT_Read(handle, buffer, count, read);
+  if (handle != open_ || open_ == -1) return status;
+  if (status != FT_OK) {
+    lost_ = true;
+    return status;
+  }
+  const std::string_view received(static_cast<const char*>(buffer), std::min(*read, count));
+  heard_[latest_].Add(received);
+  if (listener_) listener_(received);
+  return status;
+}
+
+FT_STATUS ListeningTap::FT_Write(FT_HANDLE handle, const void* buffer, std::uint32_t count,
+                                 std::uint32_t* written) {
+  return library_.FT_Write(handle, buffer, count, written);
+}
+
+FT_STATUS ListeningTap::FT_ResetDevice(FT_HANDLE handle) {
+  return library_.FT_ResetDevice(handle);
+}
+
+FT_STATUS ListeningTap::FT_ResetPort(FT_HANDLE handle) {
+  return library_.FT_ResetPort(handle);
+}
+
+FT_STATUS ListeningTap::FT_GetComPortNumber(FT_HANDLE handle, std::int32_t* number) {
+  return library_.FT_GetComPortNumber(handle, number);
+}
+
+FT_STATUS ListeningTap::FT_SetDtr(FT_HANDLE handle) {
+  return library_.FT_SetDtr(handle);
+}
+
+FT_STATUS ListeningTap::FT_ClrDtr(FT_HANDLE handle) {
+  return library_.FT_ClrDtr(handle);
+}
+
+FT_STATUS ListeningTap::FT_SetRts(FT_HANDLE handle) {
+  return library_.FT_SetRts(handle);
+}
+
+FT_STATUS ListeningTap::FT_ClrRts(FT_HANDLE handle) {
+  return library_.FT_ClrRts(handle);
+}
+
+FT_STATUS ListeningTap::FT_SetLatencyTimer(FT_HANDLE handle, std::uint8_t milliseconds) {
+  return library_.FT_SetLatencyTimer(handle, milliseconds);
+}
+
+FT_STATUS ListeningTap::FT_GetQueueStatus(FT_HANDLE handle, std::uint32_t* rx_bytes) {
+  const FT_STATUS status = library_.FT_GetQueueStatus(handle, rx_bytes);
+  if (handle != open_ || open_ == -1) return status;
+  if (status == FT_OK)
+    heard_[latest_].queued = *rx_bytes;
+  else
+    lost_ = true;
+  return status;
+}
+
+FT_STATUS ListeningTap::FT_GetStatus(FT_HANDLE handle, std::uint32_t* rx_bytes, std::uint32_t* tx_bytes,
+                                     std::uint32_t* event_word) {
+  return library_.FT_GetStatus(handle, rx_bytes, tx_bytes, event_word);
+}
+
+FT_STATUS ListeningTap::FT_Purge(FT_HANDLE handle, std::uint32_t mask) {
+  return library_.FT_Purge(handle, mask);
+}
+
+}  // namespace halden::sdk
