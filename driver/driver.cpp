@@ -36,6 +36,15 @@ std::shared_ptr<IADC3> Driver::CreateObject() noexcept {
   }
 }
 
+LinkState Driver::Link() const noexcept {
+  const Store& store = parts_->store;
+  return {.format = {.separator = store.Separator.empty() ? '\0' : store.Separator[0],
+                     .columns = store.ColumnsCount,
+                     .channels = store.ADCState.ChannelsCount},
+          .baud = parts_->form.BaudRate(),
+          .auto_rate = parts_->form.AutoRate()};
+}
+
 void Driver::ServeMessages() noexcept {
   parts_->platform.clock.ServeMessages();
 }

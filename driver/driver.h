@@ -1,11 +1,21 @@
 #pragma once
 
+#include <cstdint>
 #include <memory>
 
+#include "driver/line_explanation.h"
 #include "model/IADC3.h"
 #include "platform/platform.h"
 
 namespace halden {
+
+/// What a driver knows of the device in use that IADC3 doesn't say. Means something after a Test that gave
+/// true.
+struct LinkState {
+  LineFormat format;       ///< as learnt last
+  std::int32_t baud = 0;   ///< line rate of the port, bits per second
+  bool auto_rate = false;  ///< Rate follows the lines; else it is the user's
+};
 
 /// One fresh driver: the store that its objects share and everything that works on it. One thread makes it,
 /// calls it and destroys it. The platform must outlive it, and it must outlive its objects.
@@ -23,6 +33,8 @@ class Driver {
   /// One pass of the message queue, which the driver's ticks come inside. A host whose thread has no message
   /// loop of its own makes it between its polls, at least every 50 ms; may rest for 1 ms.
   void ServeMessages() noexcept;
+
+  LinkState Link() const noexcept;
 
  private:
   struct Parts;

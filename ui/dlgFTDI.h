@@ -36,6 +36,11 @@ class dlgFTDI final : private DetectionForm {
   /// Returns when the user has closed the window; at once where it can't be shown or is shown already.
   void ShowModal() noexcept;
 
+  /// Line rate of the port in use, bits per second; 0 before a detection.
+  std::int32_t BaudRate() const { return detection_.BaudRate; }
+  /// Whether Rate follows the lines. It doesn't after a detection by the user.
+  bool AutoRate() const { return rate_.AutoRate; }
+
  private:
   void tmrReadData_Timer() noexcept;
   void Tick();
