@@ -1,4 +1,4 @@
-// Calls of a host in any order, with any arguments: all answers are those of the model.
+// The input chooses calls of a host and their arguments. Every answer of the driver must match the model's.
 
 #include "fuzz/choices.h"
 #include "tests/host_model.h"
@@ -7,8 +7,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   halden::Choices choices(data, size);
   halden::HostModel<halden::Choices> host(choices);
   while (choices.Left()) {
-    const std::string wrong = host.Step();
-    halden::Demand(wrong.empty(), wrong.c_str());
+    const std::string difference = host.Step();
+    halden::Demand(difference.empty(), difference.c_str());
   }
   return 0;
 }

@@ -2,95 +2,109 @@
 
 #include <cstdint>
 #include <functional>
-#include <set>
+#include <map>
 #include <string>
 #include <type_traits>
 #include <utility>
 #include <vector>
 
 #include "platform/registry_api.h"
-#include "tests/allocations.h"
 
 namespace halden {
 
-/// Says which calls over the seams go wrong, and how. All seams share one count of calls. Lack of memory that
-/// a test brings about never reaches the backends, which may not throw.
+/// Blocks of operator new that are in use, of all threads.
+std::int64_t LiveAllocations();
+
+/// Makes allocations of this thread fail: operator new, and calloc called by the driver itself. `first`
+/// counts from 1; 0 lets all succeed. With `and_later` every allocation after that one fails too.
+void FailAllocations(int first, bool and_later = false);
+/// Whether an allocation has failed since the last FailAllocations.
+bool AllocationFailed();
+
+/// While one of these lives, no allocation of its thread fails or is counted.
+struct AllocationPause {
+  AllocationPause();
+  ~AllocationPause();
+};
+
+/// Decides which calls to a FaultyPlatform go wrong, and how. All of its interfaces share one count of calls.
+/// Backends may not throw, so allocations made below a call never fail.
 class Faults {
  public:
   enum Kind {
-    kFails,    ///< a failure, with the out-values untouched
-    kGarbles,  ///< a failure, with what `lie` makes of the counts in them; only calls with counts are counted
-    kSilent,   ///< success, with the out-values untouched
-    kLies,     ///< the counts of a call are what `lie` makes of them; only calls with counts are counted
-    kShort,    ///< half of what was asked for; only reads are counted
-    kGone,     ///< `gone` has happened just before
+    kFails,            ///< a failure; the out-parameters stay untouched
+    kFailsWithCounts,  ///< a failure that sets its counts to `change` of them; counts only calls with counts
+    kWritesNothing,    ///< success; the out-parameters stay untouched
+    kWrongCount,       ///< success with `change` of its counts; counts only calls with counts
+    kReadsHalf,        ///< a read gets half of what was asked for; counts only reads
+    kLoss,             ///< a correct call, made after `set_lost(true)`
   };
-  static constexpr std::int32_t kFailure = 31;
+  static constexpr std::int32_t kFailure = 31;  ///< the code of every failure, above FT_OK and ERROR_SUCCESS
 
-  /// Those made, but for GetQueueStatus, which is asked without end.
+  /// What goes wrong. The default is nothing.
+  struct Plan {
+    int call = 0;            ///< number of the call, from 1; 0: none
+    bool and_later = false;  ///< and every later one
+    Kind kind = kFails;
+    std::function<std::int64_t(std::int64_t count)> change = {};
+    std::function<void(bool lost)> set_lost = {};  ///< gets false before a call that goes well
+  };
+
+  /// Names of the calls since Inject, without GetQueueStatus, which the driver polls.
   std::vector<std::string> calls;
-  /// A call that it says true of fails as well.
+  /// Calls for which it returns true fail as well.
   std::function<bool(const std::string& call)> fails;
-  /// What becomes of a count.
-  using Liar = std::function<std::int64_t(std::int64_t count)>;
-  /// Told true when a call goes wrong, false before the next call that doesn't.
-  std::function<void(bool)> gone;
 
-  /// Counts from 0 again: the call number `first`, from 1, goes wrong, and with `all` those behind it. 0:
-  /// none.
-  void Arm(int first, bool all = false, Kind kind = kFails, const Liar& lie = {}) {
-    first_ = first, all_ = all, kind_ = kind, lie_ = lie, count_ = 0, struck_.clear();
+  /// Starts counting calls at 0 again.
+  void Inject(Plan plan) {
+    plan_ = std::move(plan), count_ = 0, faulty_call_.clear();
     calls.clear();
   }
-  /// The call that went wrong first; empty: none.
-  const std::string& Struck() const { return struck_; }
+  /// The first call that went wrong; empty if none did.
+  const std::string& FaultyCall() const { return faulty_call_; }
 
-  void Opened(char seam, std::int64_t handle) { wrong_closes_ += !open_.emplace(seam, handle).second; }
-  void Closed(char seam, std::int64_t handle) { wrong_closes_ += open_.erase({seam, handle}) != 1; }
-  std::size_t OpenHandles() const { return open_.size(); }
-  /// Each handle that was opened has been closed, once, and no other.
-  bool AllClosed() const { return open_.empty() && wrong_closes_ == 0; }
+  /// Handles are told apart by the interface that they belong to.
+  void Opened(const void* interface, std::int64_t handle, const std::string& call) {
+    if (!open_.emplace(std::pair(interface, handle), call).second)
+      misuses_.push_back(call + " gave a handle that was open");
+  }
+  void Closed(const void* interface, std::int64_t handle, const std::string& call) {
+    if (open_.erase({interface, handle}) == 0) misuses_.push_back(call + " of a handle that wasn't open");
+  }
+  /// The calls whose handles are still open, after those that closed a handle that wasn't. Empty if every
+  /// handle has been closed exactly once.
+  std::vector<std::string> LeftOpen() const {
+    std::vector<std::string> report = misuses_;
+    for (const auto& [handle, call] : open_) report.push_back(call);
+    return report;
+  }
 
-  /// Makes a call, or doesn't. Its result is a bool, a code that is 0 for success, or what a failure leaves
-  /// empty. Those of its arguments that point to numbers are its counts.
+  /// Makes a call, or what the plan puts in its place. Its result is a bool, a code that is 0 for success, or
+  /// an object that is empty after a failure. Arguments that point to numbers are its counts.
   template <class Call, class... Arguments>
-  auto Pass(const char* name, Call call, const Arguments&... arguments) -> decltype(call()) {
+  auto Make(const char* name, Call call, const Arguments&... arguments) -> decltype(call()) {
     using Result = decltype(call());
     const AllocationPause pause;
-    const bool of_counts = kind_ == kLies || kind_ == kGarbles;
-    const bool strikes = Strikes(name, kind_ != kShort && (!of_counts || (kIsCount<Arguments> || ...)));
-    if (strikes && kind_ == kGarbles) (Lie(arguments), ...);
-    if (strikes && kind_ <= kSilent) {
-      const bool well = kind_ == kSilent;
+    const Kind kind = plan_.kind;
+    const bool of_counts = kind == kWrongCount || kind == kFailsWithCounts;
+    const bool wrong = GoesWrong(name, kind != kReadsHalf && (!of_counts || (kIsCount<Arguments> || ...)));
+    if (wrong && kind == kFailsWithCounts) (Change(arguments), ...);
+    if (wrong && kind <= kWritesNothing) {
+      const bool succeeds = kind == kWritesNothing;
       if constexpr (std::is_same_v<Result, bool>)
-        return well;
+        return succeeds;
       else if constexpr (std::is_arithmetic_v<Result>)
-        return well ? 0 : kFailure;
+        return succeeds ? 0 : kFailure;
       else
         return Result();
     }
     Result result = call();
-    if (strikes && kind_ == kLies) (Lie(arguments), ...);
+    if (wrong && kind == kWrongCount) (Change(arguments), ...);
     return result;
   }
 
-  /// Counts a call if the kind `applies` to it, and says whether it goes wrong. Of the same call again and
-  /// again only the first ones count.
-  bool Strikes(const std::string& name, bool applies) {
-    constexpr int kEnough = 3;
-    if (name != "GetQueueStatus") calls.push_back(name);
-    if (fails && fails(name)) return true;
-    if (!applies) return false;
-    repeats_ = name == last_ ? repeats_ + 1 : 0;
-    last_ = name;
-    const bool counts = repeats_ < kEnough;
-    count_ += counts;
-    const bool strikes = first_ > 0 && ((counts && count_ == first_) || (all_ && count_ >= first_));
-    if (strikes && struck_.empty()) struck_ = name;
-    if (kind_ == kGone && gone && first_ > 0) gone(strikes);
-    return strikes;
-  }
-  Kind kind() const { return kind_; }
+  /// Whether this read is to get half of what it asks for.
+  bool ReadsHalf() { return plan_.kind == kReadsHalf && GoesWrong("Read", true); }
 
  private:
   template <class Argument>
@@ -98,26 +112,41 @@ class Faults {
       std::is_same_v<Argument, std::int32_t*> || std::is_same_v<Argument, std::uint32_t*> ||
       std::is_same_v<Argument, RegKeyInfo*>;
 
+  /// Counts the call if the plan's kind `applies` to it. Of a call that is repeated without another one in
+  /// between only the first three count, since the driver polls.
+  bool GoesWrong(const std::string& name, bool applies) {
+    constexpr int kMostRepeats = 3;
+    if (name != "GetQueueStatus") calls.push_back(name);
+    if (fails && fails(name)) return true;
+    if (!applies) return false;
+    repeats_ = name == last_ ? repeats_ + 1 : 0;
+    last_ = name;
+    const bool counts = repeats_ < kMostRepeats;
+    count_ += counts;
+    const bool wrong =
+        plan_.call > 0 && ((counts && count_ == plan_.call) || (plan_.and_later && count_ >= plan_.call));
+    if (wrong && faulty_call_.empty()) faulty_call_ = name;
+    if (plan_.kind == kLoss && plan_.call > 0) plan_.set_lost(wrong);
+    return wrong;
+  }
+
   template <class Argument>
-  void Lie(Argument count) {
+  void Change(Argument count) {
     if constexpr (std::is_same_v<Argument, RegKeyInfo*>)
       for (std::uint32_t RegKeyInfo::*part : {&RegKeyInfo::subkeys, &RegKeyInfo::longest_subkey,
                                               &RegKeyInfo::values, &RegKeyInfo::longest_value_name})
-        Lie(&(count->*part));
+        Change(&(count->*part));
     else if constexpr (kIsCount<Argument>)
-      if (count) *count = static_cast<std::remove_pointer_t<Argument>>(lie_(*count));
+      if (count) *count = static_cast<std::remove_pointer_t<Argument>>(plan_.change(*count));
   }
 
-  int first_ = 0;
-  bool all_ = false;
-  Kind kind_ = kFails;
-  Liar lie_;
+  Plan plan_;
   int count_ = 0;
   int repeats_ = 0;
   std::string last_;
-  std::string struck_;
-  std::set<std::pair<char, std::int64_t>> open_;
-  int wrong_closes_ = 0;
+  std::string faulty_call_;
+  std::map<std::pair<const void*, std::int64_t>, std::string> open_;
+  std::vector<std::string> misuses_;
 };
 
 }  // namespace halden

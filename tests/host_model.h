@@ -1,10 +1,12 @@
 #pragma once
 
 #include <algorithm>
+#include <array>
 #include <cmath>
 #include <cstdio>
 #include <deque>
 #include <string>
+#include <type_traits>
 #include <utility>
 #include <vector>
 
@@ -13,25 +15,27 @@
 
 namespace halden {
 
-/// A host that calls IADC3 at random, with pauses, beside a model of all that it can see: the ring is a
-/// deque, the channels are two vectors. `Choices` decides: Below(bound) gives 0 to bound - 1, Number any
-/// 32-bit number.
+/// A host that makes random calls of IADC3, with pauses, and compares the driver after each with a model of
+/// everything that a host can see. In the model the ring is a deque, and a channel is a value and a range
+/// row. `Choices` makes the decisions: Below(bound) returns 0 to bound - 1, Number any 32-bit number.
 template <class Choices>
 class HostModel {
  public:
   /// `longest_pause`: milliseconds, below 2^31.
   explicit HostModel(Choices& choices, std::uint32_t longest_pause = 1000)
       : choices_(choices), longest_pause_(longest_pause) {
+    for (std::string& call : calls_) call.reserve(kLongestCall);
     Create();
   }
 
   VirtualClock& Clock() { return sim_.clock(); }
-  /// Whether the last object has just been released, with no frame left.
+  /// Whether the last call released the last object and left no frames.
   bool Fresh() const { return fresh_; }
-  /// Those that the host has read.
-  std::uint64_t Frames() const { return frames_read_; }
+  /// Frames that the host has read so far.
+  std::uint64_t FramesRead() const { return frames_read_; }
 
-  /// Makes one call. What the driver answered otherwise than the model; empty if nothing.
+  /// Makes one call. Returns the first difference between driver and model, with the last calls; empty if
+  /// there is none.
   std::string Step() {
     using Model = HostModel;
     static constexpr void (Model::*kCalls[])() = {
@@ -42,63 +46,94 @@ class HostModel {
     fresh_ = false;
     (this->*kCalls[choices_.Below(static_cast<int>(std::size(kCalls)))])();
     Compare();
-    return wrong_;
+    return wrong_.empty() ? "" : wrong_ + LastCalls();
   }
 
  private:
   using Codes = std::vector<std::int16_t>;
   static constexpr int kChannels = 3;
 
-  void Is(bool right, const char* what) {
-    if (!right && wrong_.empty()) wrong_ = what;
+  static std::string Text(const std::string& text) { return "\"" + text + "\""; }
+  static std::string Text(const Codes& codes) {
+    constexpr std::size_t kShown = 8;
+    std::string text;
+    for (std::size_t i = 0; i < std::min(codes.size(), kShown); ++i) text += " " + std::to_string(codes[i]);
+    return "{" + text + (codes.size() > kShown ? " ...}, " + std::to_string(codes.size()) + " codes" : " }");
+  }
+  template <class Number>
+  static std::string Text(Number number) {
+    return std::to_string(number);
+  }
+
+  template <class Value>
+  void Expect(const char* what, const Value& actual, const std::type_identity_t<Value>& expected) {
+    if (wrong_.empty() && actual != expected)
+      wrong_ = std::string(what) + ": expected " + Text(expected) + ", actual " + Text(actual);
+  }
+
+  /// Remembers what the host does. Allocates nothing, so that the blocks in use can be compared.
+  void Log(const std::string& call) { calls_[call_count_++ % calls_.size()].assign(call, 0, kLongestCall); }
+
+  std::string LastCalls() const {
+    std::string text = "\nthe last calls, which count from 1:";
+    const std::size_t shown = std::min(call_count_, calls_.size());
+    for (std::size_t i = call_count_ - shown; i < call_count_; ++i)
+      text += "\n  " + std::to_string(i + 1) + ": " + calls_[i % calls_.size()];
+    return text;
   }
 
   void Create() {
     adc_ = driver_.CreateObject();
     detected_ = false;
     table_.assign(1, 0);
-    if (std::exchange(width_, 1) != 1) ring_.clear();  // frames of a width that is no more are nobody's
+    if (std::exchange(width_, 1) != 1) ring_.clear();  // frames of another width can't be read
     adc_->InputSizeData(requested_ = 1024);
   }
 
-  /// Any release stops a recording, the last one forgets what was set. Behind it a device that was gone is
-  /// found anew.
+  /// Any release stops a recording, and the last one drops the settings. A device that was unplugged
+  /// meanwhile can be detected again.
   void Release() {
     if (choices_.Below(4) != 0) {
+      Log("another object is created and released");
       driver_.CreateObject();
       busy_ = false;
       return;
     }
-    if (choices_.Below(2) == 0) {
+    const bool replug = choices_.Below(2) == 0;
+    Log(replug ? "unplugged, plugged in, the last object is released" : "the last object is released");
+    if (replug) {
       sim_.device(0).Unplug();
       Tick();
       sim_.device(0).Plug();
     }
     adc_.reset();
     fresh_ = ring_.empty();
-    Is(!detected_ || sim_.calls(0).back() == "close", "the last release closes the device");
+    if (detected_) Expect("last call to the device after the last release", sim_.calls(0).back(), "close");
     busy_ = false;
     Create();
   }
 
   void Detect() {
+    Log("Test");
     if (!detected_) {
       values_.assign(kChannels, 0);
       rows_.assign(kChannels, 0);
-      // One pass later, since the opening serves the queue before it purges the device.
+      // In the second pass of the queue: opening serves it once before it purges the device.
       sim_.clock().Post([this] {
         sim_.clock().Post([this] {
           for (int line = 0; line < 200; ++line) sim_.device(0).Feed("0;0;0\r");
         });
       });
     }
-    Is(adc_->Test(), "Test");
+    Expect("Test", adc_->Test(), true);
     detected_ = true;
   }
 
   void Lines() {
     if (!detected_) return;
-    for (int left = 1 + choices_.Below(choices_.Below(16) == 0 ? 1100 : 10); left > 0; --left) {
+    const int lines = 1 + choices_.Below(choices_.Below(16) == 0 ? 1100 : 10);
+    Log(std::to_string(lines) + " lines come");
+    for (int left = lines; left > 0; --left) {
       std::string text;
       for (double& value : values_) {
         value = static_cast<int>(choices_.Number() % 6000) - 3000 + 0.5 * choices_.Below(2);
@@ -110,12 +145,14 @@ class HostModel {
     Tick();
   }
 
-  /// As much at once as just fits behind what is held, or one byte more, which drops that.
+  /// As much at once as just fits after the bytes held, or one byte more, which drops these.
   void Burst() {
     if (!detected_) return;
     constexpr int kBuffer = 65536, kLine = 32;
-    constexpr double kHeld = 9e6;  // by so much it makes the first value larger
+    constexpr double kHeld = 9e6;  // what a "9" held before it adds to the first value
     const bool fits = choices_.Below(2) == 0;
+    Log(fits ? "as many bytes come as fit after those held"
+             : "one byte more comes than fits after those held");
     for (const std::string& held : {std::string("\r"), std::string(kLine - fits, ' ') + "9"}) {
       sim_.device(0).Feed(held);
       Tick();
@@ -136,14 +173,16 @@ class HostModel {
     sim_.clock().RunFor(1);
   }
 
-  /// But for an empty line and the blank of a next one nothing comes.
+  /// Nothing comes but an empty line and the blank that begins the next one.
   void Pause() {
     if (detected_) sim_.device(0).Feed("\r ");
     Tick();
     const float rate = adc_->Rate();
-    if (choices_.Below(8) == 0) sim_.clock().RunFor(5050);  // ticks for which no line counts
-    Is(adc_->Rate() == rate, "Rate");
-    sim_.clock().Sleep(choices_.Number() % longest_pause_);
+    if (choices_.Below(8) == 0) sim_.clock().RunFor(5050);  // ticks without a line
+    Expect("Rate after a pause", adc_->Rate(), rate);
+    const std::uint32_t pause = choices_.Number() % longest_pause_;
+    Log("a pause of " + std::to_string(pause) + " ms");
+    sim_.clock().Sleep(pause);
   }
 
   void AddFrame() {
@@ -155,18 +194,21 @@ class HostModel {
         static_cast<std::int16_t>(choices_.Below(6) == 0 ? choices_.Number() : choices_.Below(4));
     const auto row =
         static_cast<std::int16_t>(choices_.Below(6) == 0 ? choices_.Number() : choices_.Below(15));
+    Log("ChannelRange(" + std::to_string(channel) + ", " + std::to_string(row) + ")");
     adc_->ChannelRange(channel, row);
     const bool exists = detected_ && channel >= 0 && channel < kChannels;
-    if (exists) rows_[channel] = std::clamp<int>(row, 0, 14);
-    Is(adc_->ChannelRange(channel) == (exists ? rows_[channel] : 0), "ChannelRange");
-    Is(adc_->ChannelName(channel) == (exists ? "Column" + std::to_string(channel + 1) : ""), "ChannelName");
-    Is((adc_->ChannelUnitScale(channel) > 0) == exists, "ChannelUnitScale");
-    Is((adc_->ChannelUnitOffset(channel) > 0) == (exists && rows_[channel] > 9), "ChannelUnitOffset");
+    if (exists) rows_[channel] = std::clamp<std::int16_t>(row, 0, 14);
+    Expect("ChannelRange", adc_->ChannelRange(channel), exists ? rows_[channel] : std::int16_t{0});
+    Expect("ChannelName", adc_->ChannelName(channel), exists ? "Column" + std::to_string(channel + 1) : "");
+    Expect("ChannelUnitScale > 0", adc_->ChannelUnitScale(channel) > 0, exists);
+    Expect("ChannelUnitOffset > 0", adc_->ChannelUnitOffset(channel) > 0, exists && rows_[channel] > 9);
   }
 
   void Size() {
     constexpr std::int32_t kSizes[] = {-2147483647 - 1, -1, 0, 1023, 1024, 1025, 1300, 2147483647};
-    adc_->InputSizeData(requested_ = kSizes[choices_.Below(8)]);
+    requested_ = kSizes[choices_.Below(8)];
+    Log("InputSizeData(" + std::to_string(requested_) + ")");
+    adc_->InputSizeData(requested_);
   }
 
   void SizeBuffer() {
@@ -178,6 +220,7 @@ class HostModel {
   void Table() {
     Codes table(choices_.Below(8) == 0 ? 32768 : choices_.Below(5));
     for (std::int16_t& channel : table) channel = static_cast<std::int16_t>(choices_.Below(6) - 1);
+    Log("InputChannels(" + Text(table) + ")");
     adc_->InputChannels(table);
     if (busy_ || table.size() > 32767) return;
     if (table != table_) ring_.clear();
@@ -187,9 +230,10 @@ class HostModel {
 
   void Start() {
     if (requested_ > 2000) Size();
-    if (requested_ > 2000) return;  // would take the machine's memory
+    if (requested_ > 2000) return;  // too much memory
     const bool can = !busy_ && !table_.empty();
-    Is(adc_->StartRecord() == can, "StartRecord");
+    Log("StartRecord");
+    Expect("StartRecord", adc_->StartRecord(), can);
     if (!busy_) error_ = can ? "" : "Any channel is not selected!";
     if (!can) return;
     busy_ = true;
@@ -199,9 +243,10 @@ class HostModel {
   }
 
   void Stop() {
+    Log("StopRecord");
     const std::uint32_t start = sim_.clock().GetTickCount();
     adc_->StopRecord();
-    Is(sim_.clock().GetTickCount() - start == 50, "the wait of StopRecord");
+    Expect("milliseconds of StopRecord", sim_.clock().GetTickCount() - start, 50);
     busy_ = false;
   }
 
@@ -212,45 +257,53 @@ class HostModel {
     std::int32_t size = room;
     std::int32_t left = -1;
     const bool null = choices_.Below(10) == 0;
+    Log("GetData(" + std::string(null ? "null, " : "") + std::to_string(room) + " codes)");
     const std::int32_t frames = adc_->GetData(null ? nullptr : data.data(), size, left);
     const std::int32_t fit = null ? 0 : std::max(room / static_cast<std::int32_t>(width_), 0);
-    Is(frames == std::min<std::int32_t>(fit, static_cast<std::int32_t>(ring_.size())), "frames of GetData");
-    Is(size == frames * static_cast<std::int32_t>(width_), "DataSize");
+    const auto width = static_cast<std::int32_t>(width_);
+    Expect("frames of GetData", frames, std::min(fit, Waiting()));
+    Expect("DataSize", size, frames * width);
     if (!wrong_.empty()) return;
-    for (std::int32_t i = 0; i < frames; ++i) TakeFrame(data.data() + i * width_);
-    Is(data[size] == kUntouched, "what lies behind the frames");
-    Is(left == adc_->InputCountData(), "codes left");
+    for (std::int32_t i = 0; i < frames; ++i) TakeFrame(data.data() + i * width);
+    Expect("the code after the frames", data[size], kUntouched);
+    Expect("codes that GetData leaves", left, Waiting() * width);
   }
 
   void TakeFrame(const std::int16_t* codes) {
-    Is(std::equal(ring_.front().begin(), ring_.front().end(), codes), "codes of a frame");
+    Expect("a frame", Codes(codes, codes + width_), ring_.front());
     ring_.pop_front();
     ++frames_read_;
   }
 
   void InputData() {
+    Log("InputData");
     const FrameTable all = adc_->InputData();
-    Is(all.Rows() == static_cast<std::int32_t>(ring_.size()) + 1, "rows of InputData");
+    Expect("rows of InputData", all.Rows(), Waiting() + 1);
     if (!wrong_.empty()) return;
-    for (std::size_t i = 0; i < width_; ++i) Is(all.Codes[i] == (table_.empty() ? -1 : table_[i]), "row 0");
-    for (std::int32_t row = 1; row < all.Rows(); ++row) TakeFrame(all.Codes.data() + row * width_);
+    const std::int16_t* const codes = all.Codes.data();
+    Expect("row 0 of InputData", Codes(codes, codes + width_), table_.empty() ? Codes(width_, -1) : table_);
+    for (std::int32_t row = 1; row < all.Rows(); ++row) TakeFrame(codes + row * width_);
   }
 
   void Live() {
+    Log("GetChannel and GetKadr");
     for (std::int16_t channel = -1; channel <= kChannels; ++channel)
-      Is(adc_->GetChannel(channel) == Code(channel), "GetChannel");
-    Is(adc_->GetKadr() == Kadr(), "GetKadr");
+      Expect("GetChannel", adc_->GetChannel(channel), Code(channel));
+    Expect("GetKadr", adc_->GetKadr(), Kadr());
   }
 
   void Ignored() {
+    Log("Rate, ShowSetting and what never changes");
     adc_->Rate(static_cast<float>(choices_.Number()));
     sim_.toolkit().TakeLog();
-    Is(!adc_->ShowSetting(), "ShowSetting");
-    Is(sim_.toolkit().TakeLog().empty() == busy_, "a window, but for a recording");
-    Is(adc_->Parent() == adc_, "Parent");
-    Is(adc_->ADCName() == "Halden-Text" && adc_->Resolution() == 16, "what never changes");
-    Is(adc_->Ranges().size() == 15 && adc_->Ranges()[0] == "±1000", "Ranges");
-    Is(adc_->ChannelUnitName(0).empty(), "ChannelUnitName");
+    Expect("ShowSetting", adc_->ShowSetting(), false);
+    Expect("a window was shown", !sim_.toolkit().TakeLog().empty(), !busy_);
+    Expect("Parent is the object itself", adc_->Parent() == adc_, true);
+    Expect("ADCName", adc_->ADCName(), "Halden-Text");
+    Expect("Resolution", adc_->Resolution(), 16);
+    Expect("number of ranges", adc_->Ranges().size(), 15);
+    Expect("first range", adc_->Ranges()[0], "±1000");
+    Expect("ChannelUnitName", adc_->ChannelUnitName(0), "");
   }
 
   std::int16_t Code(std::int16_t channel) const {
@@ -270,21 +323,26 @@ class HostModel {
     return codes;
   }
 
-  /// What a host sees without changing anything.
+  std::int32_t Waiting() const { return static_cast<std::int32_t>(ring_.size()); }
+
+  /// Everything that a host can look at without changing it.
   void Compare() {
-    const auto waiting = static_cast<std::int32_t>(ring_.size());
-    Is(adc_->Busy() == busy_, "Busy");
-    Is(adc_->Detected() == detected_, "Detected");
-    Is(adc_->ChannelsCount() == (detected_ ? kChannels : 0), "ChannelsCount");
-    Is(adc_->InputCountKadrs() == waiting, "InputCountKadrs");
-    Is(adc_->InputCountData() == waiting * static_cast<std::int32_t>(width_), "InputCountData");
-    Is(adc_->InputSizeKadrs() == frames_, "InputSizeKadrs");
-    Is(adc_->InputSizeData() == size_, "InputSizeData");
-    Is(adc_->InputCountChannels() == static_cast<std::int16_t>(width_), "InputCountChannels");
-    Is(adc_->InputChannels() == table_, "InputChannels");
-    Is(adc_->LastError() == error_, "LastError");
-    Is(adc_->Rate() >= 0.01f && adc_->Rate() <= adc_->RateMax(), "Rate");
-    Is(detected_ || (adc_->Rate() == 10 && adc_->RateMax() == 1000), "the rates of no device");
+    const auto width = static_cast<std::int16_t>(width_);
+    Expect("Busy", adc_->Busy(), busy_);
+    Expect("Detected", adc_->Detected(), detected_);
+    Expect("ChannelsCount", adc_->ChannelsCount(), detected_ ? kChannels : 0);
+    Expect("InputCountKadrs", adc_->InputCountKadrs(), Waiting());
+    Expect("InputCountData", adc_->InputCountData(), Waiting() * width);
+    Expect("InputSizeKadrs", adc_->InputSizeKadrs(), frames_);
+    Expect("InputSizeData", adc_->InputSizeData(), size_);
+    Expect("InputCountChannels", adc_->InputCountChannels(), width);
+    Expect("InputChannels", adc_->InputChannels(), table_);
+    Expect("LastError", adc_->LastError(), error_);
+    const float rate = adc_->Rate(), highest = adc_->RateMax();
+    Expect("Rate, which is within 0.01 to RateMax", rate, std::clamp(rate, 0.01f, highest));
+    if (detected_) return;
+    Expect("Rate without a device", rate, 10);
+    Expect("RateMax without a device", highest, 1000);
   }
 
   Choices& choices_;
@@ -294,12 +352,15 @@ class HostModel {
   SimPlatform sim_{{"sim:silent"}};
   Driver driver_{sim_.platform()};
   std::shared_ptr<IADC3> adc_;
-  std::string wrong_;
+  std::string wrong_;  ///< the first difference of this step
+  static constexpr std::size_t kLongestCall = 120;
+  std::array<std::string, 20> calls_;
+  std::size_t call_count_ = 0;
 
   bool detected_ = false;
   bool busy_ = false;
   std::vector<double> values_;
-  std::vector<int> rows_;
+  Codes rows_;
   Codes table_;
   std::size_t width_ = 1;
   std::int32_t requested_ = 0;

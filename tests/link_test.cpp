@@ -3,7 +3,7 @@
 
 #include "link/cFTDI.h"
 #include "link/port_table.h"
-#include "tests/faulty_driver.h"
+#include "tests/faulty_platform.h"
 
 namespace halden {
 namespace {
@@ -59,15 +59,15 @@ TEST_F(Wrapper, SetsUpTheDeviceWhileItIsOpenAndAnswers) {
   EXPECT_EQ(sim.calls(0),
             (Calls{"open", "baud 250000", "data 7 0 2", "baud 9600", "dtr 1", "rts 1", "dtr 0", "rts 0",
                    "latency 0", "latency 255", "purge 3", "reset", "reset", "write xy"}));
-  faults.Arm(1, true);
+  faults.Inject({.call = 1, .and_later = true});
   EXPECT_FALSE(ftdi.SetLine(9600, 8, 0, 0));
   EXPECT_EQ(faults.calls, Calls{"SetBaudRate"});
   EXPECT_EQ((std::vector{ftdi.Read(nullptr, 1), ftdi.Write("x", 1), ftdi.RxQueueCount()}),
             (std::vector{-1, -1, -1}));
   EXPECT_EQ(ftdi.TxQueueCount() + ftdi.DeviceCount(), 0);
-  faults.Arm(1, true, Faults::kSilent);
+  faults.Inject({.call = 1, .and_later = true, .kind = Faults::kWritesNothing});
   EXPECT_EQ(ftdi.RxQueueCount() + ftdi.TxQueueCount() + ftdi.ComPortNumber() + ftdi.DeviceCount(), 0);
-  faults.Arm(2, false, Faults::kLies, [](std::int64_t) { return -1; });
+  faults.Inject({.call = 2, .kind = Faults::kWrongCount, .change = [](auto) { return -1; }});
   EXPECT_EQ(ftdi.RefreshList(), 0) << "nodes below none";
 }
 
@@ -97,7 +97,8 @@ TEST(GetPortConfig, TakesTheDefaultThenThePortThenTheFallback) {
     faults.fails = [failing = failing](const std::string& call) {
       return failing.find(call) != failing.npos;
     };
-    if (failing.empty()) faults.Arm(1, false, Faults::kLies, [size = size](std::int64_t) { return size; });
+    if (failing.empty())
+      faults.Inject({.call = 1, .kind = Faults::kWrongCount, .change = [size = size](auto) { return size; }});
     tPortInfo row;
     NamePort(row, 5);
     row.Config.dcb.Parity = row.Config.dcb.StopBits = 2;
@@ -179,7 +180,7 @@ TEST(Detection, TakesWhatCameOrElseTheUsersWord) {
     FaultyDriver driver({"sim:" + c.device, "sim:busy"});
     std::string bytes;
     for (std::size_t i = 0; i < c.lines; ++i) bytes += std::string(c.line - 4, '0') + ";2\r\n";
-    driver.SayWhileProbed(bytes);
+    driver.FeedDuringProbe(bytes);
     driver.sim.toolkit().Play({user::PickRow("cboCh", 2), user::Type("cboRate", c.user_rate), user::Enter()});
     const std::uint32_t time = TimeOfTest(driver, std::get<1>(c.found) > 0);
     EXPECT_TRUE(!c.user_rate.empty() || (time > 2001 && time < 2010)) << time;

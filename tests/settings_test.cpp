@@ -73,14 +73,14 @@ TEST_F(Registry, TakesWhatFitsAndDefaultsOtherwise) {
   EXPECT_FALSE(registry.GetDouble("v", real, 2.5));
   EXPECT_EQ(real, 2.5);
   EXPECT_FALSE(registry.BooleanValue("missing") || registry.ByteValue("missing"));
-  faults.Arm(3);
+  faults.Inject({.call = 3});
   EXPECT_EQ(registry.BinaryValue("v"), ByteArray{0});
 
   std::string text = "old";
   EXPECT_FALSE(registry.GetString("missing", text, ""));
-  faults.Arm(1, false, Faults::kGarbles, [](std::int64_t) { return 4; });
+  faults.Inject({.call = 1, .kind = Faults::kFailsWithCounts, .change = [](auto) { return 4; }});
   EXPECT_FALSE(registry.GetString("v", text, ""));
-  faults.Arm(1, false, Faults::kLies, [](std::int64_t) { return (1 << 24) + 1; });
+  faults.Inject({.call = 1, .kind = Faults::kWrongCount, .change = [](auto) { return (1 << 24) + 1; }});
   EXPECT_FALSE(registry.GetString("v", text, ""));
   EXPECT_EQ(text, "old");
   EXPECT_FALSE(registry.GetString("missing", text, "x"));
@@ -156,14 +156,14 @@ TEST_F(Registry, ReadsListsAndExportsEveryType) {
   const std::string whole = registry.ExportKey(kUser, "K", true);
   EXPECT_EQ(whole, key + others);
   for (int failing = 1; failing < 40; ++failing) {
-    faults.Arm(failing);
+    faults.Inject({.call = failing});
     const std::string text = registry.ExportKey(kUser, "K", true);
     EXPECT_EQ(text.empty(), failing == 1);
     // Nothing lacks but what could not be listed.
     const auto lacking = std::mismatch(text.begin(), text.end(), whole.begin(), whole.end()).first;
     EXPECT_TRUE(whole.ends_with(std::string(lacking, text.end()))) << failing << text;
   }
-  EXPECT_TRUE(faults.AllClosed());
+  EXPECT_EQ(faults.LeftOpen(), std::vector<std::string>());
 }
 
 TEST_F(Registry, MembersNeedTheirRightsTellFailuresAndLeaveNoKeyOpen) {
@@ -183,10 +183,10 @@ TEST_F(Registry, MembersNeedTheirRightsTellFailuresAndLeaveNoKeyOpen) {
       memory.SetRights(kUser, "K", 0xFFFFFFFF);
       SetRaw(memory, "K", "v", REG_BINARY, "1234");
       memory.SetRights(kUser, "K", rights);
-      faults.Arm(failing);
+      faults.Inject({.call = failing});
       EXPECT_EQ(run(), !failing);
       EXPECT_EQ(registry.ErrorCode(), failing ? Faults::kFailure : 0);
-      EXPECT_TRUE(faults.AllClosed());
+      EXPECT_EQ(faults.LeftOpen(), std::vector<std::string>());
     }
 }
 

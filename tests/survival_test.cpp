@@ -1,28 +1,32 @@
 #include <algorithm>
-#include <cstdio>
 #include <gtest/gtest.h>
 #include <set>
 
 #include "driver/inspect.h"
-#include "tests/faulty_driver.h"
+#include "tests/faulty_platform.h"
 #include "tests/registry_values.h"
 
 namespace halden {
 namespace {
 
+using Codes = std::vector<std::int16_t>;
+using Calls = std::vector<std::string>;
+
 const std::string kSpeaks = "sim:columns=2,signal=ramp,rate=2000,baud=921600,com=5";
 const std::string kNoise = "sim:text=words,rate=2000,baud=1000000";
+const std::string kKey = "Software\\Corvane\\ADC\\Brackwell\\Halden-Text";
 
-/// A way to the device. In all of them it is listed last.
+/// How the driver comes to its device, which is the last of the list.
 struct Way {
   const char* name;
   std::vector<std::string> devices;
   bool asks_user;
-  std::set<std::string> needs;  ///< calls that it can not do without, but for those that no way can
+  std::set<std::string> needs;  ///< calls that have to succeed, besides those that every way needs
 
   bool Needs(const std::string& call) const {
     return call.ends_with("DeviceInfoList") || call == "Open" || needs.count(call);
   }
+  friend void PrintTo(const Way& way, std::ostream* out) { *out << way.name; }
 };
 
 const Way kWays[] = {{"Listening", {kSpeaks}, false, {"GetQueueStatus", "Read"}},
@@ -33,15 +37,13 @@ const Way kWays[] = {{"Listening", {kSpeaks}, false, {"GetQueueStatus", "Read"}}
                      {"SecondDevice", {kNoise, "sim:busy", kSpeaks}, false, {"GetQueueStatus", "Read"}},
                      {"User", {kNoise + ",com=5"}, true, {"NewWindow"}}};
 
-using Codes = std::vector<std::int16_t>;
-
 struct Outcome {
   bool found = false;
   std::string error;
-  Codes codes;  ///< of two channels
+  Codes codes;  ///< frames of two channels
 };
 
-/// Detects the device, where it isn't, and records a few frames.
+/// Detects the device unless it is detected already, and records a few frames.
 void Record(FaultyDriver& driver, const Way& way, Outcome* outcome) {
   if (!driver.adc) driver.adc = driver.instance.CreateObject();
   IADC3& adc = *driver.adc;
@@ -49,18 +51,20 @@ void Record(FaultyDriver& driver, const Way& way, Outcome* outcome) {
   outcome->found = adc.Test();
   outcome->error = adc.LastError();
   EXPECT_EQ(outcome->found, adc.Detected());
-  EXPECT_TRUE(outcome->found || driver.faults.OpenHandles() == 0);
+  if (!outcome->found) {
+    EXPECT_EQ(driver.faults.LeftOpen(), Calls());
+  }
   if (way.asks_user) driver.sim.device(0).Feed("\r1;2\r3;4\r5;6\r");
   adc.StopRecord();
   adc.InputSizeData(1024);
   adc.InputChannels({0, 1});
-  // A port that is configured for 0 baud carries no rate.
-  EXPECT_EQ(adc.StartRecord(), adc.Rate() > 0);
-  EXPECT_EQ(adc.LastError(), adc.Rate() > 0 ? "" : "The Sampling Rate is not selected!");
+  const bool has_rate = adc.Rate() > 0;  // not if the port is configured for 0 baud
+  EXPECT_EQ(adc.StartRecord(), has_rate);
+  EXPECT_EQ(adc.LastError(), has_rate ? "" : "The Sampling Rate is not selected!");
   driver.sim.clock().RunFor(110);
 }
 
-/// The first frames that wait, of two channels.
+/// Takes up to 50 waiting frames of two channels.
 Codes Read(IADC3& adc) {
   Codes codes(100);
   std::int32_t size = 100, left = 0;
@@ -70,7 +74,7 @@ Codes Read(IADC3& adc) {
   return codes;
 }
 
-/// The life of a driver up to the release of its last object.
+/// One life of the driver, until its last object is released.
 Outcome Live(FaultyDriver& driver, const Way& way) {
   Outcome outcome;
   Record(driver, way, &outcome);
@@ -82,153 +86,166 @@ Outcome Live(FaultyDriver& driver, const Way& way) {
   const FrameTable rest = adc.InputData();
   outcome.codes.insert(outcome.codes.end(), rest.Codes.begin() + 2, rest.Codes.end());
   driver.adc.reset();
-  EXPECT_TRUE(driver.faults.AllClosed());
+  EXPECT_EQ(driver.faults.LeftOpen(), Calls());
   return outcome;
 }
 
-/// Whether these are the frames of lines that followed each other. A ramp climbs by 101 codes and comes round
-/// after 40001; what the user's device was given climbs by 40, behind a line that it was in the midst of.
-bool Follow(const Way& way, const Codes& codes) {
+/// Expects frames of consecutive lines. The ramp climbs by 101 codes and wraps after 40001. The lines of the
+/// user's device climb by 40; its first frame may be from a line that was cut off.
+void ExpectConsecutive(const Way& way, const Codes& codes) {
   for (std::size_t i = way.asks_user ? 4 : 2; i < codes.size(); i += 2) {
     const int step = codes[i] - codes[i - 2];
-    if (way.asks_user ? step != 40 : step != 101 && step != 101 - 40001) return false;
+    ASSERT_EQ(way.asks_user || step > 0 ? step : step + 40001, way.asks_user ? 40 : 101) << "code " << i;
   }
-  return true;
 }
 
+/// A life in which nothing goes wrong finds the device, records, shows the window and stores the port.
 void ExpectCleanLife(FaultyDriver& driver, const Way& way) {
-  driver.faults.Arm(0);
+  SCOPED_TRACE("in the life without faults");
+  driver.faults.Inject({});
   for (std::size_t i = 0; i < way.devices.size(); ++i) driver.Plug(i, true);
   driver.sim.toolkit().SetCanShow(true);
   driver.sim.toolkit().TakeLog();
   const Outcome outcome = Live(driver, way);
-  const std::vector<std::string> log = driver.sim.toolkit().TakeLog();
-  EXPECT_TRUE(std::count(log.begin(), log.end(), "show dlgFTDI") == 1 && log.back() == "hide dlgFTDI");
+  const Calls log = driver.sim.toolkit().TakeLog();
+  EXPECT_EQ(std::count(log.begin(), log.end(), "show dlgFTDI"), 1);
+  EXPECT_EQ(log.back(), "hide dlgFTDI");
   EXPECT_TRUE(outcome.found);
   EXPECT_GE(outcome.codes.size(), 6u);
-  EXPECT_TRUE(Follow(way, outcome.codes));
-  const std::string key = "Software\\Corvane\\ADC\\Brackwell\\Halden-Text";
+  ExpectConsecutive(way, outcome.codes);
   EXPECT_EQ(GetRaw(driver.sim.registry(), "", "Port"), "error 2") << "in the user's root";
-  EXPECT_EQ(GetRaw(driver.sim.registry(), key, ""), "1:Halden-Text");
-  EXPECT_EQ(GetRaw(driver.sim.registry(), key, "Port"), std::string("4:\5\0\0\0", 6));
+  EXPECT_EQ(GetRaw(driver.sim.registry(), kKey, ""), "1:Halden-Text");
+  EXPECT_EQ(GetRaw(driver.sim.registry(), kKey, "Port"), std::string("4:\5\0\0\0", 6));
 }
 
-struct EveryWay : testing::TestWithParam<Way> {
+struct DriverLife : testing::TestWithParam<Way> {
   const Way& way = GetParam();
 };
 
-INSTANTIATE_TEST_SUITE_P(Survival, EveryWay, testing::ValuesIn(kWays),
+INSTANTIATE_TEST_SUITE_P(EveryWay, DriverLife, testing::ValuesIn(kWays),
                          [](const auto& way) { return std::string(way.param.name); });
 
 struct Fault {
   const char* name;
   Faults::Kind kind;
-  Faults::Liar lie = {};
-  std::function<void(FaultyDriver&, bool)> gone = {};
+  std::int64_t (*change)(std::int64_t count) = nullptr;
+  void (*set_lost)(FaultyDriver&, bool lost) = nullptr;
 
-  /// The call number `first` goes wrong so, and with `all` those behind it.
-  void Arm(FaultyDriver& driver, int first, bool all) const {
-    driver.faults.gone = [this, &driver](bool is_gone) { gone(driver, is_gone); };
-    driver.faults.Arm(first, all, kind, lie);
+  Faults::Plan Plan(FaultyDriver& driver, int call, bool and_later) const {
+    Faults::Plan plan{.call = call, .and_later = and_later, .kind = kind};
+    if (change) plan.change = change;
+    if (set_lost) plan.set_lost = [this, &driver](bool lost) { set_lost(driver, lost); };
+    return plan;
   }
 };
 
 const Fault kFaults[] = {
     {"fails", Faults::kFails},
-    {"fails and writes what means nothing", Faults::kGarbles, [](std::int64_t) { return 200; }},
-    {"succeeds and writes nothing", Faults::kSilent},
-    {"counts below 0", Faults::kLies, [](std::int64_t) { return -1; }},
-    {"counts without end", Faults::kLies, [](std::int64_t) { return 0x7FFFFFFF; }},
-    {"counts one too few", Faults::kLies, [](std::int64_t count) { return count - 1; }},
-    {"counts one too many", Faults::kLies, [](std::int64_t count) { return count + 1; }},
-    {"reads half", Faults::kShort},
-    {"device unplugged", Faults::kGone, {}, [](FaultyDriver& d, bool gone) { d.Plug(0, !gone); }},
-    {"display lost", Faults::kGone, {}, [](FaultyDriver& d, bool gone) {
-       d.sim.toolkit().SetCanShow(!gone);
+    {"fails and sets its counts to 200", Faults::kFailsWithCounts, [](auto) { return std::int64_t{200}; }},
+    {"succeeds and writes nothing", Faults::kWritesNothing},
+    {"counts -1", Faults::kWrongCount, [](auto) { return std::int64_t{-1}; }},
+    {"counts INT32_MAX", Faults::kWrongCount, [](auto) { return std::int64_t{0x7FFFFFFF}; }},
+    {"counts one too few", Faults::kWrongCount, [](auto count) { return count - 1; }},
+    {"counts one too many", Faults::kWrongCount, [](auto count) { return count + 1; }},
+    {"reads half", Faults::kReadsHalf},
+    {"device unplugged", Faults::kLoss, {}, [](FaultyDriver& d, bool lost) { d.Plug(0, !lost); }},
+    {"display lost", Faults::kLoss, {}, [](FaultyDriver& d, bool lost) {
+       d.sim.toolkit().SetCanShow(!lost);
      }}};
 
-/// A life in which a call goes wrong, and one afterwards. Whether there was such a call.
-bool LiveWith(const Way& way, const Fault& fault, int first, bool all) {
+/// No life makes as many calls, passes or allocations. A fault that adds some each time ends here.
+constexpr int kMost = 1000;
+
+/// Calls `run` with the numbers from 1 until it returns false, and fails the test if that never happens.
+/// Stops at the first failure. Returns how often it has called it.
+int ForEachNumber(const std::string& what, const std::function<bool(int number)>& run) {
+  for (int number = 1;; ++number) {
+    SCOPED_TRACE(what + " " + std::to_string(number));
+    if (number > kMost) ADD_FAILURE() << "there is no end of these";
+    if (testing::Test::HasFailure() || !run(number)) return number;
+  }
+}
+
+/// A life in which one call goes wrong, or it and all later ones, and a life without faults afterwards.
+/// Whether there was such a call.
+bool LiveWith(const Way& way, const Fault& fault, int call, bool and_later) {
   FaultyDriver driver(way.devices);
-  fault.Arm(driver, first, all);
+  driver.faults.Inject(fault.Plan(driver, call, and_later));
   const Outcome outcome = Live(driver, way);
-  const std::string struck = driver.faults.Struck();
-  SCOPED_TRACE(struck);
-  if (fault.kind == Faults::kFails && !all && !way.Needs(struck)) {
+  const std::string faulty_call = driver.faults.FaultyCall();
+  SCOPED_TRACE("it is " + faulty_call);
+  if (fault.kind == Faults::kFails && !and_later && !way.Needs(faulty_call)) {
     EXPECT_TRUE(outcome.found);
     EXPECT_GE(outcome.codes.size(), 6u);
   }
-  const bool no_list = fault.kind == Faults::kFails && struck.ends_with("DeviceInfoList");
-  EXPECT_EQ(outcome.error, no_list ? "No FTDI ports found!" : outcome.error);
-  EXPECT_TRUE(fault.kind == Faults::kLies || Follow(way, outcome.codes));
+  if (fault.kind == Faults::kFails && faulty_call.ends_with("DeviceInfoList")) {
+    EXPECT_EQ(outcome.error, "No FTDI ports found!");
+  }
+  if (fault.kind != Faults::kWrongCount) ExpectConsecutive(way, outcome.codes);
   ExpectCleanLife(driver, way);
-  return !struck.empty();
+  return !faulty_call.empty();
 }
 
-TEST_P(EveryWay, SurvivesEveryCallThatGoesWrongOnceOrFromThenOn) {
-  int runs = 0;
+TEST_P(DriverLife, SurvivesAnyCallThatGoesWrongOnceOrForGood) {
+  int lives = 0;
   for (const Fault& fault : kFaults)
-    for (const bool all : {false, true})
-      for (int first = 1, more = true; more && !HasFailure(); ++first, ++runs) {
-        SCOPED_TRACE(fault.name + (", call " + std::to_string(first)) + (all ? " and all behind it" : ""));
-        more = LiveWith(way, fault, first, all);
-      }
-  std::printf("%d lives with a fault\n", runs);
-  EXPECT_GT(runs, 400);
+    for (const bool and_later : {false, true})
+      lives += ForEachNumber(std::string(fault.name) + (and_later ? ", from call" : ", call"),
+                             [&](int call) { return LiveWith(way, fault, call, and_later); });
+  EXPECT_GT(lives, 400);
 }
 
-TEST(Survival, ALookAtDevicesAndSettingsSurvivesEveryFault) {
-  constexpr int kMostCalls = 60;  // a lie makes more and more
+TEST(Inspection, SurvivesAnyCallThatGoesWrongOnceOrForGood) {
+  constexpr int kMostCalls = 60;  // wrong counts make more and more entries
   FaultyDriver driver(kWays[0].devices);
   ExpectCleanLife(driver, kWays[0]);
   for (const Fault& fault : kFaults)
-    for (const bool all : {false, true})
-      for (int first = 1, more = true; more && first < kMostCalls; ++first) {
-        SCOPED_TRACE(fault.name + (", call " + std::to_string(first)));
-        // Entries without end take their time, so only the first run is told of them.
-        Fault bounded = fault;
-        bounded.lie = [&](std::int64_t count) {
-          const std::int64_t lie = fault.lie(count);
-          return (all && first == 1) || (lie >= 0 && lie < 20) ? lie : 20;
-        };
-        bounded.Arm(driver, first, all);
+    for (const bool and_later : {false, true})
+      ForEachNumber(std::string(fault.name) + (and_later ? ", from call" : ", call"), [&](int call) {
+        Faults::Plan plan = fault.Plan(driver, call, and_later);
+        // Listing 2^31 entries takes its time, so that only happens once.
+        if (fault.change && !(and_later && call == 1))
+          plan.change = [&fault](std::int64_t count) {
+            const std::int64_t changed = fault.change(count);
+            return changed >= 0 && changed < 20 ? changed : 20;
+          };
+        driver.faults.Inject(plan);
         std::string error;
-        const std::vector<ListedDevice> devices = ListDevices(driver.machine.platform);
-        EXPECT_TRUE(all || devices.size() <= 1) << "nodes that were never filled";
-        DescribeSettings(driver.machine.platform, &error);
-        ExportSettings(driver.machine.platform, &error);
-        EXPECT_TRUE(driver.faults.AllClosed());
-        more = !driver.faults.Struck().empty();
-      }
+        const std::vector<ListedDevice> devices = ListDevices(driver.faulty.platform);
+        EXPECT_TRUE(and_later || devices.size() <= 1) << "nodes that the library never filled";
+        DescribeSettings(driver.faulty.platform, &error);
+        ExportSettings(driver.faulty.platform, &error);
+        EXPECT_EQ(driver.faults.LeftOpen(), Calls());
+        return !driver.faults.FaultyCall().empty() && call < kMostCalls;
+      });
 }
 
 // Made before any allocation may fail.
-const Codes kOther = {1, 0, 1};
-const Codes kNone = {};
+const Codes kOtherTable = {1, 0, 1};
+const Codes kEmptyTable = {};
 
-/// What a host does at a moment that doesn't suit. `adc` may be the last reference.
-using Call = void (*)(FaultyDriver&);
-
-const std::pair<const char*, Call> kInside[] = {
+/// Calls that a host can make while the driver serves the message queue. `adc` may be the last reference.
+const std::pair<const char*, void (*)(FaultyDriver&)> kNestedCalls[] = {
     {"Test", [](FaultyDriver& d) { EXPECT_EQ(d.adc->Test(), d.adc->Detected()); }},
     {"StartRecord", [](FaultyDriver& d) { EXPECT_TRUE(d.adc->StartRecord() || d.adc->Busy()); }},
     {"StopRecord", [](FaultyDriver& d) { d.adc->StopRecord(); }},
     {"GetData", [](FaultyDriver& d) { Read(*d.adc); }},
-    {"InputChannels", [](FaultyDriver& d) { d.adc->InputChannels(kOther); }},
+    {"InputChannels", [](FaultyDriver& d) { d.adc->InputChannels(kOtherTable); }},
     {"ShowSetting", [](FaultyDriver& d) { EXPECT_FALSE(d.adc->ShowSetting()); }},
-    {"creation", [](FaultyDriver& d) { EXPECT_EQ(d.instance.CreateObject()->Busy(), d.adc->Busy()); }},
+    {"CreateObject", [](FaultyDriver& d) { EXPECT_EQ(d.instance.CreateObject()->Busy(), d.adc->Busy()); }},
     {"release", [](FaultyDriver& d) { d.adc.reset(); }}};
 
-/// Detects and shows the window while `call` is made in pass number `pass` of the message queue. The passes
-/// that there were.
-int DetectAndShow(FaultyDriver& driver, Call call, int pass) {
+/// Detects and shows the window. `call` is made in the pass of the message queue with this number. Returns
+/// how many passes there were.
+int DetectAndShow(FaultyDriver& driver, void (*call)(FaultyDriver&), int pass) {
   int passes = 0;
   std::function<void()> at_pass = [&] {
     driver.sim.clock().Post(at_pass);
     if (++passes == pass) call(driver);
   };
   driver.adc = driver.instance.CreateObject();
-  EXPECT_FALSE(driver.adc->Busy() || driver.adc->Detected());
+  EXPECT_FALSE(driver.adc->Busy());
+  EXPECT_FALSE(driver.adc->Detected());
   driver.adc->InputSizeData(1024);
   driver.AnswerDialog();
   driver.sim.clock().Post(at_pass);
@@ -240,25 +257,26 @@ int DetectAndShow(FaultyDriver& driver, Call call, int pass) {
   }
   at_pass = [] {};
   driver.sim.clock().RunFor(1);
-  EXPECT_TRUE(driver.adc || driver.faults.OpenHandles() == 0);
+  if (!driver.adc) {
+    EXPECT_EQ(driver.faults.LeftOpen(), Calls());
+  }
   return passes;
 }
 
-TEST_P(EveryWay, TakesEveryCallFromInsideEveryPassOfTheQueue) {
-  int runs = 0;
-  for (const auto& [name, call] : kInside) {
+TEST_P(DriverLife, TakesAnyCallFromWithinAnyPassOfTheMessageQueue) {
+  int lives = 0;
+  for (const auto& [name, call] : kNestedCalls) {
     FaultyDriver driver(way.devices);
-    for (int pass = 1, passes = 1; pass <= passes && !HasFailure(); ++pass, ++runs) {
-      SCOPED_TRACE(name + (" in pass " + std::to_string(pass)));
-      passes = DetectAndShow(driver, call, pass);
+    lives += ForEachNumber(name + std::string(" in pass"), [&, call = call](int pass) {
+      const int passes = DetectAndShow(driver, call, pass);
       ExpectCleanLife(driver, way);
-    }
+      return pass < passes;
+    });
   }
-  std::printf("%d calls from inside\n", runs);
-  EXPECT_GT(runs, 500);
+  EXPECT_GT(lives, 500);
 }
 
-/// A driver that has recorded, unread frames with it, or a fresh one.
+/// A driver with a stopped recording whose frames wait, or a fresh one.
 struct RecordedDriver : FaultyDriver {
   explicit RecordedDriver(bool recorded = true) : FaultyDriver(kWays[0].devices) {
     if (!recorded) return;
@@ -269,7 +287,7 @@ struct RecordedDriver : FaultyDriver {
   }
 };
 
-/// Every call of a host that may need memory, up to those of a new life; the first of a fresh driver.
+/// Makes every call that may need memory, then starts a new life. A fresh driver only makes its first object.
 void UseAll(FaultyDriver& driver) {
   if (!driver.adc) {
     driver.adc = driver.instance.CreateObject();
@@ -278,7 +296,7 @@ void UseAll(FaultyDriver& driver) {
   IADC3& adc = *driver.adc;
   adc.ADCName(), adc.Ranges(), adc.ChannelName(1), adc.LastError();
   adc.InputChannels(), adc.GetKadr(), adc.InputData();
-  for (const Codes* table : {&kOther, &kNone}) {
+  for (const Codes* table : {&kOtherTable, &kEmptyTable}) {
     adc.InputChannels(*table);
     adc.StartRecord();
     driver.sim.clock().RunFor(60);
@@ -293,31 +311,34 @@ void UseAll(FaultyDriver& driver) {
   driver.adc->ShowSetting();
 }
 
-TEST(LackOfMemory, LetsNothingEscapeAndTheNextTryWorks) {
-  int runs = 0;
-  for (const auto& [recorded, all] : {std::pair(false, false), {false, true}, {true, false}, {true, true}})
-    for (int first = 1, more = true; more && !testing::Test::HasFailure(); ++first, ++runs) {
-      SCOPED_TRACE("allocation " + std::to_string(first) + (all ? " and all behind it" : ""));
-      RecordedDriver driver(recorded);
-      FailAllocations(first, all);
-      UseAll(driver);
-      more = AllocationFailed();
-      FailAllocations(0);
-      EXPECT_EQ(driver.faults.OpenHandles(), driver.adc && driver.adc->Detected() ? 1u : 0u);
-      ExpectCleanLife(driver, kWays[0]);
-    }
-  std::printf("%d lacks of memory\n", runs);
-  EXPECT_GT(runs, 50);
+TEST(OutOfMemory, NoExceptionEscapesAndTheNextLifeWorks) {
+  int lives = 0;
+  for (const bool recorded : {false, true})
+    for (const bool and_later : {false, true})
+      lives += ForEachNumber(and_later ? "from allocation" : "allocation", [&](int allocation) {
+        RecordedDriver driver(recorded);
+        FailAllocations(allocation, and_later);
+        UseAll(driver);
+        const bool failed = AllocationFailed();
+        FailAllocations(0);
+        const bool detected = driver.adc && driver.adc->Detected();
+        EXPECT_EQ(driver.faults.LeftOpen(), detected ? Calls{"Open"} : Calls());
+        ExpectCleanLife(driver, kWays[0]);
+        return failed;
+      });
+  EXPECT_GT(lives, 50);
 }
 
-TEST(LackOfMemory, IsToldByARecordingThatCanNotStartAndLeavesTheLastOne) {
-  for (const bool all : {false, true}) {
+TEST(OutOfMemory, RecordingThatCannotStartKeepsTheFramesOfTheLastOne) {
+  for (const bool and_later : {false, true}) {
     RecordedDriver driver;
     const std::int32_t waiting = driver.adc->InputCountKadrs();
     driver.adc->InputSizeData(4096);
-    FailAllocations(1, all);
-    EXPECT_FALSE(driver.adc->StartRecord() || driver.adc->Busy());
+    FailAllocations(1, and_later);
+    const bool started = driver.adc->StartRecord();
     FailAllocations(0);
+    EXPECT_FALSE(started);
+    EXPECT_FALSE(driver.adc->Busy());
     EXPECT_EQ(driver.adc->LastError(), "Buffer Error 12: \r\nCannot allocate memory");
     EXPECT_EQ(driver.adc->InputCountKadrs(), waiting);
     EXPECT_EQ(driver.adc->InputData().Rows(), waiting + 1);
@@ -338,30 +359,31 @@ TEST(SteadyState, TicksFramesAndReadsAllocateNothing) {
     Codes data(3000);
     std::int32_t frames = 0;
     FailAllocations(1);
-    for (std::int32_t room = 3000, left = 0; left == 0 && frames < 300; room = 3000) {
+    for (int read = 0; read < 15; ++read) {
+      std::int32_t size = 3000, left = 0;
       driver.sim.clock().RunFor(100);
-      frames += driver.adc->GetData(data.data(), room, left);
+      frames += driver.adc->GetData(data.data(), size, left);
     }
-    EXPECT_FALSE(AllocationFailed()) << device;
+    const bool failed = AllocationFailed();
     FailAllocations(0);
+    EXPECT_FALSE(failed) << device;
+    EXPECT_GT(frames, 250) << device;
   }
 }
 
-/// What a driver does while its device goes.
-enum State { kIdle, kRecording, kWindowShown };
-
-TEST(DeviceLoss, AtEveryByteLeavesTheWholeLinesThatWereReceived) {
+TEST(DeviceLoss, KeepsTheWholeLinesReceivedBeforeAnyByte) {
+  enum State { kIdle, kRecording, kWindowShown };
   const std::string bytes = "1;2\r\n-3.5;40\r\n5;6\r\r7;8\r\n9;10\r\n11";
   for (const State state : {kIdle, kRecording, kWindowShown})
     for (std::size_t byte = 0; byte <= bytes.size(); ++byte) {
-      SCOPED_TRACE(std::to_string(state) + ", byte " + std::to_string(byte));
+      SCOPED_TRACE("state " + std::to_string(state) + ", byte " + std::to_string(byte));
       FaultyDriver driver({"sim:silent"});
       PacedDevice& device = driver.sim.device(0);
       const auto detect = [&] {
         driver.adc = driver.instance.CreateObject();
         std::string lines;
         for (int line = 0; line < 300; ++line) lines += "0;0\r\n";
-        driver.SayWhileProbed(lines);
+        driver.FeedDuringProbe(lines);
         EXPECT_TRUE(driver.adc->Test());
         driver.sim.clock().RunFor(60);
       };
@@ -374,7 +396,7 @@ TEST(DeviceLoss, AtEveryByteLeavesTheWholeLinesThatWereReceived) {
         device.Unplug();
       };
       detect();
-      driver.machine.d2xx.received.clear();
+      driver.faulty.d2xx.received.clear();
       if (state == kWindowShown) {
         driver.sim.toolkit().Play({user::Do([&](MemoryWindow&) { speak(); }), user::Wait(60),
                                    user::Do([&](MemoryWindow&) { leave(); }), user::Wait(200)});
@@ -385,12 +407,12 @@ TEST(DeviceLoss, AtEveryByteLeavesTheWholeLinesThatWereReceived) {
         leave();
         driver.sim.clock().RunFor(200);
       }
-      EXPECT_EQ(driver.machine.d2xx.received, bytes.substr(0, byte));
+      EXPECT_EQ(driver.faulty.d2xx.received, bytes.substr(0, byte));
       int lines = 0;
       for (std::size_t i = 1; i < byte; ++i) lines += bytes[i] == '\r' && bytes[i - 1] != '\r';
       EXPECT_EQ(driver.adc->InputCountKadrs(), state == kIdle ? 0 : lines);
       driver.adc.reset();
-      EXPECT_TRUE(driver.faults.AllClosed());
+      EXPECT_EQ(driver.faults.LeftOpen(), Calls());
       device.Plug();
       detect();
     }

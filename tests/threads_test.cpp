@@ -7,8 +7,8 @@
 namespace halden {
 namespace {
 
-/// Frames of a few lives, one behind the other.
-std::vector<std::int16_t> Lives() {
+/// The frames of five consecutive lives of a driver.
+std::vector<std::int16_t> FramesOfFiveLives() {
   std::vector<std::int16_t> codes;
   SimPlatform sim({"sim:text=words,rate=2000,baud=921600", "sim:columns=3,rate=2000,baud=921600"});
   Driver driver(sim.platform());
@@ -26,10 +26,10 @@ std::vector<std::int16_t> Lives() {
   return codes;
 }
 
-TEST(Threads, ApartmentsSideBySideShareNothing) {
+TEST(Threads, DriversOnTwoThreadsShareNothing) {
   std::vector<std::int16_t> other;
-  std::thread thread([&] { other = Lives(); });
-  const std::vector<std::int16_t> own = Lives();
+  std::thread thread([&] { other = FramesOfFiveLives(); });
+  const std::vector<std::int16_t> own = FramesOfFiveLives();
   thread.join();
   EXPECT_GT(own.size(), 1000u);
   EXPECT_EQ(own, other);

@@ -1,9 +1,10 @@
 #!/usr/bin/env python3
-"""Prints which branches of the driver and the example host were taken.
+"""Prints the share of branches that a profile has taken in each file of the driver and of the example host.
 
 usage: branches.py PROFILE PROGRAM...
 
-A branch is one outcome of a condition in the source. Each file is followed by the lines where an outcome is missing.
+A branch is one outcome of a condition in the source. The line numbers at the end of a row are those of conditions of
+which an outcome was never taken. The backends and com/ aren't listed: much of them can only run on other machines.
 """
 import collections
 import json
@@ -26,6 +27,7 @@ def main():
             continue
         outcomes = collections.Counter()
         for branch in file["branches"]:
+            # The same place occurs once for each instantiation of a template; an outcome of any of them counts.
             place, counts = tuple(branch[:4]), branch[4:6]
             for outcome, count in enumerate(counts):
                 outcomes[place, outcome] += count

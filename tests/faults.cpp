@@ -1,4 +1,4 @@
-#include "tests/allocations.h"
+#include "tests/faults.h"
 
 #include <atomic>
 #include <cstdlib>
@@ -8,20 +8,21 @@ namespace {
 
 std::atomic<std::int64_t> live{0};
 
-struct Failing {
+struct AllocationPlan {
   int first = 0;
-  bool all = false;
+  bool and_later = false;
   int count = 0;
   int pauses = 0;
   bool failed = false;
 };
-thread_local Failing failing;
+thread_local AllocationPlan plan;
 
+/// Counts an allocation. Whether it has to fail.
 bool Fails() {
-  if (failing.first == 0 || failing.pauses > 0) return false;
-  ++failing.count;
-  if (failing.count < failing.first || (failing.count > failing.first && !failing.all)) return false;
-  failing.failed = true;
+  if (plan.first == 0 || plan.pauses > 0) return false;
+  ++plan.count;
+  if (plan.count < plan.first || (plan.count > plan.first && !plan.and_later)) return false;
+  plan.failed = true;
   return true;
 }
 
@@ -31,20 +32,20 @@ std::int64_t halden::LiveAllocations() {
   return live;
 }
 
-void halden::FailAllocations(int first, bool all) {
-  failing = {first, all, 0, failing.pauses, false};
+void halden::FailAllocations(int first, bool and_later) {
+  plan = {first, and_later, 0, plan.pauses, false};
 }
 
 bool halden::AllocationFailed() {
-  return failing.failed;
+  return plan.failed;
 }
 
 halden::AllocationPause::AllocationPause() {
-  ++failing.pauses;
+  ++plan.pauses;
 }
 
 halden::AllocationPause::~AllocationPause() {
-  --failing.pauses;
+  --plan.pauses;
 }
 
 void* operator new(std::size_t size) {
@@ -65,13 +66,13 @@ void operator delete(void* memory, std::size_t) noexcept {
   operator delete(memory);
 }
 
-/// The linker sends the driver's own calls here.
+// The linker is told to send the calloc calls of our own objects here (--wrap=calloc).
 extern "C" void* __real_calloc(std::size_t count, std::size_t size);
 extern "C" void* __wrap_calloc(std::size_t count, std::size_t size) {
   return Fails() ? nullptr : __real_calloc(count, size);
 }
 
-/// Under the address sanitizer more memory than there can be is refused as it is without it.
+// Without this option the address sanitizer aborts on a huge request instead of returning null.
 extern "C" const char* __asan_default_options() {
   return "allocator_may_return_null=1";
 }
