@@ -1,7 +1,6 @@
 #include "driver/driver.h"
 
 #include "model/Halden_Text.h"
-#include "model/driver_services.h"
 #include "model/store.h"
 #include "settings/driver_settings.h"
 #include "ui/dlgFTDI.h"

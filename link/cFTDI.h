@@ -7,7 +7,7 @@
 
 #include "platform/clock.h"
 #include "platform/d2xx.h"
-#include "stream/byte_source.h"
+#include "stream/receive_buffer.h"
 
 namespace halden {
 

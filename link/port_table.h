@@ -2,7 +2,7 @@
 
 #include <cstdint>
 
-#include "model/mPortText.h"
+#include "model/store.h"
 #include "platform/comm_config.h"
 
 namespace halden {

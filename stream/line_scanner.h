@@ -6,6 +6,8 @@
 #include <cstdint>
 #include <cstring>
 
+#include "stream/number_parsing.h"
+
 namespace halden {
 
 /// Reads the values of ordinary lines straight from the receive buffer, each byte once. A field is ordinary
@@ -34,18 +36,10 @@ class LineScanner {
   Result Scan(const char* line, const char* last_cr, float* values, std::int32_t channels) const;
 
  private:
-  static constexpr int kMostDigits = 15;  // so many make a number that a double holds exactly
-  static constexpr double kPowersOfTen[kMostDigits + 1] = {1e0, 1e1, 1e2,  1e3,  1e4,  1e5,  1e6,  1e7,
-                                                           1e8, 1e9, 1e10, 1e11, 1e12, 1e13, 1e14, 1e15};
-
   enum Class : std::uint8_t { kOther, kDigit, kSign, kMark, kNumberChar, kSeparator, kEnd };
 
   const char* ReadField(const char* at, float& value, std::int32_t& read) const;
   const char* SkipLabel(const char* at) const;
-  static const char* ReadDigits(const char* at, std::uint64_t& number);
-  static bool Quotient(std::int64_t whole, std::ptrdiff_t decimals, float& rounded);
-  static unsigned DigitOf(char c) { return static_cast<unsigned char>(c) - static_cast<unsigned>('0'); }
-
   Class ClassOf(char c) const { return classes_[static_cast<unsigned char>(c)]; }
   bool EndsField(char c) const { return ClassOf(c) >= kSeparator; }
 
@@ -54,6 +48,25 @@ class LineScanner {
   char group_ = '\0';
   char separator_ = '\0';
 };
+
+inline void LineScanner::Prepare(char decimal, char group, char separator) {
+  if (decimal == decimal_ && group == group_ && separator == separator_) return;
+  decimal_ = decimal;
+  group_ = group;
+  separator_ = separator;
+  classes_.fill(kOther);
+  for (char c = '0'; c <= '9'; ++c) classes_[c] = kDigit;
+  classes_['+'] = classes_['-'] = kSign;
+  for (char mark : {'.', ','}) classes_[mark] = mark == decimal || mark != group ? kMark : kNumberChar;
+  if (separator != kNoSeparator) classes_[static_cast<unsigned char>(separator)] = kSeparator;
+  classes_['\r'] = kEnd;
+}
+
+/// Behind what stripping removes and a sign; where the field ends first, its end.
+inline const char* LineScanner::SkipLabel(const char* at) const {
+  while (ClassOf(*at) == kOther) ++at;
+  return ClassOf(*at) == kSign ? at + 1 : at;
+}
 
 [[gnu::always_inline]] inline LineScanner::Result LineScanner::Scan(const char* line, const char* last_cr,
                                                                     float* values,
@@ -99,47 +112,26 @@ class LineScanner {
     negative = first[-1] == '-';
   }
   std::uint64_t number = 0;
-  const char* behind = ReadDigits(first, number);
+  const char* behind = TakeDigits(first, number);
   std::ptrdiff_t digits = behind - first;
   std::ptrdiff_t decimals = 0;
   Class next = ClassOf(*behind);
   if (next == kMark) {
     const char* const fraction = behind + 1;
-    behind = ReadDigits(fraction, number);
+    behind = TakeDigits(fraction, number);
     decimals = behind - fraction;
     if (decimals == 0) return nullptr;
     digits += decimals;
     next = ClassOf(*behind);
   }
   while (next == kOther) next = ClassOf(*++behind);
-  if (next < kSeparator || digits > kMostDigits) return nullptr;
+  if (next < kSeparator || digits > kExactDigits) return nullptr;
   const auto whole = static_cast<std::int64_t>(number);
   auto magnitude = static_cast<float>(whole);
-  if (decimals != 0 && !Quotient(whole, decimals, magnitude)) return nullptr;
+  if (decimals != 0 && !DivideByPowerOfTen(whole, decimals, magnitude)) return nullptr;
   value = std::bit_cast<float>(std::bit_cast<std::uint32_t>(magnitude) | std::uint32_t{negative} << 31);
   ++read;
   return behind;
-}
-
-inline const char* LineScanner::ReadDigits(const char* at, std::uint64_t& number) {
-  unsigned digit = DigitOf(*at);
-#pragma GCC unroll 4
-  while (digit <= 9) {
-    number = number * 10 + digit;
-    digit = DigitOf(*++at);
-  }
-  return at;
-}
-
-/// Rounds whole / 10^decimals to the nearest float. Both are doubles without error, so the quotient is the
-/// nearest double, and rounding that once more goes wrong only where it lies halfway between two floats; then
-/// it answers false.
-inline bool LineScanner::Quotient(std::int64_t whole, std::ptrdiff_t decimals, float& rounded) {
-  constexpr std::uint64_t kBelowFloat = (1u << 29) - 1;
-  constexpr std::uint64_t kHalfway = 1u << 28;
-  const double quotient = static_cast<double>(whole) / kPowersOfTen[decimals];
-  rounded = static_cast<float>(quotient);
-  return (std::bit_cast<std::uint64_t>(quotient) & kBelowFloat) != kHalfway;
 }
 
 }  // namespace halden

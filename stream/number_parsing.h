@@ -1,5 +1,8 @@
 #pragma once
 
+#include <bit>
+#include <cstddef>
+#include <cstdint>
 #include <string_view>
 
 #include "platform/number_rules.h"
@@ -28,5 +31,43 @@ float ToSingle(double value);
 
 /// The text without the blanks, and only the blanks, at its ends.
 std::string_view Trim(std::string_view text);
+
+// The fast way for short plain numbers, which most fields hold. Defined inline so that the per-line loop of
+// LineScanner can absorb it.
+
+/// The value of a digit; above 9 for any other character.
+inline unsigned DigitOf(char c) {
+  return static_cast<unsigned char>(c) - static_cast<unsigned>('0');
+}
+
+/// Appends the digits that begin at `at` to `number` and returns the character after them, which must exist.
+/// More than 19 digits overflow `number`, modulo 2^64.
+inline const char* TakeDigits(const char* at, std::uint64_t& number) {
+  unsigned digit = DigitOf(*at);
+#pragma GCC unroll 4
+  while (digit <= 9) {
+    number = number * 10 + digit;
+    digit = DigitOf(*++at);
+  }
+  return at;
+}
+
+/// A double holds every integer of so many decimal digits exactly.
+inline constexpr int kExactDigits = 15;
+inline constexpr double kPowersOfTen[kExactDigits + 1] = {1e0, 1e1, 1e2,  1e3,  1e4,  1e5,  1e6,  1e7,
+                                                          1e8, 1e9, 1e10, 1e11, 1e12, 1e13, 1e14, 1e15};
+
+/// Rounds whole / 10^decimals to the nearest float, for a `whole` and a `decimals` of at most kExactDigits
+/// digits. Both operands are then exact doubles, so the quotient is the nearest double. Rounding that to a
+/// float gives the nearest float too, unless the double lies exactly halfway between two floats: the true
+/// quotient may lie on either side of it. Returns false in that case.
+inline bool DivideByPowerOfTen(std::int64_t whole, std::ptrdiff_t decimals, float& rounded) {
+  // A double has 29 more significant bits than a float.
+  constexpr std::uint64_t kBelowFloat = (1u << 29) - 1;
+  constexpr std::uint64_t kHalfway = 1u << 28;
+  const double quotient = static_cast<double>(whole) / kPowersOfTen[decimals];
+  rounded = static_cast<float>(quotient);
+  return (std::bit_cast<std::uint64_t>(quotient) & kBelowFloat) != kHalfway;
+}
 
 }  // namespace halden

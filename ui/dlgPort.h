@@ -4,7 +4,7 @@
 #include <memory>
 #include <string>
 
-#include "model/mPortText.h"
+#include "model/store.h"
 #include "platform/platform.h"
 
 namespace halden {
