@@ -8,8 +8,7 @@
 #include <map>
 
 #include "bench/other_parsers.h"
-#include "bench/streams.h"
-#include "bench/tick.h"
+#include "bench/workload.h"
 
 namespace halden::bench {
 namespace {

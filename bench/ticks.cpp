@@ -4,8 +4,7 @@
 #include <cstdio>
 #include <cstring>
 
-#include "bench/streams.h"
-#include "bench/tick.h"
+#include "bench/workload.h"
 
 int main(int argc, char** argv) {
   using namespace halden::bench;
