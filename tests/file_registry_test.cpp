@@ -6,7 +6,7 @@
 #include <sys/resource.h>
 #include <sys/wait.h>
 
-#include "backends/registry/memory_registry.h"
+#include "backends/registry/registry_base.h"
 #include "tests/registry_contract.h"
 #include "tests/scratch_files.h"
 

@@ -2,7 +2,7 @@
 #include <gtest/gtest.h>
 
 #include "backends/linux/terminal/terminal_toolkit.h"
-#include "backends/toolkit/memory_user.h"
+#include "backends/toolkit/form_user.h"
 #include "tests/port_dialog_flows.h"
 
 using namespace halden;

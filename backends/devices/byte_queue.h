@@ -1,5 +1,6 @@
 #pragma once
 
+#include <algorithm>
 #include <cstddef>
 #include <string_view>
 #include <vector>
@@ -14,9 +15,24 @@ class ByteQueue {
 
   std::size_t Size() const { return size_; }
   void Clear() { size_ = 0; }
-  void Push(std::string_view bytes);
+  void Push(std::string_view bytes) {
+    const std::size_t count = std::min(bytes.size(), kCapacity - size_);
+    const std::size_t end = (first_ + size_) % kCapacity;
+    const std::size_t to_border = std::min(count, kCapacity - end);
+    std::copy_n(bytes.data(), to_border, bytes_.data() + end);
+    std::copy_n(bytes.data() + to_border, count - to_border, bytes_.data());
+    size_ += count;
+  }
   /// Takes the oldest bytes, at most `count`, to `buffer` and gives their number.
-  std::size_t Pop(char* buffer, std::size_t count);
+  std::size_t Pop(char* buffer, std::size_t count) {
+    count = std::min(count, size_);
+    const std::size_t to_border = std::min(count, kCapacity - first_);
+    std::copy_n(bytes_.data() + first_, to_border, buffer);
+    std::copy_n(bytes_.data(), count - to_border, buffer + to_border);
+    first_ = (first_ + count) % kCapacity;
+    size_ -= count;
+    return count;
+  }
 
  private:
   std::vector<char> bytes_ = std::vector<char>(kCapacity);

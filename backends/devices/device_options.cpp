@@ -80,18 +80,18 @@ Key<Settings> ChoiceKey(std::string name, std::vector<std::pair<std::string, Mem
 }
 
 /// Text that stands around a number and must leave the number, and the line, as it is.
-Key<SimSettings> AffixKey(std::string name, std::string SimSettings::*member) {
+Key<SimDeviceSettings> AffixKey(std::string name, std::string SimDeviceSettings::*member) {
   return {std::move(name), "up to 16 characters without digits, blanks and any of + - . ; (",
-          [=](SimSettings& settings, bool, std::string_view value) {
+          [=](SimDeviceSettings& settings, bool, std::string_view value) {
             settings.*member = value;
             return value.size() <= 16 &&
                    value.find_first_of("0123456789+-.;( \t\r\n") == std::string_view::npos;
           }};
 }
 
-Key<SimSettings> SilentKey() {
+Key<SimDeviceSettings> SilentKey() {
   return {"silent", "0 to " + Text(kLongest) + " seconds, or no value for good",
-          [](SimSettings& settings, bool has_value, std::string_view value) {
+          [](SimDeviceSettings& settings, bool has_value, std::string_view value) {
             const auto seconds = has_value ? ReadNumber(value, 0.0, kLongest)
                                            : std::optional(std::numeric_limits<double>::infinity());
             settings.silent = seconds.value_or(0);
@@ -99,23 +99,24 @@ Key<SimSettings> SilentKey() {
           }};
 }
 
-Key<SimSettings> ComKey() {
-  return {"com", "1 to 32767 or none", [](SimSettings& settings, bool, std::string_view value) {
+Key<SimDeviceSettings> ComKey() {
+  return {"com", "1 to 32767 or none", [](SimDeviceSettings& settings, bool, std::string_view value) {
             settings.com = value == "none" ? -1 : ReadNumber(value, 1, 32767);
             return settings.com.has_value();
           }};
 }
 
-Key<SimSettings> SerialKey() {
-  return {"serial", "up to 16 ASCII characters", [](SimSettings& settings, bool, std::string_view value) {
+Key<SimDeviceSettings> SerialKey() {
+  return {"serial", "up to 16 ASCII characters",
+          [](SimDeviceSettings& settings, bool, std::string_view value) {
             settings.serial = value;
             const auto is_ascii = [](char c) { return static_cast<unsigned char>(c) < 0x80; };
             return value.size() <= 16 && std::all_of(value.begin(), value.end(), is_ascii);
           }};
 }
 
-std::vector<Key<SimSettings>> KeysOf(const SimSettings&) {
-  using S = SimSettings;
+std::vector<Key<SimDeviceSettings>> KeysOf(const SimDeviceSettings&) {
+  using S = SimDeviceSettings;
   return {
       NumberKey("columns", 1, 1000, &S::columns),
       ChoiceKey("separator", {{"tab", '\t'}, {"semicolon", ';'}, {"blank", ' '}, {"paren", '('}},
@@ -143,18 +144,18 @@ std::vector<Key<SimSettings>> KeysOf(const SimSettings&) {
   };
 }
 
-std::vector<Key<ReplaySettings>> KeysOf(const ReplaySettings&) {
-  return {NumberKey("rate", 0.1, 10000.0, &ReplaySettings::rate),
-          NumberKey("baud", kLowestBaud, kHighestBaud, &ReplaySettings::baud),
-          FlagKey("loop", &ReplaySettings::loop)};
+std::vector<Key<ReplayDeviceSettings>> KeysOf(const ReplayDeviceSettings&) {
+  return {NumberKey("rate", 0.1, 10000.0, &ReplayDeviceSettings::rate),
+          NumberKey("baud", kLowestBaud, kHighestBaud, &ReplayDeviceSettings::baud),
+          FlagKey("loop", &ReplayDeviceSettings::loop)};
 }
 
-std::vector<Key<SerialSettings>> KeysOf(const SerialSettings&) {
-  return {NumberKey("baud", kLowestBaud, kHighestBaud, &SerialSettings::baud)};
+std::vector<Key<SerialDeviceSettings>> KeysOf(const SerialDeviceSettings&) {
+  return {NumberKey("baud", kLowestBaud, kHighestBaud, &SerialDeviceSettings::baud)};
 }
 
-std::vector<Key<KernelSettings>> KeysOf(const KernelSettings&) {
-  return {NumberKey("baud", kLowestBaud, kHighestBaud, &KernelSettings::baud)};
+std::vector<Key<KernelDeviceSettings>> KeysOf(const KernelDeviceSettings&) {
+  return {NumberKey("baud", kLowestBaud, kHighestBaud, &KernelDeviceSettings::baud)};
 }
 
 /// Takes the part up to the next comma off the front of `rest`.
@@ -199,10 +200,10 @@ std::string ReadPathAndKeys(std::string_view text, Settings* settings) {
 }
 
 std::string Parse(std::string_view kind, std::string_view rest, DeviceOption* option) {
-  if (kind == "sim") return ReadKeys(rest, &option->emplace<SimSettings>());
-  if (kind == "replay") return ReadPathAndKeys(rest, &option->emplace<ReplaySettings>());
-  if (kind == "tty") return ReadPathAndKeys(rest, &option->emplace<SerialSettings>());
-  if (kind == "linux") return ReadKeys(rest, &option->emplace<KernelSettings>());
+  if (kind == "sim") return ReadKeys(rest, &option->emplace<SimDeviceSettings>());
+  if (kind == "replay") return ReadPathAndKeys(rest, &option->emplace<ReplayDeviceSettings>());
+  if (kind == "tty") return ReadPathAndKeys(rest, &option->emplace<SerialDeviceSettings>());
+  if (kind == "linux") return ReadKeys(rest, &option->emplace<KernelDeviceSettings>());
   if (kind != "d2xx")
     return "no such kind of device, the kinds are sim, replay:FILE, tty:PATH, linux and, on Windows, d2xx";
   option->emplace<VendorDevices>();
@@ -238,12 +239,12 @@ std::optional<DeviceOption> ParseDeviceOption(const std::string& option, std::st
 }
 
 std::unique_ptr<Device> MakeDevice(const DeviceOption& option, int number, Clock& clock, std::string* error) {
-  if (const auto* sim = std::get_if<SimSettings>(&option)) {
-    SimSettings settings = *sim;
+  if (const auto* sim = std::get_if<SimDeviceSettings>(&option)) {
+    SimDeviceSettings settings = *sim;
     if (settings.serial.empty()) settings.serial = Numbered("SIM", number);
     return std::make_unique<SimDevice>(clock, settings);
   }
-  if (const auto* replay = std::get_if<ReplaySettings>(&option)) {
+  if (const auto* replay = std::get_if<ReplayDeviceSettings>(&option)) {
     std::optional<std::string> bytes = ReadFile(replay->path);
     if (bytes) {
       return std::make_unique<ReplayDevice>(clock, *replay, Numbered("REPLAY", number), std::move(*bytes));

@@ -14,20 +14,21 @@
 namespace halden {
 
 /// A serial device or pseudo-terminal of the system.
-struct SerialSettings {
+struct SerialDeviceSettings {
   std::string path;
   std::optional<std::uint32_t> baud;  ///< that the port is configured for; nothing: what it is set to
 };
 
 /// Every device of the right make that the kernel lists.
-struct KernelSettings {
+struct KernelDeviceSettings {
   std::optional<std::uint32_t> baud;  ///< that their ports are configured for from now on
 };
 
 /// The devices of the vendor's library.
 struct VendorDevices {};
 
-using DeviceOption = std::variant<SimSettings, ReplaySettings, SerialSettings, KernelSettings, VendorDevices>;
+using DeviceOption = std::variant<SimDeviceSettings, ReplayDeviceSettings, SerialDeviceSettings,
+                                  KernelDeviceSettings, VendorDevices>;
 
 /// Takes one --device option apart: "sim[:key=value,...]", "replay:FILE[,rate=N][,baud=N][,loop]",
 /// "tty:PATH[,baud=N]", "linux[,baud=N]" or "d2xx". A path may hold anything but a comma; where a key stands

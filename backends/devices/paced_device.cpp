@@ -19,7 +19,7 @@ double PacedDevice::Milliseconds() const {
   return static_cast<double>(elapsed_ms_);
 }
 
-void PacedDevice::SpeakFrom(double origin, std::uint64_t line) {
+void PacedDevice::StartLines(double origin, std::uint64_t line) {
   origin_ = origin;
   next_line_ = line;
   sending_ = {};
@@ -45,14 +45,14 @@ void PacedDevice::Advance() {
     const std::size_t due =
         now >= line_end_ ? sending_.size()
                          : static_cast<std::size_t>((now - line_start_) * pace_.bytes_per_second / 1000);
-    if (due > sent_) Hear(sending_.substr(sent_, due - sent_), queue_);
+    if (due > sent_) Receive(sending_.substr(sent_, due - sent_), queue_);
     sent_ = std::max(sent_, due);
     if (sent_ < sending_.size()) return;
   }
 }
 
 void PacedDevice::Feed(std::string_view bytes) {
-  if (!Answers()) return;
+  if (!IsReachable()) return;
   Advance();
   queue_.Push(bytes);
 }
@@ -64,20 +64,20 @@ void PacedDevice::Plug() {
   open_ = false;
 }
 
-FT_STATUS PacedDevice::Do(const std::string& call) {
-  if (!Answers()) return kDeviceFailed;
+FT_STATUS PacedDevice::Accept(const std::string& call) {
+  if (!IsReachable()) return kDeviceFailed;
   if (log_ != nullptr) log_->push_back(call);
   return FT_OK;
 }
 
 FT_STATUS PacedDevice::Open() {
-  const std::string fault = Present() ? Join() : "not plugged in";
+  const std::string fault = Present() ? OnOpen() : "not plugged in";
   open_failure_ = fault.empty() ? "" : identity_.serial + ": " + fault;
   if (!fault.empty()) return kDeviceFailed;
   if (origin_ < Milliseconds()) Advance();
   queue_.Clear();
   open_ = true;
-  return Do("open");
+  return Accept("open");
 }
 
 void PacedDevice::Close() {
@@ -87,7 +87,7 @@ void PacedDevice::Close() {
 
 FT_STATUS PacedDevice::SetBaudRate(std::uint32_t bits_per_second) {
   if (bits_per_second == 0 || bits_per_second > kHighestBaud) return kDeviceFailed;
-  if (Do("baud " + std::to_string(bits_per_second)) != FT_OK) return kDeviceFailed;
+  if (Accept("baud " + std::to_string(bits_per_second)) != FT_OK) return kDeviceFailed;
   Advance();
   port_line_.BaudRate = bits_per_second;
   return FT_OK;
@@ -98,7 +98,7 @@ FT_STATUS PacedDevice::SetDataCharacteristics(std::uint8_t word_length, std::uin
   if (word_length < 7 || word_length > 8 || stop_bits > 2 || parity > 4) return kDeviceFailed;
   const std::string call =
       "data " + std::to_string(word_length) + " " + std::to_string(stop_bits) + " " + std::to_string(parity);
-  if (Do(call) != FT_OK) return kDeviceFailed;
+  if (Accept(call) != FT_OK) return kDeviceFailed;
   port_line_.ByteSize = word_length;
   port_line_.StopBits = stop_bits;
   port_line_.Parity = parity;
@@ -106,7 +106,7 @@ FT_STATUS PacedDevice::SetDataCharacteristics(std::uint8_t word_length, std::uin
 }
 
 FT_STATUS PacedDevice::Read(void* buffer, std::uint32_t count, std::uint32_t* read) {
-  if (!Answers()) return kDeviceFailed;
+  if (!IsReachable()) return kDeviceFailed;
   Advance();
   *read = static_cast<std::uint32_t>(queue_.Pop(static_cast<char*>(buffer), count));
   return FT_OK;
@@ -114,27 +114,27 @@ FT_STATUS PacedDevice::Read(void* buffer, std::uint32_t count, std::uint32_t* re
 
 FT_STATUS PacedDevice::Write(const void* buffer, std::uint32_t count, std::uint32_t* written) {
   *written = count;
-  return Do("write " + std::string(static_cast<const char*>(buffer), count));
+  return Accept("write " + std::string(static_cast<const char*>(buffer), count));
 }
 
 FT_STATUS PacedDevice::Reset() {
-  return Do("reset");
+  return Accept("reset");
 }
 
 FT_STATUS PacedDevice::SetDtr(bool on) {
-  return Do(on ? "dtr 1" : "dtr 0");
+  return Accept(on ? "dtr 1" : "dtr 0");
 }
 
 FT_STATUS PacedDevice::SetRts(bool on) {
-  return Do(on ? "rts 1" : "rts 0");
+  return Accept(on ? "rts 1" : "rts 0");
 }
 
 FT_STATUS PacedDevice::SetLatencyTimer(std::uint8_t milliseconds) {
-  return Do("latency " + std::to_string(milliseconds));
+  return Accept("latency " + std::to_string(milliseconds));
 }
 
 FT_STATUS PacedDevice::GetQueueStatus(std::uint32_t* rx_bytes) {
-  if (!Answers()) return kDeviceFailed;
+  if (!IsReachable()) return kDeviceFailed;
   Advance();
   *rx_bytes = static_cast<std::uint32_t>(queue_.Size());
   return FT_OK;
@@ -142,11 +142,11 @@ FT_STATUS PacedDevice::GetQueueStatus(std::uint32_t* rx_bytes) {
 
 FT_STATUS PacedDevice::GetTxQueueStatus(std::uint32_t* tx_bytes) {
   *tx_bytes = 0;
-  return Answers() ? FT_OK : kDeviceFailed;
+  return IsReachable() ? FT_OK : kDeviceFailed;
 }
 
 FT_STATUS PacedDevice::Purge(std::uint32_t mask) {
-  if (Do("purge " + std::to_string(mask)) != FT_OK) return kDeviceFailed;
+  if (Accept("purge " + std::to_string(mask)) != FT_OK) return kDeviceFailed;
   Advance();
   if ((mask & FT_PURGE_RX) != 0) queue_.Clear();
   return FT_OK;

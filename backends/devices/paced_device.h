@@ -64,25 +64,25 @@ class PacedDevice : public Device {
   /// The bytes of a line with its end, valid until the next call; nothing where the device has no more to
   /// say.
   virtual std::string_view NextLine(std::uint64_t line) = 0;
-  /// The device is being opened, and SpeakFrom is to say what comes next. The answer is why it can't be
+  /// The device is being opened, and StartLines is to say what comes next. The answer is why it can't be
   /// opened; empty if it can.
-  virtual std::string Join() = 0;
+  virtual std::string OnOpen() = 0;
   /// What the port makes of bytes that the device has sent.
-  virtual void Hear(std::string_view sent, ByteQueue& queue) { queue.Push(sent); }
+  virtual void Receive(std::string_view sent, ByteQueue& queue) { queue.Push(sent); }
 
   /// Whole milliseconds since the device was made.
   double Milliseconds() const;
   /// Line 0 is due at the time `origin`, infinity for never, and the next line is `line`. What was due before
   /// the opening is lost, as nobody listened.
-  void SpeakFrom(double origin, std::uint64_t line);
+  void StartLines(double origin, std::uint64_t line);
   void UnplugAt(double milliseconds) { unplug_at_ = milliseconds; }
-  std::uint32_t LineRate() const { return port_line_.BaudRate; }
+  std::uint32_t PortBaud() const { return port_line_.BaudRate; }
 
  private:
-  bool Answers() const { return open_ && Present(); }
+  bool IsReachable() const { return open_ && Present(); }
   void Advance();
   bool BeginLine(double now);
-  FT_STATUS Do(const std::string& call);
+  FT_STATUS Accept(const std::string& call);
 
   Clock& clock_;
   const DeviceIdentity identity_;

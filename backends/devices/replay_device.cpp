@@ -18,7 +18,7 @@ DeviceIdentity IdentityOf(const std::string& serial) {
 
 }  // namespace
 
-ReplayDevice::ReplayDevice(Clock& clock, const ReplaySettings& settings, const std::string& serial,
+ReplayDevice::ReplayDevice(Clock& clock, const ReplayDeviceSettings& settings, const std::string& serial,
                            std::string bytes)
     : PacedDevice(
           clock, IdentityOf(serial), settings.baud.value_or(kUsualBaud),
@@ -27,9 +27,9 @@ ReplayDevice::ReplayDevice(Clock& clock, const ReplaySettings& settings, const s
       bytes_(std::move(bytes)),
       loop_(settings.loop) {}
 
-std::string ReplayDevice::Join() {
+std::string ReplayDevice::OnOpen() {
   place_ = 0;
-  SpeakFrom(Milliseconds(), 0);
+  StartLines(Milliseconds(), 0);
   return "";
 }
 

@@ -11,7 +11,7 @@ namespace halden {
 
 /// How a captured file is spoken again. With `rate` alone each line comes whole when its time has come; with
 /// `baud` as well no byte comes faster than the line carries it; without `rate`, `baud` alone sets the pace.
-struct ReplaySettings {
+struct ReplayDeviceSettings {
   std::string path;
   std::optional<double> rate;         ///< lines a second; a line ends with CR LF, CR or LF
   std::optional<std::uint32_t> baud;  ///< that the port is configured for; nothing: 115200
@@ -22,11 +22,12 @@ struct ReplaySettings {
 class ReplayDevice : public PacedDevice {
  public:
   /// `serial` is at most 16 characters long.
-  ReplayDevice(Clock& clock, const ReplaySettings& settings, const std::string& serial, std::string bytes);
+  ReplayDevice(Clock& clock, const ReplayDeviceSettings& settings, const std::string& serial,
+               std::string bytes);
 
  protected:
   std::string_view NextLine(std::uint64_t line) override;
-  std::string Join() override;
+  std::string OnOpen() override;
 
  private:
   const std::string bytes_;

@@ -3,6 +3,8 @@
 #include <charconv>
 #include <cmath>
 #include <cstdlib>
+#include <iterator>
+#include <numbers>
 
 namespace halden {
 
@@ -12,7 +14,39 @@ constexpr std::string_view kWords[] = {"warming up, please wait\n", "sensor not 
                                        "waiting for trigger\n"};
 constexpr std::size_t kNumberLength = 8;  // "-1000.00"
 
-DeviceIdentity IdentityOf(const SimSettings& settings) {
+constexpr int kLimit = 20000;
+constexpr int kSpan = 2 * kLimit + 1;
+constexpr double kSineAmplitude = 18000;
+constexpr std::uint64_t kSinePeriod = 200;
+
+int Sine(std::uint64_t line, int column, int columns) {
+  const double turns = static_cast<double>(line % kSinePeriod) / kSinePeriod +
+                       static_cast<double>(column) / static_cast<double>(columns);
+  return static_cast<int>(std::lround(kSineAmplitude * std::sin(2 * std::numbers::pi * turns)));
+}
+
+std::uint64_t Scramble(std::uint64_t index) {
+  index += 0x9E3779B97F4A7C15;
+  index = (index ^ (index >> 30)) * 0xBF58476D1CE4E5B9;
+  index = (index ^ (index >> 27)) * 0x94D049BB133111EB;
+  return index ^ (index >> 31);
+}
+
+int SampleAt(SimSignal signal, std::uint64_t line, int column, int columns, std::uint64_t seed) {
+  switch (signal) {
+    case SimSignal::kSine:
+      return Sine(line, column, columns);
+    case SimSignal::kRamp:
+      return static_cast<int>((line * 101 + column * 5003ULL) % kSpan) - kLimit;
+    case SimSignal::kNoise:
+      return static_cast<int>(Scramble(Scramble(Scramble(seed) ^ line) ^ column) % kSpan) - kLimit;
+    case SimSignal::kConstant:
+      return 2001 * (column + 1) % (kLimit + 1);
+  }
+  return 0;
+}
+
+DeviceIdentity IdentityOf(const SimDeviceSettings& settings) {
   DeviceIdentity identity;
   identity.serial = settings.serial;
   identity.description = "Simulated device";
@@ -22,7 +56,7 @@ DeviceIdentity IdentityOf(const SimSettings& settings) {
 
 }  // namespace
 
-SimDevice::SimDevice(Clock& clock, const SimSettings& settings)
+SimDevice::SimDevice(Clock& clock, const SimDeviceSettings& settings)
     : PacedDevice(clock, IdentityOf(settings), settings.baud,
                   {settings.rate, settings.speaks_at.value_or(settings.baud) / kBitsPerByte}),
       settings_(settings),
@@ -31,12 +65,12 @@ SimDevice::SimDevice(Clock& clock, const SimSettings& settings)
   line_.reserve(settings.columns * field + settings.end.size());
 }
 
-std::string SimDevice::Join() {
+std::string SimDevice::OnOpen() {
   if (settings_.busy) return "held by another program";
   const double now = Milliseconds();
   const double start = std::round(settings_.silent * 1000);
   const double lines_so_far = now > start ? (now - start) * settings_.rate / 1000 : 0;
-  SpeakFrom(start, static_cast<std::uint64_t>(lines_so_far));
+  StartLines(start, static_cast<std::uint64_t>(lines_so_far));
   UnplugAt(now + settings_.unplug_after * 1000);
   return "";
 }
@@ -64,8 +98,8 @@ void SimDevice::AppendNumber(int steps) {
   line_ += static_cast<char>('0' + hundredths % 10);
 }
 
-void SimDevice::Hear(std::string_view sent, ByteQueue& queue) {
-  if (std::abs(static_cast<double>(LineRate()) / speaks_at_ - 1) <= 0.02) return queue.Push(sent);
+void SimDevice::Receive(std::string_view sent, ByteQueue& queue) {
+  if (std::abs(static_cast<double>(PortBaud()) / speaks_at_ - 1) <= 0.02) return queue.Push(sent);
   for (std::size_t i = 0; i < sent.size(); ++i) {
     char noise = static_cast<char>(Scramble(settings_.seed + noise_bytes_++));
     if (noise == '\r') noise = '\0';

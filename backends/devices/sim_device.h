@@ -7,12 +7,13 @@
 #include <string_view>
 
 #include "backends/devices/paced_device.h"
-#include "backends/devices/sim_signal.h"
 
 namespace halden {
 
+enum class SimSignal { kSine, kRamp, kNoise, kConstant };
+
 /// What a simulated device is and says. The defaults fit together: the line carries the rate.
-struct SimSettings {
+struct SimDeviceSettings {
   int columns = 4;
   char separator = '\t';
   char decimal = '.';
@@ -38,17 +39,17 @@ struct SimSettings {
 /// off, noise without a CR is heard instead.
 class SimDevice : public PacedDevice {
  public:
-  SimDevice(Clock& clock, const SimSettings& settings);
+  SimDevice(Clock& clock, const SimDeviceSettings& settings);
 
  protected:
   std::string_view NextLine(std::uint64_t line) override;
-  std::string Join() override;
-  void Hear(std::string_view sent, ByteQueue& queue) override;
+  std::string OnOpen() override;
+  void Receive(std::string_view sent, ByteQueue& queue) override;
 
  private:
   void AppendNumber(int steps);
 
-  const SimSettings settings_;
+  const SimDeviceSettings settings_;
   const std::uint32_t speaks_at_;
   std::string line_;
   std::uint64_t noise_bytes_ = 0;

@@ -8,7 +8,7 @@
 #include <optional>
 #include <string_view>
 
-#include "backends/text/code_page.h"
+#include "backends/text/characters.h"
 
 namespace halden {
 namespace {

@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <charconv>
 
-#include "backends/text/code_page.h"
+#include "backends/text/characters.h"
 #include "platform/hex_text.h"
 
 namespace halden {

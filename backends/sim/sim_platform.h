@@ -7,7 +7,7 @@
 
 #include "backends/devices/emulated_d2xx.h"
 #include "backends/devices/paced_device.h"
-#include "backends/registry/memory_registry.h"
+#include "backends/registry/registry_base.h"
 #include "backends/sim/virtual_clock.h"
 #include "backends/text/common_texts.h"
 #include "backends/text/fixed_number_rules.h"

@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <functional>
 #include <memory>
+#include <utility>
 
 #include "backends/toolkit/message_queue.h"
 #include "platform/clock.h"
@@ -18,13 +19,21 @@ class VirtualClock : public Clock {
 
   std::uint32_t GetTickCount() override { return now_; }
   void Sleep(std::uint32_t milliseconds) override { now_ += milliseconds; }
-  void ServeMessages() override;
-  std::unique_ptr<PeriodicTimer> NewTimer(std::uint32_t interval_ms, std::function<void()> tick) override;
+  void ServeMessages() override {
+    ++now_;
+    queue_.Serve();
+  }
+  std::unique_ptr<PeriodicTimer> NewTimer(std::uint32_t interval_ms, std::function<void()> tick) override {
+    return queue_.NewTimer(interval_ms, std::move(tick));
+  }
 
   /// A message for the next pass, also for one that is made deep inside a call of the driver.
   void Post(std::function<void()> message) { queue_.Post(std::move(message)); }
   /// Passes until so much time has gone by; below 2^31.
-  void RunFor(std::uint32_t milliseconds);
+  void RunFor(std::uint32_t milliseconds) {
+    const std::uint32_t start = now_;
+    while (now_ - start < milliseconds) ServeMessages();
+  }
 
  private:
   std::uint32_t now_;

@@ -3,11 +3,11 @@
 #include <algorithm>
 #include <iterator>
 
-#include "backends/text/code_page.h"
-
 namespace halden {
 
 namespace {
+
+constexpr char32_t kMalformed = 0xFFFD;
 
 struct Span {
   char32_t first;
@@ -29,6 +29,50 @@ bool IsIn(const Span (&spans)[kSize], char32_t character) {
 }
 
 }  // namespace
+
+char32_t TakeCharacter(std::string_view* utf8) {
+  const auto lead = static_cast<unsigned char>(utf8->front());
+  utf8->remove_prefix(1);
+  if (lead < 0x80) return lead;
+  if (lead < 0xC2 || lead > 0xF4) return kMalformed;
+
+  const int tail = lead < 0xE0 ? 1 : lead < 0xF0 ? 2 : 3;
+  char32_t character = lead & (0x3Fu >> tail);
+  // The second byte alone decides on overlong forms, surrogates and what lies beyond U+10FFFF.
+  unsigned char low = lead == 0xE0 ? 0xA0 : lead == 0xF0 ? 0x90 : 0x80;
+  unsigned char high = lead == 0xED ? 0x9F : lead == 0xF4 ? 0x8F : 0xBF;
+  for (int i = 0; i < tail; ++i) {
+    if (utf8->empty()) return kMalformed;
+    const auto next = static_cast<unsigned char>(utf8->front());
+    if (next < low || next > high) return kMalformed;
+    character = (character << 6) | (next & 0x3Fu);
+    utf8->remove_prefix(1);
+    low = 0x80;
+    high = 0xBF;
+  }
+  return character;
+}
+
+void AppendUtf8(char32_t character, std::string* utf8) {
+  const auto append_tail = [&](int shift) {
+    *utf8 += static_cast<char>(0x80 | ((character >> shift) & 0x3F));
+  };
+  if (character < 0x80) {
+    *utf8 += static_cast<char>(character);
+  } else if (character < 0x800) {
+    *utf8 += static_cast<char>(0xC0 | (character >> 6));
+    append_tail(0);
+  } else if (character < 0x10000) {
+    *utf8 += static_cast<char>(0xE0 | (character >> 12));
+    append_tail(6);
+    append_tail(0);
+  } else {
+    *utf8 += static_cast<char>(0xF0 | (character >> 18));
+    append_tail(12);
+    append_tail(6);
+    append_tail(0);
+  }
+}
 
 std::u32string DecodeUtf8(std::string_view utf8) {
   std::u32string text;

@@ -7,6 +7,11 @@
 
 namespace halden {
 
+/// Takes the first character off `utf8`, which must not be empty. U+FFFD for a malformed sequence: of it the
+/// longest part that could have begun a character is taken, at least one byte.
+char32_t TakeCharacter(std::string_view* utf8);
+void AppendUtf8(char32_t character, std::string* utf8);
+
 std::u32string DecodeUtf8(std::string_view utf8);
 std::string EncodeUtf8(std::u32string_view text);
 

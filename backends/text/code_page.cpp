@@ -4,10 +4,10 @@
 #include <array>
 #include <cstddef>
 
+#include "backends/text/characters.h"
+
 namespace halden {
 namespace {
-
-constexpr char32_t kMalformed = 0xFFFD;
 
 /// The characters of the bytes 128 to 255; 0 where the page has none.
 using UpperHalf = std::array<char16_t, 128>;
@@ -66,48 +66,28 @@ std::string Utf8ToAnsi(std::string_view utf8, CodePage page) {
   return ansi;
 }
 
-char32_t TakeCharacter(std::string_view* utf8) {
-  const auto lead = static_cast<unsigned char>(utf8->front());
-  utf8->remove_prefix(1);
-  if (lead < 0x80) return lead;
-  if (lead < 0xC2 || lead > 0xF4) return kMalformed;
-
-  const int tail = lead < 0xE0 ? 1 : lead < 0xF0 ? 2 : 3;
-  char32_t character = lead & (0x3Fu >> tail);
-  // The second byte alone decides on overlong forms, surrogates and what lies beyond U+10FFFF.
-  unsigned char low = lead == 0xE0 ? 0xA0 : lead == 0xF0 ? 0x90 : 0x80;
-  unsigned char high = lead == 0xED ? 0x9F : lead == 0xF4 ? 0x8F : 0xBF;
-  for (int i = 0; i < tail; ++i) {
-    if (utf8->empty()) return kMalformed;
-    const auto next = static_cast<unsigned char>(utf8->front());
-    if (next < low || next > high) return kMalformed;
-    character = (character << 6) | (next & 0x3Fu);
-    utf8->remove_prefix(1);
-    low = 0x80;
-    high = 0xBF;
+AnsiText::AnsiText(const NumberRules& rules) {
+  for (std::size_t byte = 0; byte < characters_.size(); ++byte) {
+    const std::string utf8 = rules.AnsiToUtf8(std::string(1, static_cast<char>(byte)));
+    std::string_view rest = utf8;
+    const char32_t character = rest.empty() ? U'?' : TakeCharacter(&rest);
+    characters_[byte] = character == U'?' ? static_cast<char32_t>(byte) : character;
   }
-  return character;
 }
 
-void AppendUtf8(char32_t character, std::string* utf8) {
-  const auto append_tail = [&](int shift) {
-    *utf8 += static_cast<char>(0x80 | ((character >> shift) & 0x3F));
-  };
-  if (character < 0x80) {
-    *utf8 += static_cast<char>(character);
-  } else if (character < 0x800) {
-    *utf8 += static_cast<char>(0xC0 | (character >> 6));
-    append_tail(0);
-  } else if (character < 0x10000) {
-    *utf8 += static_cast<char>(0xE0 | (character >> 12));
-    append_tail(6);
-    append_tail(0);
-  } else {
-    *utf8 += static_cast<char>(0xF0 | (character >> 18));
-    append_tail(12);
-    append_tail(6);
-    append_tail(0);
+std::string AnsiText::ToUtf8(std::string_view ansi) const {
+  std::string utf8;
+  for (const char byte : ansi) AppendUtf8(characters_[static_cast<unsigned char>(byte)], &utf8);
+  return utf8;
+}
+
+std::string AnsiText::FromUtf8(std::string_view utf8) const {
+  std::string ansi;
+  while (!utf8.empty()) {
+    const auto found = std::find(characters_.begin(), characters_.end(), TakeCharacter(&utf8));
+    ansi += found == characters_.end() ? '?' : static_cast<char>(found - characters_.begin());
   }
+  return ansi;
 }
 
 }  // namespace halden

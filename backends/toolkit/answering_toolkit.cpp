@@ -6,15 +6,15 @@ namespace halden {
 
 std::unique_ptr<Window> AnsweringToolkit::NewWindow(WindowLayout layout) {
   if (layout.name != "dlgPort") return others_.NewWindow(std::move(layout));
-  WindowStage& stage = *this;
-  return std::make_unique<MemoryWindow>(std::move(layout), stage, clock_);
+  WindowDisplay& display = *this;
+  return std::make_unique<MemoryWindow>(std::move(layout), display, clock_);
 }
 
 void AnsweringToolkit::ShowMessage(const std::string& text, const std::string& title, MessageIcon icon) {
   if (!asked_) others_.ShowMessage(text, title, icon);
 }
 
-void AnsweringToolkit::Use(MemoryWindow& window) {
+void AnsweringToolkit::HandleInput(MemoryWindow& window) {
   if (answer_ && Fill(window)) window.PressEnter();
   if (window.Visible()) window.PressEscape();
 }

@@ -17,7 +17,7 @@ struct UserAnswer {
 };
 
 /// Answers the port dialog in the user's place and leaves all other windows to another toolkit.
-class AnsweringToolkit : public Toolkit, private WindowStage {
+class AnsweringToolkit : public Toolkit, private WindowDisplay {
  public:
   /// Without an `answer` the dialog is cancelled; so is one that the answer doesn't fit. The references must
   /// outlive the toolkit.
@@ -31,10 +31,10 @@ class AnsweringToolkit : public Toolkit, private WindowStage {
   void SetPointer(Pointer pointer) override { others_.SetPointer(pointer); }
 
  private:
-  bool Raise(MemoryWindow&) override { return asked_ = true; }
-  void Lower(MemoryWindow&) override { asked_ = false; }
-  void Use(MemoryWindow& window) override;
-  void Changed() override {}
+  bool Show(MemoryWindow&) override { return asked_ = true; }
+  void Remove(MemoryWindow&) override { asked_ = false; }
+  void HandleInput(MemoryWindow& window) override;
+  void RequestRedraw() override {}
   bool Fill(MemoryWindow& window) const;
 
   Toolkit& others_;

@@ -5,6 +5,9 @@
 #include <string>
 #include <utility>
 
+#include "backends/text/characters.h"
+#include "backends/toolkit/memory_window.h"
+
 namespace halden {
 
 /// What a user does with the form in front and sees of it, whatever draws it. Controls go by name.
@@ -29,10 +32,43 @@ class FormUser {
   virtual std::string Text(const std::string& control) const = 0;
 };
 
+/// The user of a window in memory. Does nothing with a control that the window doesn't have.
+class MemoryUser : public FormUser {
+ public:
+  explicit MemoryUser(MemoryWindow& window) : window_(window) {}
+
+  MemoryWindow& Window() { return window_; }
+
+  void PickRow(const std::string& control, int row) override { window_.PickRow(window_.Find(control), row); }
+  void Type(const std::string& control, const std::string& text) override {
+    if (!window_.MoveFocus(window_.Find(control))) return;
+    window_.Edit([&](EditText& edit) {
+      edit.SelectAll();
+      edit.Insert(DecodeUtf8(text));
+    });
+  }
+  void Press(const std::string& button) override { window_.Press(window_.Find(button)); }
+  void AccessKey(char32_t key) override { window_.PressAccessKey(key); }
+  void Tab() override { window_.StepFocus(1); }
+  void Enter() override { window_.PressEnter(); }
+  void Escape() override { window_.PressEscape(); }
+  void CloseBox() override { window_.PressCloseBox(); }
+
+  std::string Focus() const override { return window_.Control(window_.Focus()).layout.name; }
+  std::string Text(const std::string& control) const override {
+    const MemoryControl& shown = window_.Control(window_.Find(control));
+    const bool has_row = shown.layout.kind == ControlKind::kListBox && shown.selected >= 0;
+    return has_row ? shown.rows[shown.selected] : window_.Text(window_.Find(control));
+  }
+
+ private:
+  MemoryWindow& window_;
+};
+
 /// One thing that a user does or looks at, and how many passes of the message queue follow it.
 struct FormStep {
   template <std::invocable<FormUser&> Act>
-  FormStep(Act step, int passes_behind = 1) : act(std::move(step)), passes(passes_behind) {}
+  FormStep(Act step, int passes_after = 1) : act(std::move(step)), passes(passes_after) {}
 
   void operator()(FormUser& user) const { act(user); }
 
@@ -69,6 +105,11 @@ inline FormStep CloseBox() {
 }
 inline FormStep Wait(int passes) {
   return {[](FormUser&) {}, passes};
+}
+
+/// Looks at the window, or does what no other step does: only for users of windows in memory.
+inline FormStep Do(std::function<void(MemoryWindow&)> act) {
+  return [act = std::move(act)](FormUser& user) { act(static_cast<MemoryUser&>(user).Window()); };
 }
 
 }  // namespace user

@@ -6,8 +6,33 @@
 
 namespace halden {
 
-MemoryWindow::MemoryWindow(WindowLayout layout, WindowStage& stage, Clock& clock)
-    : layout_(std::move(layout)), stage_(stage), clock_(clock) {
+void EditText::Set(std::u32string text) {
+  text_ = std::move(text);
+  start_ = length_ = 0;
+}
+
+void EditText::Select(int start, int length) {
+  start_ = std::clamp(start, 0, Size());
+  length_ = std::clamp(length, 0, Size() - start_);
+}
+
+void EditText::Insert(const std::u32string& text) {
+  text_.replace(start_, length_, text);
+  MoveCaret(start_ + static_cast<int>(text.size()));
+}
+
+void EditText::Backspace() {
+  if (length_ == 0 && start_ > 0) Select(start_ - 1, 1);
+  Insert({});
+}
+
+void EditText::Delete() {
+  if (length_ == 0) Select(start_, 1);
+  Insert({});
+}
+
+MemoryWindow::MemoryWindow(WindowLayout layout, WindowDisplay& display, Clock& clock)
+    : layout_(std::move(layout)), display_(display), clock_(clock) {
   for (ControlLayout& design : layout_.controls) {
     MemoryControl& control = controls_.emplace_back();
     control.layout = std::move(design);
@@ -17,25 +42,25 @@ MemoryWindow::MemoryWindow(WindowLayout layout, WindowStage& stage, Clock& clock
 }
 
 MemoryWindow::~MemoryWindow() {
-  if (visible_) stage_.Lower(*this);
+  if (visible_) display_.Remove(*this);
 }
 
 void MemoryWindow::SetCaption(const std::string& caption) {
   layout_.caption = caption;
-  Changed();
+  RequestRedraw();
 }
 
 bool MemoryWindow::ShowModal() {
-  if (visible_ || !stage_.Raise(*this)) return false;
+  if (visible_ || !display_.Show(*this)) return false;
   visible_ = true;
   try {
     Serve();
   } catch (...) {
     visible_ = false;
-    stage_.Lower(*this);
+    display_.Remove(*this);
     throw;
   }
-  stage_.Lower(*this);
+  display_.Remove(*this);
   return true;
 }
 
@@ -43,7 +68,7 @@ void MemoryWindow::Serve() {
   if (focus_ < 0) TakeFocus(NextFocus(-1, 1, true));
   if (layout_.activate) layout_.activate();
   while (visible_) {
-    stage_.Use(*this);
+    display_.HandleInput(*this);
     if (visible_) clock_.ServeMessages();
   }
 }
@@ -61,7 +86,7 @@ std::string MemoryWindow::Text(int control) const {
 
 void MemoryWindow::SetEnabled(int control, bool enabled) {
   controls_[control].enabled = enabled;
-  Changed();
+  RequestRedraw();
 }
 
 void MemoryWindow::SetFocus(int control) {
@@ -70,23 +95,23 @@ void MemoryWindow::SetFocus(int control) {
 
 void MemoryWindow::SetSelection(int control, int start, int length) {
   controls_[control].text.Select(start, length);
-  Changed();
+  RequestRedraw();
 }
 
 void MemoryWindow::ClearRows(int control) {
   controls_[control].rows.clear();
   controls_[control].selected = -1;
-  Changed();
+  RequestRedraw();
 }
 
 void MemoryWindow::AddRow(int control, const std::string& text) {
   controls_[control].rows.push_back(text);
-  Changed();
+  RequestRedraw();
 }
 
 void MemoryWindow::SetRow(int control, int row, const std::string& text) {
   controls_[control].rows[row] = text;
-  Changed();
+  RequestRedraw();
 }
 
 void MemoryWindow::SelectRow(int control, int row) {
@@ -104,7 +129,7 @@ void MemoryWindow::Select(MemoryControl& control, int row) {
     control.text.Set(exists ? DecodeUtf8(control.rows[row]) : U"");
     control.text.SelectAll();
   }
-  Changed();
+  RequestRedraw();
 }
 
 std::optional<std::uint8_t> MemoryWindow::FontCharset(int control) const {
@@ -186,8 +211,8 @@ void MemoryWindow::PickRow(int control, int row) {
   if (chosen.layout.click) chosen.layout.click();
 }
 
-void MemoryWindow::Changed() {
-  if (visible_) stage_.Changed();
+void MemoryWindow::RequestRedraw() {
+  if (visible_) display_.RequestRedraw();
 }
 
 /// The selected row of a combo box is the one that its text names.
@@ -196,7 +221,7 @@ void MemoryWindow::FollowText(MemoryControl& control) {
     const auto found = std::find(control.rows.begin(), control.rows.end(), EncodeUtf8(control.text.Text()));
     control.selected = found == control.rows.end() ? -1 : static_cast<int>(found - control.rows.begin());
   }
-  Changed();
+  RequestRedraw();
 }
 
 void MemoryWindow::TakeFocus(int control) {
@@ -204,7 +229,7 @@ void MemoryWindow::TakeFocus(int control) {
   if (control >= 0 && controls_[control].layout.kind == ControlKind::kComboBox) {
     controls_[control].text.SelectAll();
   }
-  Changed();
+  RequestRedraw();
 }
 
 /// Goes round at the ends; `from` itself, which may be -1, if there is no other.

@@ -4,7 +4,6 @@
 #include <string_view>
 #include <vector>
 
-#include "backends/toolkit/edit_text.h"
 #include "platform/clock.h"
 #include "platform/toolkit.h"
 
@@ -12,18 +11,49 @@ namespace halden {
 
 class MemoryWindow;
 
-/// Where windows in memory are shown, and who uses them.
-class WindowStage {
+/// The text of an edit box with its selection, behind which the caret stands. Positions count characters.
+class EditText {
  public:
-  virtual ~WindowStage() = default;
+  const std::u32string& Text() const { return text_; }
+  int SelectionStart() const { return start_; }
+  int Caret() const { return start_ + length_; }
+
+  /// Replaces everything; the caret stands in front of the text.
+  void Set(std::u32string text);
+  /// Clipped to the text.
+  void Select(int start, int length);
+  void SelectAll() { Select(0, Size()); }
+  void MoveCaret(int position) { Select(position, 0); }
+  /// Steps from the caret, or out of a selection to its end on that side.
+  void StepCaret(int step) { MoveCaret(length_ == 0 ? start_ + step : step < 0 ? start_ : Caret()); }
+
+  /// Replaces the selection.
+  void Insert(const std::u32string& text);
+  /// Removes the selection, or the character in front of the caret.
+  void Backspace();
+  /// Removes the selection, or the character behind the caret.
+  void Delete();
+
+ private:
+  int Size() const { return static_cast<int>(text_.size()); }
+
+  std::u32string text_;
+  int start_ = 0;
+  int length_ = 0;
+};
+
+/// Where windows in memory are shown, and who uses them.
+class WindowDisplay {
+ public:
+  virtual ~WindowDisplay() = default;
   /// Puts a window in front of those that are shown. False: there is nothing to show it on.
-  virtual bool Raise(MemoryWindow& window) = 0;
+  virtual bool Show(MemoryWindow& window) = 0;
   /// Throws nothing, since a window is also taken away where there is no memory to show it any longer.
-  virtual void Lower(MemoryWindow& window) = 0;
+  virtual void Remove(MemoryWindow& window) = 0;
   /// Before each pass of the message queue while the window is the front one: what the user does with it.
-  virtual void Use(MemoryWindow& window) = 0;
+  virtual void HandleInput(MemoryWindow& window) = 0;
   /// Something of a shown window has changed.
-  virtual void Changed() = 0;
+  virtual void RequestRedraw() = 0;
 };
 
 struct MemoryControl {
@@ -40,7 +70,7 @@ struct MemoryControl {
 /// Stage and clock must outlive it.
 class MemoryWindow : public Window {
  public:
-  MemoryWindow(WindowLayout layout, WindowStage& stage, Clock& clock);
+  MemoryWindow(WindowLayout layout, WindowDisplay& display, Clock& clock);
   ~MemoryWindow() override;
 
   std::uintptr_t Handle() const override { return 0; }
@@ -95,7 +125,7 @@ class MemoryWindow : public Window {
 
  private:
   void Serve();
-  void Changed();
+  void RequestRedraw();
   void FollowText(MemoryControl& control);
   void TakeFocus(int control);
   int NextFocus(int from, int step, bool tab_stops) const;
@@ -103,7 +133,7 @@ class MemoryWindow : public Window {
   void PressButtonWith(bool ControlLayout::*role);
 
   WindowLayout layout_;
-  WindowStage& stage_;
+  WindowDisplay& display_;
   Clock& clock_;
   std::vector<MemoryControl> controls_;
   int focus_ = -1;

@@ -37,17 +37,17 @@ void ScriptedToolkit::SetPointer(Pointer pointer) {
   log_.push_back("pointer " + std::to_string(static_cast<int>(pointer)));
 }
 
-bool ScriptedToolkit::Raise(MemoryWindow& window) {
-  log_.reserve(log_.size() + 2);  // for what Lower writes as well
+bool ScriptedToolkit::Show(MemoryWindow& window) {
+  log_.reserve(log_.size() + 2);  // for what Remove writes as well
   if (can_show_) log_.push_back("show " + window.Layout().name);
   return can_show_;
 }
 
-void ScriptedToolkit::Lower(MemoryWindow& window) {
+void ScriptedToolkit::Remove(MemoryWindow& window) {
   log_.push_back("hide " + window.Layout().name);
 }
 
-void ScriptedToolkit::Use(MemoryWindow& window) {
+void ScriptedToolkit::HandleInput(MemoryWindow& window) {
   if (steps_.empty()) {
     window.PressCloseBox();
     window.Hide();

@@ -4,7 +4,7 @@
 #include <string>
 #include <vector>
 
-#include "backends/toolkit/memory_user.h"
+#include "backends/toolkit/form_user.h"
 #include "platform/clock.h"
 
 namespace halden {
@@ -12,7 +12,7 @@ namespace halden {
 /// Windows in memory with a user who follows a script: one step before each pass of the message queue, on the
 /// window in front. A script that ends while a window is shown closes that window. Messages are dismissed at
 /// once. All that happens is written down.
-class ScriptedToolkit : public Toolkit, private WindowStage {
+class ScriptedToolkit : public Toolkit, private WindowDisplay {
  public:
   explicit ScriptedToolkit(Clock& clock) : clock_(clock) {}
 
@@ -32,10 +32,10 @@ class ScriptedToolkit : public Toolkit, private WindowStage {
  private:
   class ScriptedWindow;
 
-  bool Raise(MemoryWindow& window) override;
-  void Lower(MemoryWindow& window) override;
-  void Use(MemoryWindow& window) override;
-  void Changed() override {}
+  bool Show(MemoryWindow& window) override;
+  void Remove(MemoryWindow& window) override;
+  void HandleInput(MemoryWindow& window) override;
+  void RequestRedraw() override {}
 
   Clock& clock_;
   std::deque<FormStep> steps_;

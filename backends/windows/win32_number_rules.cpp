@@ -2,7 +2,7 @@
 
 #include <windows.h>
 
-#include "backends/text/code_page.h"
+#include "backends/text/characters.h"
 #include "backends/text/fixed_number_rules.h"
 
 namespace halden {

@@ -19,11 +19,11 @@ bool DeviceSources::Make(const std::vector<std::string>& options, Devices* devic
 bool DeviceSources::MakeOf(const std::string& text, Devices* devices, std::string* error) {
   const auto option = ParseDeviceOption(text, error);
   if (!option) return false;
-  if (const auto* tty = std::get_if<SerialSettings>(&*option)) {
+  if (const auto* tty = std::get_if<SerialDeviceSettings>(&*option)) {
     devices->push_back(std::make_unique<SerialDevice>(SerialPort::At(tty->path, rules_), tty->baud));
     return true;
   }
-  if (const auto* kernel = std::get_if<KernelSettings>(&*option)) {
+  if (const auto* kernel = std::get_if<KernelDeviceSettings>(&*option)) {
     if (!kernel_) kernel_.emplace(root_, kernel->baud, rules_, lines_);
     for (auto& device : kernel_->New()) devices->push_back(std::move(device));
     return true;

@@ -4,7 +4,7 @@
 #include <utility>
 
 #include "backends/linux/serial/holders.h"
-#include "backends/text/ansi_text.h"
+#include "backends/text/code_page.h"
 
 namespace halden {
 namespace {

@@ -12,7 +12,7 @@
 #include <unistd.h>
 #include <utility>
 
-#include "backends/text/ansi_text.h"
+#include "backends/text/code_page.h"
 
 namespace halden {
 namespace {

@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-#include "backends/text/code_page.h"
+#include "backends/text/characters.h"
 
 namespace halden {
 

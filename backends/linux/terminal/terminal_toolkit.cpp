@@ -38,8 +38,8 @@ WindowLayout MessageDesign(const std::string& text, const std::string& title,
 }  // namespace
 
 std::unique_ptr<Window> TerminalToolkit::NewWindow(WindowLayout layout) {
-  WindowStage& stage = *this;
-  return std::make_unique<MemoryWindow>(std::move(layout), stage, clock_);
+  WindowDisplay& display = *this;
+  return std::make_unique<MemoryWindow>(std::move(layout), display, clock_);
 }
 
 void TerminalToolkit::ShowMessage(const std::string& text, const std::string& title, MessageIcon) {
@@ -48,7 +48,7 @@ void TerminalToolkit::ShowMessage(const std::string& text, const std::string& ti
   message->ShowModal();
 }
 
-bool TerminalToolkit::Raise(MemoryWindow& window) {
+bool TerminalToolkit::Show(MemoryWindow& window) {
   windows_.push_back(&window);
   if (windows_.size() == 1) {
     if (!terminal_.Open()) {
@@ -59,18 +59,18 @@ bool TerminalToolkit::Raise(MemoryWindow& window) {
     shown_ = {};
   }
   user_.CloseList();
-  Changed();
+  RequestRedraw();
   return true;
 }
 
-void TerminalToolkit::Lower(MemoryWindow& window) {
+void TerminalToolkit::Remove(MemoryWindow& window) {
   std::erase(windows_, &window);
   user_.CloseList();
-  Changed();
+  RequestRedraw();
   if (windows_.empty()) terminal_.Close();
 }
 
-void TerminalToolkit::Use(MemoryWindow& window) {
+void TerminalToolkit::HandleInput(MemoryWindow& window) {
   if (terminal_.Ended()) {
     window.PressCloseBox();
     window.Hide();
@@ -81,7 +81,7 @@ void TerminalToolkit::Use(MemoryWindow& window) {
     const std::optional<Key> key = keys_.Next(clock_.GetTickCount());
     if (!key) break;
     user_.Press(window, *key);
-    Changed();
+    RequestRedraw();
   }
   if (window.Visible()) Draw();
 }

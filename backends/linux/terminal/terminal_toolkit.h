@@ -15,7 +15,7 @@ namespace halden {
 
 /// The windows as drawings on a text terminal, which is taken over while one is shown. A window that the
 /// terminal is too small for is replaced by a line that says so; its keys still work.
-class TerminalToolkit : public Toolkit, private WindowStage {
+class TerminalToolkit : public Toolkit, private WindowDisplay {
  public:
   /// Terminal and clock must outlive the toolkit. `language` is that of what the toolkit itself says.
   TerminalToolkit(TextTerminal& terminal, Clock& clock, TextLanguage language)
@@ -31,10 +31,10 @@ class TerminalToolkit : public Toolkit, private WindowStage {
   MemoryWindow* Front() const { return windows_.empty() ? nullptr : windows_.back(); }
 
  private:
-  bool Raise(MemoryWindow& window) override;
-  void Lower(MemoryWindow& window) override;
-  void Use(MemoryWindow& window) override;
-  void Changed() override { changed_ = true; }
+  bool Show(MemoryWindow& window) override;
+  void Remove(MemoryWindow& window) override;
+  void HandleInput(MemoryWindow& window) override;
+  void RequestRedraw() override { changed_ = true; }
 
   void Draw();
   TerminalScreen Compose(TerminalSize size);
