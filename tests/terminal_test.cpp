@@ -9,13 +9,15 @@ using namespace halden;
 
 namespace {
 
+// What terminals send for the keys.
 const std::string up = "\x1b[A", down = "\x1b[B", right = "\x1b[C", left = "\x1b[D", home = "\x1b[H",
                   end = "\x1b[F", page_up = "\x1b[5~", page_down = "\x1b[6~", tab = "\t", back_tab = "\x1b[Z",
                   del = "\x1b[3~", backspace = "\x7f", enter = "\r", escape = "\x1b", alt = escape,
                   f4 = "\x1bOS", alt_down = "\x1b[1;3B", alt_f4 = "\x1b[1;3S";
 
-/// The forms at a text terminal with their user, who presses the keys of a step when what the one before it
-/// did has been drawn. Message boxes are dismissed first. With nothing left to do the user hangs up.
+/// The forms on a terminal, and a user who carries out steps with the keyboard: first what is in `keys`, then
+/// one step after another, each when the step before it has been drawn. Message boxes are dismissed first. A
+/// user with nothing left to do hangs up.
 struct KeyUser : FormFixture, TextTerminal, FormUser {
   using FormFixture::FormFixture;
 
@@ -26,7 +28,7 @@ struct KeyUser : FormFixture, TextTerminal, FormUser {
   void Write(std::string_view) override {}
   bool TakeScreenLost() override { return false; }
   bool Ended() const override { return hung_up; }
-  /// Gives one byte at a time, and behind a step nothing until an Esc has been told from a sequence.
+  /// One byte at a time. Between two steps there is a pause, or an Esc would join the next key to a sequence.
   std::string Read() override {
     if (Front().Layout().name == "message") {
       ++messages;
@@ -75,7 +77,7 @@ struct KeyUser : FormFixture, TextTerminal, FormUser {
 
   std::deque<FormStep> steps;
   bool opens = true;
-  std::string keys;  ///< that are being pressed
+  std::string keys;  ///< still to be sent
   int reads = 0;
   int messages = 0;  ///< boxes dismissed
   bool hung_up = false;
@@ -84,7 +86,7 @@ struct KeyUser : FormFixture, TextTerminal, FormUser {
 
 }  // namespace
 
-TEST(TerminalScreen, CutsOffAndKeepsControlCharactersOut) {
+TEST(TerminalScreen, CutsOffAtItsEdgesAndDrawsNoControlCharacters) {
   TerminalScreen screen(6, 2);
   EXPECT_EQ(screen.Put(0, 0, U"a\tb\x1b\u0301\x9bz", {}, 6), 6);
   EXPECT_EQ(screen.Put(3, 1, U"漢字", {}, 6), 5);
@@ -92,7 +94,7 @@ TEST(TerminalScreen, CutsOffAndKeepsControlCharactersOut) {
   EXPECT_EQ(screen.Text(), "a b  z\n   漢\n");
 }
 
-TEST(PortDialog, RunsItsFlowsByKeysAtATerminal) {
+TEST(TerminalToolkit, RunsThePortDialogByKeys) {
   for (const Flow& flow : PortDialogFlows()) {
     SCOPED_TRACE(flow.name);
     KeyUser user(flow.machine);
@@ -103,28 +105,42 @@ TEST(PortDialog, RunsItsFlowsByKeysAtATerminal) {
   }
 }
 
-TEST(TerminalToolkit, ShowsNothingAtATerminalThatCanNotBeOpened) {
+TEST(TerminalToolkit, CancelsWithoutATerminal) {
   KeyUser user;
   user.opens = false;
   EXPECT_EQ(Ask(user, user.toolkit, {false, 0, 3, 12.5f}), (Choice{false, 0, 3, 12.5f}));
   EXPECT_FALSE(user.toolkit.Front());
 }
 
-TEST(TerminalToolkit, MovesWithinControlsByTheKeysOfEveryTerminal) {
+TEST(TerminalToolkit, UnderstandsTheKeysOfEveryTerminal) {
   const Choice presets{false, 0, 3, 12.5f};
-  const std::pair<std::string, Choice> rows[] = {
-      {page_up + down + down + up + tab + end + backspace + "\x1bOD" + left + "3" + home + del + "\n",
-       {true, 0, 2, 32}},
-      {"22z\x01\x1b[?1;x\x1b[99999~\xFF" + back_tab + "c" + enter, {true, 2, 21, 12.5f}},
-      {"\x1b[4~" + down + "\x1b[8~" + tab + tab + right + left + "r8" + enter, {true, 0, 32, 8}},
-      {"\x1b[7~" + up + "\x1b[1~" + alt + "r" + down + "\x1b[1;2B" + enter, {true, 0, 1, 2}},
-      {alt_down + down + tab + "7" + enter, {true, 0, 4, 7}},
-      {" " + page_down + enter + "\x1b[14~" + up + escape + f4 + up + "\x1b[[D" + enter,
-       {true, 0, 11, 12.5f}},
-      {alt + "rx\x1b[1;", presets}};
-  for (const auto& [keys, expected] : rows) {
+  const struct {
+    std::string name;
+    std::string keys;
+    Choice expected;
+  } rows[] = {
+      {.name = "moving in the channels and in the rate",
+       .keys = page_up + down + down + up + tab + end + backspace + "\x1bOD" + left + "3" + home + del + "\n",
+       .expected = {true, 0, 2, 32}},
+      {.name = "digits find rows, unknown keys do nothing, a letter is an access key on a button",
+       .keys = "22z\x01\x1b[?1;x\x1b[99999~\xFF" + back_tab + "c" + enter,
+       .expected = {true, 2, 21, 12.5f}},
+      {.name = "End by number, arrows between buttons",
+       .keys = "\x1b[4~" + down + "\x1b[8~" + tab + tab + right + left + "r8" + enter,
+       .expected = {true, 0, 32, 8}},
+      {.name = "Home by number, Shift-Down in the rates",
+       .keys = "\x1b[7~" + up + "\x1b[1~" + alt + "r" + down + "\x1b[1;2B" + enter,
+       .expected = {true, 0, 1, 2}},
+      {.name = "Tab picks from a list and moves on",
+       .keys = alt_down + down + tab + "7" + enter,
+       .expected = {true, 0, 4, 7}},
+      {.name = "lists opened by the space bar and by F4, and closed by Esc and by F4",
+       .keys = " " + page_down + enter + "\x1b[14~" + up + escape + f4 + up + "\x1b[[D" + enter,
+       .expected = {true, 0, 11, 12.5f}},
+      {.name = "hung up within a key", .keys = alt + "rx\x1b[1;", .expected = presets}};
+  for (const auto& row : rows) {
     KeyUser user;
-    user.keys = keys;
-    EXPECT_EQ(Ask(user, user.toolkit, presets), expected) << keys << ", and hung up";
+    user.keys = row.keys;
+    EXPECT_EQ(Ask(user, user.toolkit, presets), row.expected) << row.name;
   }
 }

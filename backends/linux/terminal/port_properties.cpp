@@ -10,15 +10,17 @@ namespace halden {
 
 namespace {
 
-constexpr int kFirstDataBits = 7;
+constexpr int kFirstDataBits = 7;  // of the list's first row
 
+/// The texts of the form in one language, UTF-8. An "&" marks an access key, which must be unique in the
+/// form.
 struct Texts {
   const char* caption;
   const char* rate;
   const char* data_bits;
   const char* parity;
   const char* stop_bits;
-  const char* parities[5];  // by code
+  const char* parities[5];  // by the code in Dcb::Parity
   const char* cancel;
   const char* bad_rate;
 };
@@ -32,7 +34,7 @@ constexpr Texts kRussian = {"Свойства ",       "&Скорость (би�
                             "С&топовые биты:", {"Нет", "Нечёт", "Чёт", "Маркер", "Пробел"},
                             "Отмена",          "Скорость должна быть целым числом от 1 до 12000000!"};
 
-/// The controls in tab order, each label in front of its box.
+/// The controls in tab order. Each label comes right before its box, so that its access key leads there.
 enum Control : int {
   lblRate,
   cboRate,
@@ -46,6 +48,7 @@ enum Control : int {
   cmdCancel
 };
 
+/// A whole number from 1 to kHighestBaud without blanks or a sign; else nothing.
 std::optional<std::uint32_t> ParseRate(std::string_view text) {
   std::uint32_t rate = 0;
   const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), rate);
@@ -53,6 +56,7 @@ std::optional<std::uint32_t> ParseRate(std::string_view text) {
   return whole && rate >= 1 && rate <= kHighestBaud ? std::optional(rate) : std::nullopt;
 }
 
+/// The form, for one call of EditPortProperties.
 class PortProperties {
  public:
   PortProperties(Toolkit& toolkit, const Texts& texts) : toolkit_(toolkit), texts_(texts) {}
@@ -61,26 +65,27 @@ class PortProperties {
     caption_ = texts_.caption + port;
     form_ = toolkit_.NewWindow(Design());
     if (!form_) return false;
-    Fill(*line);
+    ShowSettings(*line);
     form_->ShowModal();
-    if (accepted_) Take(line);
+    if (accepted_) ReadSettings(line);
     return accepted_;
   }
 
  private:
   WindowLayout Design();
   void AddField(int row, const char* label, ControlKind kind, WindowLayout* layout) const;
-  void Fill(const Dcb& line);
-  void Take(Dcb* line) const;
+  void ShowSettings(const Dcb& line);
+  void ReadSettings(Dcb* line) const;
   void Accept();
 
   Toolkit& toolkit_;
   const Texts& texts_;
   std::string caption_;
   std::unique_ptr<Window> form_;
-  bool accepted_ = false;
+  bool accepted_ = false;  // OK was pressed, and the rate is valid
 };
 
+/// Adds a label and its box, `row` rows below the first.
 void PortProperties::AddField(int row, const char* label, ControlKind kind, WindowLayout* layout) const {
   const int top = 200 + 400 * row;
   layout->controls.push_back(
@@ -111,8 +116,8 @@ WindowLayout PortProperties::Design() {
   return layout;
 }
 
-/// A value that the lists don't have leaves its list without a selected row.
-void PortProperties::Fill(const Dcb& line) {
+/// A value that isn't in its list, 5 data bits for instance, leaves the list without a selected row.
+void PortProperties::ShowSettings(const Dcb& line) {
   for (const char* rate :
        {"1200", "2400", "4800", "9600", "19200", "38400", "57600", "115200", "230400", "460800", "921600"}) {
     form_->AddRow(cboRate, rate);
@@ -126,18 +131,20 @@ void PortProperties::Fill(const Dcb& line) {
   form_->SelectRow(cboStop, line.StopBits);
 }
 
-/// What has no selected row stays as it was.
-void PortProperties::Take(Dcb* line) const {
-  const auto take = [this](Control list, int first, std::uint8_t* value) {
+/// A value whose list has no selected row keeps its value: confirming doesn't change what the form couldn't
+/// show.
+void PortProperties::ReadSettings(Dcb* line) const {
+  const auto read = [this](Control list, int first, std::uint8_t* value) {
     const int row = form_->SelectedRow(list);
     if (row >= 0) *value = static_cast<std::uint8_t>(first + row);
   };
   line->BaudRate = *ParseRate(form_->Text(cboRate));
-  take(cboData, kFirstDataBits, &line->ByteSize);
-  take(cboParity, 0, &line->Parity);
-  take(cboStop, 0, &line->StopBits);
+  read(cboData, kFirstDataBits, &line->ByteSize);
+  read(cboParity, 0, &line->Parity);
+  read(cboStop, 0, &line->StopBits);
 }
 
+/// Closes the form, or explains what is wrong and keeps it open.
 void PortProperties::Accept() {
   if (ParseRate(form_->Text(cboRate))) {
     accepted_ = true;

@@ -10,53 +10,34 @@ namespace {
 
 constexpr char kEsc = '\x1b';
 
-Key KeyOfLetter(char letter) {
-  switch (letter) {
-    case 'A':
-      return {KeyCode::kUp};
-    case 'B':
-      return {KeyCode::kDown};
-    case 'C':
-      return {KeyCode::kRight};
-    case 'D':
-      return {KeyCode::kLeft};
-    case 'H':
-      return {KeyCode::kHome};
-    case 'F':
-      return {KeyCode::kEnd};
-    case 'M':
-      return {KeyCode::kEnter};
-    case 'S':
-      return {KeyCode::kF4};
-    case 'Z':
-      return {KeyCode::kBackTab};
-    default:
-      return {};
+/// How a sequence ends, and the key that sends it.
+struct SequenceKey {
+  int ending;
+  KeyCode code;
+};
+
+/// "ESC [ letter" or "ESC O letter". M is Enter on the number pad.
+constexpr SequenceKey kLetterKeys[] = {
+    {'A', KeyCode::kUp},   {'B', KeyCode::kDown},  {'C', KeyCode::kRight},
+    {'D', KeyCode::kLeft}, {'H', KeyCode::kHome},  {'F', KeyCode::kEnd},
+    {'S', KeyCode::kF4},   {'M', KeyCode::kEnter}, {'Z', KeyCode::kBackTab}};
+
+/// "ESC [ number ~". Home and End have two numbers each, by the kind of terminal.
+constexpr SequenceKey kNumberKeys[] = {{1, KeyCode::kHome},     {7, KeyCode::kHome},   {4, KeyCode::kEnd},
+                                       {8, KeyCode::kEnd},      {3, KeyCode::kDelete}, {5, KeyCode::kPageUp},
+                                       {6, KeyCode::kPageDown}, {14, KeyCode::kF4}};
+
+/// The key with this ending; kOther if the table has none.
+template <std::size_t kSize>
+Key KeyOf(const SequenceKey (&keys)[kSize], int ending) {
+  for (const SequenceKey& key : keys) {
+    if (key.ending == ending) return {key.code};
   }
+  return {};
 }
 
-Key KeyOfNumber(int number) {
-  switch (number) {
-    case 1:
-    case 7:
-      return {KeyCode::kHome};
-    case 4:
-    case 8:
-      return {KeyCode::kEnd};
-    case 3:
-      return {KeyCode::kDelete};
-    case 5:
-      return {KeyCode::kPageUp};
-    case 6:
-      return {KeyCode::kPageDown};
-    case 14:
-      return {KeyCode::kF4};
-    default:
-      return {};
-  }
-}
-
-/// The number at this place of "number;number", at most three digits of it; 0 if there is none.
+/// The number at this place (from 0) of "number;number"; 0 if there is none. Only its first three digits
+/// count, which keeps it within an int.
 int Parameter(std::string_view parameters, int place) {
   for (; place > 0; --place) {
     const std::size_t end = parameters.find(';');
@@ -70,19 +51,35 @@ int Parameter(std::string_view parameters, int place) {
   return number;
 }
 
+/// The key of "ESC [ parameters last". The second parameter is 1 plus a sum of modifiers, of which Alt is 2:
+/// "ESC [ 1 ; 3 B" is Alt-Down.
 Key KeyOfSequence(std::string_view parameters, char last) {
-  Key key = last == '~' ? KeyOfNumber(Parameter(parameters, 0)) : KeyOfLetter(last);
+  Key key = last == '~' ? KeyOf(kNumberKeys, Parameter(parameters, 0)) : KeyOf(kLetterKeys, last);
   const int modifiers = Parameter(parameters, 1);
   key.alt = modifiers > 0 && ((modifiers - 1) & 2) != 0;
   return key;
 }
 
+/// Bytes of the character that begins with `lead`; 1 for a byte that can't begin one.
 std::size_t Utf8Length(char lead) {
   const auto byte = static_cast<unsigned char>(lead);
   return byte < 0xC2 ? 1 : byte < 0xE0 ? 2 : byte < 0xF0 ? 3 : byte < 0xF5 ? 4 : 1;
 }
 
 }  // namespace
+
+// `pending_` always begins where a key begins. Each function below either takes whole keys off its front, or
+// leaves it as it is and returns nothing. Examples of what is pending, with the key or what happens:
+//
+//   "a"             the character a
+//   "\x1b"          waits; Esc when overdue
+//   "\x1b\x1b"      Esc, and the second byte stays
+//   "\x1ba"         Alt-a
+//   "\x1b["         waits; Alt-[ when overdue
+//   "\x1b[1;3"      waits; kOther when overdue
+//   "\x1b[1;3B"     Alt-Down
+//   "\xD0"          waits for the second byte of a character
+//   "\x01"          kOther: Ctrl-A means nothing here
 
 void KeyDecoder::Feed(std::string_view bytes, std::uint32_t now) {
   if (bytes.empty()) return;
@@ -92,7 +89,7 @@ void KeyDecoder::Feed(std::string_view bytes, std::uint32_t now) {
 
 std::optional<Key> KeyDecoder::Next(std::uint32_t now) {
   if (pending_.empty()) return std::nullopt;
-  return Decode(now - fed_at_ >= kEscapeTimeoutMs);
+  return Decode(now - fed_at_ >= kEscapeTimeoutMs);  // unsigned, so right across the wrap of the tick count
 }
 
 std::optional<Key> KeyDecoder::Decode(bool overdue) {
@@ -118,10 +115,11 @@ std::optional<Key> KeyDecoder::Decode(bool overdue) {
   return Key{code};
 }
 
+/// Esc itself, Alt and a character, or a sequence.
 std::optional<Key> KeyDecoder::DecodeEscape(bool overdue) {
   const char next = pending_.size() < 2 ? kEsc : pending_[1];
   if (pending_.size() < 2 && !overdue) return std::nullopt;
-  if (next == kEsc) {
+  if (next == kEsc) {  // alone, or followed by another one
     pending_.erase(0, 1);
     return Key{KeyCode::kEscape};
   }
@@ -132,7 +130,8 @@ std::optional<Key> KeyDecoder::DecodeEscape(bool overdue) {
   return Key{};
 }
 
-/// "ESC [ parameters letter", "ESC O letter", or "ESC [ [ letter" of the system's own console.
+/// "ESC [ parameters letter", "ESC O letter", or "ESC [ [ letter", which the Linux console sends for F1 to
+/// F5.
 std::optional<Key> KeyDecoder::DecodeSequence(bool overdue) {
   constexpr std::size_t kBegin = 2;
   std::size_t end = kBegin;
@@ -149,6 +148,7 @@ std::optional<Key> KeyDecoder::DecodeSequence(bool overdue) {
   return key;
 }
 
+/// The character that begins at this place of `pending_`. Malformed UTF-8 gives U+FFFD.
 std::optional<Key> KeyDecoder::DecodeCharacter(std::size_t at, bool alt, bool overdue) {
   if (pending_.size() < at + Utf8Length(pending_[at])) return Incomplete(overdue);
   std::string_view rest = std::string_view(pending_).substr(at);
@@ -157,7 +157,7 @@ std::optional<Key> KeyDecoder::DecodeCharacter(std::size_t at, bool alt, bool ov
   return Key{KeyCode::kCharacter, character, alt};
 }
 
-/// What hasn't been completed in time means nothing.
+/// Waits for the rest, or drops what isn't complete in time.
 std::optional<Key> KeyDecoder::Incomplete(bool overdue) {
   if (!overdue) return std::nullopt;
   pending_.clear();

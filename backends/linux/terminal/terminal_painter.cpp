@@ -11,24 +11,30 @@ namespace {
 constexpr int kMaxDropDownRows = 8;
 constexpr int kFirstTabStop = 8;
 
+/// A rectangle of cells.
 struct CellRect {
   int x;
   int y;
   int width;
   int height;
 
+  /// The column after its last one.
   int Right() const { return x + width; }
 };
 
+/// Twips in cells of this size, rounded to the nearest.
 int Scale(int twips, int cell) {
   return (twips + cell / 2) / cell;
 }
 
+/// Other controls are one row high, whatever their layout says.
 bool HasManyRows(const ControlLayout& layout) {
   return layout.kind == ControlKind::kListBox || layout.multi_line;
 }
 
-/// Controls of one row stand at the height of their middle, so that those side by side share a row.
+/// Where a control is, relative to the client area. A control of one row is placed by its vertical centre, so
+/// that a label and its box, which have different heights in twips, share a row. Left and right edges are
+/// rounded separately, so that controls which are aligned in twips are aligned in cells.
 CellRect RectOf(const ControlLayout& layout) {
   const Bounds& bounds = layout.bounds;
   const int left = Scale(bounds.left, kCellWidth);
@@ -38,7 +44,17 @@ CellRect RectOf(const ControlLayout& layout) {
   return {left, top, width, (bounds.top + bounds.height + kCellHeight - 1) / kCellHeight - top};
 }
 
-/// Draws the controls of one window whose client area begins at a place of the screen.
+// How a form looks, a part of the port dialog for instance:
+//
+//   N of Channels: [3             ▾]     a label, and a drop-down list that is open
+//                  ┌──────────────┐
+//                  │ 2          ▴ │     its rows, with more of them above and below
+//                  │>3            │     the selected one; ">" shows it where colours don't
+//                  │ 4          ▾ │
+//                  └──────────────┘
+//   [     OK     ]  [   Cancel   ]
+
+/// Draws the controls of one window. Its client area begins at `x` and `y` of the screen.
 class Painter {
  public:
   Painter(const MemoryWindow& window, int x, int y, TerminalScreen* screen)
@@ -91,6 +107,7 @@ void Painter::Paint(int index) {
   }
 }
 
+/// Draws a caption with its access key underlined, and returns the column after it.
 int Painter::PutCaption(const Caption& caption, int x, int y, int end, CellStyle style) {
   for (std::size_t i = 0; i < caption.text.size(); ++i) {
     style.underline = caption.access_key == i;
@@ -99,11 +116,13 @@ int Painter::PutCaption(const Caption& caption, int x, int y, int end, CellStyle
   return x;
 }
 
+/// Right-justified: a text that is wider than the label reaches out to the left, as far as the window's edge.
 void Painter::PaintLabel(const MemoryControl& label, const CellRect& rect) {
   const Caption caption(EncodeUtf8(label.text.Text()));
   PutCaption(caption, std::max(x_, rect.Right() - DisplayWidth(caption.text)), rect.y, rect.Right(), {});
 }
 
+/// "[ caption ]", centred. The default button is bold, a disabled one dim, the one with the focus reversed.
 void Painter::PaintButton(const MemoryControl& button, const CellRect& rect, bool focused) {
   const CellStyle style{.bold = button.layout.default_button, .dim = !button.enabled, .reverse = focused};
   screen_.Fill(rect.x, rect.y, rect.width, 1, style);
@@ -116,6 +135,7 @@ void Painter::PaintButton(const MemoryControl& button, const CellRect& rect, boo
   if (focused) screen_.PlaceCursor(begin, rect.y);
 }
 
+/// Lines that the box has no room for are left out.
 void Painter::PaintTextBox(const MemoryControl& box, const CellRect& rect, bool focused) {
   const CellStyle style{
       .fore = box.layout.fore_color, .back = box.layout.back_color, .bold = box.layout.font.bold};
@@ -130,6 +150,7 @@ void Painter::PaintTextBox(const MemoryControl& box, const CellRect& rect, bool 
   if (focused) screen_.PlaceCursor(rect.x, rect.y);
 }
 
+/// "[text   ▾]", without the text.
 void Painter::PaintComboFrame(const CellRect& rect, const CellStyle& style) {
   screen_.Fill(rect.x + 1, rect.y, rect.width - 3, 1, style);
   screen_.Put(rect.x, rect.y, U'[', {});
@@ -146,7 +167,7 @@ void Painter::PaintDropDownList(const MemoryControl& list, const CellRect& rect,
   if (focused) screen_.PlaceCursor(rect.x + 1, rect.y);
 }
 
-/// Keeps the caret in sight: a text that is too long shows its part in front of it.
+/// If the text is longer than the box, its beginning is left out, so that the caret stays visible.
 void Painter::PaintComboBox(const MemoryControl& combo, const CellRect& rect, bool focused) {
   PaintComboFrame(rect, {});
   const EditText& edit = combo.text;
@@ -166,7 +187,8 @@ void Painter::PaintComboBox(const MemoryControl& combo, const CellRect& rect, bo
   if (focused) screen_.PlaceCursor(rect.x + 1 + DisplayWidth(before_caret()), rect.y);
 }
 
-/// A framed list; where more rows lie above or below, the border says so.
+/// A list in a frame, scrolled so that the selected row is near the middle. Arrows in the right border show
+/// that there are more rows above or below.
 void Painter::PaintRows(const MemoryControl& list, const CellRect& rect, int selected, bool focused) {
   screen_.Frame(rect.x, rect.y, rect.width, rect.height, {});
   const int count = static_cast<int>(list.rows.size());
@@ -174,6 +196,7 @@ void Painter::PaintRows(const MemoryControl& list, const CellRect& rect, int sel
   const int first = std::clamp(selected - visible / 2, 0, count - visible);
   if (first > 0) screen_.Put(rect.Right() - 1, rect.y + 1, U'▴', {});
   if (first + visible < count) screen_.Put(rect.Right() - 1, rect.y + visible, U'▾', {});
+  // The text after a tab begins in the same column in every row, two blanks after the longest first part.
   int second_column = kFirstTabStop;
   for (const std::string& row : list.rows) {
     if (const auto tab = row.find('\t'); tab != std::string::npos) {
@@ -198,7 +221,7 @@ void Painter::PaintRow(const std::string& row, const CellRect& line, int second_
   screen_.Put(line.x + 1 + second_column, line.y, DecodeUtf8(row.substr(tab + 1)), style, line.Right());
 }
 
-/// Below its combo box, or above it where the screen ends.
+/// Draws the list below its combo box, or above it if the screen ends before.
 void Painter::PaintDropDown(const DropDown& drop_down) {
   const MemoryControl& combo = window_.Control(drop_down.control);
   CellRect rect = MovedBy(RectOf(combo.layout), x_, y_);

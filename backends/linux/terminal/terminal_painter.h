@@ -5,14 +5,15 @@
 
 namespace halden {
 
-/// The size of a cell in the twips of a form's design.
+/// The size of a cell in twips, the unit of a form's layout. A window of 6060 by 1650 twips takes 76 by 8
+/// cells.
 inline constexpr int kCellWidth = 80;
 inline constexpr int kCellHeight = 200;
 
-/// The list of a combo box that is dropped down.
+/// Which list of a window is dropped down.
 struct DropDown {
-  int control = -1;  ///< -1: none
-  int row = 0;       ///< the one that Enter would pick
+  int control = -1;  ///< a drop-down list or combo box with at least one row; -1: none
+  int row = 0;       ///< the highlighted row, which Enter picks
 };
 
 struct CellSize {
@@ -20,13 +21,14 @@ struct CellSize {
   int height;
 };
 
-/// What a window takes on the screen, its border included.
+/// The room that a window needs on the screen, with its border.
 CellSize SizeInCells(const MemoryWindow& window);
 
-/// Draws the window in the screen's centre. The cursor goes to the control that has the focus.
+/// Draws the window over the centre of the screen and places the cursor on the control with the focus. The
+/// screen should be as large as SizeInCells; what doesn't fit is cut off.
 void PaintWindow(const MemoryWindow& window, const DropDown& drop_down, TerminalScreen* screen);
 
-/// Rows of the control's list, dropped down or not, that are seen at a time; at least 1.
+/// Rows of the control's list that are visible at a time, by which the Page keys move; at least 1.
 int VisibleRows(const MemoryControl& control);
 
 }  // namespace halden

@@ -7,9 +7,12 @@ namespace halden {
 
 namespace {
 
+/// Colours from here on are numbers of the system's colours.
 constexpr Color kSystemColor = 0x80000000;
 
-/// The nearest of the terminal's 16 colours, as a number for the foreground.
+/// The nearest of the terminal's 16 colours, as the SGR code of a foreground; 10 more is that of a
+/// background. Bits 0 to 2 of the code are red, green and blue, in the order of the bytes of a Color:
+/// 0x0000FF00 is 92, bright green.
 int SgrColor(Color color) {
   int index = 0;
   bool bright = false;
@@ -21,6 +24,7 @@ int SgrColor(Color color) {
   return (bright ? 90 : 30) + index;
 }
 
+/// The sequence (Select Graphic Rendition) that sets a style, whatever was set before.
 std::string Sgr(const CellStyle& style) {
   std::string codes = "\x1b[0";
   if (style.bold) codes += ";1";
@@ -36,6 +40,7 @@ std::string CursorTo(int x, int y) {
   return "\x1b[" + std::to_string(y + 1) + ";" + std::to_string(x + 1) + "H";
 }
 
+/// Both screens must have the same width.
 bool SameRow(const TerminalScreen& a, const TerminalScreen& b, int y) {
   for (int x = 0; x < a.Width(); ++x) {
     if (a.At(x, y) != b.At(x, y)) return false;
@@ -43,6 +48,7 @@ bool SameRow(const TerminalScreen& a, const TerminalScreen& b, int y) {
   return true;
 }
 
+/// Sends a row from its left end, with a new style only where the style changes.
 void PaintRow(const TerminalScreen& screen, int y, std::string* output) {
   *output += CursorTo(0, y);
   for (int x = 0; x < screen.Width(); ++x) {
@@ -57,7 +63,7 @@ void PaintRow(const TerminalScreen& screen, int y, std::string* output) {
 
 int TerminalScreen::Put(int x, int y, std::u32string_view text, const CellStyle& style, int end) {
   for (const char32_t character : text) {
-    const bool is_control = character < 0x20 || (character >= 0x7F && character < 0xA0);
+    const bool is_control = character < 0x20 || (character >= 0x7F && character < 0xA0);  // C0, DEL and C1
     const int width = is_control ? 1 : DisplayWidth(character);
     if (x + width > end) break;
     if (width > 0) x = Put(x, y, is_control ? U' ' : character, style);
@@ -67,6 +73,7 @@ int TerminalScreen::Put(int x, int y, std::u32string_view text, const CellStyle&
 
 int TerminalScreen::Put(int x, int y, char32_t character, const CellStyle& style) {
   const int width = DisplayWidth(character);
+  // The right half of a wide character has no character of its own: the terminal draws both halves.
   for (int i = 0; i < width; ++i) {
     if (x + i < 0 || x + i >= width_ || y < 0 || y >= height_) continue;
     cells_[y * width_ + x + i] = {i == 0 ? character : U'\0', style};
@@ -119,6 +126,7 @@ std::string TerminalScreen::Text() const {
 
 std::string Repaint(const TerminalScreen& shown, const TerminalScreen& wanted) {
   const bool whole = shown.Width() != wanted.Width() || shown.Height() != wanted.Height();
+  // The cursor is hidden meanwhile, or it would be seen jumping about.
   std::string output = whole ? "\x1b[?25l\x1b[0m\x1b[2J" : "\x1b[?25l";
   for (int y = 0; y < wanted.Height(); ++y) {
     if (whole || !SameRow(shown, wanted, y)) PaintRow(wanted, y, &output);

@@ -9,7 +9,8 @@
 
 namespace halden {
 
-/// How a character is drawn. Colours are of form_spec.h; the system's colours are the terminal's own.
+/// How a character is drawn. Colours are those of form_layout.h; for a colour of the system the terminal uses
+/// its default foreground or background.
 struct CellStyle {
   Color fore = kWindowTextColor;
   Color back = kWindowColor;
@@ -20,13 +21,15 @@ struct CellStyle {
   bool operator==(const CellStyle&) const = default;
 };
 
+/// One character of the grid.
 struct Cell {
   char32_t character = U' ';  ///< 0: the right half of the wide character to the left
   CellStyle style;
   bool operator==(const Cell&) const = default;
 };
 
-/// What a text terminal shows: a grid of cells and the cursor. Everything outside is cut off.
+/// What a terminal shows: a grid of cells, counted from 0 at the top left, and the cursor. Whatever is drawn
+/// outside the grid is cut off. Drawing sends nothing: Repaint finds out what has to be sent.
 class TerminalScreen {
  public:
   TerminalScreen() : TerminalScreen(0, 0) {}
@@ -35,35 +38,40 @@ class TerminalScreen {
 
   int Width() const { return width_; }
   int Height() const { return height_; }
+  /// Both must be within the grid.
   const Cell& At(int x, int y) const { return cells_[y * width_ + x]; }
 
-  /// Draws one line and gives the column behind it. Control characters show as blanks, characters that join
-  /// others are left out, and what would reach `end` is cut off.
+  /// Draws one line and returns the column after it. Control characters appear as blanks and combining
+  /// characters are left out, so the text can't send a sequence to the terminal. It is cut off before column
+  /// `end`; a wide character of which only half would fit isn't drawn.
   int Put(int x, int y, std::u32string_view text, const CellStyle& style, int end);
+  /// Draws one character, which must not be a control character, and returns the column after it.
   int Put(int x, int y, char32_t character, const CellStyle& style);
+  /// Draws blanks.
   void Fill(int x, int y, int width, int height, const CellStyle& style);
-  /// A border of lines, with blanks inside.
+  /// Draws a border one cell wide, with blanks inside.
   void Frame(int x, int y, int width, int height, const CellStyle& style);
 
-  /// Hidden until placed.
+  /// Shows the cursor, which is hidden before, or hides it if the place is outside the grid.
   void PlaceCursor(int x, int y);
-  /// Where the terminal's cursor has to go, -1 if it is hidden.
+  /// -1 if it is hidden.
   int CursorX() const { return cursor_x_; }
   int CursorY() const { return cursor_y_; }
 
-  /// The characters, rows parted by line feeds, without blanks at the end of a row.
+  /// The characters in UTF-8. Each row ends in a line feed and is without its trailing blanks.
   std::string Text() const;
 
  private:
-  int width_;
+  int width_;  // cells
   int height_;
-  std::vector<Cell> cells_;
+  std::vector<Cell> cells_;  // row by row
   int cursor_x_ = -1;
   int cursor_y_ = -1;
 };
 
-/// The escape sequences that turn what `shown` shows into `wanted`. All of it is drawn where the sizes
-/// differ.
+/// The text and escape sequences that turn a terminal which shows `shown` into one that shows `wanted`. Rows
+/// that are equal aren't sent. If the sizes differ, the terminal is cleared and every row is sent:
+/// TerminalScreen() as `shown` therefore means that nothing is known about the terminal.
 std::string Repaint(const TerminalScreen& shown, const TerminalScreen& wanted);
 
 }  // namespace halden

@@ -8,12 +8,13 @@ namespace halden {
 
 namespace {
 
-/// Places in cells, in the twips of a design.
+/// Converts a place of one row, given in cells, to the twips of a layout.
 Bounds InCells(int left, int top, int width) {
   return {left * kCellWidth, top * kCellHeight, width * kCellWidth, kCellHeight};
 }
 
-WindowLayout MessageDesign(const std::string& text, const std::string& title,
+/// A message box: the text, and an OK button that Enter and Esc press.
+WindowLayout MessageLayout(const std::string& text, const std::string& title,
                            const std::function<void()>& dismiss) {
   constexpr int kMargin = 2;
   constexpr int kButtonWidth = 10;
@@ -44,10 +45,11 @@ std::unique_ptr<Window> TerminalToolkit::NewWindow(WindowLayout layout) {
 
 void TerminalToolkit::ShowMessage(const std::string& text, const std::string& title, MessageIcon) {
   std::unique_ptr<Window> message;
-  message = NewWindow(MessageDesign("(!) " + text, title, [&message] { message->Hide(); }));
+  message = NewWindow(MessageLayout("(!) " + text, title, [&message] { message->Hide(); }));
   message->ShowModal();
 }
 
+/// Opens the terminal for the first window.
 bool TerminalToolkit::Show(MemoryWindow& window) {
   windows_.push_back(&window);
   if (windows_.size() == 1) {
@@ -70,8 +72,11 @@ void TerminalToolkit::Remove(MemoryWindow& window) {
   if (windows_.empty()) terminal_.Close();
 }
 
+/// Feeds the keys that have arrived to the window and draws what they changed. A key may show another window,
+/// which is then served in here until it closes.
 void TerminalToolkit::HandleInput(MemoryWindow& window) {
   if (terminal_.Ended()) {
+    // Nobody can close the window any more. Hide follows since the form may refuse the close box.
     window.PressCloseBox();
     window.Hide();
     return;
@@ -86,6 +91,7 @@ void TerminalToolkit::HandleInput(MemoryWindow& window) {
   if (window.Visible()) Draw();
 }
 
+/// Brings the terminal up to date. Sends nothing if nothing has changed.
 void TerminalToolkit::Draw() {
   const TerminalSize size = terminal_.Size();
   const bool resized = size != TerminalSize{shown_.Width(), shown_.Height()};
@@ -97,6 +103,7 @@ void TerminalToolkit::Draw() {
   shown_ = std::move(wanted);
 }
 
+/// What the terminal should show at this size.
 TerminalScreen TerminalToolkit::Compose(TerminalSize size) {
   TerminalScreen screen(size.columns, size.rows);
   const CellSize needed = SizeInCells(*windows_.back());

@@ -3,34 +3,39 @@
 #include <string>
 #include <vector>
 
+#include "backends/linux/terminal/posix_terminal.h"
 #include "backends/linux/terminal/terminal_keys.h"
 #include "backends/linux/terminal/terminal_screen.h"
 #include "backends/linux/terminal/terminal_user.h"
-#include "backends/linux/terminal/text_terminal.h"
 #include "backends/text/common_texts.h"
 #include "backends/toolkit/memory_window.h"
 #include "platform/clock.h"
 
 namespace halden {
 
-/// The windows as drawings on a text terminal, which is taken over while one is shown. A window that the
-/// terminal is too small for is replaced by a line that says so; its keys still work.
+/// Draws the driver's windows on a terminal and lets the user operate them with the keyboard. The terminal is
+/// open only while a window is shown. Windows that are shown at the same time lie on top of each other, each
+/// in the centre.
+///
+/// If the front window doesn't fit, a line that says which size it needs is drawn instead.
 class TerminalToolkit : public Toolkit, private WindowDisplay {
  public:
-  /// Terminal and clock must outlive the toolkit. `language` is that of what the toolkit itself says.
+  /// Terminal and clock must outlive the toolkit, and the toolkit its windows. `language` is for the
+  /// toolkit's own texts.
   TerminalToolkit(TextTerminal& terminal, Clock& clock, TextLanguage language)
       : terminal_(terminal), clock_(clock), language_(language) {}
 
   bool CanShow() const override { return !windows_.empty() || terminal_.Available(); }
   std::unique_ptr<Window> NewWindow(WindowLayout layout) override;
   void ShowMessage(const std::string& text, const std::string& title, MessageIcon icon) override;
-  /// A terminal has no pointer.
+  /// Does nothing: a terminal has no mouse pointer of ours.
   void SetPointer(Pointer) override {}
 
-  /// The shown window that the keys go to; null: none.
+  /// The window that gets the keys; null if none is shown.
   MemoryWindow* Front() const { return windows_.empty() ? nullptr : windows_.back(); }
 
  private:
+  // Of WindowDisplay.
   bool Show(MemoryWindow& window) override;
   void Remove(MemoryWindow& window) override;
   void HandleInput(MemoryWindow& window) override;
@@ -42,11 +47,11 @@ class TerminalToolkit : public Toolkit, private WindowDisplay {
   TextTerminal& terminal_;
   Clock& clock_;
   TextLanguage language_;
-  std::vector<MemoryWindow*> windows_;  // the shown ones, the front one last
+  std::vector<MemoryWindow*> windows_;  // those shown, the front one last
   KeyDecoder keys_;
   TerminalUser user_;
-  TerminalScreen shown_;
-  bool changed_ = false;
+  TerminalScreen shown_;  // what the terminal shows; empty: unknown
+  bool changed_ = false;  // a window has changed since `shown_` was drawn
 };
 
 }  // namespace halden

@@ -8,7 +8,8 @@ namespace halden {
 
 namespace {
 
-/// Where a key leads in a list; the row itself if it doesn't move.
+/// The row to which a key moves in a list of `count` rows, which isn't empty. `row` may be -1: none is
+/// selected.
 int MovedRow(int row, int count, int page, KeyCode code) {
   switch (code) {
     case KeyCode::kUp:
@@ -33,7 +34,8 @@ bool MovesRow(KeyCode code) {
          code == KeyCode::kPageDown || code == KeyCode::kHome || code == KeyCode::kEnd;
 }
 
-/// The next row that begins with this character; -1 if there is none.
+/// The next row after the selected one that begins with this character, in upper or lower case; -1 if there
+/// is none. The search continues at the top, so repeating a letter goes round the rows that begin with it.
 int RowBeginningWith(const MemoryControl& list, char32_t character) {
   const int count = static_cast<int>(list.rows.size());
   for (int i = 1; i <= count; ++i) {
@@ -63,6 +65,7 @@ void TerminalUser::Press(MemoryWindow& window, const Key& key) {
   PressCommon(window, key);
 }
 
+/// The keys that do the same in every control.
 void TerminalUser::PressCommon(MemoryWindow& window, const Key& key) {
   switch (key.code) {
     case KeyCode::kEnter:
@@ -81,12 +84,13 @@ void TerminalUser::PressCommon(MemoryWindow& window, const Key& key) {
   }
 }
 
+/// Opens the list of the control with the focus, unless it is empty.
 void TerminalUser::OpenDropDown(const MemoryWindow& window) {
   const MemoryControl& control = window.Control(window.Focus());
   if (!control.rows.empty()) drop_down_ = {window.Focus(), std::max(control.selected, 0)};
 }
 
-/// False: the list has closed, and the key is for the window.
+/// False: the list has closed, and the window gets the key as well: Tab picks a row and moves on.
 bool TerminalUser::PressInDropDown(MemoryWindow& window, const Key& key) {
   const int control = drop_down_.control;
   const int count = static_cast<int>(window.Control(control).rows.size());
@@ -101,6 +105,7 @@ bool TerminalUser::PressInDropDown(MemoryWindow& window, const Key& key) {
   return key.alt || key.code == KeyCode::kEnter || key.code == KeyCode::kEscape || key.code == KeyCode::kF4;
 }
 
+/// In a list box or a closed combo box, of which the selected row changes right away.
 bool TerminalUser::PressInRows(MemoryWindow& window, const Key& key) {
   const int focus = window.Focus();
   const MemoryControl& list = window.Control(focus);
@@ -118,10 +123,11 @@ bool TerminalUser::PressInRows(MemoryWindow& window, const Key& key) {
   } else {
     return false;
   }
-  if (row != list.selected) window.PickRow(focus, row);
+  if (row != list.selected) window.PickRow(focus, row);  // the arrow keys count as clicks on the row
   return true;
 }
 
+/// In the edit field of a combo box.
 bool TerminalUser::PressInEdit(MemoryWindow& window, const Key& key) {
   switch (key.code) {
     case KeyCode::kCharacter:
@@ -150,6 +156,7 @@ bool TerminalUser::PressInEdit(MemoryWindow& window, const Key& key) {
   }
 }
 
+/// Arrows move between buttons as Tab does.
 bool TerminalUser::PressOnButton(MemoryWindow& window, const Key& key) {
   switch (key.code) {
     case KeyCode::kCharacter:

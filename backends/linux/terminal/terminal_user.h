@@ -6,21 +6,31 @@
 
 namespace halden {
 
-/// What keys do in a window.
+/// Carries out what keys do in a window:
 ///
-/// Tab and Shift-Tab go round the controls, arrows, Home, End and Page keys move within one, Alt and a letter
-/// is an access key (on a button the letter alone, too), Alt-Down or F4 drops a list down, Enter and Esc
-/// press their buttons, Alt-F4 is the close box.
+/// - Tab and Shift-Tab move the focus round the controls.
+/// - Arrows, Home, End, Page Up and Page Down move within a list or an edit box. A letter goes to the next
+/// row that
+///   begins with it.
+/// - Alt and a letter is an access key. While a button has the focus, the letter alone is one, too.
+/// - F4 or Alt-Down drops a list down, as does the space bar in a box without an edit field. Then Enter and
+/// Tab pick
+///   the highlighted row; Esc, F4 and Alt with a key close the list without picking.
+/// - Enter presses the button with the focus, or else the default button; Esc presses the cancel button.
+/// - Alt-F4 is the close box.
 class TerminalUser {
  public:
+  /// Carries out one key. The window must be shown and in front. Handlers of its form run in here, and may
+  /// close it or show another one.
   void Press(MemoryWindow& window, const Key& key);
 
-  /// Of the window that the keys go to.
+  /// The list that is dropped down in the front window.
   const DropDown& OpenList() const { return drop_down_; }
-  /// Another window gets the keys from now on.
+  /// Closes it without picking a row. To be called when another window comes to the front.
   void CloseList() { drop_down_ = {}; }
 
  private:
+  // Each returns whether the key is used up.
   bool PressInDropDown(MemoryWindow& window, const Key& key);
   bool PressInRows(MemoryWindow& window, const Key& key);
   bool PressInEdit(MemoryWindow& window, const Key& key);
