@@ -9,7 +9,6 @@
 #include "backends/text/fixed_number_rules.h"
 #include "driver/inspect.h"
 #include "tests/device_contract.h"
-#include "tests/pty.h"
 #include "tests/scratch_files.h"
 
 namespace halden {
@@ -17,8 +16,8 @@ namespace {
 
 namespace fs = std::filesystem;
 
-/// A tree like those of /sys, /dev and /proc, and machines over it.
-class MadeUpSystem {
+/// Folders like /sys, /dev and /proc, and platforms that are opened on them.
+class FakeSystem {
  public:
   std::string operator/(const std::string& path) const { return root_ + "/" + path; }
 
@@ -31,8 +30,8 @@ class MadeUpSystem {
     fs::remove(*this / path);
     fs::create_symlink(target, *this / path);
   }
-  /// A device with one interface, or one more interface of it, and the driver that serves it, if any; with a
-  /// tty or without. Attributes are words like "serial=A".
+  /// Adds an interface of a device, and the device if it is the first one. `attributes` are words like
+  /// "serial=A". `tty` is empty for an interface without one, `driver` for one that no driver serves.
   void Plug(const std::string& usb, const std::string& attributes, const std::string& tty,
             const std::string& driver = "ftdi_sio", const std::string& interface = "0") const {
     std::istringstream words(attributes);
@@ -46,7 +45,7 @@ class MadeUpSystem {
     Link("/no/such/" + driver, place + "/" + tty + "/driver");
     Link(*this / place + "/" + tty, "sys/bus/usb-serial/devices/" + tty);
   }
-  /// A chip of one port, behind which the pseudo-terminal is. Each time it has another number on its bus.
+  /// Adds a chip with one port, which is the pseudo-terminal. It gets another number on its bus each time.
   void Plug(const std::string& usb, const std::string& serial, const std::string& tty, const Pty& pty) {
     Plug(usb, "bcdDevice=0400 busnum=1 devnum=" + std::to_string(++plugged_) + " serial=" + serial, tty);
     Link(pty.path(), "dev/" + tty);
@@ -58,17 +57,17 @@ class MadeUpSystem {
     return OpenSystemPlatform({.devices = {"linux"}, .registry_file = *this / "my.reg", .system_root = root_},
                               &error);
   }
-  /// A line for each device that is listed: what it is, and the port's configuration or why it can't be
+  /// For each listed device "port|chip|serial|description|" and the port's line settings, or why it can't be
   /// opened.
-  std::string List(SystemPlatform& machine) const {
-    std::string text;
-    for (const ListedDevice& device : ListDevices(machine.platform())) {
-      std::string failure = machine.OpenFailures()[std::count(text.begin(), text.end(), '\n')];
+  std::vector<std::string> List(SystemPlatform& platform) const {
+    std::vector<std::string> list;
+    for (const ListedDevice& device : ListDevices(platform.platform())) {
+      std::string failure = platform.OpenFailures()[list.size()];
       if (failure.starts_with(root_)) failure.erase(0, root_.size());
-      text += device.com_name + "|" + device.chip + "|" + device.serial + "|" + device.description + "|" +
-              device.line + failure + "\n";
+      list.push_back(device.com_name + "|" + device.chip + "|" + device.serial + "|" + device.description +
+                     "|" + device.line + failure);
     }
-    return text;
+    return list;
   }
 
  private:
@@ -77,22 +76,22 @@ class MadeUpSystem {
   int plugged_ = 0;
 };
 
-/// The devices that the kernel lists below a root.
-struct Listed {
-  explicit Listed(const std::string& root) : devices(root, {}, rules, lines) {}
+/// The device library over what a system lists.
+struct ListedDevices {
+  explicit ListedDevices(const std::string& root) : devices(root, {}, rules, stored_settings) {}
 
   ScratchDirectory files;
   FixedNumberRules rules = FixedNumberRules::C();
-  StoredLineSettings lines{files / "ports.reg", rules};
+  StoredLineSettings stored_settings{files / "ports.reg", rules};
   KernelDevices devices;
-  EmulatedD2xx library{{}, [this] { return devices.New(); }};
+  EmulatedD2xx library{{}, [this] { return devices.FindNew(); }};
 };
 
-DevicesUnderTest InAMadeUpTree() {
+DevicesUnderTest InAFakeSystem() {
   struct Tree {
-    MadeUpSystem system;
+    FakeSystem system;
     Pty ptys[2];
-    Listed listed{system / ""};
+    ListedDevices listed{system / ""};
   };
   const auto tree = std::make_shared<Tree>();
   tree->system.Plug("1-1", "A", "ttyUSB0", tree->ptys[0]);
@@ -101,9 +100,9 @@ DevicesUnderTest InAMadeUpTree() {
           [tree](std::size_t index, FT_HANDLE, const std::string& bytes) { tree->ptys[index].Write(bytes); }};
 }
 
-/// Two chips that send back what they are sent.
+/// Two real chips that send back what they receive.
 DevicesUnderTest OnARealKernel() {
-  const auto listed = std::make_shared<Listed>("/");
+  const auto listed = std::make_shared<ListedDevices>("/");
   return {std::shared_ptr<EmulatedD2xx>(listed, &listed->library),
           [listed](std::size_t, FT_HANDLE handle, const std::string& bytes) {
             std::uint32_t written = 0;
@@ -112,17 +111,17 @@ DevicesUnderTest OnARealKernel() {
           }};
 }
 
-// Only a machine that is made for it has chips that may be written to.
+// Only the virtual machine of the tests has chips that may be written to.
 INSTANTIATE_TEST_SUITE_P(OfTheKernel, DeviceContract,
                          testing::Values(std::getenv("HALDEN_CHIPS_SEND_BACK") ? OnARealKernel
-                                                                               : InAMadeUpTree));
+                                                                               : InAFakeSystem));
 
-TEST(KernelDevice, IsListedByTtyAndInterfaceWithWhatItsAttributesSayAndWhoHasTakenIt) {
-  const MadeUpSystem system;
-  EXPECT_EQ(system.List(*system.Open()), "");
+TEST(KernelDevice, ListingShowsAttributesInTheOrderOfTtysAndWhoHasClaimedAChip) {
+  const FakeSystem system;
+  EXPECT_EQ(system.List(*system.Open()), std::vector<std::string>());
   const std::string chip = "idVendor=0403 idProduct=6001 product=Text busnum=1 devnum=12 ";
   system.Plug("1-1", chip + "bcdDevice=0600 serial=0123456789ABCDEF", "ttyUSB10");
-  // Another device had the number in between when it came.
+  // ttyUSB3 was plugged in between this chip's two ports, and its second port came first.
   system.Plug("1-2", chip + "bcdDevice=0800 serial=QUAD", "ttyUSB2", "ftdi_sio", "1");
   system.Plug("1-2", "", "ttyUSB5");
   system.Write("usb/1-2/bNumInterfaces", " 4");
@@ -131,53 +130,74 @@ TEST(KernelDevice, IsListedByTtyAndInterfaceWithWhatItsAttributesSayAndWhoHasTak
   system.Plug("1-5", chip + "bcdDevice=1000 serial=TAKEN idProduct=6015", "", "usbfs");
   system.Plug("1-6", chip + "idProduct=beef", "", "");
   system.Write("proc/12/comm", "brltty");
-  EXPECT_EQ(
-      system.List(*system.Open()),
-      "|FT4232H|QUADA|Text|/dev/ttyUSB5: no such file\n"
-      "|FT4232H|QUADB|Text|/dev/ttyUSB2: no such file\n"
-      "|Unknown|||/dev/ttyUSB3: no such file\n"
-      "|FT232R|0123456789ABCDEF|Text|/dev/ttyUSB10: no such file\n"
-      "|FT232BM|OTHER|Text|USB device 1-4: claimed by the kernel's driver ch341\n"
-      "|FT_X_SERIES|TAKEN|Text|USB device 1-5: claimed by another program, perhaps brltty, which runs\n");
+  const std::vector<std::string> expected = {
+      "|FT4232H|QUADA|Text|/dev/ttyUSB5: no such file",
+      "|FT4232H|QUADB|Text|/dev/ttyUSB2: no such file",
+      "|Unknown|||/dev/ttyUSB3: no such file",
+      "|FT232R|0123456789ABCDEF|Text|/dev/ttyUSB10: no such file",
+      "|FT232BM|OTHER|Text|USB device 1-4: claimed by the kernel's driver ch341",
+      "|FT_X_SERIES|TAKEN|Text|USB device 1-5: claimed by another program, perhaps brltty, which runs"};
+  EXPECT_EQ(system.List(*system.Open()), expected);
 }
 
-TEST(KernelDevice, KeepsItsNumberAndItsPortsConfigurationWhileItIsUnplugged) {
-  MadeUpSystem system;
-  const Pty first, second;
-  const std::string serial = "0123456789ABCDEF", usual = "38400,N,8,1\n", set = "250000,E,7,2\n";
-  const std::string unknown = "COM2|FT232BM|||", known = "COM32767|FT232BM|" + serial + "||";
-  system.Plug("1-1", "", "ttyUSB1", first);
-  const auto machine = system.Open();
-  EXPECT_EQ(system.List(*machine), unknown + usual);
-  system.Plug("1-2", serial, "ttyUSB32766", second);
-  D2xx& library = machine->platform().d2xx;
-  std::int32_t count = 0;
-  EXPECT_EQ(library.FT_ListDevices(&count, nullptr, FT_LIST_NUMBER_ONLY), FT_OK);
-  EXPECT_EQ(count, 2);
-  EXPECT_EQ(system.List(*machine), unknown + usual + known + usual);
-  CommConfig config;
-  config.dcb = {.BaudRate = 250000, .ByteSize = 7, .Parity = 2, .StopBits = 2};
-  for (const char* const com : {"COM2", "COM32767"})
-    EXPECT_TRUE(machine->platform().comm_config.SetDefaultCommConfigA(com, &config, sizeof config));
-  system.Unplug("1-2");
-  EXPECT_EQ(system.List(*machine), unknown + set);
-  system.Plug("1-2", serial, "ttyUSB32766", second);
-  EXPECT_EQ(system.List(*machine), unknown + set + known + set);
-  system.Unplug("1-1");
-  system.Plug("1-1", "OTHER", "ttyUSB1", first);
-  FT_HANDLE handle = -1;
-  EXPECT_NE(library.FT_Open(0, &handle), FT_OK) << "another chip by the name of the one that was listed";
-  system.Unplug("1-1");
-  system.Plug("1-1", "", "ttyUSB1", first);
+/// Two chips: one without a serial number and one with it.
+struct TwoChips : testing::Test {
+  TwoChips() { system.Plug("1-1", "", "ttyUSB1", ptys[0]); }
+  std::string Unnamed(const std::string& settings) const { return "COM2|FT232BM|||" + settings; }
+  std::string Named(const std::string& settings, const std::string& com = "COM32767") const {
+    return com + "|FT232BM|" + kSerial + "||" + settings;
+  }
+  void PlugNamed() { system.Plug("1-2", kSerial, "ttyUSB32766", ptys[1]); }
+  void Configure(SystemPlatform& platform, const char* com) const {
+    CommConfig config;
+    config.dcb = {.BaudRate = 250000, .ByteSize = 7, .Parity = 2, .StopBits = 2};
+    EXPECT_TRUE(platform.platform().comm_config.SetDefaultCommConfigA(com, &config, sizeof config)) << com;
+  }
 
+  using Lines = std::vector<std::string>;
+  const std::string kSerial = "0123456789ABCDEF", kUsual = "38400,N,8,1", kSet = "250000,E,7,2";
+  Pty ptys[2];
+  FakeSystem system;
+};
+
+TEST_F(TwoChips, KeepNumberAndConfigurationWhileUnplugged) {
+  const auto platform = system.Open();
+  EXPECT_EQ(system.List(*platform), Lines{Unnamed(kUsual)});
+  PlugNamed();
+  std::int32_t count = 0;
+  EXPECT_EQ(platform->platform().d2xx.FT_ListDevices(&count, nullptr, FT_LIST_NUMBER_ONLY), FT_OK);
+  EXPECT_EQ(count, 2);
+  EXPECT_EQ(system.List(*platform), (Lines{Unnamed(kUsual), Named(kUsual)}));
+  Configure(*platform, "COM2");
+  Configure(*platform, "COM32767");
   system.Unplug("1-2");
-  system.Plug("1-3", serial, "ttyUSB5", second);
-  EXPECT_EQ(system.List(*system.Open()), unknown + usual + "COM6|FT232BM|" + serial + "||" + set)
-      << "kept for that run only without a serial number";
-  const std::string file = FileText(system / "my-ports.reg"), kept = "250000,E,7,2";
+  EXPECT_EQ(system.List(*platform), Lines{Unnamed(kSet)});
+  PlugNamed();
+  EXPECT_EQ(system.List(*platform), (Lines{Unnamed(kSet), Named(kSet)}));
+}
+
+TEST_F(TwoChips, AnotherChipInTheOldPlaceIsNotOpened) {
+  const auto platform = system.Open();
+  EXPECT_EQ(system.List(*platform), Lines{Unnamed(kUsual)});
+  system.Unplug("1-1");
+  system.Plug("1-1", "OTHER", "ttyUSB1", ptys[0]);
+  FT_HANDLE handle = -1;
+  EXPECT_NE(platform->platform().d2xx.FT_Open(0, &handle), FT_OK);
+}
+
+TEST_F(TwoChips, OnlyASerialNumberKeepsTheConfigurationForTheNextRun) {
+  PlugNamed();
+  const auto platform = system.Open();
+  ASSERT_EQ(system.List(*platform).size(), 2u);
+  Configure(*platform, "COM2");
+  Configure(*platform, "COM32767");
+  system.Unplug("1-2");
+  system.Plug("1-3", kSerial, "ttyUSB5", ptys[1]);
+  EXPECT_EQ(system.List(*system.Open()), (Lines{Unnamed(kUsual), Named(kSet, "COM6")}));
+  const std::string file = FileText(system / "my-ports.reg");
   for (const std::string text : {"57600,N,8", "57600,N;8,1", "0,N,8,1", "57600,Q,8,1", "57600,N,9,1"}) {
-    SetFileText(system / "my-ports.reg", std::string(file).replace(file.find(kept), kept.size(), text));
-    EXPECT_TRUE(system.List(*system.Open()).ends_with("|" + serial + "||" + usual)) << text;
+    SetFileText(system / "my-ports.reg", std::string(file).replace(file.find(kSet), kSet.size(), text));
+    EXPECT_EQ(system.List(*system.Open()).back(), Named(kUsual, "COM6")) << text;
   }
 }
 

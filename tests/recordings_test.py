@@ -1,7 +1,7 @@
 #!/usr/bin/env python3
-"""Records what independent processes write into pseudo-terminals at their own pace, and captured files.
+"""Records from pseudo-terminals that other processes write to at their own pace, and from a captured file.
 
-The first column of a source counts its lines, so a recording proves that it misses none. All run in real time.
+The first column of each source counts its lines, so that a missing line shows. All sources run at once, in real time.
 
 usage: recordings_test.py HALDEN_HOST
 """
@@ -17,7 +17,7 @@ from dataclasses import dataclass
 from multiprocessing import get_context
 
 STEPS = 64001  # multiples of 0.05 from -1600 to 1600
-NARROW = 4001  # from -100 to 100: of many columns three lines must fit into the bytes that detection listens to
+NARROW = 4001  # from -100 to 100: detection needs three lines within 1024 bytes, also of many columns
 
 
 @dataclass
@@ -27,39 +27,39 @@ class Source:
     separator: str = ""
     end: str = "\r\n"
     locale: str = "C"
-    mark: str = "."  # what the device writes, whatever the locale
+    mark: str = "."  # the device's decimal mark, whatever the locale
     before: str = ""
-    behind: str = ""
+    after: str = ""
     number: str = ".2f"
     rate: int = 150  # lines a second
 
     def line(self, number):
         fields = (format(self.step(number, column) / 20, self.number) for column in range(self.columns))
-        fields = (self.before + field.replace(".", self.mark) + self.behind for field in fields)
+        fields = (self.before + field.replace(".", self.mark) + self.after for field in fields)
         return (self.separator.join(fields) + self.end).encode("latin-1")
 
     def step(self, line, column):
-        """What the column holds in this line, in units of 0.05; in column 0 it counts the lines."""
+        """The value of a column in units of 0.05. In column 0 it grows by one each line."""
         steps = NARROW if column and self.columns > 4 else STEPS
         return (line * (1 + 7918 * column) + 4099 * column) % steps - steps // 2
 
 
 SOURCES = [
     Source("one column", 1, end="\r", rate=400),
-    Source("one column with a unit, comma", 1, locale="de_DE.UTF-8", mark=",", behind="\xb0C"),
+    Source("one column with a unit, comma", 1, locale="de_DE.UTF-8", mark=",", after="\xb0C"),
     Source("four, tabs", 4, "\t"),
     Source("four, labels and units, point under a comma locale", 4, ";", "\r", "ru_RU.UTF-8", before="U= ",
-           behind=" V"),
+           after=" V"),
     Source("four, groups of digits", 4, ";", locale="en_US.UTF-8", number=",.2f"),
     Source("forty, tabs, comma", 40, "\t", "\r", "fr_FR.UTF-8", mark=",", rate=60),
-    Source("forty, units, comma under a point locale", 40, " ", mark=",", behind="V", rate=60),
-    Source("forty, parentheses, comma", 40, "(", locale="ru_RU.UTF-8", mark=",", behind=")", rate=60),
+    Source("forty, units, comma under a point locale", 40, " ", mark=",", after="V", rate=60),
+    Source("forty, parentheses, comma", 40, "(", locale="ru_RU.UTF-8", mark=",", after=")", rate=60),
 ]
 CAPTURED = Source("a captured file", 4, "\t")
 
 
 def write(source, fd):
-    """Lines on time, but cut anywhere, as a line of bytes arrives."""
+    """Writes lines on time, but in pieces that are cut anywhere."""
     chance = random.Random(source.name)
     start, number, pending = time.monotonic(), 1, b""
     while True:
@@ -97,9 +97,9 @@ def check(source, csv, frames):
 def record(host, source, device, folder):
     command = [host, "record", "--device", device, "--frames", str(source.rate * 2), "--csv", "-", "--quiet",
                "--registry", f"{folder}/{source.name}"]
-    # Where the machine gives a writer no time for 2 s, its device counts as silent.
+    # A device whose writer gets no processor time for 2 s counts as silent, so a busy machine needs another try.
     for _ in range(5):
-        # Without a terminal on which the port dialog would wait for a key.
+        # In a session of its own there is no terminal on which the port dialog would wait for a key.
         done = subprocess.run(command, capture_output=True, text=True, env={**os.environ, "LC_ALL": source.locale},
                               stdin=subprocess.DEVNULL, start_new_session=True, check=False)
         if "no device was recognised" not in done.stderr:
@@ -113,7 +113,8 @@ def main(host):
         devices = [*((source, terminal(source)) for source in SOURCES), (CAPTURED, captured_file(CAPTURED, folder))]
         runs = {source.name: pool.submit(record, host, source, device, folder) for source, device in devices}
         for name, run in runs.items():
-            print(f"{name}: {run.exception() or 'ok'}")
+            if run.exception():
+                print(f"{name}: {run.exception()}")
     return any(run.exception() for run in runs.values())
 
 

@@ -1,13 +1,18 @@
 #pragma once
 
+#include <asm/termbits.h>
 #include <cstdlib>
+#include <fcntl.h>
 #include <filesystem>
 #include <fstream>
 #include <string>
+#include <string_view>
+#include <sys/ioctl.h>
+#include <unistd.h>
 
 namespace halden {
 
-/// An empty directory that goes with the object; in memory, where a flush costs nothing.
+/// An empty directory that is removed with the object. In memory, where fsync costs nothing.
 class ScratchDirectory {
  public:
   ~ScratchDirectory() { std::filesystem::remove_all(path_); }
@@ -25,5 +30,41 @@ inline std::string FileText(const std::string& path) {
 inline void SetFileText(const std::string& path, const std::string& text) {
   std::ofstream(path, std::ios::binary) << text;
 }
+
+/// A pseudo-terminal. The test has one end, and a device is opened on the other.
+class Pty {
+ public:
+  Pty() : fd_(posix_openpt(O_RDWR | O_NOCTTY | O_CLOEXEC)) {
+    grantpt(fd_);
+    unlockpt(fd_);
+    ioctl(fd_, TIOCGPTN, &number_);
+  }
+  ~Pty() { Hangup(); }
+  Pty(const Pty&) = delete;
+
+  int number() const { return number_; }
+  /// The path of the device's end.
+  std::string path() const { return "/dev/pts/" + std::to_string(number_); }
+
+  /// A text of up to a few KB doesn't block. It arrives at the other end a moment later.
+  bool Write(std::string_view text) {
+    return write(fd_, text.data(), text.size()) == static_cast<ssize_t>(text.size());
+  }
+  /// The settings of the device's end.
+  termios2 Settings() const {
+    termios2 settings{};
+    ioctl(fd_, TCGETS2, &settings);
+    return settings;
+  }
+  /// Closes the test's end, which looks to the device like unplugging.
+  void Hangup() {
+    if (fd_ >= 0) close(fd_);
+    fd_ = -1;
+  }
+
+ private:
+  int fd_;
+  int number_ = -1;
+};
 
 }  // namespace halden

@@ -9,13 +9,12 @@
 
 #include "backends/text/fixed_number_rules.h"
 #include "stream/receive_buffer.h"
-#include "tests/pty.h"
 #include "tests/scratch_files.h"
 
 namespace halden {
 namespace {
 
-SerialPort At(const std::string& path) {
+SerialPort PortAt(const std::string& path) {
   return SerialPort::At(path, FixedNumberRules::Comma());
 }
 
@@ -29,44 +28,51 @@ struct OpenDevice {
   }
 
   Pty pty;
-  SerialDevice device{At(pty.path())};
-  std::size_t said = 0;
+  SerialDevice device{PortAt(pty.path())};
+  std::size_t written = 0;
   std::string taken;
 };
 
-TEST(LineSettings, TurnsEachFormatIntoFlagsAndBack) {
+TEST(LineSettings, EachFormatBecomesFlagsAndComesBack) {
   constexpr unsigned kParity[] = {0, PARENB | PARODD, PARENB, PARENB | CMSPAR | PARODD, PARENB | CMSPAR};
+  struct Format {
+    std::uint8_t bits, stop;
+    unsigned flags;
+  };
   for (std::uint8_t parity = 0; parity < 5; ++parity)
-    for (const auto& [bits, stop, flags] :
-         {std::tuple{std::uint8_t{7}, std::uint8_t{2}, CS7 | CSTOPB}, {8, 0, CS8}}) {
+    for (const Format& format :
+         {Format{.bits = 7, .stop = 2, .flags = CS7 | CSTOPB}, Format{.bits = 8, .stop = 0, .flags = CS8}}) {
       termios2 settings{};
       settings.c_cflag = ~0u;
       settings.c_ospeed = 1;
-      EXPECT_TRUE(PutFormat(bits, stop, parity, &settings));
-      EXPECT_EQ(settings.c_cflag, ~(CSIZE | CSTOPB | PARENB | PARODD | CMSPAR) | flags | kParity[parity]);
+      EXPECT_TRUE(ApplyFormat(format.bits, format.stop, parity, &settings));
+      EXPECT_EQ(settings.c_cflag,
+                ~(CSIZE | CSTOPB | PARENB | PARODD | CMSPAR) | format.flags | kParity[parity]);
       Dcb back;
-      EXPECT_TRUE(LineOf(settings, &back));
-      EXPECT_EQ(back, (Dcb{.BaudRate = 1, .ByteSize = bits, .Parity = parity, .StopBits = stop}));
+      EXPECT_TRUE(ReadLineSettings(settings, &back));
+      const Dcb expected{.BaudRate = 1, .ByteSize = format.bits, .Parity = parity, .StopBits = format.stop};
+      EXPECT_EQ(back, expected) << "parity " << int{parity};
     }
 }
 
-TEST(SerialDevice, SetsRateAndFormatAndPutsBackWhatItFound) {
+TEST(SerialPort, IsNamedByWhatLinksLeadTo) {
   const Pty pty;
-  const auto all = [&] {
-    const termios2 s = pty.Settings();
-    return std::vector<unsigned>{s.c_iflag, s.c_oflag, s.c_cflag, s.c_lflag & ~unsigned{ECHO}, s.c_ospeed};
-  };
-  const auto found = all();
   const ScratchDirectory folder;
   std::filesystem::create_symlink(pty.path(), folder / "link77");
-  SerialDevice device(At(folder / "link77"));
-  EXPECT_EQ(device.Identity().com, pty.number() + 1) << "of the name that links lead to";
+  EXPECT_EQ(PortAt(folder / "link77").identity.com, pty.number() + 1);
+  EXPECT_EQ(ComNumberOf("ttyX32766"), 32767);
   EXPECT_EQ(ComNumberOf("ttyX32767"), std::nullopt);
-  EXPECT_EQ(At("/nowhere/Жук1").identity.serial,
+  EXPECT_EQ(PortAt("/nowhere/Жук1").identity.serial,
             "/nowhere/\xC6\xF3\xEA"
             "1");
-  Dcb line, line_while_open;
-  EXPECT_TRUE(device.GetDefaultLineSettings(&line));
+}
+
+TEST(SerialDevice, SetsRateAndFormatAndRestoresWhatItFound) {
+  const Pty pty;
+  const termios2 found = pty.Settings();
+  SerialDevice device(PortAt(pty.path()));
+  Dcb before, while_open;
+  EXPECT_TRUE(device.GetDefaultLineSettings(&before));
   ASSERT_EQ(device.Open(), FT_OK) << device.OpenFailure();
   EXPECT_EQ(device.SetBaudRate(250000), FT_OK);
   EXPECT_EQ(pty.Settings().c_ospeed, 250000u);
@@ -75,14 +81,18 @@ TEST(SerialDevice, SetsRateAndFormatAndPutsBackWhatItFound) {
   EXPECT_EQ(pty.Settings().c_cflag & (CSTOPB | PARODD | CMSPAR), unsigned{CSTOPB | PARODD | CMSPAR});
   EXPECT_NE(device.SetDataCharacteristics(6, 0, 0), FT_OK);
   EXPECT_NE(device.SetDataCharacteristics(8, 1, 0), FT_OK) << "one and a half stop bits";
-  EXPECT_TRUE(device.GetDefaultLineSettings(&line_while_open));
-  EXPECT_EQ(line_while_open, line);
+  EXPECT_TRUE(device.GetDefaultLineSettings(&while_open));
+  EXPECT_EQ(while_open, before);
   device.Close();
-  EXPECT_EQ(all(), found);
-  EXPECT_EQ(pty.Settings().c_lflag & ECHO, 0u);
+  const termios2 after = pty.Settings();
+  EXPECT_EQ(after.c_iflag, found.c_iflag);
+  EXPECT_EQ(after.c_oflag, found.c_oflag);
+  EXPECT_EQ(after.c_cflag, found.c_cflag);
+  EXPECT_EQ(after.c_ospeed, found.c_ospeed);
+  EXPECT_EQ(after.c_lflag, found.c_lflag & ~unsigned{ECHO}) << "a device must not hear itself";
 }
 
-TEST(SerialDevice, HandsOutWhatCameBeforeTheOtherEndWasClosedAndThenFails) {
+TEST(SerialDevice, WhatCameBeforeAHangupIsReadBeforeCallsFail) {
   OpenDevice open;
   ASSERT_TRUE(open.pty.Write("last words"));
   std::uint32_t count = 0;
@@ -98,14 +108,14 @@ TEST(SerialDevice, HandsOutWhatCameBeforeTheOtherEndWasClosedAndThenFails) {
 TEST(SerialDevice, KeepsOthersOutUntilItIsClosed) {
   OpenDevice first;
   const std::string path = first.pty.path();
-  SerialDevice second(At(path));
+  SerialDevice second(PortAt(path));
   EXPECT_NE(second.Open(), FT_OK);
   EXPECT_EQ(second.OpenFailure(), path + ": held by another program");
-  if (geteuid() != 0) return;  // nobody else can look past the hold
+  if (geteuid() != 0) return;  // only the superuser can open an exclusive tty and look
   const int other = open(path.c_str(), O_RDWR | O_NOCTTY);
   int exclusive = 0;
   ioctl(other, TIOCGEXCL, &exclusive);
-  EXPECT_EQ(exclusive, 1) << "other programs ask by one of two ways";
+  EXPECT_EQ(exclusive, 1) << "programs that don't ask for the lock would get in";
   EXPECT_NE(flock(other, LOCK_EX | LOCK_NB), 0);
   first.device.Close();
   ioctl(other, TIOCGEXCL, &exclusive);
@@ -116,19 +126,20 @@ TEST(SerialDevice, KeepsOthersOutUntilItIsClosed) {
 }
 
 TEST(SerialDevice, SaysWhyItCanNotBeOpened) {
-  SerialDevice file(At("/dev/null"));
+  SerialDevice file(PortAt("/dev/null"));
   EXPECT_NE(file.Open(), FT_OK);
   EXPECT_EQ(file.OpenFailure(), "/dev/null: not a serial device");
   const Pty pty;
-  SerialDevice denied(At(pty.path()));
+  SerialDevice denied(PortAt(pty.path()));
   std::filesystem::permissions(pty.path(), std::filesystem::perms(0600));
   if (seteuid(65534) != 0) return;  // only the superuser can be somebody else
   EXPECT_NE(denied.Open(), FT_OK);
   EXPECT_EQ(seteuid(0), 0);
-  EXPECT_TRUE(denied.OpenFailure().starts_with(pty.path() + ": permission denied, it belongs to the group "));
+  EXPECT_TRUE(denied.OpenFailure().starts_with(pty.path() + ": permission denied, it belongs to the group "))
+      << denied.OpenFailure();
 }
 
-TEST(SerialReader, LosesNothingWhenNobodyTakesAndTheQueueIsFull) {
+TEST(SerialReader, LosesNothingWhileItsQueueIsFull) {
   OpenDevice open;
   std::string text(SerialReader::kCapacity * 3, '\0');
   for (std::size_t i = 0; i < text.size(); ++i) text[i] = static_cast<char>(i * 2654435761u >> 13);
@@ -137,32 +148,41 @@ TEST(SerialReader, LosesNothingWhenNobodyTakesAndTheQueueIsFull) {
   });
   std::uint32_t queued = 0;
   while (queued < SerialReader::kCapacity) ASSERT_EQ(open.device.GetQueueStatus(&queued), FT_OK);
-  static_assert(2 * SerialReader::kCapacity <= ReceiveBuffer::kSize, "or a pause would cost a part line");
+  static_assert(2 * SerialReader::kCapacity <= ReceiveBuffer::kSize, "a pause would cost an incomplete line");
   while (open.taken.size() < text.size()) open.Take();
-  EXPECT_EQ(open.taken, text);
+  EXPECT_TRUE(open.taken == text);
   writer.join();
 }
 
-TEST(SerialReader, KeepsOrderWhateverHappensWhileItReads) {
-  const std::vector<std::function<void(OpenDevice&)>> events = {
-      [](OpenDevice& open) {
-        open.pty.Write(std::string("abcdefgh").substr(open.said, 2));
-        open.said += 2;
-      },
-      [](OpenDevice& open) { open.Take(); },
-      [](OpenDevice& open) { open.device.Purge(FT_PURGE_RX | FT_PURGE_TX); },
-      [](OpenDevice& open) { open.device.Close(), open.device.Open(); },
-      [](OpenDevice& open) { open.pty.Hangup(); }};
+TEST(SerialReader, KeepsTheOrderOfBytesThroughEverySequenceOfEvents) {
+  struct Event {
+    const char* name;
+    bool loses;  // whether bytes may be missing afterwards
+    std::function<void(OpenDevice&)> happen;
+  };
+  const std::vector<Event> events = {
+      {"write", false,
+       [](OpenDevice& open) {
+         open.pty.Write(std::string("abcdefgh").substr(open.written, 2));
+         open.written += 2;
+       }},
+      {"read", false, [](OpenDevice& open) { open.Take(); }},
+      {"purge", true, [](OpenDevice& open) { open.device.Purge(FT_PURGE_RX | FT_PURGE_TX); }},
+      {"reopen", true, [](OpenDevice& open) { open.device.Close(), open.device.Open(); }},
+      {"hangup", true, [](OpenDevice& open) { open.pty.Hangup(); }}};
   for (int sequence = 0; sequence < 5 * 5 * 5 * 5; ++sequence) {
     OpenDevice open;
     bool whole = true;
+    std::string names;
     for (int rest = sequence, i = 0; i < 4 && open.device.OpenFailure().empty(); ++i, rest /= 5) {
-      events[rest % 5](open);
-      whole = whole && rest % 5 < 2;
+      const Event& event = events[rest % 5];
+      event.happen(open);
+      whole = whole && !event.loses;
+      names += std::string(event.name) + " ";
     }
-    while (whole && open.taken.size() < open.said) open.Take();
+    while (whole && open.taken.size() < open.written) open.Take();
     const auto wrong = std::adjacent_find(open.taken.begin(), open.taken.end(), std::greater_equal<>());
-    EXPECT_EQ(wrong, open.taken.end()) << sequence;
+    EXPECT_EQ(wrong, open.taken.end()) << names << "gives " << open.taken;
   }
 }
 

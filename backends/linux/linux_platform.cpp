@@ -1,20 +1,66 @@
+#include <cerrno>
 #include <cstdlib>
+#include <ctime>
 #include <utility>
+#include <variant>
 
+#include "backends/devices/device_options.h"
 #include "backends/devices/emulated_d2xx.h"
-#include "backends/linux/linux_clock.h"
 #include "backends/linux/locale_number_rules.h"
 #include "backends/linux/registry/file_registry.h"
-#include "backends/linux/serial/device_sources.h"
+#include "backends/linux/serial/kernel_device.h"
+#include "backends/linux/serial/line_settings.h"
+#include "backends/linux/serial/serial_device.h"
 #include "backends/linux/terminal/port_properties.h"
 #include "backends/linux/terminal/posix_terminal.h"
 #include "backends/linux/terminal/terminal_toolkit.h"
 #include "backends/system_platform.h"
 #include "backends/text/common_texts.h"
 #include "backends/toolkit/answering_toolkit.h"
+#include "backends/toolkit/message_queue.h"
 
 namespace halden {
 namespace {
+
+/// The monotonic clock, which doesn't jump when the system's date is set.
+class LinuxClock : public Clock {
+ public:
+  LinuxClock() : queue_(*this) {}
+
+  std::uint32_t GetTickCount() override {
+    timespec now{};
+    clock_gettime(CLOCK_MONOTONIC, &now);
+    return static_cast<std::uint32_t>(std::uint64_t(now.tv_sec) * 1000 +
+                                      std::uint64_t(now.tv_nsec) / 1000000);
+  }
+
+  /// Waits for an absolute time, so that a signal doesn't cut the pause short or stretch it.
+  void Sleep(std::uint32_t milliseconds) override {
+    timespec end{};
+    clock_gettime(CLOCK_MONOTONIC, &end);
+    end.tv_sec += milliseconds / 1000;
+    end.tv_nsec += long{milliseconds % 1000} * 1000000;
+    if (end.tv_nsec >= 1000000000) {
+      ++end.tv_sec;
+      end.tv_nsec -= 1000000000;
+    }
+    while (clock_nanosleep(CLOCK_MONOTONIC, TIMER_ABSTIME, &end, nullptr) == EINTR) {
+    }
+  }
+
+  void ServeMessages() override {
+    if (queue_.Serve()) return;
+    constexpr timespec kRest{0, 1000000};  // 1 ms, the longest that Clock allows
+    nanosleep(&kRest, nullptr);
+  }
+
+  std::unique_ptr<PeriodicTimer> NewTimer(std::uint32_t interval_ms, std::function<void()> tick) override {
+    return queue_.NewTimer(interval_ms, std::move(tick));
+  }
+
+ private:
+  MessageQueue queue_;
+};
 
 TextLanguage LanguageOf(const LocaleEnvironment& environment) {
   return MessageLanguage(environment) == kRussianLanguage ? TextLanguage::kRussian : TextLanguage::kEnglish;
@@ -24,32 +70,82 @@ std::string RegistryFileOf(const SystemPlatformOptions& options) {
   return options.registry_file.empty() ? DefaultRegistryFile(std::getenv) : options.registry_file;
 }
 
-/// What devices are made of, before there is a library of them.
-struct DeviceGround {
-  DeviceGround(const LocaleEnvironment& environment, const SystemPlatformOptions& options)
-      : number_rules(LocaleNumberRules(environment)),
-        sources(clock, number_rules, StoredLineSettingsFile(RegistryFileOf(options)), options.system_root) {}
+using Devices = std::vector<std::unique_ptr<Device>>;
 
-  LinuxClock clock;
-  FixedNumberRules number_rules;
-  DeviceSources sources;
+/// Makes the devices that the --device options name. It owns the clock, the number rules and the stored line
+/// settings that they refer to, so it must outlive them.
+class DeviceFactory {
+ public:
+  DeviceFactory(const LocaleEnvironment& environment, const SystemPlatformOptions& options)
+      : number_rules_(LocaleNumberRules(environment)),
+        stored_settings_(StoredLineSettingsFile(RegistryFileOf(options)), number_rules_),
+        root_(options.system_root) {}
+
+  Clock& clock() { return clock_; }
+  NumberRules& number_rules() { return number_rules_; }
+
+  /// Appends the devices of all options, in their order; without any option, one simulated device. False if
+  /// an option is wrong; then `error` is one line that names it and says what is allowed.
+  bool MakeAll(const std::vector<std::string>& options, Devices* devices, std::string* error) {
+    if (options.empty()) return MakeOne("sim", devices, error);
+    for (const std::string& option : options) {
+      if (!MakeOne(option, devices, error)) return false;
+    }
+    return true;
+  }
+
+  /// The devices that have been plugged in since the last call, if an option asked for the kernel's devices.
+  Devices FindNew() { return kernel_devices_ ? kernel_devices_->FindNew() : Devices(); }
+
+ private:
+  bool MakeOne(const std::string& text, Devices* devices, std::string* error);
+
+  LinuxClock clock_;
+  FixedNumberRules number_rules_;
+  StoredLineSettings stored_settings_;
+  const std::filesystem::path root_;
+  std::optional<KernelDevices> kernel_devices_;
 };
+
+bool DeviceFactory::MakeOne(const std::string& text, Devices* devices, std::string* error) {
+  const auto option = ParseDeviceOption(text, error);
+  if (!option) return false;
+  if (const auto* serial = std::get_if<SerialDeviceSettings>(&*option)) {
+    devices->push_back(
+        std::make_unique<SerialDevice>(SerialPort::At(serial->path, number_rules_), serial->baud));
+    return true;
+  }
+  if (const auto* kernel = std::get_if<KernelDeviceSettings>(&*option)) {
+    // A second "linux" option finds nothing new: each device is listed once.
+    if (!kernel_devices_) kernel_devices_.emplace(root_, kernel->baud, number_rules_, stored_settings_);
+    for (auto& device : kernel_devices_->FindNew()) devices->push_back(std::move(device));
+    return true;
+  }
+  if (std::holds_alternative<VendorDevices>(*option)) {
+    *error = "--device " + text + ": only on Windows; allowed here are sim, replay, tty and linux";
+    return false;
+  }
+  auto device = MakeDevice(*option, static_cast<int>(devices->size()) + 1, clock_, error);
+  if (!device) return false;
+  devices->push_back(std::move(device));
+  return true;
+}
 
 class LinuxPlatform : public SystemPlatform {
  public:
-  LinuxPlatform(std::unique_ptr<DeviceGround> ground, DeviceSources::Devices devices,
-                const LocaleEnvironment& environment, const SystemPlatformOptions& options)
-      : ground_(std::move(ground)),
-        library_(std::move(devices), [this] { return ground_->sources.MakeNew(); }),
-        registry_(RegistryFileOf(options), ground_->number_rules),
+  LinuxPlatform(std::unique_ptr<DeviceFactory> factory, Devices devices, const LocaleEnvironment& environment,
+                const SystemPlatformOptions& options)
+      : factory_(std::move(factory)),
+        library_(std::move(devices), [this] { return factory_->FindNew(); }),
+        registry_(RegistryFileOf(options), factory_->number_rules()),
         texts_(LanguageOf(environment), MessageLanguage(environment)),
-        screen_(terminal_, ground_->clock, LanguageOf(environment)),
-        answering_(screen_, ground_->clock, ground_->number_rules, options.answer),
-        platform_{library_, library_,           registry_, ground_->clock, ground_->number_rules,
+        screen_(terminal_, factory_->clock(), LanguageOf(environment)),
+        answering_(screen_, factory_->clock(), factory_->number_rules(), options.answer),
+        platform_{library_, library_,           registry_, factory_->clock(), factory_->number_rules(),
                   texts_,   ToolkitFor(options)} {
     library_.SetLineSettingsDialog(
-        [this, language = LanguageOf(environment)](const std::string& port, Dcb* line) {
-          return EditPortProperties(screen_, language, port, line);
+        [this, language = LanguageOf(environment)](const std::string& port, Dcb* settings) {
+          return EditPortProperties(screen_, language, port, settings);
         });
   }
 
@@ -62,7 +158,8 @@ class LinuxPlatform : public SystemPlatform {
     return screen_;
   }
 
-  std::unique_ptr<DeviceGround> ground_;
+  // Each member may refer to those before it.
+  std::unique_ptr<DeviceFactory> factory_;
   EmulatedD2xx library_;
   FileRegistry registry_;
   CommonTexts texts_;
@@ -76,10 +173,10 @@ class LinuxPlatform : public SystemPlatform {
 
 std::unique_ptr<SystemPlatform> OpenSystemPlatform(const SystemPlatformOptions& options, std::string* error) {
   const LocaleEnvironment environment = LocaleEnvironment::OfProcess();
-  auto ground = std::make_unique<DeviceGround>(environment, options);
-  DeviceSources::Devices devices;
-  if (!ground->sources.Make(options.devices, &devices, error)) return nullptr;
-  return std::make_unique<LinuxPlatform>(std::move(ground), std::move(devices), environment, options);
+  auto factory = std::make_unique<DeviceFactory>(environment, options);
+  Devices devices;
+  if (!factory->MakeAll(options.devices, &devices, error)) return nullptr;
+  return std::make_unique<LinuxPlatform>(std::move(factory), std::move(devices), environment, options);
 }
 
 }  // namespace halden

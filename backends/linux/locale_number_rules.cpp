@@ -13,7 +13,7 @@
 namespace halden {
 namespace {
 
-/// Bytes that both code pages share.
+/// These characters have the same byte in both code pages.
 constexpr char kNoBreakSpace = '\xA0';
 constexpr char kApostrophe = '\x92';
 
@@ -22,7 +22,8 @@ struct Separators {
   char group = '\0';
 };
 
-/// Locales, or languages, between blanks, and the separators that are usual there.
+/// Used where the machine hasn't generated a locale. `locales` are languages ("de") and exceptions from them
+/// ("de_CH"), each with a blank on both sides, so that one search for " de " finds whole words only.
 struct UsualSeparators {
   std::string_view locales;
   Separators separators;
@@ -42,29 +43,32 @@ constexpr UsualSeparators kUsual[] = {
 
 constexpr std::string_view kCyrillicLanguages = " be bg kk ky mk mn ru sr tg tt uk ";
 
-bool Holds(std::string_view list, std::string_view word) {
+bool ListContains(std::string_view list, std::string_view word) {
   return list.find(' ' + std::string(word) + ' ') != std::string_view::npos;
 }
 
+/// The locale that is in force for a category, by the order that POSIX fixes: LC_ALL, the category, LANG.
 const std::string& LocaleOf(const LocaleEnvironment& environment, const std::string& category) {
   if (!environment.lc_all.empty()) return environment.lc_all;
   return category.empty() ? environment.lang : category;
 }
 
-std::string_view UpTo(std::string_view ends, std::string_view locale) {
+/// `locale` without everything from the first of the characters `ends` on.
+std::string_view CutAt(std::string_view ends, std::string_view locale) {
   return locale.substr(0, locale.find_first_of(ends));
 }
 
+/// "sr_RS.UTF-8@latin" -> "sr"
 std::string_view LanguageOf(std::string_view locale) {
-  return UpTo("_.@", locale);
+  return CutAt("_.@", locale);
 }
 
 bool IsCyrillic(std::string_view locale) {
   const bool latin = locale.find("@latin") != std::string_view::npos;
-  return !latin && Holds(kCyrillicLanguages, LanguageOf(locale));
+  return !latin && ListContains(kCyrillicLanguages, LanguageOf(locale));
 }
 
-/// Makes a locale the one of the calling thread, for as long as it lives.
+/// Switches the calling thread to a locale for as long as the object lives. Other threads keep theirs.
 class ThreadLocale {
  public:
   explicit ThreadLocale(locale_t locale) : before_(uselocale(locale)) {}
@@ -76,14 +80,16 @@ class ThreadLocale {
   locale_t before_;
 };
 
-/// A separator as the locale of the thread writes it, in the code page; '\0' if it is empty, nothing if the
-/// code page can't express it.
+/// Converts a separator from the thread's locale to one byte of the code page. An empty separator becomes
+/// '\0'. Nothing if it has no byte there.
 std::optional<char> AnsiSeparator(const char* text, CodePage page) {
   if (*text == '\0') return '\0';
   std::mbstate_t state{};
   wchar_t wide = 0;
   const std::size_t length = std::mbrtowc(&wide, text, std::strlen(text), &state);
   if (length == 0 || length > std::strlen(text)) return std::nullopt;
+  // French and some others group digits by a character that neither code page has; its wider relative stands
+  // in for it, as on Windows.
   constexpr wchar_t kNarrowNoBreakSpace = 0x202F;
   if (wide == kNarrowNoBreakSpace) return kNoBreakSpace;
   std::string utf8;
@@ -93,9 +99,10 @@ std::optional<char> AnsiSeparator(const char* text, CodePage page) {
   return ansi;
 }
 
-/// Nothing where the machine has not generated the locale, or where its separators have no byte.
+/// The separators that the C library has for a locale. Nothing if the machine hasn't generated that locale,
+/// or if one of its separators has no byte in the code page.
 std::optional<Separators> GeneratedSeparators(const std::string& name, CodePage page) {
-  if (name.empty()) return std::nullopt;  // which newlocale would take for what the environment says
+  if (name.empty()) return std::nullopt;  // newlocale("") would read the process's environment
   const locale_t locale = newlocale(LC_NUMERIC_MASK | LC_CTYPE_MASK, name.c_str(), locale_t{});
   if (locale == locale_t{}) return std::nullopt;
   std::optional<Separators> result;
@@ -109,10 +116,11 @@ std::optional<Separators> GeneratedSeparators(const std::string& name, CodePage 
   return result;
 }
 
+/// Looks for the country first ("de_CH"), then for the language alone ("de").
 Separators UsualSeparatorsOf(std::string_view name) {
-  for (const std::string_view key : {UpTo(".@", name), LanguageOf(name)}) {
+  for (const std::string_view key : {CutAt(".@", name), LanguageOf(name)}) {
     for (const UsualSeparators& usual : kUsual) {
-      if (Holds(usual.locales, key)) return usual.separators;
+      if (ListContains(usual.locales, key)) return usual.separators;
     }
   }
   return {};
@@ -133,6 +141,7 @@ LocaleEnvironment LocaleEnvironment::OfProcess() {
 FixedNumberRules LocaleNumberRules(const LocaleEnvironment& environment) {
   const bool cyrillic = IsCyrillic(LocaleOf(environment, environment.lc_messages)) ||
                         IsCyrillic(LocaleOf(environment, environment.lc_ctype));
+  // A separator is stored as one byte of this page, so the page comes first.
   const CodePage page = cyrillic ? CodePage::kCyrillic : CodePage::kWestern;
   const std::string& numeric = LocaleOf(environment, environment.lc_numeric);
   const Separators separators = GeneratedSeparators(numeric, page).value_or(UsualSeparatorsOf(numeric));

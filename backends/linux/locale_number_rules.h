@@ -18,16 +18,21 @@ struct LocaleEnvironment {
   static LocaleEnvironment OfProcess();
 };
 
-/// The separators of the numeric locale as the C library has them; of a locale that the machine has not
-/// generated, those that are usual in its language; else those of the C locale. The process's own locale is
-/// neither asked nor changed. The code page is the Cyrillic one if the messages or the characters are of a
-/// language that is written so: with one of the two only, texts of the other would be lost.
+/// The number rules of a locale. Never reads or changes the locale that the process has set.
+///
+/// The separators are those of the numeric locale as the C library knows it. If the machine hasn't generated
+/// that locale, they are the usual ones of its language; for an unknown language, those of the C locale.
+///
+/// The code page is the Cyrillic one if either the messages or the characters belong to a language that is
+/// written in Cyrillic. Asking both keeps, say, Russian window texts readable where only LC_MESSAGES is
+/// Russian.
 FixedNumberRules LocaleNumberRules(const LocaleEnvironment& environment);
 
 inline constexpr std::uint16_t kEnglishLanguage = 0x0409;
 inline constexpr std::uint16_t kRussianLanguage = 0x0419;
 
-/// The identifier of the messages' language: Russian, or English for every other.
+/// The Windows language identifier for messages: kRussianLanguage, or kEnglishLanguage for every other
+/// language.
 std::uint16_t MessageLanguage(const LocaleEnvironment& environment);
 
 }  // namespace halden

@@ -9,9 +9,9 @@ import threading
 import time
 
 STEPS = 64001  # multiples of 0.05 from -1600 to 1600
-PATIENCE = 60  # seconds, on a machine that does other things too
+PATIENCE = 60  # seconds; the machine may be busy with other things
 
-# Makes the archive that the machine boots from, with its first program and the programs that are tested.
+# Makes the archive that the virtual machine boots from, with its first program and the programs under test.
 PACK = """rm -rf root && mkdir -p root/bin && cp -r modules "$0" root && cp /bin/busybox root/bin
 for program; do strip -o "root/bin/${program##*/}" "$program"; done
 cd root && find . | /bin/busybox cpio -o -H newc >../initrd 2>/dev/null"""
@@ -27,8 +27,8 @@ def wait_until(condition, what):
 
 class Machine:
     def __init__(self, folder, programs, chips):
-        """`programs` are statically linked and go to its /bin; `chips` are the serial numbers of the chips that can be
-        plugged in."""
+        """`programs` are statically linked and are copied to /bin. `chips` are the serial numbers of the chips that can
+        be plugged in."""
         self.folder, self.trace_path = folder, f"{folder}/trace"
         files = [os.path.abspath(file) for file in (f"{os.path.dirname(__file__)}/init", *programs)]
         subprocess.run(["bash", "-ec", PACK, *files], cwd=folder, check=True)
@@ -58,7 +58,7 @@ class Machine:
         return line.decode(errors="replace").replace("\r", "")
 
     def run(self, command, may_fail=False):
-        """What the command prints, without white space around it."""
+        """Returns what the command prints, without white space around it."""
         self.console.write(command.encode() + b"\n")
         self.console.flush()
         text = ""
@@ -76,29 +76,31 @@ class Machine:
 
 
 def line_of(number, columns):
-    """The first column counts the lines, the others are that with changing sign."""
+    """The first column counts the lines; the others repeat it with alternating sign."""
     value = (number % STEPS - STEPS // 2) / 20
     return ("\t".join(f"{value * (-1) ** column:.2f}" for column in range(columns)) + "\r\n").encode()
 
 
 def near(rate, wanted):
-    """As near as a line of that rate still can be read at."""
+    """Whether a line at one rate can still be read at the other."""
     return abs(rate - wanted) <= wanted * 0.03
 
 
 class Chip:
-    """Plugged in within a with statement. Sends so many lines a second, or noise while the port has not the rate
-    `speaks_at`, and what it is sent where it `sends_back`; nobody else may send it anything. What it sends while
-    nobody has the port open is lost, as with a real one. After an opening it waits for `pause` seconds."""
+    """An emulated chip, plugged in for the length of a with statement.
+
+    It sends `lines_per_second`, or noise while the port's rate isn't `speaks_at`. What it sends while the port is
+    closed is lost, as with a real chip; after an opening it waits for `pause` seconds before it sends. With
+    `sends_back` it returns what it receives; without it, receiving anything is a failure."""
 
     def __init__(self, machine, serial, lines_per_second=0, columns=2, speaks_at=None, sends_back=False):
         self.machine, self.serial, self.rate, self.columns = machine, serial, lines_per_second, columns
         self.speaks_at, self.sends_back = speaks_at, sends_back
         self.next_line, self.pending, self.received = 0, b"", b""
-        # On a port that nobody has set up since it was plugged in, the kernel echoes what comes while it is still
-        # opening it, and no program can be faster.
+        # The pause is for the first opening after plugging in: until the program has set the port up, the kernel
+        # echoes what arrives, and no program can be fast enough to prevent that.
         self.opened_at, self.pause = math.inf, 0.1
-        self.calls, self.rates = [], [0]  # what it has been told, and the line rates in it
+        self.calls, self.rates = [], [0]  # the control requests that the chip got, and the line rates among them
 
     def __enter__(self):
         self.trace = open(self.machine.trace_path, encoding="utf-8", errors="replace")
@@ -122,10 +124,10 @@ class Chip:
             self.line.close()
             self.trace.close()
             self.machine.run_until_it_prints(f"test -e /dev/{self.tty} || echo gone")
-            assert self.sends_back or not self.received, f"{self.received} has been written to {self.serial}"
+            assert self.sends_back or not self.received, f"{self.serial} received {self.received}"
 
     def unplug(self):
-        """Stops within a line first. The number of whole lines that have been sent."""
+        """Stops within a line first. Returns the number of complete lines that were sent."""
         self.rate = 0
         wait_until(lambda: not self.pending, "sending the last lines")
         lines, self.pending = self.next_line, b"12"
@@ -133,8 +135,8 @@ class Chip:
         self.__exit__()
         return lines
 
-    def assert_told(self, *wanted):
-        assert set(wanted) <= set(self.calls), f"{set(wanted) - set(self.calls)} is not among what it was told"
+    def assert_got(self, *wanted):
+        assert set(wanted) <= set(self.calls), f"the chip never got {set(wanted) - set(self.calls)}"
 
     def feed(self):
         last, due = time.monotonic(), 0.0

@@ -2,7 +2,7 @@
 """Runs the example host in a virtual machine, on the kernel's FTDI driver and emulated chips.
 
 usage: vm_test.py FOLDER HALDEN_HOST HALDEN_KERNEL_TESTS [RealKernel.TEST]...
-FOLDER is what ./fetch has filled, and the programs are linked statically.
+FOLDER is what ./fetch has filled. The programs are statically linked.
 """
 import json
 import sys
@@ -14,7 +14,7 @@ from machine import STEPS, Chip, Machine, line_of, near
 FOLDER, *PROGRAMS = (sys.argv.pop(1) for _ in range(3))
 SERIALS = ["FT00000A", "FT00000B"]
 
-# Prints the number of frames, the first and the last line of a recording that misses none and mixes none up.
+# Checks that a recording has every line, in order and undamaged. Prints the number of frames, the first and the last line.
 CHECK = r"""awk -F, 'NR > 1 { n = int($1 * 20 + %d.5); """ \
         r"""for (i = 2; i <= NF; i++) if ($i != (i %% 2 ? $1 : -$1)) bad = NR; """ \
         r"""if (NF != %d || (NR > 2 && n != (last + 1) %% %d)) bad = NR; if (NR == 2) first = n; last = n } """ \
@@ -28,7 +28,7 @@ class RealKernel(unittest.TestCase):
         cls.addClassCleanup(cls.guest.end)
 
     def start(self, name, arguments, device="linux", command="record --csv /tmp/{}.csv"):
-        """A run in the background."""
+        """Starts the host in the background."""
         host = f"halden-host {command.format(name)} --device {device} --registry /tmp/{name}.reg {arguments}"
         self.guest.run(f"cd /tmp; rm -f {name}.*; ({host} 2>{name}.txt >/dev/null; echo $? >{name}.code) &")
 
@@ -36,7 +36,7 @@ class RealKernel(unittest.TestCase):
         self.assertIn(text, self.guest.run_until_it_prints(f"cat /tmp/{name}.code; grep '{text}' /tmp/{name}.txt"))
 
     def recorded(self, name, columns=2):
-        """Frames, first and last line, once it has ended."""
+        """Waits until the host has ended. Returns the number of frames, the first and the last line."""
         code = self.guest.run_until_it_prints(f"cat /tmp/{name}.code")
         self.assertEqual(code, "0", self.guest.run(f"cat /tmp/{name}.txt"))
         text = self.guest.run(CHECK % (STEPS // 2, columns, STEPS) + f"/tmp/{name}.csv")
@@ -44,7 +44,7 @@ class RealKernel(unittest.TestCase):
         return [int(number) for number in text.split()]
 
     def test_finds_by_listening_and_loses_nothing_at_200_kilobytes_a_second(self):
-        columns, rate, speed, tries = 24, 1150, 0, 3  # what else the machine does may slow the chip down
+        columns, rate, speed, tries = 24, 1150, 0, 3  # a busy machine may slow the chip down
         while speed <= 200000:
             self.assertGreater(tries, 0, f"only {speed:.0f} bytes a second came")
             tries -= 1
@@ -60,7 +60,7 @@ class RealKernel(unittest.TestCase):
                     listed = self.guest.run("halden-host devices --device linux --registry /tmp/fast.reg --json")
                     device = [json.loads(listed)["devices"][0][key] for key in ["port", "chip", "serial", "line"]]
                     self.assertEqual(device, ["COM1", "FT232BM", "FT00000A", "3000000,N,8,1"])
-            chip.assert_told("parity N, data bits 8, stop bits 1", "got control 0x4009, value 0x5",
+            chip.assert_got("parity N, data bits 8, stop bits 1", "got control 0x4009, value 0x5",
                              "got control 0x4001, value 0x101", "got control 0x4001, value 0x202")
             self.assertIn(3000000, chip.rates)
             self.assertEqual(chip.rates[-1], 9600)
@@ -93,7 +93,7 @@ class RealKernel(unittest.TestCase):
             self.assertEqual((last, frames), (lines - 1, last - start + 1))
 
     def test_sleeps_while_nothing_comes(self):
-        # Of every thread but the first, which serves the host's polls.
+        # The context switches of every thread but the first, which wakes up for the host's polls.
         switches = ("p=$(pidof halden-host); for t in /proc/$p/task/*; do "
                     "[ ${t##*/} = $p ] || grep ^voluntary $t/status; done")
         with Chip(self.guest, SERIALS[0]):
@@ -113,7 +113,7 @@ class RealKernel(unittest.TestCase):
             self.start("kept", "--frames 20")
             self.recorded("kept")
             self.guest.run("mount -o remount,rw /sys")
-        chip.assert_told("parity E, data bits 7, stop bits 2", "got control 0x4009, value 0x1")
+        chip.assert_got("parity E, data bits 7, stop bits 2", "got control 0x4009, value 0x1")
         self.assertEqual(chip.rates[-2:], [300, 9600])
 
     def test_keeps_the_contract_of_devices(self):

@@ -2,49 +2,77 @@
 
 #include <cstdint>
 #include <memory>
+#include <optional>
+#include <string>
 
+#include "backends/linux/registry/file_registry.h"
 #include "platform/comm_config.h"
 
 struct termios2;
 
 namespace halden {
 
-/// Puts data bits (7 or 8), parity and stop bits, coded as in Dcb, into the control flags of a terminal.
-/// False, with nothing changed, for what the system can't express: other codes, and 1.5 stop bits.
-bool PutFormat(std::uint8_t word_length, std::uint8_t stop_bits, std::uint8_t parity, termios2* settings);
-/// The line settings among the settings of a terminal; false if these hang the line up.
-bool LineOf(const termios2& settings, Dcb* line);
+// Line settings are a port's baud rate, data bits, parity and stop bits. The driver knows them as a Dcb, the
+// kernel as a termios2, and a person as a text such as "230400,N,8,1".
 
-/// The line settings of an opened tty. It keeps those that it found and can put them back.
+/// Sets data bits (7 or 8), stop bits and parity, coded as in Dcb, in the control flags of a tty's settings.
+/// False, with nothing changed, for what the kernel can't express: other codes, and 1.5 stop bits.
+bool ApplyFormat(std::uint8_t word_length, std::uint8_t stop_bits, std::uint8_t parity,
+                 termios2* tty_settings);
+/// Reads the line settings from a tty's settings. False if the rate is 0, which means hung up.
+bool ReadLineSettings(const termios2& tty_settings, Dcb* settings);
+
+/// The line settings of an opened tty. Remembers those that it finds and can restore them.
 class LineSettings {
  public:
-  /// Does not own `fd`, which must outlive it. Changes nothing.
+  /// Reads the settings and changes nothing. `fd` stays the caller's and must outlive the object.
   explicit LineSettings(int fd);
   ~LineSettings();
   LineSettings(const LineSettings&) = delete;
   LineSettings& operator=(const LineSettings&) = delete;
 
-  /// The line settings that were found; false if `fd` is no tty.
-  bool Found(Dcb* line) const;
-  /// Bytes come and go unchanged, no signal stops or ends them, no read waits for a time of its own; rate and
-  /// format stay.
+  /// The line settings as they were found. False if `fd` is no tty.
+  bool GetOriginal(Dcb* settings) const;
+  /// Lets bytes pass unchanged in both directions: no echo, no translation, no signals, no flow control, no
+  /// time limit for a read. Rate and format stay. False if the kernel refuses.
   bool MakeRaw();
-  /// Any rate above 0. False, with the rate as it was, if the port's own is more than 3 % off.
+  /// Accepts any rate above 0. False, with the rate as before, if the port's nearest rate is more than 3 %
+  /// off.
   bool SetBaudRate(std::uint32_t bits_per_second);
-  /// False, with the format as it was, for what system or port can't do. A pseudo-terminal has no line that
-  /// could be of another format: it takes all.
+  /// False, with the format as before, for what the kernel or the port can't do. A pseudo-terminal has no
+  /// physical line: it accepts every format that the kernel can express.
   bool SetFormat(std::uint8_t word_length, std::uint8_t stop_bits, std::uint8_t parity);
-  /// Sets what was found, but for the echo, by which a device that goes on speaking would hear itself.
-  void PutBack();
+  /// Restores what was found, except for the echo: a device that goes on sending would receive its own text.
+  void Restore();
 
  private:
-  bool Get(termios2* settings) const;
-  bool Set(const termios2& settings) const;
+  bool Get(termios2* tty_settings) const;
+  bool Set(const termios2& tty_settings) const;
   bool IsPseudoTerminal() const;
 
   int fd_;
-  bool found_;
-  std::unique_ptr<termios2> before_;
+  bool is_tty_;
+  std::unique_ptr<termios2> original_;
 };
+
+/// The line settings that ports have been configured for, by the serial number of the device. They outlast
+/// unplugging, and follow the device to whichever tty it gets next time. Kept in a file of their own in the
+/// registry's layout, as values such as "FT1A2B3C"="230400,N,8,1".
+class StoredLineSettings {
+ public:
+  /// Touches nothing. `rules` gives the code page of serial numbers and must outlive the object.
+  StoredLineSettings(const std::string& path, const NumberRules& rules) : registry_(path, rules) {}
+
+  /// Nothing if none are stored, or if what is stored can't be understood.
+  std::optional<Dcb> Find(const std::string& serial);
+  /// False if they can't be written, or aren't settings that Find could return; then nothing is changed.
+  bool Store(const std::string& serial, const Dcb& settings);
+
+ private:
+  FileRegistry registry_;
+};
+
+/// The file of the ports that belongs to a registry file: "registry.reg" -> "registry-ports.reg".
+std::string StoredLineSettingsFile(const std::string& registry_file);
 
 }  // namespace halden

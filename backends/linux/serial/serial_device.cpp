@@ -17,7 +17,7 @@
 namespace halden {
 namespace {
 
-/// The file that links lead to; `path` itself where they lead nowhere.
+/// The file that a link leads to. `path` itself if it leads nowhere: opening that then says why.
 std::string Resolve(const std::string& path) {
   std::error_code error;
   const std::filesystem::path resolved = std::filesystem::canonical(path, error);
@@ -30,6 +30,7 @@ bool ParseNumber(std::string_view text, std::uint32_t* number) {
   return parsed.ec == std::errc() && parsed.ptr == end;
 }
 
+/// The end of a long path says more than its beginning.
 std::string Tail(const std::string& text, std::size_t size) {
   return text.size() <= size ? text : text.substr(text.size() - size);
 }
@@ -48,6 +49,7 @@ std::optional<std::int32_t> ComNumberOf(const std::string& name) {
   return static_cast<std::int32_t>(number) + 1;
 }
 
+/// The lengths are those of the device library's node.
 SerialPort SerialPort::At(const std::string& path, const NumberRules& rules) {
   constexpr std::uint32_t kUnknownChip = 3;
   constexpr std::string_view kFolder = "/dev/";
@@ -77,44 +79,47 @@ FT_STATUS SerialDevice::Open() {
   return StatusOf(open_failure_.empty());
 }
 
+/// Why it failed; empty if the port is open and locked.
 std::string SerialDevice::TryOpen() {
   const std::string resolved = Resolve(port_.path);
   auto file = std::make_unique<SerialFile>(resolved);
-  if (file->fd() < 0 || !file->Free()) return SerialFailureText(errno, resolved, port_.root);
-  // As soon as can be: until then what the device sends is echoed to it, if nobody has had the port before.
-  auto line = std::make_unique<LineSettings>(file->fd());
-  if (!line->MakeRaw() || !file->Hold()) return SerialFailureText(errno, resolved, port_.root);
+  if (file->fd() < 0 || !file->Lock()) return SerialFailureText(errno, resolved, port_.root);
+  // As early as possible: on a port that no program has set up yet, the kernel's default is to echo what the
+  // device sends back to it.
+  auto line_settings = std::make_unique<LineSettings>(file->fd());
+  if (!line_settings->MakeRaw() || !file->MakeExclusive())
+    return SerialFailureText(errno, resolved, port_.root);
   try {
     reader_ = std::make_unique<SerialReader>(file->fd());
   } catch (const std::system_error& error) {
-    line->PutBack();
+    line_settings->Restore();
     return error.code().message();
   } catch (...) {
-    line->PutBack();
+    line_settings->Restore();
     throw;
   }
   file_ = std::move(file);
-  line_ = std::move(line);
+  line_settings_ = std::move(line_settings);
   return "";
 }
 
 void SerialDevice::Close() {
   if (!file_) return;
   reader_.reset();
-  // Closing would wait for bytes that nobody takes.
+  // Bytes that the device doesn't accept would keep close() waiting.
   ioctl(file_->fd(), TCFLSH, TCOFLUSH);
-  line_->PutBack();
-  line_.reset();
+  line_settings_->Restore();
+  line_settings_.reset();
   file_.reset();
 }
 
 FT_STATUS SerialDevice::SetBaudRate(std::uint32_t bits_per_second) {
-  return StatusOf(line_->SetBaudRate(bits_per_second));
+  return StatusOf(line_settings_->SetBaudRate(bits_per_second));
 }
 
 FT_STATUS SerialDevice::SetDataCharacteristics(std::uint8_t word_length, std::uint8_t stop_bits,
                                                std::uint8_t parity) {
-  return StatusOf(line_->SetFormat(word_length, stop_bits, parity));
+  return StatusOf(line_settings_->SetFormat(word_length, stop_bits, parity));
 }
 
 FT_STATUS SerialDevice::Read(void* buffer, std::uint32_t count, std::uint32_t* read) {
@@ -124,6 +129,7 @@ FT_STATUS SerialDevice::Read(void* buffer, std::uint32_t count, std::uint32_t* r
 }
 
 FT_STATUS SerialDevice::Write(const void* buffer, std::uint32_t count, std::uint32_t* written) {
+  // Bytes that the kernel has no room for are not an error; the caller sees that fewer were written.
   ssize_t done = 0;
   do {
     done = write(file_->fd(), buffer, count);
@@ -147,20 +153,22 @@ FT_STATUS SerialDevice::SetRts(bool on) {
 
 FT_STATUS SerialDevice::SetModemLine(int line, bool on) {
   if (ioctl(file_->fd(), on ? TIOCMBIS : TIOCMBIC, &line) == 0) return FT_OK;
-  // A device without modem lines works without them.
+  // A pseudo-terminal has no modem lines, and needs none.
   return StatusOf(errno == ENOTTY || errno == EINVAL);
 }
 
+/// The latency is how long the chip collects bytes before it sends a packet that isn't full. Its file can
+/// usually only be written by the superuser.
 FT_STATUS SerialDevice::SetLatencyTimer(std::uint8_t milliseconds) {
   std::fstream file(port_.latency_timer);
   if (file && file << int{milliseconds} << std::flush) return FT_OK;
   return StatusOf(SetLowLatency());
 }
 
-/// What a user may do where the timer's file belongs to the superuser: the shortest latency there is.
+/// Asks for the shortest latency (1 ms), which an ordinary user may do too.
 bool SerialDevice::SetLowLatency() {
   serial_struct serial{};
-  // A device without a latency works without it.
+  // Not every serial driver has such a setting, and none is needed then.
   if (ioctl(file_->fd(), TIOCGSERIAL, &serial) != 0) return errno == ENOTTY || errno == EINVAL;
   serial.flags |= ASYNC_LOW_LATENCY;
   return ioctl(file_->fd(), TIOCSSERIAL, &serial) == 0;
@@ -185,21 +193,21 @@ FT_STATUS SerialDevice::Purge(std::uint32_t mask) {
   return StatusOf(received && sent);
 }
 
-bool SerialDevice::GetDefaultLineSettings(Dcb* line) {
-  if (!default_line_settings_) return GetPortLineSettings(line);
-  *line = *default_line_settings_;
+bool SerialDevice::GetDefaultLineSettings(Dcb* settings) {
+  if (!default_line_settings_) return GetPortLineSettings(settings);
+  *settings = *default_line_settings_;
   return true;
 }
 
-bool SerialDevice::SetDefaultLineSettings(const Dcb& line) {
-  default_line_settings_ = line;
+bool SerialDevice::SetDefaultLineSettings(const Dcb& settings) {
+  default_line_settings_ = settings;
   return true;
 }
 
-bool SerialDevice::GetPortLineSettings(Dcb* line) {
-  if (line_) return line_->Found(line);
+bool SerialDevice::GetPortLineSettings(Dcb* settings) {
+  if (line_settings_) return line_settings_->GetOriginal(settings);
   const SerialFile file(Resolve(port_.path));
-  return file.fd() >= 0 && LineSettings(file.fd()).Found(line);
+  return file.fd() >= 0 && LineSettings(file.fd()).GetOriginal(settings);
 }
 
 }  // namespace halden

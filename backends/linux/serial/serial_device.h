@@ -14,29 +14,31 @@
 
 namespace halden {
 
-/// Where a tty is found, and what the device list tells of it.
+/// Where a tty is, and what the device list says about it.
 struct SerialPort {
-  std::string path;  ///< may be a link, which is followed anew at each opening
+  std::string path;  ///< may be a link, which is resolved anew each time the port is opened
   DeviceIdentity identity;
-  std::filesystem::path latency_timer;  ///< the kernel's file of milliseconds; need not be there
-  std::filesystem::path root = "/";     ///< where the system's /proc lies
+  std::filesystem::path latency_timer;  ///< the kernel's file of milliseconds; need not exist
+  std::filesystem::path root = "/";     ///< the folder that holds the system's /proc
 
-  /// The tty behind `path`. Its COM number is that of the name that links lead to. Keeps no reference.
+  /// The tty at `path`. If that is a link, the COM number comes from the name that it leads to: a link
+  /// /dev/scale to /dev/ttyUSB4 is COM5. `rules` is used only within the call.
   static SerialPort At(const std::string& path, const NumberRules& rules);
 };
 
-/// One more than the number at the end of a tty's name; nothing without one, or where it is no COM number.
+/// The number at the end of a tty's name plus one: "ttyUSB0" -> 1. Nothing if there is no number, or if the
+/// result would exceed 32767.
 std::optional<std::int32_t> ComNumberOf(const std::string& name);
 
-/// A serial device or pseudo-terminal of Linux.
+/// A serial port or pseudo-terminal of Linux.
 ///
-/// It is always listed, so that opening it can say what is wrong. While it is open, what it sends is taken
-/// from the kernel as it comes (see SerialReader), so once it has gone the rest can still be read; from then
-/// on calls fail at once.
+/// It is always listed as present, so that an attempt to open it can report what is wrong. While it is open,
+/// a SerialReader takes what arrives. So after the device has gone, what it sent before can still be read;
+/// then calls start to fail.
 class SerialDevice : public Device {
  public:
-  /// `baud` is the stored default, with 8 data bits, no parity and one stop bit; without it the default is
-  /// what the port is set to.
+  /// `baud` makes the stored default this rate with 8 data bits, no parity and one stop bit. Without it, the
+  /// default is what the port itself is set to.
   explicit SerialDevice(SerialPort port, std::optional<std::uint32_t> baud = std::nullopt);
   ~SerialDevice() override;
 
@@ -58,18 +60,17 @@ class SerialDevice : public Device {
   FT_STATUS GetTxQueueStatus(std::uint32_t* tx_bytes) override;
   FT_STATUS Purge(std::uint32_t mask) override;
 
-  bool GetDefaultLineSettings(Dcb* line) override;
-  bool SetDefaultLineSettings(const Dcb& line) override;
-  bool GetPortLineSettings(Dcb* line) override;
+  bool GetDefaultLineSettings(Dcb* settings) override;
+  bool SetDefaultLineSettings(const Dcb& settings) override;
+  bool GetPortLineSettings(Dcb* settings) override;
 
   std::string OpenFailure() const override { return open_failure_; }
 
  protected:
-  /// Whether a default has been given or set here.
+  /// Whether a default was given to the constructor or has been set since.
   bool HasDefaultLineSettings() const { return default_line_settings_.has_value(); }
 
  private:
-  /// Why it failed; empty if the port is open and held.
   std::string TryOpen();
   bool SetLowLatency();
   FT_STATUS SetModemLine(int line, bool on);
@@ -78,9 +79,9 @@ class SerialDevice : public Device {
   std::optional<Dcb> default_line_settings_;
   std::string open_failure_;
 
-  // While open; the later ones use the file.
+  // Set while the port is open. The last two use the file's descriptor, so they go first.
   std::unique_ptr<SerialFile> file_;
-  std::unique_ptr<LineSettings> line_;
+  std::unique_ptr<LineSettings> line_settings_;
   std::unique_ptr<SerialReader> reader_;
 };
 

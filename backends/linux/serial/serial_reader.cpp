@@ -13,7 +13,8 @@
 namespace halden {
 namespace {
 
-/// While it lives, threads are made that leave all signals but those of their own faults to the others.
+/// While it lives, a new thread starts with all signals blocked but those of its own faults. A signal handler
+/// of the program then never runs on that thread.
 class SignalsBlocked {
  public:
   SignalsBlocked() {
@@ -32,27 +33,28 @@ class SignalsBlocked {
 
 }  // namespace
 
-class SerialReader::Bell {
+/// Wakes the thread from poll().
+class SerialReader::WakeEvent {
  public:
-  Bell() : fd_(eventfd(0, EFD_NONBLOCK | EFD_CLOEXEC)) {
+  WakeEvent() : fd_(eventfd(0, EFD_NONBLOCK | EFD_CLOEXEC)) {
     if (fd_ < 0) throw std::system_error(errno, std::generic_category());
   }
-  ~Bell() { close(fd_); }
-  Bell(const Bell&) = delete;
-  Bell& operator=(const Bell&) = delete;
+  ~WakeEvent() { close(fd_); }
+  WakeEvent(const WakeEvent&) = delete;
+  WakeEvent& operator=(const WakeEvent&) = delete;
 
   int fd() const { return fd_; }
-  void Ring() { eventfd_write(fd_, 1); }
-  void Hush() {
-    eventfd_t rings = 0;
-    eventfd_read(fd_, &rings);
+  void Set() { eventfd_write(fd_, 1); }
+  void Clear() {
+    eventfd_t count = 0;
+    eventfd_read(fd_, &count);
   }
 
  private:
   const int fd_;
 };
 
-SerialReader::SerialReader(int fd) : fd_(fd), bell_(std::make_unique<Bell>()) {
+SerialReader::SerialReader(int fd) : fd_(fd), wake_(std::make_unique<WakeEvent>()) {
   const SignalsBlocked blocked;
   thread_ = std::thread([this] { Run(); });
 }
@@ -62,7 +64,7 @@ SerialReader::~SerialReader() {
     const std::lock_guard lock(mutex_);
     stopping_ = true;
   }
-  bell_->Ring();
+  wake_->Set();
   thread_.join();
 }
 
@@ -75,37 +77,42 @@ std::optional<std::size_t> SerialReader::Size() const {
 std::optional<std::size_t> SerialReader::Take(char* buffer, std::size_t count) {
   const std::lock_guard lock(mutex_);
   if (Finished()) return std::nullopt;
+  // Also those of a device that has gone meanwhile.
   const std::size_t taken = queue_.Pop(buffer, count);
-  if (taken > 0) MakeRoom();
+  if (taken > 0) ResumeIfFull();
   return taken;
 }
 
 bool SerialReader::Purge() {
   const std::lock_guard lock(mutex_);
   queue_.Clear();
-  MakeRoom();
+  ResumeIfFull();
   return ioctl(fd_, TCFLSH, TCIFLUSH) == 0;
 }
 
-void SerialReader::MakeRoom() {
-  if (full_) bell_->Ring();
+/// Lets the thread read again after room has been made. The mutex is held.
+void SerialReader::ResumeIfFull() {
+  if (full_) wake_->Set();
   full_ = false;
 }
 
+/// The thread. It ends when the device has gone or the reader is destroyed.
 void SerialReader::Run() {
   for (;;) {
-    pollfd events[] = {{bell_->fd(), POLLIN, 0}, {fd_, POLLIN, 0}};
+    pollfd events[] = {{wake_->fd(), POLLIN, 0}, {fd_, POLLIN, 0}};
     {
       const std::lock_guard lock(mutex_);
       if (stopping_ || lost_) return;
-      if (full_) events[1].fd = -1;
+      if (full_) events[1].fd = -1;  // poll ignores it, and waits for the event alone
     }
     if (poll(events, std::size(events), -1) < 0) continue;
-    if (events[0].revents != 0) bell_->Hush();
+    if (events[0].revents != 0) wake_->Clear();
     if (events[1].revents != 0) Receive();
   }
 }
 
+/// Reads once, no more than the queue has room for. A read of 0 bytes means that the line was hung up,
+/// because the port is in raw mode with VMIN = 1.
 void SerialReader::Receive() {
   const std::lock_guard lock(mutex_);
   char bytes[4096];

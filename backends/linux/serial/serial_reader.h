@@ -10,48 +10,49 @@
 
 namespace halden {
 
-/// Takes what a tty receives as it comes. A thread sleeps until there is something and puts it into a queue,
-/// as the kernel's own holds 4095 bytes and loses them when the device goes. While the queue is full, the
-/// rest waits in the kernel.
+/// Reads what a tty receives as soon as it arrives. The kernel's own buffer is too small for a program that
+/// reads every 50 ms (4095 bytes), and it is lost when the device is unplugged. So a thread sleeps until
+/// there is something to read and moves it into a queue. While the queue is full, the rest waits in the
+/// kernel.
 ///
-/// All calls come on one thread, and none of them waits for bytes.
+/// All public calls are made on one thread. None of them waits for bytes.
 class SerialReader {
  public:
-  /// Bytes that the queue holds. Half of what the driver's own buffer does: all of them, taken at once after
-  /// a pause, find room there behind a part line.
+  /// Bytes that the queue holds. Half of the driver's own receive buffer, so that after a pause of the driver
+  /// a full queue still fits there after the incomplete line that the buffer may hold.
   static constexpr std::size_t kCapacity = ByteQueue::kCapacity / 2;
 
-  /// Does not own `fd`, which is in raw mode, doesn't block and outlives the reader. Throws std::system_error
-  /// where the system gives no thread.
+  /// `fd` stays the caller's. It must be in raw mode and non-blocking, and must outlive the reader. Throws
+  /// std::system_error if the system has no thread or no eventfd left.
   explicit SerialReader(int fd);
   ~SerialReader();
   SerialReader(const SerialReader&) = delete;
   SerialReader& operator=(const SerialReader&) = delete;
 
-  /// How many bytes wait; nothing once the device has gone and all that it had sent has been taken.
+  /// How many bytes wait. Nothing once the device has gone and everything that it had sent has been taken.
   std::optional<std::size_t> Size() const;
-  /// Takes the oldest bytes, at most `count`, to `buffer` and gives their number; nothing as above.
+  /// Moves the oldest bytes, at most `count`, to `buffer` and returns how many. Nothing as for Size.
   std::optional<std::size_t> Take(char* buffer, std::size_t count);
-  /// Drops what has been received, here and in the kernel. False if the kernel refuses.
+  /// Drops everything that has been received, here and in the kernel. False if the kernel refuses.
   bool Purge();
 
  private:
-  /// A file of the kernel that wakes the thread up.
-  class Bell;
+  class WakeEvent;
 
   void Run();
   bool Finished() const { return lost_ && queue_.Size() == 0; }
   void Receive();
-  void MakeRoom();
+  void ResumeIfFull();
 
   const int fd_;
-  std::unique_ptr<Bell> bell_;
+  std::unique_ptr<WakeEvent> wake_;
 
-  mutable std::mutex mutex_;  // of all that follows, and held over each read, so that a purge leaves nothing
+  // Guards everything below. Receive holds it across read(), so that after Purge no byte from before arrives.
+  mutable std::mutex mutex_;
   ByteQueue queue_;
-  bool full_ = false;
-  bool lost_ = false;
-  bool stopping_ = false;
+  bool full_ = false;      // the thread doesn't read until ResumeIfFull
+  bool lost_ = false;      // the device has gone; the thread has ended
+  bool stopping_ = false;  // the thread is to end
 
   std::thread thread_;
 };
