@@ -1,5 +1,5 @@
-// Measures the road of a line and the reads, and prints one table: medians of interleaved repetitions, and
-// ratios to what was measured beside them in the same run.
+// Measures how fast ticks take lines and the host reads frames. Prints one table: medians of interleaved
+// repetitions, each with its ratio to a yardstick that was measured in the same run.
 
 #include <algorithm>
 #include <benchmark/benchmark.h>
@@ -15,12 +15,14 @@ namespace {
 
 using benchmark::State;
 
+/// Reports bytes and lines per second. All reads of a stream are about the same size.
 void Rates(State& state, const Stream& stream) {
   const double share = static_cast<double>(state.iterations()) / static_cast<double>(stream.reads.size());
   state.counters["bytes"] = benchmark::Counter(stream.bytes * share, benchmark::Counter::kIsRate);
   state.counters["lines"] = benchmark::Counter(stream.lines * share, benchmark::Counter::kIsRate);
 }
 
+/// Runs `take` on the stream's reads in turn.
 template <class Take>
 void OverReads(State& state, const Stream& stream, Take take) {
   std::size_t i = 0;
@@ -35,6 +37,7 @@ void Register(const std::string& name, std::function<void(State&)> run) {
   benchmark::RegisterBenchmark(name.c_str(), std::move(run));
 }
 
+/// The whole tick: from the bytes of a read to the frames in the ring.
 void RegisterTick(const Stream& stream, const std::string& label, const FixedNumberRules& rules) {
   Register(stream.name + "/" + label, [&stream, rules](State& state) {
     Tick tick(rules, stream.separator, stream.columns);
@@ -42,7 +45,8 @@ void RegisterTick(const Stream& stream, const std::string& label, const FixedNum
   });
 }
 
-void RegisterWays(const Stream& stream) {
+/// What else could be done with the same bytes. memchr and memcpy show the cost of touching them at all.
+void RegisterYardsticks(const Stream& stream) {
   Register(stream.name + "/bare loop", [&stream](State& state) {
     std::vector<std::int16_t> codes(65536);
     OverReads(state, stream, [&](const std::string& read) {
@@ -50,9 +54,9 @@ void RegisterWays(const Stream& stream) {
       benchmark::ClobberMemory();
     });
   });
-  const auto sum = [&stream](const std::string& name, float (*way)(const std::string&)) {
-    Register(stream.name + "/" + name, [&stream, way](State& state) {
-      OverReads(state, stream, [&](const std::string& read) { benchmark::DoNotOptimize(way(read)); });
+  const auto sum = [&stream](const std::string& name, float (*parse)(const std::string&)) {
+    Register(stream.name + "/" + name, [&stream, parse](State& state) {
+      OverReads(state, stream, [&](const std::string& read) { benchmark::DoNotOptimize(parse(read)); });
     });
   };
   sum("strtof", SumByStrtof);
@@ -76,7 +80,7 @@ void RegisterWays(const Stream& stream) {
 
 constexpr std::int32_t kRingFrames = 1 << 20;
 
-/// A ring of four channels whose frames all wait, from slot `first` on.
+/// A ring of four channels that is full, with its oldest frame in slot `first`.
 struct FullRing {
   explicit FullRing(std::int32_t first) {
     InitRanges(store, FixedNumberRules::Point());
@@ -86,6 +90,7 @@ struct FullRing {
     std::fill_n(store.InputState.Kadrs.get(), std::size_t{kRingFrames} * 4, std::int16_t{1});
     Fill(first);
   }
+  /// Makes the ring full again without storing anything.
   void Fill(std::int32_t first) {
     store.InputState.ReadIndex = first;
     store.InputState.WriteIndex = first > 1 ? first - 1 : kRingFrames;
@@ -94,6 +99,7 @@ struct FullRing {
   Store store;
 };
 
+/// The host's reads of `bytes` at a time, and a memcpy of as many bytes out of the same storage.
 void RegisterRead(std::size_t bytes) {
   const std::string name = "read " + std::to_string(bytes >> 10) + " KiB";
   const auto codes = static_cast<std::int32_t>(bytes / sizeof(std::int16_t));
@@ -105,6 +111,7 @@ void RegisterRead(std::size_t bytes) {
     FullRing ring(first);
     std::vector<std::int16_t> to(codes);
     for (auto _ : state) {
+      // Before a read would wrap on its own; the wrapped case wraps in the middle of each.
       if (wraps || ring.store.InputState.ReadIndex > kRingFrames - codes / 4) ring.Fill(first);
       std::int32_t room = codes;
       std::int32_t left = 0;
@@ -139,7 +146,8 @@ void RegisterRead(std::size_t bytes) {
   });
 }
 
-/// Keeps every repetition, and prints the medians group by group in the order of their registration.
+/// Collects every repetition, and prints the medians by group in the order of registration. A benchmark's
+/// name is "group/name".
 class Table : public benchmark::BenchmarkReporter {
  public:
   bool ReportContext(const Context&) override { return true; }
@@ -169,7 +177,7 @@ class Table : public benchmark::BenchmarkReporter {
 
  private:
   static std::string Group(const std::string& name) { return name.substr(0, name.find('/')); }
-  /// What the others of a group are measured against.
+  /// The yardstick of a group.
   static std::string Unit(const std::string& group) {
     return group.starts_with("read") ? "memcpy" : "bare loop";
   }
@@ -203,7 +211,7 @@ int main(int argc, char** argv) {
     RegisterTick(point[i], "tick, decimal point", FixedNumberRules::Point());
     RegisterTick(comma[i], "tick, decimal comma", FixedNumberRules::Comma());
     RegisterTick(point[i], "tick, point sent, comma set", FixedNumberRules::Comma());
-    RegisterWays(point[i]);
+    RegisterYardsticks(point[i]);
   }
   for (std::size_t kib : {1, 4, 16, 64, 256, 1024, 4096}) RegisterRead(kib << 10);
   Table table;

@@ -1,5 +1,6 @@
-// Takes each read of the first stream a few times; `bare` as argument makes the streams alone, so that the
-// difference of two instruction counts is what the ticks cost. Prints the bytes and lines that went through.
+// Runs a few ticks over each read of the first stream. With "bare" as argument it only makes the streams, so
+// the difference between the instruction counts of two runs is the cost of the ticks. Prints the bytes and
+// lines of the ticks.
 
 #include <cstdio>
 #include <cstring>

@@ -13,7 +13,7 @@
 
 namespace halden::bench {
 
-/// What a device sends, in reads of nearly 64 KiB that each end with a whole line.
+/// What a device sends, in reads of about 64 KiB that each end with a whole line.
 struct Stream {
   std::string name;
   char separator;
@@ -77,7 +77,7 @@ inline std::vector<Stream> MakeStreams(char decimal_mark) {
           writer.Write("16 columns with units", 16, &StreamWriter::UnitsLine)};
 }
 
-/// A recording driver as the read timer sees it, over reads in memory.
+/// A recording driver as the read timer sees it, with reads from memory in place of a device.
 class Tick : private ByteSource {
  public:
   Tick(const NumberRules& rules, char separator, int columns)
@@ -95,7 +95,8 @@ class Tick : private ByteSource {
     buffer_.Load();
   }
 
-  /// One tick with these bytes. Its frames are dropped where they stand.
+  /// One tick with these bytes, which the driver must be able to take whole. Its frames are dropped by moving
+  /// the read index, so that the ring never fills.
   void Take(const std::string& read) {
     read_ = &read;
     buffer_.ReadPort(*this, false);

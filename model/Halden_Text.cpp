@@ -13,7 +13,8 @@ namespace {
 constexpr std::string_view kClassName = "Halden_Text";
 constexpr std::uint32_t kStopWait = 50;  // milliseconds
 
-/// What `answer` gives, or an empty answer if there is no memory for it: nothing is thrown at the host.
+/// Returns the result of `answer`, or an empty result if it throws: no exception may reach the host, and the
+/// only one that there can be is std::bad_alloc.
 template <class Answer>
 auto OrEmpty(Answer answer) noexcept -> decltype(answer()) {
   try {
@@ -35,9 +36,10 @@ Halden_Text::Halden_Text(Store& store, Platform& platform, DriverServices& servi
     : store_(store), platform_(platform), services_(services) {
   store_.ADCState.ADCName = DriverName();
   if (store_.InstanceCount < 1) {
+    // In this order: the key fixes DriverName, which the form's window shows.
     services_.InitSettingsKey(store_.ADCState.ADCName);
     InitRanges(store_, platform_.number_rules);
-    CountKadrs(store_);  // frames of a wider table can be read no more
+    CountKadrs(store_);  // 0 if frames of another width were left over: they can't be read any more
     services_.LoadForm();
   }
   ++store_.InstanceCount;
@@ -80,8 +82,8 @@ bool Halden_Text::Detected() noexcept {
 
 bool Halden_Text::Test() noexcept {
   if (Detected()) return true;
-  // The host may release its last reference from inside the wait; the object then lives until the call
-  // returns.
+  // Detection serves the message queue, so the host may release its last reference from inside the call. The
+  // object must live until the call returns.
   const auto self = weak_from_this().lock();
   return services_.DetectPort();
 }
@@ -170,14 +172,16 @@ std::vector<std::int16_t> Halden_Text::GetKadr() noexcept {
 bool Halden_Text::StartRecord() noexcept {
   if (store_.Busy) return false;
   store_.ADCState.LastError.clear();
+  // Written so that a rate of NaN is refused, too.
   if (!(store_.InputState.Rate > 0)) return Refuse("The Sampling Rate is not selected!");
-  // Sizing turns the count of an empty table into 1, so the table itself is asked too.
+  // SetBufferSize makes the width of an empty table 1, so the count alone doesn't show that it is empty.
   if (store_.InputState.InputCountChannels < 1 || store_.InputState.InputChannels.empty())
     return Refuse("Any channel is not selected!");
   store_.Busy = OrEmpty([&] { return ResetBuffer(store_); });
   return store_.Busy;
 }
 
+/// The wait is part of the contract. It serves no messages.
 void Halden_Text::StopRecord() noexcept {
   store_.Busy = false;
   platform_.clock.Sleep(kStopWait);
@@ -197,7 +201,7 @@ std::string Halden_Text::LastError() noexcept {
 }
 
 bool Halden_Text::ShowSetting() noexcept {
-  const auto self = weak_from_this().lock();
+  const auto self = weak_from_this().lock();  // as in Test
   if (!store_.Busy) services_.ShowForm();
   return false;
 }
@@ -206,8 +210,8 @@ std::shared_ptr<IADC3> Halden_Text::Parent() noexcept {
   return weak_from_this().lock();
 }
 
-bool Halden_Text::Refuse(const char* reason) {
-  store_.ADCState.LastError = reason;  // for which InitRanges has reserved the room
+bool Halden_Text::Refuse(const char* reason) noexcept {
+  store_.ADCState.LastError = reason;  // can't throw: InitRanges has reserved room for every reason
   return false;
 }
 

@@ -9,37 +9,41 @@
 
 namespace halden {
 
-/// What a driver object needs of the parts above the store. Only InitSettingsKey throws.
+/// What a driver object needs from the layers above: an interface, so that no include points upward. Only
+/// InitSettingsKey throws.
 class DriverServices {
  public:
   virtual ~DriverServices() = default;
 
-  /// Fixes the settings key by the driver's name, makes it and labels it. Throws std::bad_alloc.
+  /// Derives the settings key from the driver's name, creates it and labels it. Throws std::bad_alloc.
   virtual void InitSettingsKey(const std::string& name) = 0;
-  /// Loads the form that owns device, buffer and timer. Nothing is shown and no device touched.
+  /// Loads the form that owns device, receive buffer and timer. Shows nothing and touches no device.
   virtual void LoadForm() noexcept = 0;
-  /// Closes the port, saves the settings and takes the form down.
+  /// Closes the port, saves the settings and unloads the form.
   virtual void UnloadForm() noexcept = 0;
-  /// Finds and opens the device. False inside a running detection.
+  /// Finds and opens the device. False if there is none, and when called from inside a running detection.
   virtual bool DetectPort() noexcept = 0;
-  /// Shows the form until the user hides it. Nothing happens where it can't be shown or is shown already.
+  /// Shows the form and returns when the user has hidden it; at once if it can't be shown or is shown
+  /// already.
   virtual void ShowForm() noexcept = 0;
 };
 
-/// A face on the store. Objects hold nothing of their own and count themselves: the first one sets the driver
-/// up, the last one takes it down. Store, platform and services outlive it. Always owned by a shared_ptr.
+/// The driver as the host sees it. An object holds no state: all objects work on one store and are counted
+/// there. The first one sets the driver up, the last one takes it down. Must be owned by a shared_ptr. Store,
+/// platform and services must outlive it. IADC3 documents the members.
 class Halden_Text final : public IADC3, public std::enable_shared_from_this<Halden_Text> {
  public:
-  /// Throws std::bad_alloc; the object then does not count.
+  /// Throws std::bad_alloc, and the object then isn't counted.
   Halden_Text(Store& store, Platform& platform, DriverServices& services);
+  /// Ends the recording, whichever object started it. Holds the thread for 50 ms.
   ~Halden_Text() override;
   Halden_Text(const Halden_Text&) = delete;
   Halden_Text& operator=(const Halden_Text&) = delete;
 
-  /// Name of the driver, from that of the class.
+  /// The driver's name, "Halden-Text", which follows from that of the class.
   static std::string DriverName();
 
-  /// The object itself, for a host that holds the class and wants the interface.
+  /// The object itself, for a host that holds the class and asks for the interface.
   std::shared_ptr<IADC3> GetADC3() noexcept { return weak_from_this().lock(); }
 
   std::string ADCName() noexcept override;
@@ -79,7 +83,8 @@ class Halden_Text final : public IADC3, public std::enable_shared_from_this<Hald
   std::shared_ptr<IADC3> Parent() noexcept override;
 
  private:
-  bool Refuse(const char* reason);
+  /// Stores the reason in LastError and returns false.
+  bool Refuse(const char* reason) noexcept;
 
   Store& store_;
   Platform& platform_;

@@ -9,34 +9,59 @@
 
 namespace halden {
 
-// The ring of frames between the decoded lines and the host's reads. Slots count from 1. What waits was
-// stored under the allocated shape, and every count and read goes by that shape, so a capacity asked for
-// meanwhile can't send a read outside the storage.
+// The ring of frames between the decoded lines and the host's reads.
+//
+// Slots count from 1. ReadIndex (R) is the slot of the oldest frame, WriteIndex (W) that of the newest. In a
+// ring of 8 slots, where x is a frame that waits:
+//
+//   slot      1 2 3 4 5 6 7 8
+//   fresh     . . . . . . . .   R = 1, W = 0, BufferEmpty
+//   no wrap   . . x x x . . .   R = 3, W = 5
+//   wrapped   x x . . . x x x   R = 6, W = 2
+//   full      x x x x x x x x   R = 4, W = 3
+//   drained   . . . . . . . .   R = 4, W = 3, BufferEmpty
+//
+// Full and drained have the same pair of indexes. Only BufferEmpty tells them apart.
+//
+// The host may ask for another capacity or channel table while frames wait. InputSizeKadrs and
+// InputCountChannels then have the new shape, and the storage keeps the old one until AllocBuffer. Counting
+// and reading therefore use AllocKadrs and AllocChannels, or they would leave the storage.
 
-/// Works out the capacity from RequestedSize and the channel table. The storage waits for AllocBuffer. The
-/// capacity in codes saturates at the largest 32-bit number.
+/// Computes the capacity from RequestedSize and the channel table. The storage stays until AllocBuffer. The
+/// capacity in codes saturates at INT32_MAX.
 void SetBufferSize(Store& store);
 
-/// Storage of the current shape, zeroed, and an empty ring. False, with the reason in LastError, if there is
-/// no memory for it; then the storage of an earlier recording stays, and its frames stay readable.
+/// Makes zeroed storage of the computed capacity, or clears what there is if the shape is the same, and
+/// empties the ring. Returns false with the reason in LastError if there is no memory. The storage of an
+/// earlier recording then stays, and its frames stay readable.
 bool AllocBuffer(Store& store);
 
 /// SetBufferSize and AllocBuffer.
 bool ResetBuffer(Store& store);
 
-/// Frames waiting; also stores them in InputCountKadrs.
+/// Counts the frames that wait, stores the count in InputCountKadrs and returns it.
 std::int32_t CountKadrs(Store& store);
 
-/// Stores the frames of one pass over the receive buffer. What a frame holds is looked up once, and the ring
-/// shows the frames at the end: within a pass nobody can look.
+/// Stores the frames of one pass over the receive buffer, one for each line. Begin looks up what a frame
+/// holds and where it goes, AddBufferKadr only converts and writes, and End makes the frames visible in the
+/// store. The store's indexes don't move in between, because nothing of the host runs within a pass.
+///
+/// A pass over a ring of 8 slots with R = 5 and W = 7, after the frames a, b and c:
+///
+///   slot   1 2 3 4 5 6 7 8          room_ = 5, added_ = 3
+///          b c . . x x x a
+///              ^ next_     ^ end_   After frame a, next_ was equal to end_.
+///
+/// The ring is full when added_ reaches room_. Both are 0 outside a pass, and in one that stores nothing
+/// because the driver isn't Busy: a single comparison then covers all reasons not to store.
 class FrameWriter {
  public:
   explicit FrameWriter(Store& store) : store_(store) {}
 
-  /// Begins a pass, in which frames are stored if the driver is Busy. Throws std::bad_alloc.
+  /// Begins a pass. Frames are stored in it if the driver is Busy now. Throws std::bad_alloc.
   void Begin();
-  /// Stores one frame from the last parsed values. A full ring loses the new frame and keeps the old ones.
-  /// Does nothing outside such a pass or without storage.
+  /// Stores one frame of the last parsed values. If the ring is full, the new frame is lost and the old ones
+  /// stay. Allocates nothing.
   void AddBufferKadr() {
     if (added_ == room_) return;
     ++added_;
@@ -51,25 +76,26 @@ class FrameWriter {
 
  private:
   Store& store_;
-  std::vector<Conversion> positions_;
-  std::int32_t room_ = 0;         // frames that fitted at the beginning
-  std::int32_t added_ = 0;        // frames since then
-  std::int16_t* next_ = nullptr;  // the slot behind the last one written
-  std::int16_t* end_ = nullptr;   // of the storage
+  std::vector<Conversion> positions_;  // one for each position of the channel table
+  std::int32_t room_ = 0;              // frames that fitted when the pass began
+  std::int32_t added_ = 0;             // frames written since then
+  std::int16_t* next_ = nullptr;       // where the next frame goes; end_: to slot 1
+  std::int16_t* end_ = nullptr;        // just past the last slot
 };
 
-/// Takes a new channel table and sizes the buffer; nothing while Busy. Frames that wait are dropped if the
-/// table changes. A table of more than 32767 entries is ignored.
+/// Sets the channel table and computes the capacity. Ignored while Busy, and for a table of more than 32767
+/// entries. If the table changes, the frames that wait are dropped. Throws std::bad_alloc with the store
+/// unchanged.
 void SetInputChannels(Store& store, const std::vector<std::int16_t>& ChTable);
 
-/// Takes all waiting frames behind a row 0 that holds the channel table. Throws std::bad_alloc with nothing
+/// Takes all frames that wait, after a row 0 that holds the channel table. Throws std::bad_alloc with nothing
 /// taken.
 FrameTable InputData(Store& store);
 
-/// Takes whole frames, at most DataSize codes, to Data. See IADC3::GetData. A null Data takes nothing.
+/// Takes whole frames, at most DataSize codes, to Data; see IADC3::GetData. Takes none if Data is null.
 std::int32_t GetData(Store& store, std::int16_t* Data, std::int32_t& DataSize, std::int32_t& InputCountData);
 
-/// Codes of `frames` frames of the channel table's width, saturated.
+/// The codes in `frames` frames of the channel table's width, at most INT32_MAX.
 std::int32_t CodesOf(const Store& store, std::int32_t frames);
 
 }  // namespace halden

@@ -7,11 +7,15 @@ namespace halden {
 
 namespace {
 
-constexpr std::int16_t kDecimalRows = 5;     // from row 0: the device sends a physical value
-constexpr std::int16_t kSignedRowsEnd = 10;  // from row 5: signed counts; behind it unsigned counts
+// The rows come in three groups:
+//   0 to 4    decimal ranges: the device sends a physical value
+//   5 to 9    signed counts of a converter
+//   10 to 14  unsigned counts of a converter
+constexpr std::int16_t kDecimalRowsEnd = 5;
+constexpr std::int16_t kSignedRowsEnd = 10;
 constexpr std::int16_t kRows = 15;
-constexpr int kCountBits[] = {8, 10, 12, 14, 16};
-constexpr char kPlusMinus = '\xB1';  // in every ANSI code page that the driver meets
+constexpr int kCountBits[] = {8, 10, 12, 14, 16};  // of the five rows in each group of counts
+constexpr char kPlusMinus = '\xB1';
 
 void AddRow(tADCState& state, std::string text, float scale, float offset) {
   state.Ranges.push_back(std::move(text));
@@ -19,13 +23,16 @@ void AddRow(tADCState& state, std::string text, float scale, float offset) {
   state.UnitOffset.push_back(offset);
 }
 
+/// A code c reads back as c / scale + offset. On the decimal rows the limit lands on code 20000, which leaves
+/// headroom of a factor 1.638. Counts read back as a fraction of full scale: -1 to just below 1 where they
+/// are signed, 0 to 1 where they are not.
 void FillRangeTable(tADCState& state, const NumberRules& rules) {
   state.Ranges.clear();
   state.UnitScale.clear();
   state.UnitOffset.clear();
   double limit = 1000;
   float scale = 20;
-  for (int row = 0; row < kDecimalRows; ++row, limit /= 10, scale *= 10)
+  for (int row = 0; row < kDecimalRowsEnd; ++row, limit /= 10, scale *= 10)
     AddRow(state, kPlusMinus + rules.NumberToText(limit, 15), scale, 0);
   for (int bits : kCountBits)
     AddRow(state, "Int " + std::to_string(bits) + "-bit", static_cast<float>(1 << (bits - 1)), 0);
@@ -38,8 +45,9 @@ void FillRangeTable(tADCState& state, const NumberRules& rules) {
 }  // namespace
 
 void InitRanges(Store& store, const NumberRules& rules) {
+  // Room for any reason, so that "out of memory" can be reported without allocating.
   constexpr std::size_t kLongestReason = 64;
-  store.ADCState.LastError.reserve(kLongestReason);  // that there is no memory can be said without any
+  store.ADCState.LastError.reserve(kLongestReason);
   store.ADCState.Resolution = 16;
   store.ADCState.RangesCount = kRows;
   FillRangeTable(store.ADCState, rules);
@@ -56,6 +64,7 @@ void SetChannelsCount(Store& store, std::int16_t Count) {
     store.ADCState.ChannelsCount = 0;
     return;
   }
+  // Allocated before anything changes, for the promise about std::bad_alloc.
   std::vector<std::int16_t> rows(Count, 0);
   std::vector<float> values(Count, 0.0f);
   store.ADCState.ChannelsCount = Count;
@@ -67,8 +76,9 @@ Conversion ConversionOf(const Store& store, std::int16_t channel) {
   const std::int16_t row = RowOfChannel(store, channel);
   if (row < 0) return {};
   const float scale = store.ADCState.UnitScale[row];
-  if (row < kDecimalRows) return {channel, scale, 0};
+  if (row < kDecimalRowsEnd) return {channel, scale, 0};
   if (row < kSignedRowsEnd) return {channel, 1, 0};
+  // An unsigned count moves down by half its span onto the signed codes: by 128 for 8 bits.
   return {channel, 1, (scale + 1) / 2};
 }
 

@@ -10,17 +10,21 @@ namespace halden {
 
 namespace {
 
-constexpr std::string_view kSeparators = "\t; (";  // the first of them that a line holds splits it
+// In order of precedence: a line with ";" and blanks is split at ";" alone. The comma is a decimal mark or a
+// group separator, never a field separator.
+constexpr std::string_view kSeparators = "\t; (";
 constexpr std::string_view kDigits = "0123456789";
 constexpr std::string_view kNumberChars = "0123456789-+.,";
 
+/// "T=-4.5C" -> "-4.5". The text must hold a digit, which stops both ends.
 void StripToNumberChars(std::string& text) {
   const auto is_number_char = [](const char& c) { return IsNumberChar({&c, 1}); };
   text.erase(std::find_if(text.rbegin(), text.rend(), is_number_char).base(), text.end());
   text.erase(text.begin(), std::find_if(text.begin(), text.end(), is_number_char));
 }
 
-/// With every `mark` replaced by the system's decimal separator the text may be a number at last.
+/// Replaces every `mark` by the system's decimal separator and reads the text: by the locale if it is a
+/// number now, or else what is a number at its front.
 float ValueWithMark(const NumberRules& rules, std::string& text, char mark) {
   std::replace(text.begin(), text.end(), mark, SystemDecimalSeparator(rules));
   return IsNumericText(rules, text) ? TextToFloat(rules, text) : ToSingle(LeadingNumber(text));
@@ -45,11 +49,12 @@ bool ParseValue(const NumberRules& rules, std::string& text, float& value) {
     return true;
   }
   if (text.find_first_of(kDigits) == std::string::npos) return false;
+  // From here on the field counts as read, whether or not a number is found in it.
   StripToNumberChars(text);
   if (IsNumericText(rules, text))
     value = TextToFloat(rules, text);
   else if (Holds(text, '.'))
-    value = ValueWithMark(rules, text, '.');
+    value = ValueWithMark(rules, text, '.');  // with both marks, only the point is replaced
   else if (Holds(text, ','))
     value = ValueWithMark(rules, text, ',');
   return true;
@@ -65,6 +70,7 @@ std::int16_t LineParser::DetectColumns(std::string_view line) {
     break;
   }
   float unused;
+  // Without a separator, a line that reads as a number is one column. Any other is text, see CountColumns.
   if (store_.Separator.empty() && ParseField(line, unused))
     store_.ColumnsCount = 1;
   else
@@ -73,7 +79,9 @@ std::int16_t LineParser::DetectColumns(std::string_view line) {
   return store_.ColumnsCount;
 }
 
-/// Without a separator each character of the text counts as one column.
+/// The columns of a trimmed line. Blanks after a separator are trimmed, so several blanks count as one and
+/// several ";" don't. "1;;3" -> 3, "1;2;" -> 2. Without a separator each character counts as a column: "abc"
+/// -> 3, though ParseLine reads such a line as one value.
 std::int16_t LineParser::CountColumns(std::string_view rest) const {
   std::size_t columns = 0;
   if (store_.Separator.empty()) {
@@ -89,15 +97,18 @@ std::int16_t LineParser::CountColumns(std::string_view rest) const {
 
 void LineParser::BeginPass() {
   const char decimal = rules_.DecimalSeparator();
-  // Under any other rules no line is ordinary.
+  // The scanner knows "." and "," as decimal separators, and only as long as the two ways to ask the system
+  // for it agree. Otherwise every line goes to the full rules.
   const bool ordinary = (decimal == '.' || decimal == ',') && SystemDecimalSeparator(rules_) == decimal;
   scanner_.Prepare(decimal, rules_.GroupSeparator(),
                    HasColumns() ? store_.Separator[0] : LineScanner::kNoSeparator);
   const std::int16_t channels = ordinary ? store_.ADCState.ChannelsCount : std::int16_t{0};
+  // A format of one column fills the first channel alone and leaves the others as they are.
   value_count_ = HasColumns() ? channels : std::min<std::int32_t>(channels, 1);
   frames_.Begin();
 }
 
+/// The slow way for one line of a pass.
 LineScanner::Result LineParser::TakeByFullRules(const char* line, const char* last_cr) {
   const auto* cr = static_cast<const char*>(std::memchr(line, '\r', last_cr - line + 1));
   return {cr, ReadLine({line, static_cast<std::size_t>(cr - line)})};
@@ -110,6 +121,7 @@ std::int16_t LineParser::ParseLine(std::string_view line) {
   return read;
 }
 
+/// Reads a line by the full rules and stores its frame.
 std::int16_t LineParser::ReadLine(std::string_view line) {
   if (line.empty() || store_.ADCState.ChannelsCount < 1) return 0;
   const std::string_view rest = Trim(line);
@@ -119,6 +131,8 @@ std::int16_t LineParser::ReadLine(std::string_view line) {
   return read;
 }
 
+/// Splits a trimmed line. Missing fields become 0.0, fields beyond the channels are ignored. If nothing
+/// follows the last separator, that channel keeps its value: "1;2;" stores 1 and 2 and leaves the third.
 std::int16_t LineParser::ParseFields(std::string_view rest) {
   const std::int16_t channels = store_.ADCState.ChannelsCount;
   std::int16_t read = 0;
@@ -137,7 +151,7 @@ std::int16_t LineParser::ParseFields(std::string_view rest) {
   return read;
 }
 
-/// A field without a number counts as 0.0.
+/// Reads one trimmed field. A field without a digit stores 0.0.
 bool LineParser::ParseField(std::string_view text, float& value) {
   field_.assign(text);
   const bool read = ParseValue(rules_, field_, value);

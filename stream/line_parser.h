@@ -11,38 +11,46 @@
 
 namespace halden {
 
-/// A text that begins with a digit, or that is exactly one of "-", "+", "." and ",".
+/// True for a text that begins with a digit, and for exactly "-", "+", "." and ",".
 bool IsNumberChar(std::string_view text);
 
-/// Gets a number out of a field that may carry a unit or a label around it and a decimal mark that isn't the
-/// system's. True: the field counts as read. `value` is stored only when a number was found: a field such as
-/// "12:34" counts as read and leaves it. `text` is left stripped, with its decimal mark replaced where that
-/// was needed.
+/// Reads the number of a field, which may have a label and a unit around it and a decimal mark that isn't the
+/// system's. Returns whether the field counts as read, which is whether it holds a digit. `value` is stored
+/// only if a number was found: "12:34" counts as read and leaves it unchanged. `text` is left stripped, with
+/// its decimal mark replaced where that was needed. With a decimal comma:
+///   "T=-4.5C" -> -4.5, text "-4,5"      "abc" -> false, text unchanged
+///   "1.2.3"   -> 1, text "1,2,3": no number by the locale, and the fixed rules stop at the first comma
 bool ParseValue(const NumberRules& rules, std::string& text, float& value);
 
-/// Turns lines into columns and numbers, by the format in the store.
+/// Turns lines into columns and numbers by the format in the store.
+///
+/// Numbers have two readers. ParseValue knows all the rules and is slow. LineScanner is fast, reads the
+/// ordinary fields that nearly every line consists of, and hands all other lines over. Both store the same
+/// values.
 class LineParser {
  public:
-  /// `longest_line`: bytes of the longest line that parses without an allocation.
+  /// `longest_line`: bytes up to which a line is parsed without an allocation. Store and rules must outlive
+  /// the parser.
   LineParser(Store& store, const NumberRules& rules, std::size_t longest_line)
       : store_(store), rules_(rules), frames_(store) {
     field_.reserve(longest_line);
   }
 
-  /// Settles separator and column count by this line, with which the format is known, and gives its columns,
-  /// saturated at 32767. A line of blanks has none. An empty line gives 0 and changes nothing.
+  /// Takes separator and column count from this line and marks the format as known. Returns the columns, at
+  /// most 32767; 0 for a line of blanks. An empty line gives 0 and changes nothing. Throws std::bad_alloc for
+  /// a line that is longer than `longest_line`.
   std::int16_t DetectColumns(std::string_view line);
 
-  /// Asks for the number rules and the layout of a frame, once for all lines until EndPass. In between
-  /// nothing of the host runs on this thread; rules that the user changes meanwhile count from the next pass
-  /// on. Throws std::bad_alloc.
+  /// Begins a pass over many lines: looks up the number rules and the layout of a frame once for all of them.
+  /// The host can change neither before EndPass, since everything runs on its thread. Rules that the user
+  /// changes in the meantime apply from the next pass on. Throws std::bad_alloc.
   void BeginPass();
-  /// Shows the host the frames of the pass.
+  /// Ends a pass: the host sees its frames.
   void EndPass() { frames_.End(); }
-  /// Reads the line that begins here and whose CR is at `last_cr` or in front of it. Gives its CR and what
-  /// ParseLine gives.
+  /// Parses one line of a pass, as ParseLine does. The line begins at `line`, and its CR is at `last_cr` or
+  /// before. Returns its CR and the fields read. Inline, because it runs for every line.
   [[gnu::always_inline]] LineScanner::Result TakeLine(const char* line, const char* last_cr) {
-    while (*line == ' ') ++line;
+    while (*line == ' ') ++line;  // the CR stops this
     if (*line == '\r') return {line, 0};
     if (value_count_ == 0) return TakeByFullRules(line, last_cr);
     const auto scanned = scanner_.Scan(line, last_cr, store_.ChannelValues.data(), value_count_);
@@ -51,8 +59,9 @@ class LineParser {
     return scanned;
   }
 
-  /// Reads a line by the format into ChannelValues and, while Busy, stores a frame. Gives the fields that
-  /// count as read. An empty line, and any line without channels to fill, gives 0 and does nothing.
+  /// Parses one line outside a pass: reads its fields into ChannelValues by the format and, while Busy,
+  /// stores a frame, even if no field could be read. Returns the fields that count as read. Does nothing and
+  /// returns 0 for an empty line, and as long as there are no channels. Throws std::bad_alloc.
   std::int16_t ParseLine(std::string_view line);
 
  private:
@@ -67,8 +76,8 @@ class LineParser {
   const NumberRules& rules_;
   FrameWriter frames_;
   LineScanner scanner_;
-  std::int32_t value_count_ = 0;  // of an ordinary line in this pass; 0: there is none
-  std::string field_;             // keeps its room from field to field
+  std::int32_t value_count_ = 0;  // values that the scanner fills in this pass; 0: it isn't used
+  std::string field_;             // scratch, a member so that its memory is kept from field to field
 };
 
 }  // namespace halden

@@ -12,9 +12,10 @@ bool IsDigit(char c) {
   return c >= '0' && c <= '9';
 }
 
-/// A decimal number of any length, gathered digit by digit without allocation. The first kKept significant
-/// digits are kept; of the rest it matters only whether one is not 0, because no float or double needs more
-/// to be rounded right. Digits that are not kept are never looked at, and so not cleared.
+/// A decimal number of any length, collected digit by digit without an allocation. The first kKept
+/// significant digits are kept. Of the others only whether one of them is not 0 matters: every tie between
+/// two doubles has fewer digits than that, so a longer number only has to be pushed off the tie. digits_ is
+/// not initialised, because only the first count_ are ever read.
 class Decimal {  // NOLINT(cppcoreguidelines-pro-type-member-init)
  public:
   void Negate() { negative_ = true; }
@@ -30,16 +31,20 @@ class Decimal {  // NOLINT(cppcoreguidelines-pro-type-member-init)
     }
   }
 
+  /// May be called once, after the digits.
   void AddExponent(bool negative, int magnitude) { scale_ += negative ? -magnitude : magnitude; }
 
+  /// Rounded once to the nearest Float. Call it once: it completes the digits in place.
   template <class Float>
   Float Value() {
     if (count_ == 0) return negative_ ? -Float{0} : Float{0};
     if (more_) AppendOne();
+    // Digits without a point and an exponent, "123e-2", have one form whatever the locale.
     char* end = digits_ + count_;
     *end++ = 'e';
     end = std::to_chars(end, digits_ + sizeof digits_, scale_).ptr;
     Float value = 0;
+    // from_chars leaves the value alone where it is out of range, and doesn't say at which end.
     if (std::from_chars(digits_, end, value).ec != std::errc())
       value = count_ + scale_ > 0 ? std::numeric_limits<Float>::infinity() : Float{0};
     return negative_ ? -value : value;
@@ -48,6 +53,8 @@ class Decimal {  // NOLINT(cppcoreguidelines-pro-type-member-init)
  private:
   static constexpr int kKept = 800;
 
+  /// One more digit, for all those that were not kept. There is room for it: kKept + 16 also holds "e" and
+  /// the exponent.
   void AppendOne() {
     digits_[count_++] = '1';
     --scale_;
@@ -55,9 +62,9 @@ class Decimal {  // NOLINT(cppcoreguidelines-pro-type-member-init)
 
   char digits_[kKept + 16];
   int count_ = 0;
-  int scale_ = 0;  // power of ten of the last kept digit; a text is far shorter than what would overflow it
+  int scale_ = 0;  // power of ten of the last digit kept; overflows only for a text of 2 billion digits
   bool negative_ = false;
-  bool more_ = false;
+  bool more_ = false;  // a digit that was not kept is not 0
 };
 
 /// Reads a text from left to right.
@@ -79,7 +86,7 @@ class Cursor {
   const char* end_;
 };
 
-/// The same, as if blanks, tabs and line feeds were not there.
+/// A Cursor that skips blanks, tabs and line feeds, as if they were not in the text.
 class DenseCursor {
  public:
   explicit DenseCursor(std::string_view text) : cursor_(text) { SkipSpace(); }
@@ -113,9 +120,12 @@ void ReadSign(Reader& reader, Decimal& number) {
     reader.Skip('+');
 }
 
-/// An exponent part, if one with digits stands here. A reader that is copied back when none does.
+/// Reads an exponent, if a complete one comes next. Otherwise the reader stays where it is: in "1.5e" the "e"
+/// may be the beginning of a unit. Both readers are small enough to try on a copy.
 template <class Reader>
 void ReadExponent(Reader& reader, Decimal& number) {
+  // A magnitude this large gives 0 or infinity for every text that fits into memory; more digits are ignored
+  // so that it can't overflow.
   constexpr int kBeyondAll = 100000000;
   Reader ahead = reader;
   if (!ahead.Skip('e') && !ahead.Skip('E')) return;
@@ -131,8 +141,8 @@ void ReadExponent(Reader& reader, Decimal& number) {
   reader = ahead;
 }
 
-/// Digits with at most one `decimal`; `group` (none: NUL) is passed over behind the first digit. Gives
-/// whether there was a digit.
+/// Reads digits with at most one `decimal`. Skips `group` ('\0': none) anywhere after the first digit.
+/// Returns whether there was a digit.
 template <class Reader>
 bool ReadDigits(Reader& reader, char decimal, char group, Decimal& number) {
   bool any = false;
@@ -150,6 +160,7 @@ bool ReadDigits(Reader& reader, char decimal, char group, Decimal& number) {
   }
 }
 
+/// Reads the whole text by the locale's rules. False if it is no number.
 bool ReadNumber(const NumberRules& rules, std::string_view text, Decimal& number) {
   Cursor reader(Trim(text));
   ReadSign(reader, number);

@@ -9,27 +9,29 @@
 
 namespace halden {
 
-/// Whether the whole text is a number by the rules of the user's locale: blanks around it, a sign, digits
-/// with at most one decimal separator, group separators anywhere behind the first digit, an exponent with
-/// digits. At least one digit must stand in front of the exponent; "1." and ".5" count.
+/// Whether the whole text is a number by the rules of the user's locale. It may have blanks around it, a
+/// sign, one decimal separator, group separators anywhere after the first digit, and an exponent with digits.
+/// There must be a digit before the exponent: "1.", ".5" and "1e5" are numbers, "." and "e5" are not.
 bool IsNumericText(const NumberRules& rules, std::string_view text);
 
-/// The number of a text that IsNumericText accepts, rounded once to the nearest float. Beyond the span of a
-/// float it is an infinity with the text's sign: every code that it can become is then the right end of the
-/// span.
+/// The number of a text that IsNumericText accepts, rounded once to the nearest float. Beyond the range of a
+/// float the result is an infinity with the text's sign, which then becomes the lowest or highest code.
 float TextToFloat(const NumberRules& rules, std::string_view text);
 
-/// The number at the front of any text by fixed rules: point as decimal mark; blanks, tabs and line feeds are
-/// skipped wherever they stand. 0 if there is none.
+/// The number at the front of any text by fixed rules, whatever the locale: the decimal mark is a point,
+/// there are no groups, and blanks, tabs and line feeds are skipped everywhere. "1,5" -> 1, "- 4 . 5 e 1 x"
+/// -> -45. 0 if the text doesn't begin with a number.
 double LeadingNumber(std::string_view text);
 
-/// The second character of 1.1 as the system writes it.
+/// The decimal separator as the system writes it: the second character of 1.1 as text. It may differ from
+/// NumberRules::DecimalSeparator for a moment, while the user changes the rules.
 char SystemDecimalSeparator(const NumberRules& rules);
 
-/// Rounded to the nearest float, beyond its span an infinity.
+/// Rounds to the nearest float; beyond the range of a float to an infinity. A plain cast would be undefined
+/// there.
 float ToSingle(double value);
 
-/// The text without the blanks, and only the blanks, at its ends.
+/// The text without the blanks at its ends. Only blanks: tabs and line feeds stay.
 std::string_view Trim(std::string_view text);
 
 // The fast way for short plain numbers, which most fields hold. Defined inline so that the per-line loop of

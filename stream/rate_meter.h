@@ -8,23 +8,26 @@
 
 namespace halden {
 
-/// Measures the pace of the lines: an estimate of Rate from every 100 lines and the time they took.
+/// Measures how fast the lines come: from every 100 lines and the time that they took it estimates the Rate
+/// in the store. Lines are timed when they are parsed, not when they arrive, so an estimate is only as
+/// precise as the read timer's 50 ms.
 class RateMeter {
  public:
   RateMeter(Store& store, Clock& clock) : store_(store), clock_(clock) {}
 
-  /// Lets Rate follow the lines from the next one on. Nothing lets it stop again.
+  /// Makes Rate follow the lines from the next one on. It can't be stopped.
   void Start();
-  /// Counts a line that was taken; every hundredth gives an estimate first.
+  /// Counts a line that was taken, empty ones included. The first call starts the clock, and the 101st, 201st
+  /// and so on estimate Rate. Does nothing before Start.
   void CountLine() {
     if (!AutoRate) return;
-    // A multiple of 100 is 0 or 100: an update starts the count anew.
+    // Every update resets the count, so it never exceeds 100 and no division is needed to find its multiples.
     if (RateLines == 0 || RateLines >= kLinesPerEstimate) UpdateRate();
     ++RateLines;
   }
 
   bool AutoRate = false;       ///< lines are counted and Rate follows them
-  std::int32_t RateTick = 0;   ///< tick count at the last update; 0: no reading yet
+  std::int32_t RateTick = 0;   ///< tick count at the last update, milliseconds; 0: no reading yet
   std::int32_t RateLines = 0;  ///< lines since the last update
 
  private:
@@ -43,13 +46,16 @@ inline void RateMeter::Start() {
   RateLines = 0;
 }
 
+/// Estimates Rate if 100 lines have been counted since a valid reading of the clock, then starts to count
+/// anew.
 inline void RateMeter::UpdateRate() {
   const auto now = static_cast<std::int32_t>(clock_.GetTickCount());
-  // Compared as signed numbers: where the count passes from its highest to its lowest value one estimate is
-  // left out.
+  // Compared as signed numbers. Where the count wraps from INT32_MAX to INT32_MIN, `now` is the smaller one
+  // and a single estimate is left out. Where it wraps from -1 to 0, the difference below is still right.
   if (RateLines >= kLinesPerEstimate && RateTick != 0 && now > RateTick) {
     const std::uint32_t elapsed = static_cast<std::uint32_t>(now) - static_cast<std::uint32_t>(RateTick);
     tInputState& state = store_.InputState;
+    // elapsed may exceed INT32_MAX. As a signed number it is then negative, and the floor below applies.
     state.Rate = static_cast<float>(std::trunc(RateLines * 1000.0 / static_cast<std::int32_t>(elapsed)));
     if (state.Rate > state.RateMax)
       state.Rate = state.RateMax;

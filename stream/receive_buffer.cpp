@@ -13,7 +13,7 @@ namespace {
 
 constexpr char kCR = '\r';
 constexpr char kLF = '\n';
-constexpr std::int32_t kLinesToBelieve = 2;
+constexpr std::int32_t kLinesToBelieve = 2;  // a single good line may be chance
 constexpr std::int16_t kMostInt16 = std::numeric_limits<std::int16_t>::max();
 
 }  // namespace
@@ -21,15 +21,18 @@ constexpr std::int16_t kMostInt16 = std::numeric_limits<std::int16_t>::max();
 void ReceiveBuffer::Load() {
   RxCount = 0;
   RxBuffer.assign(kSize, 0);
-  LastLine.reserve(kSize);  // a tick never has to allocate
+  LastLine.reserve(kSize);  // so that ParseBuffer never allocates
 }
 
 std::int32_t ReceiveBuffer::ReadPort(ByteSource& source, bool reset) {
   if (reset) RxCount = 0;
   std::int32_t count = source.RxQueueCount();
   if (count <= 0 || RxBuffer.empty()) return 0;
-  if (count > kSize - RxCount) RxCount = 0;  // no room: what is held is lost, not what is new
+  // Without room for the new bytes the old ones are dropped: what is new is worth more. A buffer that is
+  // filled to the last byte has not overflowed.
+  if (count > kSize - RxCount) RxCount = 0;
   count = std::min(count, kSize);
+  // A source that reports more than was asked for isn't believed.
   const std::int32_t read = std::min(source.Read(RxBuffer.data() + RxCount, count), count);
   if (read > 0) RxCount += read;
   return read;
@@ -39,7 +42,7 @@ bool ReceiveBuffer::AnalyzeBuffer(bool remove) {
   MeanLineLength = 0;
   MaxColumns = 0;
   std::int32_t good = 0;
-  std::int32_t p = FindCR(0);
+  std::int32_t p = FindCR(0);  // from here on the last byte of a line end
   if (p < 0) return false;
   for (;;) {
     p = LineEnd(p);
@@ -51,6 +54,8 @@ bool ReceiveBuffer::AnalyzeBuffer(bool remove) {
     p = q;
   }
   if (good < kLinesToBelieve) return false;
+  // p spans all bytes up to the last line end, also those of the first part line and of lines that aren't
+  // good, so the mean tends to be high. It only serves to limit the rate.
   const long mean = std::lrint(static_cast<double>(p) / good);
   MeanLineLength = static_cast<std::int16_t>(std::min<long>(mean, kMostInt16));
   if (remove) EraseThrough(p);
@@ -60,55 +65,61 @@ bool ReceiveBuffer::AnalyzeBuffer(bool remove) {
 std::int16_t ReceiveBuffer::ParseBuffer() {
   const std::int32_t last = LastCR();
   if (last < 0) return 0;
-  std::int32_t read_lines = 0;
-  const std::int32_t p = TakeLines(RxBuffer.data() + last, read_lines);
-  // A lone CR in front of a part line (p is 0) stays where it is, and so counts as an empty line again.
-  if (p > 0 || p >= RxCount - 1) EraseThrough(p);
-  return static_cast<std::int16_t>(std::min<std::int32_t>(read_lines, kMostInt16));
+  const Pass pass = TakeLines(last);
+  // With end 0 the buffer began with a lone CR. If a part line follows, both stay on purpose: the next pass
+  // counts the empty line again, and the rate is defined by that count.
+  if (pass.end > 0 || pass.end >= RxCount - 1) EraseThrough(pass.end);
+  return static_cast<std::int16_t>(std::min<std::int32_t>(pass.read_lines, kMostInt16));
 }
 
-/// Takes the lines up to this CR and gives the last byte of their end.
-std::int32_t ReceiveBuffer::TakeLines(const char* last_cr, std::int32_t& read_lines) {
-  const char* const begin = RxBuffer.data();
+/// Parses the lines up to the CR at the index `last`, which must be the last CR held.
+ReceiveBuffer::Pass ReceiveBuffer::TakeLines(std::int32_t last) {
+  Pass pass;
+  const char* line = RxBuffer.data();
+  const char* const last_cr = line + last;
   parser_.BeginPass();
-  const char* line = begin;
   for (;;) {
     const LineScanner::Result taken = parser_.TakeLine(line, last_cr);
-    read_lines += taken.read != 0;
+    pass.read_lines += taken.read != 0;
     rate_.CountLine();
     if (taken.end == last_cr) break;
     line = taken.end + 1;
-    if (*line == kLF) ++line;
+    if (*line == kLF) ++line;  // there is a byte to look at: another CR follows
   }
   parser_.EndPass();
-  // Only the last line of a pass can be seen from outside.
+  // Nothing outside can look at LastLine during a pass, so it is only set for the last line.
   LastLine.assign(Trim({line, static_cast<std::size_t>(last_cr - line)}));
-  return LineEnd(static_cast<std::int32_t>(last_cr - begin));
+  pass.end = LineEnd(last);
+  return pass;
 }
 
+/// The index of the last CR held; -1 if there is none.
 std::int32_t ReceiveBuffer::LastCR() const {
   std::int32_t at = RxCount - 1;
   while (at >= 0 && RxBuffer[at] != kCR) --at;
   return at;
 }
 
+/// The index of the first CR at `start` or after; -1 if there is none.
 std::int32_t ReceiveBuffer::FindCR(std::int32_t start) const {
   if (start >= RxCount) return -1;
   const void* found = std::memchr(RxBuffer.data() + start, kCR, RxCount - start);
   return found ? static_cast<std::int32_t>(static_cast<const char*>(found) - RxBuffer.data()) : -1;
 }
 
+/// The bytes from `start` on, at most `length` of them and not beyond those held.
 std::string_view ReceiveBuffer::GetLine(std::int32_t start, std::int32_t length) const {
   if (start >= RxCount) return {};
   return {RxBuffer.data() + start, static_cast<std::size_t>(std::min(length, RxCount - start))};
 }
 
-/// The last byte of the line end that begins with this CR.
+/// The index of the last byte of the line end whose CR is at `cr`. An LF that hasn't arrived yet isn't known:
+/// it becomes the first byte of the next line, where ParseValue strips it.
 std::int32_t ReceiveBuffer::LineEnd(std::int32_t cr) const {
   return cr + 1 < RxCount && RxBuffer[cr + 1] == kLF ? cr + 1 : cr;
 }
 
-/// Moves the bytes behind the index `last` to the front.
+/// Removes the bytes up to the index `last` and moves the others to the front.
 void ReceiveBuffer::EraseThrough(std::int32_t last) {
   const std::int32_t rest = RxCount - last - 1;
   std::memmove(RxBuffer.data(), RxBuffer.data() + last + 1, rest);
