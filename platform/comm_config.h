@@ -5,7 +5,8 @@
 
 namespace halden {
 
-/// The line settings inside a port's configuration, in the layout of the operating system that knows them.
+/// A port's line settings. The layout is that of Win32's DCB, so a backend on Windows can pass it through.
+/// The driver reads BaudRate, ByteSize, Parity and StopBits and leaves the other fields as it found them.
 struct Dcb {
   std::uint32_t DCBlength = 28;
   std::uint32_t BaudRate = 0;  ///< bits per second
@@ -26,7 +27,8 @@ struct Dcb {
 };
 static_assert(sizeof(Dcb) == 28);
 
-/// A port's configuration. It passes between the calls below untouched but for its line settings.
+/// A port's configuration, laid out as Win32's COMMCONFIG. Only `dcb` means anything to the driver; the rest
+/// is carried from one call to the next unchanged.
 struct CommConfig {
   std::uint32_t Size = 52;
   std::uint16_t Version = 1;
@@ -39,30 +41,30 @@ struct CommConfig {
 };
 static_assert(sizeof(CommConfig) == 52);
 
-/// A handle of an opened port; -1 is none.
+/// Handle of a port opened with CreateFileA. -1: none.
 using CommHandle = std::int32_t;
 
-/// The operating system's port configuration. Ports are named "COM" and their number; a name that the system
-/// doesn't know, the empty one included, is a failure. Nothing here throws or needs the port to be open in
-/// the device library, nor does an open there hinder it where the system can help it.
+/// The operating system's record of its serial ports. A port is named by "COM" and its number, as in "COM5";
+/// calls for a name that the system doesn't know (the empty name too) fail. No call throws. The port need not
+/// be open in the device library, and the calls should also work while it is, as far as the system allows.
 class CommConfigApi {
  public:
   virtual ~CommConfigApi() = default;
 
-  /// The stored default of a port. `config` has room for *size bytes. True: `config` is filled. False: the
-  /// port has no default, or *size is too small; then *size says what is needed, and nothing beyond the given
-  /// size has been written.
+  /// Reads the configuration stored as the port's default. `config` has room for *size bytes. False: the port
+  /// has no default, or *size is too small; in that case *size becomes the size needed. Never writes more
+  /// than the given size.
   virtual bool GetDefaultCommConfigA(const std::string& name, void* config, std::uint32_t* size) = 0;
-  /// Makes `config` the default of the port, which the next read of it gives. False: not stored.
+  /// Stores `config` as the port's default. False: not stored.
   virtual bool SetDefaultCommConfigA(const std::string& name, const void* config, std::uint32_t size) = 0;
-  /// Lets the user change `config` in a modal dialog that belongs to the window `owner` (0: none). True: the
-  /// user confirmed and `config` is changed in place; nothing is stored by that. False: cancelled, or there
-  /// is nothing to show a dialog on.
+  /// Shows the system's modal dialog for `config`, owned by the window `owner` (0: no owner). True: the user
+  /// confirmed, and `config` holds the changes; the caller stores them. False: cancelled, or there is nothing
+  /// to show a dialog on; `config` is unchanged.
   virtual bool CommConfigDialogA(const std::string& name, std::uintptr_t owner, CommConfig* config) = 0;
 
-  /// Opens a port by its path, "\\.\" and its name, for this caller alone. -1 on failure.
+  /// Opens a port exclusively. `path` is the port's name after "\\.\". -1 on failure.
   virtual CommHandle CreateFileA(const std::string& path) = 0;
-  /// What the port itself is set to. `size` as in GetDefaultCommConfigA.
+  /// Reads the configuration that the open port is using. `config` and `size` as in GetDefaultCommConfigA.
   virtual bool GetCommConfig(CommHandle port, void* config, std::uint32_t* size) = 0;
   virtual void CloseHandle(CommHandle port) = 0;
 };

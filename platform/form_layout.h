@@ -7,7 +7,7 @@
 
 namespace halden {
 
-/// Twips (a 1440th of an inch) from the top left corner of the window's client area.
+/// In twips (1/1440 inch), from the top left corner of the window's client area.
 struct Bounds {
   int left = 0;
   int top = 0;
@@ -15,7 +15,7 @@ struct Bounds {
   int height = 0;
 };
 
-/// 0x00BBGGRR, or 0x80000000 and the number of one of the system's colours.
+/// 0x00BBGGRR, or 0x80000000 plus the index of a system colour.
 using Color = std::uint32_t;
 inline constexpr Color kWindowColor = 0x80000005;
 inline constexpr Color kWindowTextColor = 0x80000008;
@@ -32,37 +32,37 @@ struct Font {
 };
 
 enum class ControlKind {
-  kLabel,         ///< right-justified and as wide as its text: the right edge stays. Never has the focus
-  kTextBox,       ///< shows text that the user can't change; lines end in CR LF
-  kListBox,       ///< rows of which one is selected, or none; a tab starts a row's second, aligned column
-  kDropDownList,  ///< a combo box of which the user can only pick a row
-  kComboBox,      ///< a combo box with an edit box that takes any text; picking a row copies its text there
+  kLabel,         ///< right-justified, sizes itself to its text with a fixed right edge; never has the focus
+  kTextBox,       ///< read-only text; lines end in CR LF
+  kListBox,       ///< at most one row selected; a tab in a row's text starts its second, aligned column
+  kDropDownList,  ///< combo box without an edit box: the user can only pick a row
+  kComboBox,      ///< combo box with an edit box for any text; picking a row copies its text there
   kButton,
 };
 
-/// A control as the form's design has it. An "&" in the caption of a label or button marks its access key: a
-/// button is pressed by it, a label's goes to the next control that can have the focus.
+/// A control of a form's design. An "&" in the caption of a label or button marks its access key: it presses
+/// the button, or moves the focus from the label to the next control that can have it.
 struct ControlLayout {
   std::string name = {};
   ControlKind kind = ControlKind::kLabel;
   Bounds bounds = {};
   std::string text = {};
   bool tab_stop = true;
-  bool multi_line = false;      ///< of a text box
+  bool multi_line = false;      ///< text boxes only
   bool default_button = false;  ///< Enter presses it unless another button has the focus
   bool cancel_button = false;   ///< Esc presses it
   Font font = {};
   Color back_color = kWindowColor;
   Color fore_color = kWindowTextColor;
-  /// A button was pressed; a list box row was clicked, or its selected row has become another one.
+  /// Runs when a button is pressed, a list box row is clicked, or a list box's selection changes.
   std::function<void()> click = {};
-  /// The focus is about to leave by the user's act; `cancel` set to true keeps it. Enter, Esc and the close
-  /// box don't move the focus.
+  /// Runs when the user is about to move the focus away; setting `cancel` keeps the focus here. Enter, Esc
+  /// and the close box don't move the focus, so they don't run it.
   std::function<void(bool& cancel)> validate = {};
 };
 
-/// A window: a fixed dialog without minimize or maximize button or task bar entry, shown in the screen's
-/// centre.
+/// The design of a window: a fixed-size dialog in the middle of the screen, without minimize and maximize
+/// buttons and without a task bar entry.
 struct WindowLayout {
   std::string name = {};
   std::string caption = {};
@@ -71,8 +71,8 @@ struct WindowLayout {
   int icon = 0;    ///< number of the icon resource
   Font font = {};
   std::vector<ControlLayout> controls = {};  ///< in tab order
-  std::function<void()> activate = {};       ///< the window has become the active one
-  /// The user wants it closed; what becomes of it is the form's choice.
+  std::function<void()> activate = {};       ///< runs when the window becomes the active one
+  /// Runs when the user asks to close the window. The toolkit itself does nothing: the form decides.
   std::function<void()> close_box = {};
 };
 

@@ -10,8 +10,8 @@
 
 namespace halden {
 
-/// Everything that the driver needs of the system it runs on. The backends behind the references outlive
-/// every driver that is built on them.
+/// Everything that the driver needs from the system it runs on. The referenced backends must outlive every
+/// driver built on them.
 struct Platform {
   D2xx& d2xx;
   CommConfigApi& comm_config;

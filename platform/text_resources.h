@@ -17,24 +17,24 @@ struct ComponentVersion {
   int revision = 0;
 };
 
-/// The component's texts, the system's formatter and the system's language.
+/// The component's text table and version, and the system's message formatter and language.
 class TextResources {
  public:
   virtual ~TextResources() = default;
 
-  /// The text with this number in the language of the process, in UTF-8; nothing if there is none.
+  /// The text with this number in the process's language, in UTF-8; nullopt if there is none.
   virtual std::optional<std::string> LoadText(std::uint32_t id) = 0;
-  /// The language identifier of the system: 0x0419 is Russian.
+  /// The system's language identifier, as Win32 numbers them: 0x0419 is Russian.
   virtual std::uint16_t GetSystemDefaultLangID() = 0;
-  /// Formats into `buffer`, which has room for `capacity` characters, the closing NUL included, and gives the
-  /// characters written without it; 0 on failure. Texts are in the ANSI code page. Two uses:
-  /// FROM_STRING | ARGUMENT_ARRAY fills %1 to %5 of `source` with the NUL-terminated strings of `arguments`;
-  /// FROM_SYSTEM | IGNORE_INSERTS gives the system's sentence for the Win32 result `id`, which ends in a full
-  /// stop and a line break (two characters), or 0 where the system has none.
+  /// Writes at most `capacity` characters, including the closing NUL, to `buffer`. Returns the number written
+  /// without the NUL; 0 on failure. All texts are in the ANSI code page. Two combinations of flags are used:
+  ///   FROM_STRING | ARGUMENT_ARRAY replaces %1 to %5 in `source` by the NUL-terminated `arguments`;
+  ///   FROM_SYSTEM | IGNORE_INSERTS gives the system's sentence for the Win32 result `id`, ending in a full
+  ///   stop and a two-character line break, or fails if the system has none.
   virtual std::uint32_t FormatMessageA(std::uint32_t flags, const char* source, std::uint32_t id,
                                        std::uint32_t language, char* buffer, std::uint32_t capacity,
                                        const char* const* arguments) = 0;
-  /// The version record of the component.
+  /// The numbers in the component's version record.
   virtual ComponentVersion Version() = 0;
 };
 
