@@ -1,4 +1,5 @@
-# Cross-builds for Windows. `triple` names the machine.
+# Toolchain for cross-builds to Windows with MinGW-w64. `triple` is the compiler's prefix. Everything is linked statically,
+# so that the results need no DLL of the compiler's.
 set(CMAKE_SYSTEM_NAME Windows)
 string(REGEX REPLACE "-.*" "" CMAKE_SYSTEM_PROCESSOR ${triple})
 set(CMAKE_CXX_COMPILER ${triple}-g++-posix)

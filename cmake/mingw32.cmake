@@ -1,4 +1,4 @@
 set(triple i686-w64-mingw32)
 include(${CMAKE_CURRENT_LIST_DIR}/mingw.cmake)
-# Floats are rounded as everywhere else only where they are kept in registers of their own width.
+# SSE rounds every operation to float or double as other machines do; the x87 registers of older chips keep more digits.
 set(CMAKE_CXX_FLAGS_INIT "-msse2 -mfpmath=sse")

@@ -4,11 +4,12 @@
 
 namespace halden::com {
 
-/// The contract between a data-acquisition host and its driver, in the order of its virtual table. A host
-/// calls it on the thread that made the object. Every parameter is passed by reference. Strings and arrays
-/// that are handed out belong to the host, Booleans are VARIANT_BOOL. A null pointer is E_POINTER and changes
-/// nothing; an index that is out of range has an answer and is no error. What the members do tells
-/// model/IADC3.h.
+/// The contract between a data-acquisition host and its driver, as COM sees it: the order of the members is
+/// the order of the virtual table. model/IADC3.h describes what each member does. Common to all of them:
+/// - calls come on the thread that made the object;
+/// - every parameter is passed by reference, and a null pointer gives E_POINTER and changes nothing;
+/// - strings and arrays that are handed out belong to the host; Booleans are VARIANT_BOOL;
+/// - an index out of range isn't an error: S_OK, with the result that model/IADC3.h gives for it.
 struct ADC3Vtable : IDispatch {
   virtual HRESULT STDMETHODCALLTYPE get_ADCName(BSTR* result) = 0;
   virtual HRESULT STDMETHODCALLTYPE get_Resolution(unsigned char* result) = 0;
@@ -34,19 +35,20 @@ struct ADC3Vtable : IDispatch {
   virtual HRESULT STDMETHODCALLTYPE get_InputSizeKadrs(long* result) = 0;
   virtual HRESULT STDMETHODCALLTYPE get_InputCountKadrs(long* result) = 0;
   virtual HRESULT STDMETHODCALLTYPE get_InputCountChannels(short* result) = 0;
-  /// Codes from 0 on, as every array below.
+  /// 16-bit codes, indexed from 0, as in every array below.
   virtual HRESULT STDMETHODCALLTYPE get_InputChannels(SAFEARRAY** result) = 0;
-  /// DISP_E_TYPEMISMATCH unless the elements are VT_I2, DISP_E_BADINDEX unless there is one index from 0,
-  /// E_INVALIDARG if the array has no storage or more than 32767 elements.
+  /// DISP_E_TYPEMISMATCH unless the elements are VT_I2, DISP_E_BADINDEX unless there is one index that starts
+  /// at 0, E_INVALIDARG if the array has no storage or more than 32767 elements. The table stays as it was
+  /// then.
   virtual HRESULT STDMETHODCALLTYPE put_InputChannels(SAFEARRAY** ChTable) = 0;
   virtual HRESULT STDMETHODCALLTYPE GetChannel(short* Index, short* result) = 0;
   virtual HRESULT STDMETHODCALLTYPE GetKadr(SAFEARRAY** result) = 0;
   virtual HRESULT STDMETHODCALLTYPE StartRecord(VARIANT_BOOL* result) = 0;
   virtual HRESULT STDMETHODCALLTYPE StopRecord() = 0;
-  /// Two indexes: the position in a frame, then the row, of which row 0 is the channel table. E_OUTOFMEMORY
-  /// leaves the frames waiting.
+  /// Indexed by the position in a frame, then by the row: row 0 is the channel table, row 1 the oldest frame.
+  /// E_OUTOFMEMORY leaves the frames in the buffer.
   virtual HRESULT STDMETHODCALLTYPE get_InputData(SAFEARRAY** result) = 0;
-  /// Data is the first of at least DataSize codes.
+  /// Data points to the first code of a buffer of the host's for at least *DataSize codes.
   virtual HRESULT STDMETHODCALLTYPE GetData(short* Data, long* DataSize, long* InputCountData,
                                             long* result) = 0;
   virtual HRESULT STDMETHODCALLTYPE get_LastError(BSTR* result) = 0;
@@ -56,7 +58,7 @@ struct ADC3Vtable : IDispatch {
 
 /// `_Halden_Text`, the default interface of the class.
 struct HaldenTextClass : IDispatch {
-  /// The object itself, with one more reference; it is to be asked for IADC3.
+  /// The object itself, with one more reference. The host queries it for IADC3.
   virtual HRESULT STDMETHODCALLTYPE GetADC3(IUnknown** result) = 0;
 };
 
@@ -64,14 +66,14 @@ inline constexpr wchar_t kProgId[] = L"Brackwell.Halden_Text";
 
 inline constexpr CLSID kClassId = {
     0x292810AF, 0xC28E, 0x4FEE, {0xB0, 0xF3, 0x69, 0x3F, 0x6D, 0xFE, 0xC0, 0xEF}};
-/// The type library that the component carries. It doesn't define IADC3.
+/// The type library in the component's resources. It doesn't define IADC3.
 inline constexpr GUID kLibraryId = {
     0xD206948B, 0x0409, 0x4916, {0x8C, 0xB7, 0x8F, 0xFD, 0xF6, 0xBF, 0xB0, 0x0F}};
 inline constexpr IID kHaldenTextId = {
     0x0058F2CF, 0x423E, 0x42C8, {0x86, 0xC9, 0xF2, 0x32, 0x3C, 0x00, 0x0C, 0x21}};
 
 inline constexpr IID kADC3Id = {0x97B526A8, 0x3B46, 0x11D7, {0xB6, 0x88, 0xFD, 0xAE, 0xA8, 0x66, 0x8E, 0x28}};
-/// The type library of the contract, version 1.0.
+/// The type library of the contract, version 1.0. The host's installation registers it.
 inline constexpr GUID kADC3LibraryId = {
     0x97B526A7, 0x3B46, 0x11D7, {0xB6, 0x88, 0xFD, 0xAE, 0xA8, 0x66, 0x8E, 0x28}};
 

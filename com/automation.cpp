@@ -7,9 +7,10 @@
 namespace halden::com {
 namespace {
 
-constexpr ULONG kMostChannels = 32767;
+constexpr ULONG kMostChannels = 32767;  // a 16-bit number counts them
 
-/// Of an array that doesn't tell its type the size of the elements decides.
+/// Whether the elements are 16-bit numbers. An array that doesn't record its type is judged by the elements'
+/// size.
 bool HoldsCodes(SAFEARRAY* array) noexcept {
   VARTYPE type = VT_I2;
   if (array->fFeatures & FADF_HAVEVARTYPE) SafeArrayGetVartype(array, &type);
@@ -33,7 +34,7 @@ SAFEARRAY* NewStringArray(const std::vector<std::string>& texts) noexcept {
   for (const std::string& text : texts) {
     *element = NewString(text);
     if (*element++) continue;
-    SafeArrayDestroy(array);
+    SafeArrayDestroy(array);  // with the strings that it holds already
     return nullptr;
   }
   return array;
@@ -66,6 +67,30 @@ HRESULT ReadCodeArray(SAFEARRAY* array, std::vector<short>* codes) noexcept {
     result = E_OUTOFMEMORY;
   }
   SafeArrayUnaccessData(array);
+  return result;
+}
+
+HRESULT ConvertArray(const VARIANT& from, VARIANT* to) noexcept {
+  SAFEARRAY* source = nullptr;
+  if (from.vt == (VT_ARRAY | VT_VARIANT)) source = from.parray;
+  if (from.vt == (VT_BYREF | VT_ARRAY | VT_VARIANT) && from.pparray) source = *from.pparray;
+  if (!source) return DISP_E_TYPEMISMATCH;
+  if (SafeArrayGetDim(source) != 1) return DISP_E_BADINDEX;
+  SAFEARRAYBOUND bound = source->rgsabound[0];
+  if (bound.cElements > 0 && !source->pvData) return E_INVALIDARG;
+  SAFEARRAY* const codes = SafeArrayCreate(VT_I2, 1, &bound);
+  if (!codes) return E_OUTOFMEMORY;
+  to->vt = VT_ARRAY | VT_I2;
+  to->parray = codes;
+  VARIANT* elements = nullptr;
+  HRESULT result = SafeArrayAccessData(source, reinterpret_cast<void**>(&elements));
+  if (FAILED(result)) return result;
+  for (ULONG i = 0; i < bound.cElements && SUCCEEDED(result); ++i) {
+    VARIANT code = {};
+    result = VariantChangeType(&code, &elements[i], 0, VT_I2);
+    if (SUCCEEDED(result)) static_cast<short*>(codes->pvData)[i] = code.iVal;
+  }
+  SafeArrayUnaccessData(source);
   return result;
 }
 

@@ -6,17 +6,78 @@
 
 namespace halden::com {
 
-// Strings and arrays as the host gets them: each is a new one and the host's. Null without memory for it.
+// Strings and arrays for the host. Each one is new and belongs to the host. Null if there is no memory for
+// it.
 
 BSTR NewString(const std::string& utf8) noexcept;
 SAFEARRAY* NewStringArray(const std::vector<std::string>& texts) noexcept;
 SAFEARRAY* NewCodeArray(const std::vector<short>& codes) noexcept;
-/// Of zeros, row after row in memory; the first index is the place in a row of `columns`, the second the row.
+/// A table of zeros with two indexes: first the column, then the row. The columns of a row are adjacent in
+/// memory.
 SAFEARRAY* NewCodeTable(ULONG columns, ULONG rows) noexcept;
 
-/// The codes of the host's array. DISP_E_TYPEMISMATCH unless its elements are 16-bit numbers,
-/// DISP_E_BADINDEX unless it has one index and starts at 0, E_INVALIDARG if it is null or has more than 32767
-/// elements.
+/// Copies the codes out of an array of the host's. DISP_E_TYPEMISMATCH unless its elements are 16-bit
+/// numbers, DISP_E_BADINDEX unless it has one index that starts at 0, E_INVALIDARG if it is null, has no
+/// storage, or has more than 32767 elements.
 HRESULT ReadCodeArray(SAFEARRAY* array, std::vector<short>* codes) noexcept;
+
+/// The VARIANT type of a parameter of type T.
+template <class T>
+inline constexpr VARTYPE kVariantType = VT_EMPTY;
+template <>
+inline constexpr VARTYPE kVariantType<short> = VT_I2;
+template <>
+inline constexpr VARTYPE kVariantType<long> = VT_I4;
+template <>
+inline constexpr VARTYPE kVariantType<float> = VT_R4;
+template <>
+inline constexpr VARTYPE kVariantType<SAFEARRAY*> = VT_ARRAY | VT_I2;
+
+/// Converts a script's array, whose elements are VARIANTs, to an array of 16-bit numbers with the same bounds
+/// and puts it in `to`, which is empty before and must be cleared by the caller afterwards, on failure too.
+/// DISP_E_TYPEMISMATCH for any other array, DISP_E_BADINDEX for one with more than one index.
+HRESULT ConvertArray(const VARIANT& from, VARIANT* to) noexcept;
+
+/// An argument of a call by name, in the form in which the member takes it: a pointer to a T. Owns the
+/// converted copy, if one had to be made.
+template <class T>
+class Argument {
+ public:
+  explicit Argument(VARIANT& given) {
+    VARIANT* variant = &given;
+    // What Visual Basic passes for a variable without a type.
+    if (variant->vt == (VT_BYREF | VT_VARIANT) && variant->pvarVal) variant = variant->pvarVal;
+    if (variant->vt == (VT_BYREF | kVariantType<T>)) {
+      pointer_ = static_cast<T*>(variant->byref);
+    } else if (variant->vt == kVariantType<T>) {
+      pointer_ = reinterpret_cast<T*>(&variant->byref);
+    } else {
+      Convert(*variant);
+    }
+  }
+  ~Argument() { VariantClear(&own_); }
+  Argument(const Argument&) = delete;
+  Argument& operator=(const Argument&) = delete;
+
+  /// S_OK, or why the argument can't be converted; Pointer() is null then.
+  HRESULT Result() const { return result_; }
+  /// Points to the caller's own variable if that has just this type, so that the member can change it. Else
+  /// it points to a converted copy.
+  T* Pointer() const { return pointer_; }
+
+ private:
+  void Convert(VARIANT& variant) {
+    if constexpr ((kVariantType<T> & VT_ARRAY) != 0) {
+      result_ = ConvertArray(variant, &own_);
+    } else {
+      result_ = VariantChangeType(&own_, &variant, 0, kVariantType<T>);
+    }
+    if (SUCCEEDED(result_)) pointer_ = reinterpret_cast<T*>(&own_.byref);
+  }
+
+  VARIANT own_ = {};
+  T* pointer_ = nullptr;
+  HRESULT result_ = S_OK;
+};
 
 }  // namespace halden::com

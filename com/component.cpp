@@ -1,16 +1,98 @@
 #include "com/component.h"
 
 #include <atomic>
+#include <cstdint>
+#include <map>
+#include <mutex>
 #include <new>
 
-#include "com/thread_drivers.h"
+#include "backends/windows/windows_platform.h"
+#include "driver/driver.h"
+
+// After ours, whose names are macros there.
+#include <windows.h>
 
 namespace halden::com {
 namespace {
 
+/// The drivers of the component, one for each thread that makes objects: a single-threaded apartment is a
+/// thread, and apartments share no state. The driver of a thread that has ended is deleted when the next
+/// thread asks for its own, unless an object still uses it.
+class ThreadDrivers {
+ public:
+  /// `module` as for WindowsPlatform.
+  explicit ThreadDrivers(void* module) : module_(module) {}
+
+  /// The calling thread's driver, made on first use. Any thread may call, but must use only what it gets
+  /// itself. Throws std::bad_alloc.
+  std::shared_ptr<Driver> OfCallingThread();
+
+ private:
+  /// Keeps a thread's identifier from being reused, as the system promises for as long as a handle is open.
+  /// So a new thread never finds the driver of one that has ended.
+  class ThreadHandle {
+   public:
+    explicit ThreadHandle(std::uint32_t thread);
+    ~ThreadHandle();
+    ThreadHandle(const ThreadHandle&) = delete;
+    ThreadHandle& operator=(const ThreadHandle&) = delete;
+
+    bool HasEnded() const;
+
+   private:
+    void* handle_;
+  };
+
+  struct ThreadDriver {
+    ThreadDriver(std::uint32_t thread, void* module)
+        : handle(thread), platform(module), driver(platform.platform()) {}
+
+    ThreadHandle handle;
+    WindowsPlatform platform;
+    Driver driver;
+  };
+
+  std::shared_ptr<ThreadDriver> Find(std::uint32_t thread);
+
+  void* module_;
+  std::mutex mutex_;
+  std::map<std::uint32_t, std::shared_ptr<ThreadDriver>> drivers_;
+};
+
+ThreadDrivers::ThreadHandle::ThreadHandle(std::uint32_t thread)
+    : handle_(OpenThread(SYNCHRONIZE, FALSE, thread)) {}
+
+ThreadDrivers::ThreadHandle::~ThreadHandle() {
+  if (handle_) CloseHandle(handle_);
+}
+
+bool ThreadDrivers::ThreadHandle::HasEnded() const {
+  return WaitForSingleObject(handle_, 0) == WAIT_OBJECT_0;
+}
+
+std::shared_ptr<Driver> ThreadDrivers::OfCallingThread() {
+  const std::uint32_t thread = GetCurrentThreadId();
+  auto entry = Find(thread);
+  if (!entry) {
+    entry = std::make_shared<ThreadDriver>(thread, module_);
+    const std::lock_guard lock(mutex_);
+    std::erase_if(drivers_, [](const auto& known) {
+      return known.second.use_count() == 1 && known.second->handle.HasEnded();
+    });
+    drivers_[thread] = entry;
+  }
+  return {entry, &entry->driver};
+}
+
+std::shared_ptr<ThreadDrivers::ThreadDriver> ThreadDrivers::Find(std::uint32_t thread) {
+  const std::lock_guard lock(mutex_);
+  const auto found = drivers_.find(thread);
+  return found == drivers_.end() ? nullptr : found->second;
+}
+
 void* module_handle = nullptr;
 std::atomic<long> holds = 0;
-ThreadDrivers* drivers = nullptr;
+ThreadDrivers* drivers = nullptr;  // not an object: at the end of the process it must not be destroyed
 
 }  // namespace
 
@@ -28,7 +110,7 @@ bool ComponentHeld() {
 
 std::shared_ptr<halden::IADC3> CreateDriverObject() noexcept {
   try {
-    struct Held {  // the object goes before its driver
+    struct Held {  // members are destroyed last to first: the object before its driver
       std::shared_ptr<Driver> driver;
       std::shared_ptr<halden::IADC3> adc;
     };

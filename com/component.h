@@ -6,12 +6,14 @@
 
 namespace halden::com {
 
-/// The component may be unloaded when every hold has been released. Any thread may call.
+// What keeps the component loaded, and the drivers of its threads.
+
+/// The component may be unloaded once every hold has been released. Any thread may call these.
 void HoldComponent();
 void ReleaseComponent();
 bool ComponentHeld();
 
-/// Holds the component as long as it lives.
+/// A hold for as long as the object lives.
 class KeepLoaded {
  public:
   KeepLoaded() { HoldComponent(); }
@@ -20,16 +22,18 @@ class KeepLoaded {
   KeepLoaded& operator=(const KeepLoaded&) = delete;
 };
 
-/// A new object of the calling thread's driver. Null without memory for it.
+/// A new object of the calling thread's driver, which is made with the thread's first object. Null if there
+/// is no memory for it.
 std::shared_ptr<halden::IADC3> CreateDriverObject() noexcept;
 
-/// The handle of the module.
+/// The module handle of the component.
 void* ComponentModule();
 
-/// The system has loaded the module; false without memory for it. Nothing above may be called before.
+/// For DllMain, when the module has been loaded and before anything above is called. False if there is no
+/// memory.
 bool LoadComponent(void* module) noexcept;
-/// The system unloads the module while the process lives on. At the end of the process this isn't called:
-/// what the end of the drivers would call may have gone by then.
+/// For DllMain, when the module is about to be unloaded. Not to be called at the end of the process: the DLLs
+/// that the drivers need may already be unloaded.
 void UnloadComponent() noexcept;
 
 }  // namespace halden::com

@@ -1,6 +1,6 @@
 #!/usr/bin/env python3
-"""Draws the component's icons: a stepped sine, as a converter makes it, on a plug (port.ico) and on a screen
-(converter.ico). Each file holds 32 x 32 and 16 x 16 pixels in 16 colours.
+"""Draws the component's icons: a sine in steps, as a converter outputs it, on a plug (port.ico) and on a screen
+(converter.ico). Each file holds a picture of 32 x 32 and one of 16 x 16 pixels, in 16 colours.
 
 usage: draw_icons.py DIRECTORY
 """
@@ -16,13 +16,15 @@ BLACK, NAVY, SILVER, GREY, LIME, YELLOW = 0, 4, 7, 8, 10, 11
 CLEAR = None
 
 
+# The pictures are lists of rows of palette indexes; CLEAR is transparent. Edges on the right and below are exclusive.
+
 def rectangle(pixels, left, top, right, bottom, color):
     for y in range(top, bottom):
         pixels[y][left:right] = [color] * (right - left)
 
 
 def wave(pixels, left, top, right, bottom, color):
-    """A sine in four steps a half wave."""
+    """Draws one period of a sine in eight steps, with vertical lines between them."""
     middle, height = (top + bottom - 1) / 2, (bottom - top - 1) / 2
     step = max(1, (right - left) // 8)
     levels = [round(middle - height * math.sin(2 * math.pi * ((x - left) // step * step) / (right - left)))
@@ -57,7 +59,9 @@ def converter(size):
 
 
 def image(pixels):
-    """A bitmap of 4 bits a pixel, bottom line first, and behind it the mask of what is clear."""
+    """The picture as an icon file stores it: a bitmap with 4 bits per pixel, bottom row first, then a mask of 1 bit per
+    pixel that is set where the picture is transparent. The header counts the rows of both.
+    """
     size = len(pixels)
     header = struct.pack("<IiiHHIIiiII", 40, size, 2 * size, 1, 4, 0, 0, 0, 0, 0, 0)
     colors = b"".join(bytes((blue, green, red, 0)) for red, green, blue in PALETTE)
@@ -71,6 +75,7 @@ def image(pixels):
 
 
 def icon(draw):
+    """An icon file: a directory with an entry for each size, then the pictures."""
     sizes = (32, 16)
     images = [image(draw(size)) for size in sizes]
     directory, place = struct.pack("<HHH", 0, 1, len(sizes)), 6 + 16 * len(sizes)

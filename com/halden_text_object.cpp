@@ -10,6 +10,7 @@
 namespace halden::com {
 namespace {
 
+/// Hands a result out. A pointer that is null means that there was no memory for what it points to.
 template <class Out, class In>
 HRESULT Give(Out* result, const In& value) {
   if constexpr (std::is_same_v<In, bool>) {
@@ -29,7 +30,8 @@ HRESULT Give(SAFEARRAY** result, const std::vector<short>& codes) {
   return Give<SAFEARRAY*, SAFEARRAY*>(result, NewCodeArray(codes));
 }
 
-/// One more reference to an object for as long as a call runs in which the host could release its last one.
+/// One more reference for the length of a call. Test and ShowSetting dispatch messages, and the host's code
+/// that runs meanwhile may release its last reference.
 class Hold {
  public:
   explicit Hold(ADC3Vtable* object) : object_(object) { object_->AddRef(); }
@@ -232,7 +234,8 @@ HRESULT HaldenTextObject::StopRecord() {
 
 HRESULT HaldenTextObject::get_InputData(SAFEARRAY** result) {
   if (!result) return E_POINTER;
-  // First of all there must be room for them: frames that have been taken can't be put back.
+  // The array is made first, because frames that InputData has taken can't be put back. No line is parsed in
+  // between, so the size is still right then.
   const auto rows = static_cast<ULONG>(adc_->InputCountKadrs()) + 1;
   *result = NewCodeTable(static_cast<ULONG>(adc_->InputCountChannels()), rows);
   if (!*result) return E_OUTOFMEMORY;

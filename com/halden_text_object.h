@@ -9,11 +9,12 @@
 
 namespace halden::com {
 
-/// An object of the class, as a host holds it: a face on the driver of its thread. Both interfaces answer the
-/// members of both by name, since a script host has no other way to the second one.
+/// An object of the class: converts between COM's types and those of the driver of its thread. By name both
+/// of its interfaces know the members of both, because a script only ever gets IDispatch and can't query for
+/// IADC3.
 class HaldenTextObject final : public ADC3Vtable, public HaldenTextClass {
  public:
-  /// With one reference. Null without memory for it.
+  /// A new object with one reference. Null if there is no memory for it.
   static HaldenTextObject* Create() noexcept;
 
   HRESULT STDMETHODCALLTYPE QueryInterface(REFIID id, void** result) override;
@@ -68,7 +69,7 @@ class HaldenTextObject final : public ADC3Vtable, public HaldenTextClass {
   explicit HaldenTextObject(std::shared_ptr<halden::IADC3> adc) : adc_(std::move(adc)) {}
   ~HaldenTextObject() = default;
 
-  KeepLoaded keep_;
+  KeepLoaded keep_;  // first, so that it is released last
   std::shared_ptr<halden::IADC3> adc_;
   MemberNames names_;
   LONG references_ = 1;

@@ -5,24 +5,26 @@
 #include <tuple>
 #include <utility>
 
-#include "com/argument.h"
+#include "com/automation.h"
 #include "com/halden_text_object.h"
 
 namespace halden::com {
 namespace {
 
-/// Of our own, far from those that type libraries use.
+/// The first of the component's own identifiers, far from those that type libraries use. halden_text.idl has
+/// it too.
 constexpr DISPID kFirstOwnId = 0x48540001;
 
-/// A call, with its arguments in the member's order; the host gives them backwards.
+/// A call by name.
 struct ByName {
   HaldenTextObject& object;
   DISPPARAMS& arguments;
   VARIANT& result;
   UINT bad_argument = 0;
 
+  /// The argument for the member's parameter at `place`. IDispatch passes them last to first.
   VARIANT& At(std::size_t place) const { return arguments.rgvarg[arguments.cArgs - 1 - place]; }
-  /// Keeps the first failure and where it stands in the host's order.
+  /// Keeps the first failure in *first, and the index of its argument in the host's order.
   void Note(std::size_t place, HRESULT outcome, HRESULT* first) {
     if (FAILED(*first) || SUCCEEDED(outcome)) return;
     *first = outcome;
@@ -33,7 +35,8 @@ struct ByName {
 template <auto member, bool gives>
 struct Caller;
 
-/// A call of `member`, whose last parameter is its result if it gives one.
+/// Calls `member` with the arguments converted to its parameter types. If it gives a result, the last
+/// parameter is the pointer to it and not one of the arguments.
 template <class... T, HRESULT (STDMETHODCALLTYPE HaldenTextObject::*member)(T*...), bool gives>
 struct Caller<member, gives> {
   static HRESULT Call(ByName& call) { return Call(call, std::make_index_sequence<sizeof...(T) - gives>()); }
@@ -56,8 +59,8 @@ struct Caller<member, gives> {
   }
 };
 
-/// All three are the host's own variables or nothing: a converted copy of the first would have room for one
-/// code, and what is written to one of the others would be lost.
+/// Takes nothing but the host's own variables, unconverted: a converted copy of the first would have room for
+/// one code only, and what the member writes to the other two would be lost.
 HRESULT CallGetData(ByName& call) {
   constexpr VARTYPE kTypes[] = {VT_BYREF | VT_I2, VT_BYREF | VT_I4, VT_BYREF | VT_I4};
   if (call.arguments.cArgs != std::size(kTypes)) return DISP_E_BADPARAMCOUNT;
@@ -68,6 +71,7 @@ HRESULT CallGetData(ByName& call) {
   return Caller<&HaldenTextObject::GetData, true>::Call(call);
 }
 
+/// A member as a script sees it: its name, how it is called, and the type of its result.
 struct Row {
   const wchar_t* name;
   WORD kind;
@@ -136,12 +140,14 @@ bool SameName(const wchar_t* a, const wchar_t* b) {
   return CompareStringOrdinal(a, -1, b, -1, TRUE) == CSTR_EQUAL;
 }
 
+/// kRowCount if there is none.
 std::size_t FirstRowOf(const wchar_t* name) {
   std::size_t row = 0;
   while (row < kRowCount && !SameName(kMembers[row].name, name)) ++row;
   return row;
 }
 
+/// The description of IADC3, with one reference; null if the contract's type library isn't registered.
 ITypeInfo* LoadContract() {
   ITypeLib* library = nullptr;
   ITypeInfo* info = nullptr;
@@ -151,7 +157,7 @@ ITypeInfo* LoadContract() {
   return info;
 }
 
-/// Only the value that a property is to get bears a name.
+/// Whether the names of the arguments are allowed: only the new value of a property has one.
 bool NamesFit(const DISPPARAMS& arguments, WORD kind) {
   if (arguments.cNamedArgs == 0) return true;
   return (kind & DISPATCH_PROPERTYPUT) != 0 && arguments.cNamedArgs == 1 &&
@@ -177,6 +183,7 @@ const std::array<DISPID, MemberNames::kRows>& MemberNames::Ids() {
   for (std::size_t row = 0; row < kRowCount; ++row) {
     auto* name = const_cast<LPOLESTR>(kMembers[row].name);
     MEMBERID id = 0;
+    // A property's get and set share an identifier, and so do its two rows.
     const bool known = type_info_ && SUCCEEDED(type_info_->GetIDsOfNames(&name, 1, &id));
     (*ids_)[row] = known ? id : kFirstOwnId + static_cast<DISPID>(FirstRowOf(name));
   }

@@ -9,9 +9,11 @@ namespace halden::com {
 
 class HaldenTextObject;
 
-/// The members of an object by their names, for hosts that know no more than that. The identifiers are those
-/// of the contract's type library where the machine has that registered. Where it has not, they are
-/// identifiers of our own, which hold for this component alone: a host is to ask for them by name.
+/// Calls members by name, for script hosts (IDispatch).
+///
+/// The identifiers of the members are those of the contract's type library if that is registered on the
+/// machine. If not, they are the component's own, and a host must ask for them by name instead of relying on
+/// their values.
 class MemberNames {
  public:
   MemberNames() = default;
@@ -19,22 +21,26 @@ class MemberNames {
   MemberNames(const MemberNames&) = delete;
   MemberNames& operator=(const MemberNames&) = delete;
 
-  /// The description of IADC3 in the contract's library, null where that isn't registered. Not the caller's.
+  /// The description of IADC3 in the contract's type library; null if that isn't registered. Owned by this
+  /// object.
   ITypeInfo* TypeInfo();
-  /// As IDispatch::GetIDsOfNames. Parameters have no names.
+  /// As IDispatch::GetIDsOfNames: case doesn't matter. Parameters have no names: DISP_E_UNKNOWNNAME.
   HRESULT GetIds(LPOLESTR* names, UINT count, DISPID* ids);
-  /// As IDispatch::Invoke. Arguments are converted to what the member takes; one that is passed by reference
-  /// in just that type is handed on as it is. Results and bad argument may be null.
+  /// As IDispatch::Invoke. Arguments are converted to the types of the member's parameters. An argument that
+  /// is passed by reference in exactly that type is passed on, so that the member can change the host's
+  /// variable. `result` and `bad_argument` may be null.
   HRESULT Invoke(HaldenTextObject& object, DISPID id, WORD flags, DISPPARAMS& arguments, VARIANT* result,
                  UINT* bad_argument);
 
  private:
-  static constexpr std::size_t kRows = 35;  // of the table: a property that can be set has two
+  static constexpr std::size_t kRows =
+      35;  // 34 members of IADC3, whose gets and sets count apart, and GetADC3
 
+  /// The identifier of each row of the table of members. Looked up on first use.
   const std::array<DISPID, kRows>& Ids();
 
   ITypeInfo* type_info_ = nullptr;
-  std::optional<std::array<DISPID, kRows>> ids_;  // nothing until they are asked for
+  std::optional<std::array<DISPID, kRows>> ids_;
 };
 
 }  // namespace halden::com

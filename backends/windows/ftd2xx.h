@@ -1,19 +1,25 @@
 #pragma once
 
-#include <cstdint>
+#include <map>
 
-// What FTD2XX.DLL exports of the calls in platform/d2xx.h, in the width of the process: there a handle is as
-// wide as a pointer. HALDEN_FTD2XX is the linkage, an import unless the library itself is being built.
+#include "platform/d2xx.h"
 
+// The vendor's device library, FTD2XX.DLL: what it exports of the calls in platform/d2xx.h, and the backend
+// over it. Its handles are as wide as a pointer, the driver's have 32 bits.
+
+/// The linkage of the calls. Empty where the library itself is built, as the tests do with a stand-in for it.
 #ifndef HALDEN_FTD2XX
 #define HALDEN_FTD2XX __declspec(dllimport)
 #endif
 
-namespace halden::ftd2xx {
+namespace halden {
+
+namespace ftd2xx {
 
 using Status = std::uint32_t;
 using Handle = void*;
 
+/// A row of the library's device list, in the library's own layout.
 struct Node {
   std::uint32_t Flags = 0;
   std::uint32_t Type = 0;
@@ -53,4 +59,44 @@ HALDEN_FTD2XX Status __stdcall FT_Purge(Handle handle, std::uint32_t mask);
 
 }  // extern "C"
 
-}  // namespace halden::ftd2xx
+}  // namespace ftd2xx
+
+/// The vendor's device library, FTD2XX.DLL. The system binds it when it loads the module that this is linked
+/// into, so without the library that module doesn't load.
+class ImportedD2xx final : public D2xx {
+ public:
+  FT_STATUS FT_CreateDeviceInfoList(std::int32_t* count) override;
+  FT_STATUS FT_GetDeviceInfoList(FT_DEVICE_LIST_INFO_NODE* nodes, std::int32_t* count) override;
+  FT_STATUS FT_ListDevices(std::int32_t* number, void* unused, std::uint32_t flags) override;
+  FT_STATUS FT_Open(std::int32_t index, FT_HANDLE* handle) override;
+  FT_STATUS FT_Close(FT_HANDLE handle) override;
+  FT_STATUS FT_SetBaudRate(FT_HANDLE handle, std::uint32_t bits_per_second) override;
+  FT_STATUS FT_SetDataCharacteristics(FT_HANDLE handle, std::uint8_t word_length, std::uint8_t stop_bits,
+                                      std::uint8_t parity) override;
+  FT_STATUS FT_Read(FT_HANDLE handle, void* buffer, std::uint32_t count, std::uint32_t* read) override;
+  FT_STATUS FT_Write(FT_HANDLE handle, const void* buffer, std::uint32_t count,
+                     std::uint32_t* written) override;
+  FT_STATUS FT_ResetDevice(FT_HANDLE handle) override;
+  FT_STATUS FT_ResetPort(FT_HANDLE handle) override;
+  FT_STATUS FT_GetComPortNumber(FT_HANDLE handle, std::int32_t* number) override;
+  FT_STATUS FT_SetDtr(FT_HANDLE handle) override;
+  FT_STATUS FT_ClrDtr(FT_HANDLE handle) override;
+  FT_STATUS FT_SetRts(FT_HANDLE handle) override;
+  FT_STATUS FT_ClrRts(FT_HANDLE handle) override;
+  FT_STATUS FT_SetLatencyTimer(FT_HANDLE handle, std::uint8_t milliseconds) override;
+  FT_STATUS FT_GetQueueStatus(FT_HANDLE handle, std::uint32_t* rx_bytes) override;
+  FT_STATUS FT_GetStatus(FT_HANDLE handle, std::uint32_t* rx_bytes, std::uint32_t* tx_bytes,
+                         std::uint32_t* event_word) override;
+  FT_STATUS FT_Purge(FT_HANDLE handle, std::uint32_t mask) override;
+
+ private:
+  /// The library's own handle. For a handle that isn't open, the value that the library takes for none.
+  void* Native(FT_HANDLE handle) const;
+
+  /// The driver's 32-bit handles, each with the library's, which is as wide as a pointer. Numbers are never
+  /// used twice.
+  std::map<FT_HANDLE, void*> open_;
+  FT_HANDLE last_handle_ = 0;
+};
+
+}  // namespace halden

@@ -1,17 +1,53 @@
 #include "backends/windows/win32_control.h"
 
 #include <algorithm>
+#include <cmath>
 
-#include "backends/windows/wide_text.h"
+#include "backends/windows/win32_text.h"
 
 namespace halden {
 namespace {
 
-constexpr int kRowsDropped = 8;
-constexpr int kColumnStop = 36;   // quarters of a character's width
+constexpr int kRowsDropped = 8;   // rows that the list of a combo box shows when it is dropped
+constexpr int kColumnStop = 36;   // where the second column of a list box begins, in quarters of a character
 constexpr int kDroppedFrame = 2;  // dots
 constexpr int kLineIndent = 3;    // dots
 
+/// Whether text in this font is drawn in `face`, and not in another one that the system put in its place.
+bool HasFace(const GdiObject& font, const wchar_t* face) {
+  wchar_t used[LF_FACESIZE] = {};
+  const HDC drawing = CreateCompatibleDC(nullptr);
+  const HGDIOBJ before = SelectObject(drawing, font.Get());
+  GetTextFaceW(drawing, LF_FACESIZE, used);
+  SelectObject(drawing, before);
+  DeleteDC(drawing);
+  return lstrcmpiW(used, face) == 0;
+}
+
+/// The layout's colour as the system has it.
+COLORREF SystemColor(Color color) {
+  constexpr Color kOfSystem = 0x80000000;
+  return (color & kOfSystem) ? GetSysColor(static_cast<int>(color & ~kOfSystem)) : color;
+}
+
+/// A font that the system doesn't have is replaced by a similar one. Null if there is no room for it.
+GdiObject MakeFont(const Font& font, int dots_per_inch) {
+  constexpr double kPointsPerInch = 72;
+  LOGFONTW wanted{};
+  // Negative: the height of the letters, not of the line.
+  wanted.lfHeight = -std::lround(font.points * dots_per_inch / kPointsPerInch);
+  wanted.lfWeight = font.bold ? FW_BOLD : FW_NORMAL;
+  wanted.lfCharSet = font.charset;
+  WideText(font.name).copy(wanted.lfFaceName, LF_FACESIZE - 1);
+  GdiObject made(CreateFontIndirectW(&wanted));
+  if (HasFace(made, wanted.lfFaceName)) return made;
+  // The system prefers another face to another character set. Our text is Unicode, so the face matters more.
+  wanted.lfCharSet = DEFAULT_CHARSET;
+  GdiObject other(CreateFontIndirectW(&wanted));
+  return HasFace(other, wanted.lfFaceName) ? std::move(other) : std::move(made);
+}
+
+/// What CreateWindowEx makes a kind of control of.
 struct NativeKind {
   const wchar_t* window_class;
   DWORD style;
@@ -24,7 +60,8 @@ NativeKind KindOf(const ControlLayout& layout) {
       return {L"STATIC", SS_RIGHT, 0};
     case ControlKind::kTextBox:
       if (layout.multi_line) return {L"EDIT", ES_MULTILINE | ES_READONLY | ES_CENTER, 0};
-      return {L"EDIT", ES_MULTILINE | ES_AUTOHSCROLL | ES_READONLY, WS_EX_CLIENTEDGE};  // for its tabs
+      // ES_MULTILINE although it holds one line: only such a box draws tabs, and takes EM_SETRECT.
+      return {L"EDIT", ES_MULTILINE | ES_AUTOHSCROLL | ES_READONLY, WS_EX_CLIENTEDGE};
     case ControlKind::kListBox:
       return {L"LISTBOX", WS_VSCROLL | LBS_NOTIFY | LBS_USETABSTOPS | LBS_NOINTEGRALHEIGHT, WS_EX_CLIENTEDGE};
     case ControlKind::kDropDownList:
@@ -37,7 +74,8 @@ NativeKind KindOf(const ControlLayout& layout) {
   return {L"BUTTON", static_cast<DWORD>(layout.default_button ? BS_DEFPUSHBUTTON : BS_PUSHBUTTON), 0};
 }
 
-/// Where a character begins in a text of which some take two units; its end for one that isn't there.
+/// The index of the UTF-16 unit at which a character begins; the length of the text if it has fewer
+/// characters. "x😀y" has the characters 0, 1 and 2 at the units 0, 1 and 3.
 int UnitOf(const std::wstring& text, int character) {
   const auto is_second = [&](std::size_t unit) { return IS_LOW_SURROGATE(text[unit]); };
   std::size_t unit = 0;
@@ -53,6 +91,17 @@ std::wstring WindowText(HWND window) {
 }
 
 }  // namespace
+
+int DotsPerInch(HWND window) {
+  // Systems before Windows 10 don't have the call: there every screen has the same density.
+  const auto per_window = reinterpret_cast<UINT(WINAPI*)(HWND)>(
+      reinterpret_cast<void*>(GetProcAddress(GetModuleHandleW(L"user32.dll"), "GetDpiForWindow")));
+  if (per_window) return static_cast<int>(per_window(window));
+  const HDC screen = GetDC(nullptr);
+  const int dots = GetDeviceCaps(screen, LOGPIXELSX);
+  ReleaseDC(nullptr, screen);
+  return dots;
+}
 
 /// List and combo boxes understand the same messages under different numbers.
 struct Win32Control::RowMessages {
@@ -91,6 +140,7 @@ void Win32Control::Place(int dots_per_inch) {
   const Bounds& bounds = layout_.bounds;
   const int left = dots(bounds.left), top = dots(bounds.top);
   const int width = dots(bounds.left + bounds.width) - left, height = dots(bounds.top + bounds.height) - top;
+  // The edges are converted, not the sizes, so that controls that meet in the layout meet on the screen.
   if (layout_.kind == ControlKind::kLabel) return PlaceLabel();
   if (layout_.kind == ControlKind::kDropDownList || layout_.kind == ControlKind::kComboBox)
     return PlaceComboBox(left, top, width, height);
@@ -110,7 +160,7 @@ SIZE Win32Control::TextExtent() const {
   return {extent.right, extent.bottom};
 }
 
-/// As wide as its text; the right edge stays.
+/// Makes a label as wide as its text. Its right edge stays.
 void Win32Control::PlaceLabel() {
   const SIZE extent = TextExtent();
   const Bounds& bounds = layout_.bounds;
@@ -120,7 +170,7 @@ void Win32Control::PlaceLabel() {
                SWP_NOZORDER | SWP_NOACTIVATE);
 }
 
-/// Half way up its box; the system leaves it at the top.
+/// Centres the text of a one-line text box vertically. The system leaves it at the top.
 void Win32Control::PlaceLine() {
   RECT place{};
   GetClientRect(window_, &place);
@@ -129,7 +179,9 @@ void Win32Control::PlaceLine() {
   Send(EM_SETRECT, 0, reinterpret_cast<LPARAM>(&place));
 }
 
-/// The system takes the dropped list's height for the window's, and makes the box itself as high as its font.
+/// Makes the box itself `height` dots high. The system takes a combo box's window height for that of the
+/// dropped list, and makes the box as high as its font, so the difference is added to the height of the box's
+/// item.
 void Win32Control::PlaceComboBox(int left, int top, int width, int height) {
   const auto row = static_cast<int>(Send(CB_GETITEMHEIGHT, 0));
   SetWindowPos(window_, nullptr, left, top, width, height + kRowsDropped * row + kDroppedFrame,
@@ -154,7 +206,7 @@ bool Win32Control::TakeFont(const Font& font) {
   GdiObject made = MakeFont(font, dots_per_inch_);
   if (!made) return false;
   Send(WM_SETFONT, reinterpret_cast<WPARAM>(made.Get()), TRUE);
-  font_ = std::move(made);  // the one before goes when nothing draws with it any more
+  font_ = std::move(made);  // the font before is deleted only now that the control has let go of it
   return true;
 }
 
@@ -166,7 +218,7 @@ HBRUSH Win32Control::Paint(HDC drawing) const {
 
 void Win32Control::SetText(const std::string& text) {
   if (layout_.kind == ControlKind::kListBox || layout_.kind == ControlKind::kDropDownList) return;
-  if (Text() == text) return;  // a text box that is written often doesn't flicker
+  if (Text() == text) return;  // or a text box that is written 20 times a second would flicker
   SendText(WM_SETTEXT, 0, text);
   if (layout_.kind == ControlKind::kLabel) PlaceLabel();
 }
@@ -193,13 +245,14 @@ void Win32Control::ClearRows() {
   if (!HasRows()) return;
   const std::string text = Text();
   Send(Rows().clear);
-  SetText(text);  // which a combo box has cleared with its rows
+  SetText(text);  // a combo box has cleared its text too
 }
 
 void Win32Control::AddRow(const std::string& text) {
   if (HasRows()) SendText(Rows().add, 0, text);
 }
 
+/// Replaces a row without moving the selection. There is no message for it.
 void Win32Control::SetRow(int row, const std::string& text) {
   if (!HasRows()) return;
   const auto place = static_cast<WPARAM>(row);
@@ -224,7 +277,7 @@ bool Win32Control::SelectRow(int row) {
 
 int Win32Control::SelectedRow() const {
   if (!HasRows()) return -1;
-  // What was typed selects the row that it names.
+  // The text decides: typing "50" into a combo box selects the row "50".
   if (layout_.kind == ControlKind::kComboBox)
     return static_cast<int>(SendText(CB_FINDSTRINGEXACT, static_cast<WPARAM>(-1), Text()));
   return static_cast<int>(Send(Rows().selected));

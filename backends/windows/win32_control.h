@@ -1,36 +1,73 @@
 #pragma once
 
 #include <string>
+#include <utility>
+#include <windows.h>
 
-#include "backends/windows/win32_gdi.h"
+#include "platform/form_layout.h"
 
 namespace halden {
 
-/// A control of the system and its design. Its window is a child of the form's, and goes with it.
+/// Owns a font or a brush of the system. Null if the system had no room for it.
+class GdiObject {
+ public:
+  GdiObject() = default;
+  explicit GdiObject(HGDIOBJ object) : object_(object) {}
+  GdiObject(GdiObject&& other) noexcept : object_(std::exchange(other.object_, nullptr)) {}
+  GdiObject& operator=(GdiObject&& other) noexcept {
+    std::swap(object_, other.object_);
+    return *this;
+  }
+  ~GdiObject() {
+    if (object_) DeleteObject(object_);
+  }
+
+  explicit operator bool() const { return object_ != nullptr; }
+  HGDIOBJ Get() const { return object_; }
+
+ private:
+  HGDIOBJ object_ = nullptr;
+};
+
+/// The density of the screen that the window is on.
+int DotsPerInch(HWND window);
+
+/// Twips (a 1440th of an inch) to dots, rounded.
+inline int ToDots(int twips, int dots_per_inch) {
+  constexpr int kTwipsPerInch = 1440;
+  return MulDiv(twips, dots_per_inch, kTwipsPerInch);
+}
+
+/// A control of the system with its layout. The system destroys its window together with the form's.
+/// Texts are UTF-8. A call that the control's kind has no use for does nothing.
 class Win32Control {
  public:
+  /// `id` is the control's number within the form, as WM_COMMAND gives it.
   Win32Control(ControlLayout layout, HWND form, int id);
 
   const ControlLayout& Layout() const { return layout_; }
-  /// Null if the system had no room for it.
+  /// Null if the system had no room for the window.
   HWND Handle() const { return window_; }
   bool CanFocus() const { return layout_.kind != ControlKind::kLabel && IsWindowEnabled(window_); }
 
-  /// Takes the font and the place of the design on a screen of this density.
+  /// Sets font, position and size for a screen of this density.
   void Place(int dots_per_inch);
+  /// False if there is no such font; the one before stays.
   bool SetFontCharset(std::uint8_t charset);
-  /// For one of its windows that is about to be drawn: its colours, and the brush behind it.
+  /// Answers a WM_CTLCOLOR message: sets the text's colours and returns the brush for the background.
   HBRUSH Paint(HDC drawing) const;
 
   void SetText(const std::string& text);
   std::string Text() const;
+  /// `start` and `length` count characters. Clipped to the text.
   void SetSelection(int start, int length);
 
   void ClearRows();
   void AddRow(const std::string& text);
   void SetRow(int row, const std::string& text);
-  /// True: another row is selected now. Its click hasn't run.
+  /// A row that doesn't exist selects none. True if the selected row is another one now; `click` isn't run.
   bool SelectRow(int row);
+  /// -1 if none is selected.
   int SelectedRow() const;
 
  private:

@@ -1,11 +1,12 @@
-#include "backends/windows/win32_registry.h"
+#include "backends/windows/windows_platform.h"
 
+// After ours, whose names are macros there.
 #include <windows.h>
 
 namespace halden {
 namespace {
 
-/// Sign-extended, as the system itself makes the roots' values.
+/// Sign-extended, as the system defines the roots: HKEY_CURRENT_USER is 0xFFFFFFFF80000001 in 64 bits.
 ::HKEY Native(HKEY key) {
   return reinterpret_cast<::HKEY>(static_cast<std::intptr_t>(static_cast<std::int32_t>(key)));
 }
@@ -14,7 +15,7 @@ HKEY Narrow(::HKEY key) {
   return static_cast<HKEY>(reinterpret_cast<std::uintptr_t>(key));
 }
 
-/// The system's 32-bit numbers have a type of their own.
+/// The same number under the system's type for it, which is another one (unsigned long).
 DWORD* Number(std::uint32_t* number) {
   static_assert(sizeof(DWORD) == sizeof *number);
   return reinterpret_cast<DWORD*>(number);
@@ -39,6 +40,7 @@ std::int32_t Win32Registry::RegCreateKeyExA(HKEY parent, const std::string& path
   return result;
 }
 
+/// Closing a root is skipped: the system would accept it and drop what it keeps open for the whole process.
 std::int32_t Win32Registry::RegCloseKey(HKEY key) {
   return IsRootKey(key) ? ERROR_SUCCESS : ::RegCloseKey(Native(key));
 }
@@ -51,7 +53,7 @@ std::int32_t Win32Registry::RegQueryValueExA(HKEY key, const std::string& name, 
 
 std::int32_t Win32Registry::RegSetValueExA(HKEY key, const std::string& name, std::uint32_t type,
                                            const void* data, std::uint32_t size) {
-  if (!data && size > 0) return ERROR_INVALID_PARAMETER;
+  if (!data && size > 0) return ERROR_INVALID_PARAMETER;  // the system would read from null
   return ::RegSetValueExA(Native(key), name.c_str(), 0, type, static_cast<const BYTE*>(data), size);
 }
 
@@ -64,11 +66,11 @@ std::int32_t Win32Registry::RegDeleteValueA(HKEY key, const std::string& name) {
 }
 
 std::int32_t Win32Registry::RegQueryInfoKeyA(HKEY key, RegKeyInfo* info) {
-  RegKeyInfo told;
-  const LSTATUS result = ::RegQueryInfoKeyA(Native(key), nullptr, nullptr, nullptr, Number(&told.subkeys),
-                                            Number(&told.longest_subkey), nullptr, Number(&told.values),
-                                            Number(&told.longest_value_name), nullptr, nullptr, nullptr);
-  if (result == ERROR_SUCCESS) *info = told;
+  RegKeyInfo found;
+  const LSTATUS result = ::RegQueryInfoKeyA(Native(key), nullptr, nullptr, nullptr, Number(&found.subkeys),
+                                            Number(&found.longest_subkey), nullptr, Number(&found.values),
+                                            Number(&found.longest_value_name), nullptr, nullptr, nullptr);
+  if (result == ERROR_SUCCESS) *info = found;
   return result;
 }
 

@@ -4,22 +4,24 @@
 #include <utility>
 
 #include "backends/text/characters.h"
-#include "backends/windows/wide_text.h"
+#include "backends/windows/win32_text.h"
 
 namespace halden {
 namespace {
 
-constexpr int kFirstId = 100;  // beyond those that the system gives a meaning
+constexpr int kFirstId = 100;  // of the controls; the system gives low numbers a meaning (1 is IDOK)
 
-/// The handlers' own failures end here: nothing may be thrown through the system.
+/// Calls a handler of the form. No exception may pass through the system's code that called us.
 template <class... T>
 void Run(const std::function<void(T...)>& handler, T... arguments) noexcept {
   try {
     if (handler) handler(std::forward<T>(arguments)...);
-  } catch (...) {  // without memory for it the event is lost
+  } catch (...) {  // out of memory: the event is lost
   }
 }
 
+/// A dialog without controls. DLGTEMPLATE is followed by three 16-bit words, all 0: no menu, the standard
+/// class, no title.
 HWND MakeDialog(HINSTANCE module, HWND owner, DLGPROC receive, void* self) {
   struct {
     DLGTEMPLATE dialog{};
@@ -53,7 +55,7 @@ Win32Window::Win32Window(WindowLayout layout, HINSTANCE module, const Pointer& p
     TakeIcons(module);
     MakeControls();
     PlaceInCentre();
-  } catch (...) {  // the destructor won't come
+  } catch (...) {  // the destructor doesn't run for a constructor that fails
     DestroyWindow(owner_);
     throw;
   }
@@ -61,7 +63,7 @@ Win32Window::Win32Window(WindowLayout layout, HINSTANCE module, const Pointer& p
 
 Win32Window::~Win32Window() {
   Hide();
-  if (owner_) DestroyWindow(owner_);  // and with it the windows that it owns
+  if (owner_) DestroyWindow(owner_);  // which destroys the windows that it owns too
 }
 
 bool Win32Window::Complete() const {
@@ -100,7 +102,7 @@ SIZE Win32Window::Fit() {
           ToDots(layout_.height, dots_per_inch) + (outer.bottom - outer.top) - client.bottom};
 }
 
-/// In the screen's centre, in the sizes that fit its density.
+/// Centres the window on the screen of the thread's active window, in the size for that screen's density.
 void Win32Window::PlaceInCentre() {
   const auto [width, height] = Fit();
   MONITORINFO screen{};
@@ -147,7 +149,7 @@ BOOL CALLBACK Win32Window::Disable(HWND window, LPARAM data) {
   if (window == modal.window_ || !IsWindowVisible(window) || !IsWindowEnabled(window)) return TRUE;
   try {
     modal.disabled_.push_back(window);
-  } catch (...) {  // nothing may pass through the system, and what isn't noted would stay disabled
+  } catch (...) {  // left enabled: a window that isn't noted would never be enabled again
     return FALSE;
   }
   EnableWindow(window, FALSE);
@@ -157,17 +159,17 @@ BOOL CALLBACK Win32Window::Disable(HWND window, LPARAM data) {
 void Win32Window::Hide() {
   if (!visible_) return;
   visible_ = false;
-  // First, so that the system makes one of them the active window.
+  // Before hiding: the system activates an enabled window of the thread, or else one of another program.
   for (const HWND window : disabled_) EnableWindow(window, TRUE);
   disabled_.clear();
   ShowWindow(window_, SW_HIDE);
-  PostMessageW(window_, WM_NULL, 0, 0);  // its loop may be waiting
+  PostMessageW(window_, WM_NULL, 0, 0);  // wakes the loop in ServeLoop
 }
 
 void Win32Window::ServeLoop() {
   MSG message{};
   while (visible_ && IsWindow(window_)) {
-    if (GetMessageW(&message, nullptr, 0, 0) <= 0) {  // for the host's own loop to find
+    if (GetMessageW(&message, nullptr, 0, 0) <= 0) {  // WM_QUIT: ends the host's own loop too
       PostQuitMessage(static_cast<int>(message.wParam));
       return;
     }
@@ -175,10 +177,11 @@ void Win32Window::ServeLoop() {
   }
 }
 
+/// Hands a message to the dialog, after mending two habits of the system's.
 void Win32Window::Dispatch(MSG& message) {
   const int control = Find(message.hwnd);
   if (message.message == WM_LBUTTONDOWN) pressed_ = control;
-  // A box that only shows its text would keep these keys.
+  // A multi-line text box would keep these keys, although its text can't be edited. The dialog gets them.
   const bool dialog_key =
       message.message == WM_KEYDOWN &&
       (message.wParam == VK_TAB || message.wParam == VK_RETURN || message.wParam == VK_ESCAPE);
@@ -189,7 +192,7 @@ void Win32Window::Dispatch(MSG& message) {
     DispatchMessageW(&message);
   }
   if (message.message != WM_LBUTTONUP || std::exchange(pressed_, -1) != control || control < 0) return;
-  // A list tells of a click on a row only if that row wasn't the selected one.
+  // A list box reports a click only if it changes the selection. The form wants every click.
   if (controls_[control].Layout().kind != ControlKind::kListBox) return;
   const LRESULT row = SendMessageW(message.hwnd, LB_ITEMFROMPOINT, 0, message.lParam);
   if (row == controls_[control].SelectedRow()) Click(control);
@@ -200,7 +203,7 @@ void Win32Window::SetTopmost(bool topmost) {
 }
 
 void Win32Window::SetEnabled(int control, bool enabled) {
-  // Keys would not lead out of a disabled one.
+  // The focus moves on first: from a disabled control the keyboard can't leave.
   if (!enabled && visible_ && FocusedControl() == control) SendMessageW(window_, WM_NEXTDLGCTL, 0, FALSE);
   EnableWindow(controls_[control].Handle(), enabled);
 }
@@ -226,19 +229,19 @@ std::optional<std::uint8_t> Win32Window::FontCharset(int control) const {
 
 bool Win32Window::SetFontCharset(int control, std::uint8_t charset) {
   if (control != kForm) return controls_[control].SetFontCharset(charset);
-  layout_.font.charset = charset;  // nothing is written on the form itself
+  layout_.font.charset = charset;  // only kept: no text is drawn on the form itself
   return true;
 }
 
 INT_PTR CALLBACK Win32Window::Receive(HWND window, UINT message, WPARAM word, LPARAM data) {
   if (message == WM_INITDIALOG) {
     SetWindowLongPtrW(window, DWLP_USER, data);
-    return FALSE;  // the focus is set when it is shown
+    return FALSE;  // the focus is set later, in Show
   }
   auto* const self = reinterpret_cast<Win32Window*>(GetWindowLongPtrW(window, DWLP_USER));
   try {
     return self ? self->Serve(message, word, data) : FALSE;
-  } catch (...) {  // nothing may be thrown through the system
+  } catch (...) {  // no exception may pass through the system's code
     return FALSE;
   }
 }
@@ -267,13 +270,13 @@ INT_PTR Win32Window::Serve(UINT message, WPARAM word, LPARAM data) {
                          : reinterpret_cast<INT_PTR>(controls_[control].Paint(reinterpret_cast<HDC>(word)));
     }
     case WM_DPICHANGED: {
-      // On the other screen it stays under the user's pointer.
+      // The place that the system suggests keeps the window under the pointer that drags it.
       const auto& place = *reinterpret_cast<const RECT*>(data);
       const auto [width, height] = Fit();
       SetWindowPos(window_, nullptr, place.left, place.top, width, height, SWP_NOZORDER | SWP_NOACTIVATE);
       return TRUE;
     }
-    case DM_GETDEFID: {
+    case DM_GETDEFID: {  // which button Enter presses
       const int focused = FocusedControl();
       const bool own = focused >= 0 && controls_[focused].Layout().kind == ControlKind::kButton;
       const int pressed = own ? focused : ControlWithRole(&ControlLayout::default_button);
@@ -305,7 +308,7 @@ int Win32Window::Find(HWND window) const {
   return found == controls_.end() ? -1 : static_cast<int>(found - controls_.begin());
 }
 
-/// Not round the end; -1: there is none.
+/// The first control after `from` that can have the focus; doesn't wrap. -1 if there is none.
 int Win32Window::NextFocus(int from, bool tab_stops) const {
   for (int control = from + 1; control < ControlCount(); ++control) {
     const Win32Control& next = controls_[control];
@@ -320,7 +323,7 @@ int Win32Window::ControlWithRole(bool ControlLayout::*role) const {
   return found == controls_.end() ? -1 : static_cast<int>(found - controls_.begin());
 }
 
-/// The control to which an access key leads; -1: none.
+/// The control that an access key leads to: its button, or the next control after its label. -1 if none.
 int Win32Window::WithAccessKey(char32_t key) const {
   for (int control = 0; control < ControlCount(); ++control) {
     const ControlKind kind = controls_[control].Layout().kind;
@@ -331,7 +334,7 @@ int Win32Window::WithAccessKey(char32_t key) const {
   return -1;
 }
 
-/// The control to which the user's act is about to move the focus; -1: none.
+/// The control that gets the focus if this message is dispatched; -1 if it moves no focus.
 int Win32Window::FocusTarget(const MSG& message) const {
   const bool backwards = GetKeyState(VK_SHIFT) < 0;
   switch (message.message) {
@@ -347,8 +350,9 @@ int Win32Window::FocusTarget(const MSG& message) const {
   }
 }
 
-/// Whether the focus can't leave the control that has it. The system asks only when it has left, and the act
-/// that took it there would go on.
+/// Asks `validate` of the control with the focus whether the focus may leave it, and returns true if it may
+/// not. Asked before the message is dispatched: the system reports the loss of the focus only afterwards, and
+/// a button that was clicked would be pressed all the same.
 bool Win32Window::KeepsFocus(const MSG& message) {
   const int focused = FocusedControl();
   if (focused < 0 || !controls_[focused].Layout().validate) return false;

@@ -7,28 +7,29 @@
 
 namespace halden {
 
-/// What the pointer is, at once and until it moves onto a window that wants another one.
+/// Changes the pointer until it moves onto a window that sets another one.
 void ShowPointer(Pointer pointer);
 
-/// False on a window station that nobody sees, such as a service's.
+/// Whether windows of this process appear on a screen. False in a service.
 bool CanShowWindows();
 
-/// A dialog of the system. Only the thread that made it may use it.
+/// A dialog of the system. Every call must come on the thread that made it.
 class Win32Window final : public Window {
  public:
-  /// `module` has the icons; `pointer` is what the pointer shall be over the window, and must outlive it.
+  /// `module` holds the icons. `pointer` is the pointer's shape over the window, read anew at each move; it
+  /// must outlive the window.
   Win32Window(WindowLayout layout, HINSTANCE module, const Pointer& pointer);
   ~Win32Window() override;
   Win32Window(const Win32Window&) = delete;
   Win32Window& operator=(const Win32Window&) = delete;
 
-  /// False: the system had no room for it, or for one of its controls.
+  /// False if the system had no room for the window or one of its controls.
   bool Complete() const;
 
   std::uintptr_t Handle() const override { return reinterpret_cast<std::uintptr_t>(window_); }
   void SetCaption(const std::string& caption) override;
-  /// Runs the thread's message loop, with the thread's other windows disabled. Ends also when the thread is
-  /// to end. False where nobody would see it.
+  /// Dispatches the thread's messages, with its other windows disabled, until Hide or WM_QUIT. False if there
+  /// is no screen to show it on.
   bool ShowModal() override;
   void Hide() override;
   bool Visible() const override { return visible_; }
@@ -66,7 +67,7 @@ class Win32Window final : public Window {
   void Show();
   void DisableOthers();
 
-  /// The control that the window is, or belongs to; -1: none.
+  /// The control that `window` is or is a part of; -1 if none.
   int Find(HWND window) const;
   int FocusedControl() const { return Find(GetFocus()); }
   int NextFocus(int from, bool tab_stops) const;
@@ -78,12 +79,12 @@ class Win32Window final : public Window {
 
   WindowLayout layout_;
   const Pointer& pointer_;
-  HWND owner_ = nullptr;  // never shown: a window that has one stays off the task bar
+  HWND owner_ = nullptr;  // hidden; a window with an owner has no button on the task bar
   HWND window_ = nullptr;
   std::vector<Win32Control> controls_;
-  std::vector<HWND> disabled_;  // those of the thread that wait for this one
-  int first_focus_ = -1;        // for the first show
-  int pressed_ = -1;            // by the mouse, and not clicked yet
+  std::vector<HWND> disabled_;  // by ShowModal; enabled again by Hide
+  int first_focus_ = -1;        // the control that SetFocus named before the window was shown
+  int pressed_ = -1;  // the control that the mouse button went down on and that hasn't been clicked yet
   bool visible_ = false;
 };
 

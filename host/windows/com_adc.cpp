@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <tuple>
 
-#include "backends/windows/wide_text.h"
+#include "backends/windows/win32_text.h"
 
 namespace halden::host {
 namespace {
@@ -12,13 +12,14 @@ std::string TextOf(BSTR text) {
   return text ? Utf8Text({text, SysStringLen(text)}) : std::string();
 }
 
+/// Frees the string.
 std::string TakeText(BSTR text) {
   std::string utf8 = TextOf(text);
   SysFreeString(text);
   return utf8;
 }
 
-/// The elements of an array one after the other, and the array's end.
+/// Converts the elements of an array, in the order in which they are stored, and destroys the array.
 template <class Element, class Result, class Convert>
 std::vector<Result> TakeArray(SAFEARRAY* array, Convert convert) {
   if (!array) return {};
@@ -37,7 +38,6 @@ std::vector<std::int16_t> TakeCodes(SAFEARRAY* array) {
 
 }  // namespace
 
-/// What the member gives for its arguments, each of which it takes by reference.
 template <class... Parameters, class... Arguments>
 auto ComAdc::Ask(HRESULT (STDMETHODCALLTYPE ::IADC3::*member)(Parameters*...), Arguments... arguments) {
   using Result = std::tuple_element_t<sizeof...(Parameters) - 1, std::tuple<Parameters...>>;
@@ -167,6 +167,7 @@ void ComAdc::StopRecord() noexcept {
   adc_->StopRecord();
 }
 
+/// The array's first index is the position in a frame, so its upper bound gives the number of columns.
 FrameTable ComAdc::InputData() noexcept {
   SAFEARRAY* const array = Ask(&::IADC3::get_InputData);
   LONG last = -1;

@@ -6,10 +6,11 @@
 
 namespace halden::host {
 
-/// The driver's interface over that of an object of the component. A call that fails gives an empty answer.
+/// The driver's interface over a COM object of the component, so that the host's commands work with either. A
+/// call that fails returns an empty result: 0, false, or no text.
 class ComAdc final : public halden::IADC3 {
  public:
-  /// Takes over one reference.
+  /// Takes over one reference of the caller's.
   explicit ComAdc(::IADC3* adc) : adc_(adc) {}
   ~ComAdc() override { adc_->Release(); }
   ComAdc(const ComAdc&) = delete;
@@ -49,10 +50,11 @@ class ComAdc final : public halden::IADC3 {
                        std::int32_t& InputCountData) noexcept override;
   std::string LastError() noexcept override;
   bool ShowSetting() noexcept override;
-  /// Null: what the component gives is no object of this program.
+  /// Null: the component's object has no shared pointer in this program.
   std::shared_ptr<IADC3> Parent() noexcept override { return nullptr; }
 
  private:
+  /// The result of a member, given its arguments by value.
   template <class... Parameters, class... Arguments>
   auto Ask(HRESULT (STDMETHODCALLTYPE ::IADC3::*member)(Parameters*...), Arguments... arguments);
 

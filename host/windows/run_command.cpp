@@ -10,8 +10,9 @@
 namespace halden::host {
 namespace {
 
-/// Lines as they are written, in UTF-8, and a terminal that understands how they are redrawn, for as long as
-/// it lives.
+/// Sets standard output to binary, so that lines end as they are written, and the console to UTF-8 and to
+/// escape sequences, which redraw lines. The console's code page is put back at the end; it is the user's
+/// shell's too.
 class PreparedOutput {
  public:
   PreparedOutput();
@@ -38,7 +39,7 @@ constexpr char kHelpOfWindows[] =
     "On Windows the commands are watch, record and monitor, without --registry, --answer and --cancel;\n"
     "--device can only be d2xx.\n";
 
-/// An object of the component that is registered on the machine.
+/// An object of the component that is registered on this machine.
 class ComSession final : public Session {
  public:
   ComSession() {
@@ -83,8 +84,8 @@ class ComSession final : public Session {
   std::unique_ptr<ComAdc> adc_;
 };
 
-/// Why what is asked for can't be had of a driver that isn't linked to the program, in one line; empty if it
-/// can.
+/// The reason, in one line, why a command or option isn't available when the driver is a COM component
+/// instead of a part of this program. Empty if it is.
 std::string WhyNotHere(const Arguments& arguments) {
   const SystemPlatformOptions& machine = arguments.machine;
   const auto of_vendor = [](const std::string& device) { return device == "d2xx"; };

@@ -3,18 +3,15 @@
 #include <string>
 
 #include "backends/text/common_texts.h"
-#include "backends/windows/resource_texts.h"
-#include "backends/windows/win32_clock.h"
-#include "backends/windows/win32_number_rules.h"
-#include "backends/windows/win32_registry.h"
+#include "backends/windows/windows_platform.h"
 #include "tests/registry_contract.h"
 
-// Behind ours, whose names are macros there.
+// After ours, whose names are macros there.
 #include <windows.h>
 
 namespace {
 
-/// The system's registry with a key of our own as the user's root, which goes with the object.
+/// The system's registry with a temporary key in the place of HKEY_CURRENT_USER, which is deleted at the end.
 class ScratchRegistry final : public halden::Win32Registry {
  public:
   ScratchRegistry() {
@@ -38,7 +35,7 @@ class ScratchRegistry final : public halden::Win32Registry {
 namespace halden {
 namespace {
 
-/// Of the two languages in which the tests run.
+/// The tests run in English and in Russian.
 bool IsRussian() {
   return PRIMARYLANGID(GetUserDefaultLangID()) == LANG_RUSSIAN;
 }
@@ -48,31 +45,32 @@ INSTANTIATE_TEST_SUITE_P(Windows, RegistryContract,
                                                            return std::make_unique<ScratchRegistry>();
                                                          }}));
 
-TEST(Win32NumberRules, AgreeWithTheUsersLocaleAndCodePage) {
+TEST(Win32NumberRules, FollowTheUsersLocaleAndTheCodePage) {
   const Win32NumberRules rules;
   const CodePage page = IsRussian() ? CodePage::kCyrillic : CodePage::kWestern;
   EXPECT_EQ(rules.GroupSeparator(), IsRussian() ? '\xA0' : ',');
   EXPECT_EQ(rules.NumberToText(-1234.5, 7), IsRussian() ? "-1234,5" : "-1234.5");
   for (int byte = 0; byte < 256; ++byte) {
     const std::string ansi(1, static_cast<char>(byte));
-    EXPECT_EQ(rules.AnsiToUtf8(ansi), AnsiToUtf8(ansi, page)) << byte;
+    EXPECT_EQ(rules.AnsiToUtf8(ansi), AnsiToUtf8(ansi, page)) << "byte " << byte;
   }
   for (const std::string utf8 : {"Жук \u20AC", "\u00E9\u00B1", "\U0001F600x", "\xE2\x82x"})
     EXPECT_EQ(rules.Utf8ToAnsi(utf8), Utf8ToAnsi(utf8, page)) << utf8;
 }
 
-TEST(ResourceTexts, AreThoseOfTheTable) {
+TEST(ResourceTexts, GiveEveryTextOfTheTable) {
   ResourceTexts texts(LoadLibraryExW(L"HT_TEXT.adc", nullptr, LOAD_LIBRARY_AS_DATAFILE));
   CommonTexts table(IsRussian() ? TextLanguage::kRussian : TextLanguage::kEnglish, 0x0409);
-  for (std::uint32_t id = 0; id < 400; ++id) EXPECT_EQ(texts.LoadText(id), table.LoadText(id)) << id;
+  for (std::uint32_t id = 0; id < 400; ++id)
+    EXPECT_EQ(texts.LoadText(id), table.LoadText(id)) << "text " << id;
 }
 
-TEST(Win32Clock, TicksComeOneByOneAndAPassLeavesTheEndOfTheProgramToTheHost) {
+TEST(Win32Clock, TicksNeverNestAndWmQuitIsLeftForTheHost) {
   Win32Clock clock;
   int ticks = 0, nested = 0;
   std::unique_ptr<PeriodicTimer> timer;
   timer = clock.NewTimer(10, [&] {
-    EXPECT_EQ(++nested, 1) << "inside its own tick";
+    EXPECT_EQ(++nested, 1) << "a tick inside another one";
     Sleep(60);
     if (++ticks == 3) {
       timer.reset();
@@ -85,7 +83,8 @@ TEST(Win32Clock, TicksComeOneByOneAndAPassLeavesTheEndOfTheProgramToTheHost) {
   MSG message;
   while (timer && GetMessageW(&message, nullptr, 0, 0)) DispatchMessageW(&message);
   EXPECT_EQ(ticks, 3);
-  EXPECT_TRUE(PeekMessageW(&message, nullptr, WM_QUIT, WM_QUIT, PM_REMOVE) && message.wParam == 7);
+  ASSERT_TRUE(PeekMessageW(&message, nullptr, WM_QUIT, WM_QUIT, PM_REMOVE)) << "WM_QUIT is lost";
+  EXPECT_EQ(message.wParam, 7u);
 }
 
 }  // namespace

@@ -6,18 +6,19 @@
 #include <utility>
 #include <vector>
 
-#include "backends/windows/win32_comm_config.h"
+#include "backends/windows/windows_platform.h"
 #include "tests/port_dialog_flows.h"
 #include "tests/windows/screen_user.h"
 
-// Behind ours, whose names are macros there.
+// After ours, whose names are macros there.
 #include <comdef.h>
 #include <contract.h>
 
 _COM_SMARTPTR_TYPEDEF(IDispatch, __uuidof(IDispatch));
 _COM_SMARTPTR_TYPEDEF(ITypeLib, __uuidof(ITypeLib));
 _COM_SMARTPTR_TYPEDEF(ITypeInfo, __uuidof(ITypeInfo));
-/// The interface as the contract's own description has it: the test that calls it knows nothing of ours.
+/// The interface from the header that is generated from the contract, so that the tests depend on none of our
+/// headers.
 _COM_SMARTPTR_TYPEDEF(IADC3, __uuidof(IADC3));
 
 using namespace halden;
@@ -27,7 +28,7 @@ namespace {
 constexpr char kDevice[] = "sim:signal=ramp,columns=3,rate=200,com=300,serial=A1B2C3";
 constexpr wchar_t kProgId[] = L"Brackwell.Halden_Text";
 
-/// What a member without arguments gives.
+/// The result of a member without arguments; 0 or null if the call fails.
 template <class T>
 T Get(IADC3* adc, HRESULT (STDMETHODCALLTYPE IADC3::*member)(T*)) {
   T value{};
@@ -45,7 +46,7 @@ SAFEARRAY* Codes(const std::vector<short>& codes, LONG first = 0, VARTYPE type =
   return array;
 }
 
-/// A host of the component in an apartment of its own, with windows on the screen of this thread.
+/// A host with one object of the component, in a single-threaded apartment on this thread.
 class Component : public testing::Test {
  protected:
   struct Apartment {
@@ -54,7 +55,8 @@ class Component : public testing::Test {
   };
 
   Component() { Connect(kDevice); }
-  /// Loads the component anew, with these simulated devices.
+  /// Unloads the component, and the stand-in for the vendor's library with it, and loads both with these
+  /// devices.
   void Connect(const std::string& devices) {
     object = adc = nullptr;
     CoFreeUnusedLibrariesEx(0, 0);
@@ -62,13 +64,13 @@ class Component : public testing::Test {
     adc = object = IDispatchPtr(kProgId);
   }
 
-  /// The array is destroyed.
+  /// Destroys the array.
   HRESULT SetChannels(SAFEARRAY* array) const {
     const HRESULT result = adc->put_InputChannels(&array);
     if (array) SafeArrayDestroy(array);
     return result;
   }
-  /// The channels 2 and 0, for a while.
+  /// Detects the device and records the channels 2 and 0 for 700 ms.
   void Record() const {
     ASSERT_EQ(Get(adc, &IADC3::Test), VARIANT_TRUE);
     ASSERT_EQ(SetChannels(Codes({2, 0})), S_OK);
@@ -85,7 +87,7 @@ class Component : public testing::Test {
     object->GetIDsOfNames(IID_NULL, &text, 1, LOCALE_NEUTRAL, &id);
     return id;
   }
-  /// `arguments` in the order in which they are passed, backwards.
+  /// `arguments` as IDispatch takes them, last to first.
   HRESULT Invoke(const wchar_t* name, WORD flags, std::vector<VARIANT> arguments, VARIANT* result = nullptr) {
     DISPID put = DISPID_PROPERTYPUT;
     const UINT puts = flags == DISPATCH_PROPERTYPUT;
@@ -101,69 +103,82 @@ class Component : public testing::Test {
   UINT bad_argument = 99;
 };
 
-TEST_F(Component, AHostThatKnowsOnlyTheTableRecords) {
+TEST_F(Component, AHostRecordsThroughTheVirtualTable) {
   Record();
   const long recorded = Get(adc, &IADC3::get_InputCountKadrs);
   ASSERT_GT(recorded, 50);
   short codes[8] = {};
   long room = 7, waiting = 0, taken = 0;
   ASSERT_EQ(adc->GetData(codes, &room, &waiting, &taken), S_OK);
-  EXPECT_EQ((std::vector{taken, room, waiting}), (std::vector{3l, 6l, 2 * (recorded - 3)}));
-  EXPECT_TRUE(codes[5] != 0 && codes[7] == 0);
+  EXPECT_EQ(taken, 3) << "frames";
+  EXPECT_EQ(room, 6) << "codes copied";
+  EXPECT_EQ(waiting, 2 * (recorded - 3)) << "codes left";
+  EXPECT_NE(codes[5], 0) << "the last code copied";
+  EXPECT_EQ(codes[7], 0) << "after the end of the room";
   short channel = 1;
   float scale = 0, offset = 1;
-  EXPECT_EQ(adc->get_ChannelUnitScale(&channel, &scale) | adc->get_ChannelUnitOffset(&channel, &offset),
-            S_OK);
-  EXPECT_TRUE(scale == 20 && offset == 0);
+  EXPECT_EQ(adc->get_ChannelUnitScale(&channel, &scale), S_OK);
+  EXPECT_EQ(adc->get_ChannelUnitOffset(&channel, &offset), S_OK);
+  EXPECT_EQ(scale, 20);
+  EXPECT_EQ(offset, 0);
 
   SAFEARRAY *const newest = Get(adc, &IADC3::GetKadr), *const data = Get(adc, &IADC3::get_InputData);
-  ASSERT_TRUE(newest && data && data->cDims == 2);
+  ASSERT_TRUE(newest);
+  ASSERT_TRUE(data);
+  ASSERT_EQ(data->cDims, 2);
   const auto [rows, row] = std::make_pair(data->rgsabound[0], data->rgsabound[1]);
-  EXPECT_TRUE(row.lLbound == 0 && rows.lLbound == 0 && row.cElements == 2);
-  ASSERT_EQ(rows.cElements, recorded - 2ul);
+  EXPECT_EQ(row.lLbound, 0);
+  EXPECT_EQ(rows.lLbound, 0);
+  EXPECT_EQ(row.cElements, 2u);
+  ASSERT_EQ(rows.cElements, recorded - 2ul) << "the channel table and the frames that GetData left";
   const auto *const table = static_cast<const short*>(data->pvData), *const last = table + 2 * (recorded - 3);
   const auto* const kadr = static_cast<const short*>(newest->pvData);
-  EXPECT_TRUE(table[0] == 2 && table[1] == 0) << "the channels";
-  EXPECT_TRUE(last[0] == kadr[0] && last[1] == kadr[1]);
+  EXPECT_EQ(table[0], 2) << "first channel of the table";
+  EXPECT_EQ(table[1], 0) << "second channel of the table";
+  EXPECT_EQ(last[0], kadr[0]);
+  EXPECT_EQ(last[1], kadr[1]);
   SafeArrayDestroy(newest);
   SafeArrayDestroy(data);
 }
 
-TEST_F(Component, ParentIsTheObjectItselfAndOnlyTheApartmentsOtherObjectsShareItsState) {
+TEST_F(Component, ParentIsTheObjectAndObjectsOfOneApartmentShareState) {
   IDispatchPtr parent(Get(adc, &IADC3::get_Parent), false);
   _variant_t self;
   ASSERT_EQ(Invoke(L"GetADC3", DISPATCH_METHOD, {}, &self), S_OK);
-  EXPECT_TRUE(parent == object && object == self.punkVal);
+  EXPECT_TRUE(parent == object);
+  EXPECT_EQ(object, self.punkVal);
   self.Clear();
   parent = object = nullptr;
   ASSERT_EQ(Get(adc, &IADC3::Test), VARIANT_TRUE);
   EXPECT_EQ(Get(IADC3Ptr(kProgId), &IADC3::get_ChannelsCount), 3);
   std::thread([] {
     const Apartment other;
-    EXPECT_EQ(Get(IADC3Ptr(kProgId), &IADC3::get_ChannelsCount), 0);
+    EXPECT_EQ(Get(IADC3Ptr(kProgId), &IADC3::get_ChannelsCount), 0)
+        << "another apartment has a driver of its own";
   }).join();
 }
 
-TEST_F(Component, IsUnloadedBehindItsLastObjectAndTheCallThatItIsIn) {
+TEST_F(Component, IsUnloadedAfterTheLastReleaseButNotDuringACall) {
   const auto is_loaded = [] {
     CoFreeUnusedLibrariesEx(0, 0);
     return GetModuleHandleW(L"HT_TEXT.adc") != nullptr;
   };
   adc = object = nullptr;
-  EXPECT_FALSE(is_loaded());
+  EXPECT_FALSE(is_loaded()) << "without objects";
   Connect(kDevice);
   object = nullptr;
   IADC3* last = adc.Detach();
   const auto host_timer = Win32Clock().NewTimer(10, [&] {
     if (IADC3* const released = std::exchange(last, nullptr)) released->Release();
-    EXPECT_TRUE(is_loaded());
+    EXPECT_TRUE(is_loaded()) << "during the call";
   });
   host_timer->Enable(true);
   Get(last, &IADC3::Test);
-  EXPECT_FALSE(last || is_loaded());
+  EXPECT_FALSE(last) << "Test must dispatch the host's messages";
+  EXPECT_FALSE(is_loaded()) << "after the call";
 }
 
-TEST_F(Component, ArraysOfAWrongShapeAreRefusedAndTheTableStays) {
+TEST_F(Component, ArraysOfAWrongShapeAreRefusedAndChangeNothing) {
   ASSERT_EQ(SetChannels(Codes({1, 1, 0})), S_OK);
   SAFEARRAYBOUND square[] = {{2, 0}, {2, 0}};
   EXPECT_EQ(SetChannels(nullptr), E_INVALIDARG);
@@ -180,7 +195,7 @@ TEST_F(Component, ArraysOfAWrongShapeAreRefusedAndTheTableStays) {
   EXPECT_EQ(Get(adc, &IADC3::get_InputCountChannels), 2);
 }
 
-/// Calls the member at its place in the virtual table.
+/// Calls the member at the place in the virtual table that its description gives.
 HRESULT CallAt(IADC3* adc, const FUNCDESC& member, const std::vector<void*>& pointers) {
   constexpr VARTYPE kPointer = VT_BYREF | VT_I4;
   VARTYPE types[] = {kPointer, kPointer, kPointer, kPointer};
@@ -191,7 +206,7 @@ HRESULT CallAt(IADC3* adc, const FUNCDESC& member, const std::vector<void*>& poi
   return answer.scode;
 }
 
-TEST_F(Component, EveryMemberHasItsPlaceAndNameAndRefusesNullPointers) {
+TEST_F(Component, EveryMemberIsAtItsPlaceHasItsNameAndRefusesNull) {
   ITypeLibPtr contract;
   ASSERT_EQ(LoadTypeLibEx(L"contract.tlb", REGKIND_REGISTER, &contract), S_OK);
   ITypeInfoPtr names, table;
@@ -228,7 +243,7 @@ TEST_F(Component, EveryMemberHasItsPlaceAndNameAndRefusesNullPointers) {
   EXPECT_EQ(range.front(), L'±');
 }
 
-TEST_F(Component, ByNameOnlyWhatFitsIsTaken) {
+TEST_F(Component, CallsByNameRefuseWhatDoesNotConvert) {
   const _variant_t one(short{1}), word(L"x");
   EXPECT_EQ(Invoke(L"ChannelRange", DISPATCH_PROPERTYPUT, {one, word}), DISP_E_TYPEMISMATCH);
   EXPECT_EQ(bad_argument, 1u);
@@ -237,21 +252,21 @@ TEST_F(Component, ByNameOnlyWhatFitsIsTaken) {
   EXPECT_EQ(IdOf(L"Volume"), DISPID_UNKNOWN);
 }
 
-TEST_F(Component, ShowsTheLiveLineUntilTheUserClosesIt) {
+TEST_F(Component, TheMonitorWindowFollowsTheStreamUntilItIsClosed) {
   ASSERT_EQ(Get(adc, &IADC3::Test), VARIANT_TRUE);
   HWND form = nullptr, value = nullptr;
   std::string first;
   const auto look = [&](FormUser& user) {
     const auto& screen = static_cast<ScreenUser&>(user);
     const HWND before = std::exchange(form, screen.Form());
-    EXPECT_TRUE(!before || form == before);
+    EXPECT_TRUE(!before || form == before) << "shown again it must be the same window";
     value = screen.Control("txtValue");
     first = user.Text("txtValue");
     EXPECT_NE(user.Text("txtInfo").find(": COM300\r\nFT232R  A1B2C3"), std::string::npos);
   };
   const auto has_moved = [&](FormUser& user) { EXPECT_NE(user.Text("txtValue"), first); };
   for (const FormStep& close : {Enter(), Escape(), Press("cmdClose"), CloseBox()}) {
-    std::vector<FormStep> steps(20, Tab());  // some ticks of the timer, each of which brings lines
+    std::vector<FormStep> steps(20, Tab());  // meanwhile the driver's timer ticks and brings lines
     steps.insert(steps.begin(), look);
     steps.insert(steps.end(), {has_moved, close});
     const ScreenUser user({"cmdClose", "txtInfo", "txtValue"}, steps);
@@ -260,10 +275,10 @@ TEST_F(Component, ShowsTheLiveLineUntilTheUserClosesIt) {
   }
   first = ScreenUser::WindowText(value);
   Pump(200);
-  EXPECT_EQ(ScreenUser::WindowText(value), first) << "stands still while it is hidden";
+  EXPECT_EQ(ScreenUser::WindowText(value), first) << "must not change while it is hidden";
 }
 
-TEST_F(Component, ShowsNothingWhileItRecordsOrWhereNobodySees) {
+TEST_F(Component, ShowsNoWindowWhileRecordingOrWithoutAScreen) {
   const ScreenUser user(kPortControls, {[](FormUser&) { ADD_FAILURE(); }});
   Record();
   ASSERT_EQ(Get(adc, &IADC3::StartRecord), VARIANT_TRUE);
@@ -276,7 +291,7 @@ TEST_F(Component, ShowsNothingWhileItRecordsOrWhereNobodySees) {
   SetProcessWindowStation(before);
 }
 
-TEST_F(Component, AsksTheUserForADeviceThatDoesNotAnswer) {
+TEST_F(Component, AsksTheUserAboutASilentDevice) {
   Win32CommConfig ports;
   CommConfig config;
   std::uint32_t size = sizeof config;
@@ -293,8 +308,8 @@ TEST_F(Component, AsksTheUserForADeviceThatDoesNotAnswer) {
   ASSERT_EQ(Get(adc, &IADC3::Test), VARIANT_TRUE);
   EXPECT_EQ(Get(adc, &IADC3::get_BasePort), 7);
   EXPECT_EQ(Get(adc, &IADC3::get_ChannelsCount), 4);
-  Pump(1500);        // until it speaks: what was chosen is kept for a device that does
-  Connect(kDevice);  // and the component ends before the process
+  Pump(1500);        // until the device sends: only then is the choice stored
+  Connect(kDevice);  // unloads the component, which stores it; the end of the process would not
 }
 
 }  // namespace

@@ -1,5 +1,8 @@
 #!/usr/bin/env python3
-"""known_differences.py RESULTS.json: compares what GoogleTest has found with the list of known differences."""
+"""known_differences.py RESULTS.json: compares the failures of a GoogleTest run with known_differences.txt.
+
+Prints the failures that the list lacks, and the lines of the list that no failure matches any more; either is an error.
+"""
 import json
 import pathlib
 import re
@@ -11,7 +14,6 @@ found = [test["name"].partition("/")[0] + ": " + failure["failure"]
          for suite in suites for test in suite["testsuite"] for failure in test.get("failures", ())]
 new = [text for text in found if not any(re.match(line, text, re.DOTALL) for line in known)]
 gone = [line for line in known if not any(re.match(line, text, re.DOTALL) for text in found)]
-for told in ["not known: " + text for text in new] + ["no difference any more: " + line for line in gone]:
-    print(told)
-print(f"{len(found)} differences, of which {len(new)} are new; {len(gone)} known ones have gone")
+for line in ["not known: " + text for text in new] + ["no longer a difference: " + line for line in gone]:
+    print(line)
 sys.exit(bool(new or gone))

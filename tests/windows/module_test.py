@@ -1,5 +1,5 @@
 #!/usr/bin/python3
-"""module_test.py HT_TEXT.adc: compares what stands in it with what a host and the system expect."""
+"""module_test.py HT_TEXT.adc: checks the exports, imports and resources of the component's file."""
 import pathlib
 import re
 import struct
@@ -17,7 +17,7 @@ NEUTRAL, ENGLISH, RUSSIAN = 0, 1033, 1049
 class ModuleTest(unittest.TestCase):
     module = pefile.PE(sys.argv[-1])
 
-    def test_exports_and_imports(self):
+    def test_exports_are_the_four_and_imports_are_system_dlls(self):
         self.assertEqual([export.name for export in self.module.DIRECTORY_ENTRY_EXPORT.symbols],
                          [b"DllCanUnloadNow", b"DllGetClassObject", b"DllRegisterServer", b"DllUnregisterServer"])
         imports = {entry.dll.decode().lower(): entry.imports for entry in self.module.DIRECTORY_ENTRY_IMPORT}
@@ -27,7 +27,7 @@ class ModuleTest(unittest.TestCase):
         declared = re.findall(r"virtual FT_STATUS (\w+)", (ROOT / "platform/d2xx.h").read_text())
         self.assertEqual(sorted(devices), sorted(declared))
 
-    def test_resources_are_those_of_the_component(self):
+    def test_resources_hold_icons_texts_version_and_type_library(self):
         resources = {tuple(map(str, (kind.name or kind.id, name.name or name.id, leaf.id))):
                      self.module.get_data(leaf.data.struct.OffsetToData, leaf.data.struct.Size)
                      for kind in self.module.DIRECTORY_ENTRY_RESOURCE.entries
@@ -42,7 +42,7 @@ class ModuleTest(unittest.TestCase):
         contract = uuid.UUID("97B526A8-3B46-11D7-B688-FDAEA8668E28").bytes_le
         self.assertEqual(resources["_IID_HALDEN_TEXT", "1", "0"], struct.pack("<I", 32) + ours + contract)
         library = resources["TYPELIB", "1", "0"]
-        self.assertTrue(ours in library and contract not in library, "or it would take the place of the contract's")
+        self.assertTrue(ours in library and contract not in library, "registering it must not replace the contract's")
         for text in ("040904B0", "3.02.0002", "HT_TEXT.adc", "OLESelfRegister"):
             self.assertIn(text.encode("utf-16-le"), resources[str(VERSION), "1", str(ENGLISH)])
 

@@ -1,4 +1,4 @@
-// press_ok TITLE: waits for a dialog of this title, lets it stand for a while and presses Enter in it.
+// press_ok TITLE: waits for a dialog with this title, leaves it open for a while, then presses Enter in it.
 
 #include <windows.h>
 

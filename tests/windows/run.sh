@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
-# run.sh BUILD 32|64 HOST: registers the component that was built there, so many bits wide, in a fresh Wine, uses it as
-# hosts do, and takes it out again. HOST is the example host of this system. Nothing is shown, nothing waits for a
-# person, and every program has a time-out.
+# run.sh BUILD 32|64 HOST: tests the component of that width in the folder BUILD under Wine: registration, a script host,
+# the C++ tests and the example host, in a fresh Wine that is deleted afterwards. HOST is the example host for this
+# system. Nothing appears on a screen, and every program has a time limit.
 set -euo pipefail
 here=$(cd "$(dirname "${BASH_SOURCE[0]}")" && pwd)
 root=$(cd "$here/../.." && pwd)
@@ -12,7 +12,8 @@ export WINEDLLOVERRIDES="mscoree,mshtml,winemenubuilder.exe="
 unset DISPLAY WAYLAND_DISPLAY
 wine=(wine) wineserver=(wineserver)
 
-# Programs of 32 bits run in what fetch_wine32 unpacks, as their root. What is mounted there goes with this process.
+# 32-bit programs run with the folder that fetch_wine32 unpacks as their root directory. /dev, /proc and this tree are
+# mounted there in a mount namespace of this process, so they are gone when it ends.
 if (($2 == 32)); then
   wine_root=$root/build/wine32
   if [[ ${HALDEN_MOUNTS-} != own ]]; then
@@ -33,7 +34,7 @@ if (($2 == 32)); then
   wineserver=(unshare --root="$wine_root" "$WINESERVER")
 fi
 
-# In the locale that $language names, C where it names none.
+# on_windows PROGRAM [ARGUMENT]...: runs a Windows program in the locale $language, C if that is unset.
 on_windows() {
   timeout -k 5 240 env LC_ALL="${language:-C}.UTF-8" "${wine[@]}" "$@" </dev/null
 }
@@ -43,7 +44,7 @@ registry() {
   on_windows reg "$@" >/dev/null
 }
 
-# tests LANGUAGE DENSITY: on a screen with so many dots for each inch.
+# tests LANGUAGE DENSITY: runs the C++ tests in this locale, on a screen of DENSITY dots per inch.
 tests() {
   local language=$1
   registry add 'HKCU\Control Panel\Desktop' /v LogPixels /t REG_DWORD /d "$2" /f
@@ -61,11 +62,11 @@ trap '"${wineserver[@]}" -k || true; rm -rf "$WINEPREFIX"' EXIT
 on_windows wineboot -i &>/dev/null
 registry add 'HKCU\Software\Wine\Drivers' /v Graphics /d null /f
 registry add 'HKLM\Software\Microsoft\Windows NT\CurrentVersion\AeDebug' /v Debugger /d false /f
-"${wineserver[@]}" -k  # the desktop's process has looked for a screen before it was told that there is none
+"${wineserver[@]}" -k  # restarts the desktop's process, which has read the driver before it was set to null
 "${wineserver[@]}" -w
 export HALDEN_SIM="sim:signal=ramp,columns=3,rate=200,com=300"
 
-echo "-- unregistration leaves nothing behind"
+echo "-- unregistering restores the registry"
 registry export 'HKLM\Software\Classes' before.reg /y
 on_windows regsvr32 /s HT_TEXT.adc
 on_windows regsvr32 /s /u HT_TEXT.adc
@@ -79,23 +80,23 @@ on_windows cscript //nologo script_host.vbs | tee script.log
 grep -q '^script: complete' script.log
 wait $!
 
-echo "-- hosts in C++, windows and backends, in English and Russian, on screens of two densities"
+echo "-- C++ tests, in English and Russian, at 96 and 144 dpi"
 tests C 96
 tests ru_RU 144
 
 echo "-- the example host"
 on_windows halden-host.exe record --frames 40 --csv - --quiet >frames.csv
 grep -cxE '(Column1,Column2,Column3|-?[0-9.]+(,-?[0-9.]+){2})' frames.csv | grep -qx 41
-on_windows halden-host.exe record --csv - --quiet | head -1 >frames.csv  # a reader that leaves ends it, and is no failure
+on_windows halden-host.exe record --csv - --quiet | head -1 >frames.csv  # a closed pipe ends it with exit code 0
 
-# The same choice of the user in both stores.
-echo "-- the registry against the one of this system"
+# The same settings, made by the same choice of the user, must look the same in both registries.
+echo "-- settings in the system's registry and in a registry file"
 key='Software\Corvane\ADC\Brackwell\Halden-Text'
 timeout 30 "$host" watch --device sim:silent,com=301 --device sim:silent=5,com=7 --seconds 2 \
   --answer port=1,channels=4,rate=7 --registry wine/local.reg --quiet >/dev/null
 grep -q '"ChannelFixed"=dword:00000004' wine/local.reg
 registry delete "HKCU\\$key" /f
-on_windows windows-tests.exe --gtest_brief=1 --gtest_filter='*AsksTheUser*'
+on_windows windows-tests.exe --gtest_brief=1 --gtest_filter='*AsksTheUserAboutASilentDevice'
 registry export "HKCU\\$key" after.reg /y
 diff -B --strip-trailing-cr <("$host" settings --export --registry wine/local.reg | sort) \
   <(iconv -f UTF-16 -t UTF-8 after.reg | sed 1d | sort)

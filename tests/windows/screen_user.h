@@ -4,23 +4,26 @@
 #include <deque>
 #include <gtest/gtest.h>
 #include <iterator>
-#include <windows.h>
 
 #include "backends/toolkit/form_user.h"
-#include "backends/windows/wide_text.h"
-#include "backends/windows/win32_clock.h"
+#include "backends/windows/win32_text.h"
+#include "backends/windows/windows_platform.h"
+
+// After ours, whose names are macros there.
+#include <windows.h>
 
 namespace halden {
 
 inline const std::vector<std::string> kPortControls = {"lblCh", "cboCh",     "lblRate",   "cboRate",
                                                        "cmdOK", "cmdCancel", "cmdConfig", "lstPort"};
 
-/// The user of the dialog that this thread shows, with keys and mouse. Each tick of a timer plays one step,
-/// and such a tick comes only when all that was posted before has been served. A message box is dismissed
-/// first. Steps that come to their end with the dialog still shown are a failure.
+/// Plays a user of the dialog that this thread shows, with posted keys and mouse clicks. Each tick of a timer
+/// plays one step. The system delivers a timer's tick only when the queue is empty, so what the step before
+/// has posted is handled by then. A message box is dismissed first. It is a failure if the dialog is still
+/// shown after the last step.
 class ScreenUser : public FormUser {
  public:
-  /// `controls` are the names in tab order.
+  /// `controls` are the names of the dialog's controls in tab order.
   ScreenUser(std::vector<std::string> controls, const std::vector<FormStep>& steps)
       : controls_(std::move(controls)),
         steps_(steps.begin(), steps.end()),
@@ -28,14 +31,14 @@ class ScreenUser : public FormUser {
     timer_->Enable(true);
   }
 
-  int messages = 0;  ///< boxes dismissed
+  int messages = 0;  ///< number of message boxes dismissed
 
   static std::string WindowText(HWND window) {
     wchar_t text[200] = {};
     GetWindowTextW(window, text, static_cast<int>(std::size(text)));
     return Utf8Text(text);
   }
-  /// The dialog with the controls, as long as no message box is in front of it.
+  /// The dialog; null while a message box is in front of it.
   HWND Form() const {
     const HWND front = GetActiveWindow();
     return IsWindowVisible(GetDlgItem(front, kFirstId)) ? front : nullptr;
@@ -51,7 +54,7 @@ class ScreenUser : public FormUser {
     if (SendMessageW(box, LB_GETITEMRECT, static_cast<WPARAM>(row), reinterpret_cast<LPARAM>(&place)) == TRUE)
       return Click(box, place.left + 1, place.top + 1);
     const HWND keys = KeyWindow(box);
-    Click(keys, 3, 3);  // which drops the list of a box without an edit box
+    Click(keys, 3, 3);  // drops the list of a combo box that has no edit box
     Keys(keys, VK_UP, static_cast<int>(SendMessageW(box, CB_GETCOUNT, 0, 0)));
     Keys(keys, VK_DOWN, row);
     if (keys == box) Keys(keys, VK_RETURN);
@@ -86,7 +89,7 @@ class ScreenUser : public FormUser {
  private:
   static constexpr int kFirstId = 100;
 
-  /// Where the keys for a control go: a combo box may have an edit box.
+  /// The window that gets a control's keys: its edit box, if it is a combo box that has one.
   static HWND KeyWindow(HWND control) {
     const HWND edit = FindWindowExW(control, nullptr, L"Edit", nullptr);
     return edit ? edit : control;
@@ -101,7 +104,7 @@ class ScreenUser : public FormUser {
       steps_.pop_front();
       step(*this);
     } else if (Form()) {
-      ADD_FAILURE() << "it is still shown";
+      ADD_FAILURE() << "the dialog is still shown after the last step";
       CloseBox();
     }
   }

@@ -1,4 +1,4 @@
-' A script host: members by their names alone. What fails ends the script; the last line says that it came to its end.
+' A script host, which calls members by name. The first check that fails ends the script; the last line says that all passed.
 Option Explicit
 
 Sub Check(what, is_true)
@@ -7,7 +7,7 @@ Sub Check(what, is_true)
   WScript.Quit 1
 End Sub
 
-Const codes = 8194 ' the type of an array of 16-bit numbers
+Const codes = 8194 ' vbArray + vbInteger: an array of 16-bit numbers
 Dim adc, parent, i, refusal
 Set adc = CreateObject("Brackwell.Halden_Text")
 Check "name", adc.adcNAME = "Halden-Text" And adc.Resolution = 16

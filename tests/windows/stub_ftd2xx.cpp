@@ -1,5 +1,5 @@
-// A stand-in for the vendor's device library over simulated devices. HALDEN_SIM holds their --device options,
-// separated by blanks; a bad one ends the process.
+// A stand-in for the vendor's device library, with the simulated devices that HALDEN_SIM lists: the values of
+// --device options, separated by blanks. A bad one ends the process.
 
 #include <cstddef>
 #include <cstdlib>
@@ -8,10 +8,7 @@
 
 #include "backends/devices/device_options.h"
 #include "backends/devices/emulated_d2xx.h"
-#include "backends/windows/win32_clock.h"
-
-#define HALDEN_FTD2XX
-#include "backends/windows/ftd2xx.h"
+#include "backends/windows/windows_platform.h"
 
 namespace halden::ftd2xx {
 namespace {
@@ -29,7 +26,7 @@ EmulatedD2xx& Library() {
   return library;
 }
 
-/// A handle stands in the upper half of a pointer, so that one that was cut short is noticed.
+/// Handles fill the upper half of a pointer, so that a test notices if the caller cuts one to its lower half.
 constexpr int kShift = sizeof(Handle) * 4;
 
 FT_HANDLE Narrow(Handle handle) {
@@ -61,7 +58,7 @@ Status __stdcall FT_Open(std::int32_t index, Handle* handle) {
   return status;
 }
 
-/// A call of an open device, which goes to it as it is.
+/// A call for an open device, passed on with only its handle converted.
 #define FORWARD(name, parameters, ...)                                \
   Status __stdcall name parameters {                                  \
     return Library().name(Narrow(handle) __VA_OPT__(, ) __VA_ARGS__); \

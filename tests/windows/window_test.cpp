@@ -1,7 +1,7 @@
 #include <cstdlib>
 #include <gtest/gtest.h>
 
-#include "backends/windows/win32_toolkit.h"
+#include "backends/windows/windows_platform.h"
 #include "tests/port_dialog_flows.h"
 #include "tests/windows/screen_user.h"
 #include "ui/monitor_window.h"
@@ -16,7 +16,7 @@ LOGFONTW FontOf(HWND window) {
   return font;
 }
 
-/// The colours with which the dialog has the control drawn: of its text, and behind it.
+/// The colours in which the dialog has the control drawn: of the text and of the background.
 std::pair<COLORREF, COLORREF> ColorsOf(HWND form, HWND control) {
   const HDC drawing = GetDC(control);
   SendMessageW(form, WM_CTLCOLORSTATIC, reinterpret_cast<WPARAM>(drawing), reinterpret_cast<LPARAM>(control));
@@ -27,7 +27,7 @@ std::pair<COLORREF, COLORREF> ColorsOf(HWND form, HWND control) {
 
 }  // namespace
 
-TEST(PortDialog, RunsItsFlowsOnTheScreen) {
+TEST(Win32PortDialog, EveryFlowOfAUserHasItsResult) {
   for (const Flow& flow : PortDialogFlows()) {
     SCOPED_TRACE(flow.name);
     FormFixture machine(flow.machine);
@@ -38,7 +38,7 @@ TEST(PortDialog, RunsItsFlowsOnTheScreen) {
   }
 }
 
-TEST(MonitorWindow, LooksAsItsDesignSaysOnAScreenOfThisDensity) {
+TEST(Win32MonitorWindow, MatchesItsLayoutAtThisDensity) {
   const int density = std::stoi(std::getenv("HALDEN_DPI"));
   SetProcessDPIAware();
   const auto dots = [density](int twips) { return (twips * density + 720) / 1440; };
@@ -52,15 +52,17 @@ TEST(MonitorWindow, LooksAsItsDesignSaysOnAScreenOfThisDensity) {
   const auto look = [&](FormUser& user) {
     const auto& screen = static_cast<ScreenUser&>(user);
     const HWND form = screen.Form(), value = screen.Control("txtValue"), info = screen.Control("txtInfo");
-    EXPECT_FALSE(IsWindowEnabled(host));
-    EXPECT_FALSE(GetWindowLongW(form, GWL_EXSTYLE) & WS_EX_TOPMOST);
+    EXPECT_FALSE(IsWindowEnabled(host)) << "the thread's other windows must wait";
+    EXPECT_FALSE(GetWindowLongW(form, GWL_EXSTYLE) & WS_EX_TOPMOST) << "only while it comes to the front";
     EXPECT_EQ(ScreenUser::WindowText(form), "Настройки Halden-Text (v3.2.2)");
     RECT client{}, place{};
     GetClientRect(form, &client);
     GetWindowRect(value, &place);
     MapWindowPoints(nullptr, form, reinterpret_cast<POINT*>(&place), 2);
-    EXPECT_TRUE(client.right == dots(6060) && client.bottom == dots(1650));
-    EXPECT_TRUE(place.left == dots(173) && place.bottom == dots(570 + 360));
+    EXPECT_EQ(client.right, dots(6060));
+    EXPECT_EQ(client.bottom, dots(1650));
+    EXPECT_EQ(place.left, dots(173));
+    EXPECT_EQ(place.bottom, dots(570 + 360));
     EXPECT_EQ(FontOf(info).lfHeight, -(density * 11 + 48) / 96);
     EXPECT_EQ(FontOf(info).lfWeight, FW_BOLD);
     EXPECT_EQ(Utf8Text(FontOf(value).lfFaceName), "Fixedsys");
@@ -71,8 +73,12 @@ TEST(MonitorWindow, LooksAsItsDesignSaysOnAScreenOfThisDensity) {
   EXPECT_TRUE(window.ShowModal());
   EXPECT_TRUE(IsWindowEnabled(host));
   DestroyWindow(host);
+}
 
+TEST(Win32Toolkit, AMissingFontIsReplacedAndTextsKeepEveryCharacter) {
+  Win32Toolkit toolkit(GetModuleHandleW(nullptr));
   const auto other = toolkit.NewWindow({.controls = {{.text = "Ω漢😀", .font = {.name = "No such font"}}}});
-  EXPECT_TRUE(other && other->SetFontCharset(0, kRussianCharset));
+  ASSERT_TRUE(other);
+  EXPECT_TRUE(other->SetFontCharset(0, kRussianCharset));
   EXPECT_EQ(other->Text(0), "Ω漢😀");
 }

@@ -1,19 +1,17 @@
-#include "backends/windows/imported_d2xx.h"
+#include "backends/windows/ftd2xx.h"
 
 #include <algorithm>
 #include <new>
 #include <vector>
 
-#include "backends/windows/ftd2xx.h"
-
 namespace halden {
 namespace {
 
-constexpr FT_STATUS kNoMemory = 5;  // the library's word for insufficient resources
+constexpr FT_STATUS kInsufficientResources = 5;  // one of the library's own failures
 
-const ftd2xx::Handle kNone = reinterpret_cast<ftd2xx::Handle>(std::intptr_t{-1});
+const ftd2xx::Handle kNoHandle = reinterpret_cast<ftd2xx::Handle>(std::intptr_t{-1});
 
-/// The record as the driver knows it. The handle in it is not told on: nobody could use it.
+/// The driver's form of a row. The row's handle is left out: it would not be one of ours.
 FT_DEVICE_LIST_INFO_NODE Narrow(const ftd2xx::Node& wide) {
   FT_DEVICE_LIST_INFO_NODE node;
   node.Flags = wide.Flags;
@@ -29,24 +27,27 @@ FT_DEVICE_LIST_INFO_NODE Narrow(const ftd2xx::Node& wide) {
 
 void* ImportedD2xx::Native(FT_HANDLE handle) const {
   const auto found = open_.find(handle);
-  return found == open_.end() ? kNone : found->second;
+  return found == open_.end() ? kNoHandle : found->second;
 }
 
 FT_STATUS ImportedD2xx::FT_CreateDeviceInfoList(std::int32_t* count) {
   return ftd2xx::FT_CreateDeviceInfoList(reinterpret_cast<std::uint32_t*>(count));
 }
 
+/// The rows differ in size between the widths (the handle), so the library fills rows of its own layout
+/// first.
 FT_STATUS ImportedD2xx::FT_GetDeviceInfoList(FT_DEVICE_LIST_INFO_NODE* nodes, std::int32_t* count) {
   try {
     std::vector<ftd2xx::Node> wide(static_cast<std::size_t>(std::max(*count, 0)));
     auto filled = static_cast<std::uint32_t>(wide.size());
     if (const FT_STATUS status = ftd2xx::FT_GetDeviceInfoList(wide.data(), &filled)) return status;
+    // Never more than there was room for, whatever count the library writes.
     wide.resize(std::min<std::size_t>(filled, wide.size()));
     std::transform(wide.begin(), wide.end(), nodes, Narrow);
     *count = static_cast<std::int32_t>(wide.size());
     return FT_OK;
   } catch (const std::bad_alloc&) {
-    return kNoMemory;
+    return kInsufficientResources;
   }
 }
 
@@ -55,13 +56,13 @@ FT_STATUS ImportedD2xx::FT_ListDevices(std::int32_t* number, void* unused, std::
 }
 
 FT_STATUS ImportedD2xx::FT_Open(std::int32_t index, FT_HANDLE* handle) {
-  ftd2xx::Handle native = kNone;
+  ftd2xx::Handle native = kNoHandle;
   if (const FT_STATUS status = ftd2xx::FT_Open(index, &native)) return status;
   try {
     open_[++last_handle_] = native;
-  } catch (const std::bad_alloc&) {
+  } catch (const std::bad_alloc&) {  // unknown to us it could never be closed
     ftd2xx::FT_Close(native);
-    return kNoMemory;
+    return kInsufficientResources;
   }
   *handle = last_handle_;
   return FT_OK;
