@@ -5,6 +5,7 @@
 #include "host/json.h"
 #include "host/process.h"
 #include "host/recording.h"
+#include "sdk/arrival_times.h"
 
 namespace halden::host {
 namespace {
@@ -92,17 +93,25 @@ class Recorder {
 
   /// Passes every frame that waits on to the sinks.
   void Collect() {
-    for (auto codes = source_.Next(); !codes.empty(); codes = source_.Next()) Take(codes);
+    times_.resize(static_cast<std::size_t>(adc_.InputCountKadrs()));
+    arrivals_.Poll(SecondsSince(start_), times_);
+    std::span<const double> times = times_;
+    for (auto codes = source_.Next(); !codes.empty(); codes = source_.Next()) {
+      const std::size_t frames = codes.size() / columns_.size();
+      Take(codes, times.first(frames));
+      times = times.subspan(frames);
+    }
   }
 
-  void Take(std::span<const std::int16_t> codes) {
+  void Take(std::span<const std::int16_t> codes, std::span<const double> times) {
     auto frames = static_cast<std::int64_t>(codes.size() / columns_.size());
     // The last block may hold more than --frames asks for.
     if (arguments_.frames) frames = std::min(frames, *arguments_.frames - summary_.frames);
     summary_.frames += frames;
     last_frame_ = steady_clock::now();
     codes = codes.first(static_cast<std::size_t>(frames) * columns_.size());
-    for (const auto& sink : sinks_) sink->Take(codes);
+    times = times.first(static_cast<std::size_t>(frames));
+    for (const auto& sink : sinks_) sink->Take({codes, times});
   }
 
   std::string State() const {
@@ -154,6 +163,8 @@ class Recorder {
   const std::vector<Column> columns_;
   FrameSource source_;
   std::vector<std::unique_ptr<FrameSink>> sinks_;
+  sdk::ArrivalTimes arrivals_;
+  std::vector<double> times_;  ///< of the frames that wait
 
   steady_clock::time_point start_;
   steady_clock::time_point last_frame_;

@@ -23,10 +23,10 @@ class CsvSink final : public FrameSink {
     }
   }
 
-  void Take(std::span<const std::int16_t> codes) override {
+  void Take(const Frames& frames) override {
     const std::size_t width = columns_.size();
-    for (std::size_t start = 0; start + width <= codes.size(); start += width)
-      WriteFrame(codes.subspan(start, width));
+    for (std::size_t start = 0; start + width <= frames.codes.size(); start += width)
+      WriteFrame(frames.codes.subspan(start, width));
     output_.Flush();
   }
 

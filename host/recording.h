@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "host/channels.h"
+#include "host/trace.h"
 #include "model/IADC3.h"
 
 // A recording is a source of frames, the sinks that keep them, and a summary.
@@ -50,8 +51,8 @@ class FrameSink {
  public:
   virtual ~FrameSink() = default;
 
-  /// Takes whole frames, in the order of the recording. Does nothing after a failure.
-  virtual void Take(std::span<const std::int16_t> codes) = 0;
+  /// Takes frames, in the order of the recording. Does nothing after a failure.
+  virtual void Take(const Frames& frames) = 0;
   /// The recording is over. Called once; whether everything was written is known afterwards.
   virtual void Finish(const RecordingSummary& summary) = 0;
   /// Whether more frames are of use: false after a failure, and when the reader of a pipe has gone.
@@ -64,8 +65,9 @@ class FrameSink {
 /// output. With `raw_codes` the values are codes. Each Take hands its lines to the system.
 std::unique_ptr<FrameSink> NewCsvSink(const std::string& path, std::vector<Column> columns, bool raw_codes);
 
-/// An SVG picture that needs no other file: a line for each channel over seconds, with axes, grid and legend.
-/// It is written when the recording is over.
+/// An SVG picture that needs no other file: a line for each channel over the seconds at which its frames
+/// came, with axes, grid and legend. Channels of very different size get up to eight panels. It is written
+/// when the recording is over.
 std::unique_ptr<FrameSink> NewPictureSink(const std::string& path, std::vector<Column> columns);
 
 }  // namespace halden::host

@@ -18,8 +18,13 @@ constexpr double kPlotWidth = 800;
 constexpr double kLegendLeft = kLeft + kPlotWidth + 24;
 constexpr double kWidth = kLegendLeft + 116;
 constexpr double kLegendRow = 20;
-constexpr double kLeastPlotHeight = 420;
+constexpr double kPlotHeight = 420;
+constexpr double kLeastPanelHeight = 110;
+constexpr double kPanelGap = 16;
 constexpr double kBelowPlot = 60;
+
+constexpr std::size_t kMostPanels = 8;
+constexpr double kMostRatio = 20;  // between the largest values of two channels on one axis
 
 /// Hand-picked for the first channels. The others get hues a golden angle apart, which keeps neighbours apart
 /// for any number of channels, in three lightnesses.
@@ -63,50 +68,109 @@ Axis MakeAxis(double low, double high, int most) {
   return axis;
 }
 
-/// Draws a trace. Texts are names and numbers of the driver and hold no character of markup.
+/// Channels that share a value axis.
+struct Panel {
+  std::vector<std::size_t> channels;
+  Axis axis;
+  double top = 0;
+};
+
+/// Draws a trace over time. Channels whose values differ too much in size to be seen on one axis get panels
+/// of their own, which share the time axis. Texts are names and numbers of the driver and hold no character
+/// of markup.
 class Picture {
  public:
   Picture(const Trace& trace, const std::vector<Column>& columns, double seconds, Output& output)
       : trace_(trace), columns_(columns), output_(output) {
-    const double legend_height = static_cast<double>(LegendRows()) * kLegendRow;
-    plot_height_ = std::max(kLeastPlotHeight, legend_height);
+    MakePanels();
+    std::size_t rows = NotShown() > 0 ? 1 : 0;
+    for (const Panel& panel : panels_)
+      rows = std::max(rows, panel.channels.size() + (NotShown() > 0 ? 1 : 0));
+    const double shared = (kPlotHeight - kPanelGap * static_cast<double>(panels_.size() - 1)) /
+                          static_cast<double>(panels_.size());
+    panel_height_ = std::max({shared, kLeastPanelHeight, static_cast<double>(rows) * kLegendRow});
+    for (std::size_t i = 0; i < panels_.size(); ++i)
+      panels_[i].top = kTop + static_cast<double>(i) * (panel_height_ + kPanelGap);
+    bottom_ = panels_.back().top + panel_height_;
     time_ = MakeAxis(0, seconds > 0 ? seconds : 1, 11);
-    const auto [low, high] = ValueSpan();
-    value_ = MakeAxis(low, high, 11);
   }
 
   void Write(const std::string& title) {
-    const std::string size = Fixed(kWidth, 0) + " " + Fixed(kTop + plot_height_ + kBelowPlot, 0);
+    const std::string size = Fixed(kWidth, 0) + " " + Fixed(bottom_ + kBelowPlot, 0);
     output_.Write("<svg xmlns=\"http://www.w3.org/2000/svg\" viewBox=\"0 0 " + size +
                   "\" font-family=\"system-ui, sans-serif\" font-size=\"13\" fill=\"#333\">\n<title>" +
                   title + "</title>\n<rect width=\"100%\" height=\"100%\" fill=\"#fff\"/>\n");
     Text(kLeft, 30, "start", title, " font-size=\"16\" font-weight=\"600\"");
-    WriteGrid();
-    for (std::size_t i = 0; i < trace_.Channels(); ++i) WriteTrace(i);
-    WriteLegend();
+    for (const Panel& panel : panels_) WritePanel(panel);
+    for (const double tick : time_.ticks) Text(X(tick), bottom_ + 20, "middle", time_.Label(tick));
+    Text(kLeft + kPlotWidth / 2, bottom_ + 44, "middle", "seconds");
+    const double middle = (kTop + bottom_) / 2;
+    const std::string turned = " transform=\"rotate(-90 22 " + Trimmed(middle, 1) + ")\"";
+    Text(22, middle, "middle", "units of the device", turned.c_str());
     output_.Write("</svg>\n");
   }
 
  private:
-  std::size_t LegendRows() const { return trace_.Channels() + (columns_.size() > trace_.Channels() ? 1 : 0); }
-
-  /// The values that the traces span, with a margin. Never empty: {0, 1} without frames.
-  std::pair<double, double> ValueSpan() const {
+  /// The values that a channel takes. {0, 0} without frames.
+  std::pair<double, double> SpanOf(std::size_t channel) const {
     double low = std::numeric_limits<double>::infinity();
     double high = -low;
-    for (std::size_t i = 0; i < trace_.Channels(); ++i) {
-      for (const Extent& bin : trace_.Bins(i)) {
-        low = std::min(low, ValueOf(bin.low, columns_[i].format));
-        high = std::max(high, ValueOf(bin.high, columns_[i].format));
-      }
+    for (std::size_t bin = 0; bin < trace_.Bins(); ++bin) {
+      if (!trace_.HasFrames(bin)) continue;
+      low = std::min(low, ValueOf(trace_.At(channel, bin).low, columns_[channel].format));
+      high = std::max(high, ValueOf(trace_.At(channel, bin).high, columns_[channel].format));
     }
-    if (low > high) return {0, 1};
+    return low > high ? std::pair(0.0, 0.0) : std::pair(low, high);
+  }
+
+  /// The largest channels share the first panel, and so on down. A channel of zeros alone fits anywhere.
+  void MakePanels() {
+    std::vector<std::size_t> order(trace_.Channels());
+    std::vector<double> sizes;
+    for (std::size_t i = 0; i < order.size(); ++i) {
+      order[i] = i;
+      const auto [low, high] = SpanOf(i);
+      sizes.push_back(std::max(std::abs(low), std::abs(high)));
+    }
+    std::ranges::stable_sort(order, [&](std::size_t a, std::size_t b) { return sizes[a] > sizes[b]; });
+    double largest = 0;  // in the last panel
+    for (const std::size_t channel : order) {
+      const bool fits = !panels_.empty() && (sizes[channel] == 0 || sizes[channel] * kMostRatio >= largest);
+      if (!fits && panels_.size() == kMostPanels) break;
+      if (!fits) {
+        panels_.emplace_back();
+        largest = sizes[channel];
+      }
+      panels_.back().channels.push_back(channel);
+    }
+    if (panels_.empty()) panels_.emplace_back();
+    for (Panel& panel : panels_) FinishPanel(panel);
+  }
+
+  void FinishPanel(Panel& panel) const {
+    std::ranges::sort(panel.channels);
+    double low = std::numeric_limits<double>::infinity();
+    double high = -low;
+    for (const std::size_t channel : panel.channels) {
+      const auto [lowest, highest] = SpanOf(channel);
+      low = std::min(low, lowest);
+      high = std::max(high, highest);
+    }
+    if (low > high) low = 0, high = 1;
     const double margin = high > low ? (high - low) * 0.04 : std::max(std::abs(high) * 0.1, 1e-3);
-    return {low - margin, high + margin};
+    panel.axis = MakeAxis(low - margin, high + margin, panels_.size() > 2 ? 7 : 11);
+  }
+
+  std::size_t NotShown() const {
+    std::size_t shown = 0;
+    for (const Panel& panel : panels_) shown += panel.channels.size();
+    return columns_.size() - shown;
   }
 
   double X(double seconds) const { return kLeft + time_.Place(seconds) * kPlotWidth; }
-  double Y(double value) const { return kTop + (1 - value_.Place(value)) * plot_height_; }
+  double Y(const Panel& panel, double value) const {
+    return panel.top + (1 - panel.axis.Place(value)) * panel_height_;
+  }
 
   void Text(double x, double y, const char* anchor, const std::string& text, const char* more = "") {
     output_.Write("<text x=\"" + Trimmed(x, 1) + "\" y=\"" + Trimmed(y, 1) + "\" text-anchor=\"" + anchor +
@@ -118,65 +182,80 @@ class Picture {
                   Trimmed(y2, 1) + "\" " + style + "/>\n");
   }
 
-  void WriteGrid() {
-    const double bottom = kTop + plot_height_;
-    for (const double tick : time_.ticks) {
-      Line(X(tick), kTop, X(tick), bottom, "stroke=\"#e6e6e6\"");
-      Text(X(tick), bottom + 20, "middle", time_.Label(tick));
+  void WritePanel(const Panel& panel) {
+    const double bottom = panel.top + panel_height_;
+    for (const double tick : time_.ticks) Line(X(tick), panel.top, X(tick), bottom, "stroke=\"#e6e6e6\"");
+    for (const double tick : panel.axis.ticks) {
+      Line(kLeft, Y(panel, tick), kLeft + kPlotWidth, Y(panel, tick), "stroke=\"#e6e6e6\"");
+      Text(kLeft - 8, Y(panel, tick) + 4.5, "end", panel.axis.Label(tick));
     }
-    for (const double tick : value_.ticks) {
-      Line(kLeft, Y(tick), kLeft + kPlotWidth, Y(tick), "stroke=\"#e6e6e6\"");
-      Text(kLeft - 8, Y(tick) + 4.5, "end", value_.Label(tick));
-    }
-    Line(kLeft, kTop, kLeft, bottom, "stroke=\"#888\"");
+    Line(kLeft, panel.top, kLeft, bottom, "stroke=\"#888\"");
     Line(kLeft, bottom, kLeft + kPlotWidth, bottom, "stroke=\"#888\"");
-    Text(kLeft + kPlotWidth / 2, bottom + 44, "middle", "seconds");
-    const double middle = kTop + plot_height_ / 2;
-    const std::string turned = " transform=\"rotate(-90 22 " + Trimmed(middle, 1) + ")\"";
-    Text(22, middle, "middle", "units of the device", turned.c_str());
+    for (const std::size_t channel : panel.channels) WriteTrace(panel, channel);
+    WriteLegend(panel);
   }
 
-  /// A bin is drawn as a line between its lowest and its highest value, entered at the end that is nearer to
-  /// where the last bin was left, so that slopes stay slopes.
-  void WriteTrace(std::size_t channel) {
-    output_.Write("<polyline fill=\"none\" stroke-width=\"1.4\" stroke-linejoin=\"round\" stroke=\"" +
-                  ColourOf(channel) + "\" points=\"");
-    const auto& bins = trace_.Bins(channel);
-    std::int16_t last = bins.empty() ? std::int16_t{0} : bins[0].low;
-    for (std::size_t i = 0; i < bins.size(); ++i) {
-      const bool low_first = std::abs(last - bins[i].low) <= std::abs(last - bins[i].high);
-      last = low_first ? bins[i].high : bins[i].low;
-      const double frame = (static_cast<double>(i) + 0.5) * static_cast<double>(trace_.FramesPerBin());
-      const double x = kLeft + std::min(frame / static_cast<double>(trace_.Frames()), 1.0) * kPlotWidth;
-      WritePoint(x, low_first ? bins[i].low : bins[i].high, channel);
-      if (bins[i].low != bins[i].high) WritePoint(x, last, channel);
+  /// One polyline for each stretch without a gap.
+  void WriteTrace(const Panel& panel, std::size_t channel) {
+    const std::string begin =
+        "<polyline fill=\"none\" stroke-width=\"1.4\" stroke-linejoin=\"round\" stroke-linecap=\"round\" "
+        "stroke=\"" +
+        ColourOf(channel) + "\" points=\"";
+    std::size_t points = 0;  // of the open polyline; 0: none is open
+    std::int16_t last = 0;
+    for (std::size_t bin = 0; bin < trace_.Bins(); ++bin) {
+      if (!trace_.HasFrames(bin)) continue;
+      if (points > 0 && trace_.FollowsGap(bin)) EndLine(points);
+      const Extent extent = trace_.At(channel, bin);
+      if (points == 0) {
+        output_.Write(begin);
+        last = extent.low;
+      }
+      // A bin is drawn as a line between its lowest and its highest value. It is entered at the end nearer to
+      // where the bin before was left, so that slopes stay slopes.
+      const bool low_first = std::abs(last - extent.low) <= std::abs(last - extent.high);
+      last = low_first ? extent.high : extent.low;
+      const double x = X((static_cast<double>(bin) + 0.5) * trace_.SecondsPerBin());
+      WritePoint(panel, channel, x, low_first ? extent.low : extent.high);
+      if (extent.low != extent.high) WritePoint(panel, channel, x, last);
+      points += extent.low != extent.high ? 2 : 1;
+      last_point_ = {x, Y(panel, ValueOf(last, columns_[channel].format))};
     }
-    if (trace_.Frames() == 1) WritePoint(kLeft + kPlotWidth, last, channel);  // one point alone is not drawn
+    if (points > 0) EndLine(points);
+  }
+
+  /// A single point is drawn as a short line, since a polyline of one point is invisible.
+  void EndLine(std::size_t& points) {
+    if (points == 1)
+      output_.Write(Trimmed(last_point_.first + 0.1, 1) + "," + Trimmed(last_point_.second, 1));
     output_.Write("\"/>\n");
+    points = 0;
   }
 
-  void WritePoint(double x, std::int16_t code, std::size_t channel) {
-    output_.Write(Trimmed(x, 1) + "," + Trimmed(Y(ValueOf(code, columns_[channel].format)), 1) + " ");
+  void WritePoint(const Panel& panel, std::size_t channel, double x, std::int16_t code) {
+    output_.Write(Trimmed(x, 1) + "," + Trimmed(Y(panel, ValueOf(code, columns_[channel].format)), 1) + " ");
   }
 
-  void WriteLegend() {
-    double y = kTop + 12;
-    for (std::size_t i = 0; i < trace_.Channels(); ++i, y += kLegendRow) {
+  void WriteLegend(const Panel& panel) {
+    double y = panel.top + 12;
+    for (const std::size_t channel : panel.channels) {
       Line(kLegendLeft, y - 4.5, kLegendLeft + 22, y - 4.5,
-           "stroke-width=\"3\" stroke=\"" + ColourOf(i) + "\"");
-      Text(kLegendLeft + 30, y, "start", columns_[i].name);
+           "stroke-width=\"3\" stroke=\"" + ColourOf(channel) + "\"");
+      Text(kLegendLeft + 30, y, "start", columns_[channel].name);
+      y += kLegendRow;
     }
-    if (columns_.size() > trace_.Channels()) {
-      Text(kLegendLeft, y, "start", "and " + std::to_string(columns_.size() - trace_.Channels()) + " more");
-    }
+    if (&panel == &panels_.back() && NotShown() > 0)
+      Text(kLegendLeft, y, "start", std::to_string(NotShown()) + " more not shown");
   }
 
   const Trace& trace_;
   const std::vector<Column>& columns_;
   Output& output_;
-  double plot_height_;
+  std::vector<Panel> panels_;
+  double panel_height_ = 0;
+  double bottom_ = 0;
   Axis time_;
-  Axis value_;
+  std::pair<double, double> last_point_;
 };
 
 class PictureSink final : public FrameSink {
@@ -184,7 +263,7 @@ class PictureSink final : public FrameSink {
   PictureSink(const std::string& path, std::vector<Column> columns)
       : columns_(std::move(columns)), trace_(columns_.size()), output_(path) {}
 
-  void Take(std::span<const std::int16_t> codes) override { trace_.Add(codes); }
+  void Take(const Frames& frames) override { trace_.Add(frames); }
   void Finish(const RecordingSummary& summary) override {
     Picture(trace_, columns_, summary.seconds, output_)
         .Write(summary.port + ": " + std::to_string(summary.frames) + " frames, " +

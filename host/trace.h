@@ -6,14 +6,20 @@
 
 namespace halden::host {
 
-/// The lowest and the highest code of neighbouring frames.
+/// Whole frames and when their lines came.
+struct Frames {
+  std::span<const std::int16_t> codes;  ///< one frame after the other
+  std::span<const double> times;  ///< seconds since the recording began, one per frame, never decreasing
+};
+
+/// The lowest and the highest code in a bin.
 struct Extent {
   std::int16_t low = 0;
   std::int16_t high = 0;
 };
 
-/// A recording of any length reduced to at most kMostBins bins a channel. Every bin spans the same number of
-/// frames. When the bins run out, neighbours are merged in pairs and that number doubles, so no peak is lost.
+/// A recording of any length reduced to at most kMostBins bins. Every bin spans the same time. When the bins
+/// run out, neighbours are merged in pairs and that time doubles, so no peak is lost.
 class Trace {
  public:
   static constexpr std::size_t kMostBins = 1600;
@@ -22,23 +28,35 @@ class Trace {
   /// `frame_width` is the number of codes in a frame. Of wider frames only the first kMostChannels are kept.
   explicit Trace(std::size_t frame_width);
 
-  /// `codes` are whole frames, one after the other. Allocates nothing.
-  void Add(std::span<const std::int16_t> codes);
+  /// Frames in the order of the recording. Allocates nothing.
+  void Add(const Frames& frames);
 
-  std::size_t Channels() const { return channels_.size(); }
-  std::int64_t Frames() const { return frames_; }
-  /// Frames in a bin. The last bin may hold fewer.
-  std::int64_t FramesPerBin() const { return frames_per_bin_; }
-  const std::vector<Extent>& Bins(std::size_t channel) const { return channels_[channel]; }
+  std::size_t Channels() const { return extents_.size(); }
+  /// Bins up to that of the last frame.
+  std::size_t Bins() const { return used_; }
+  /// Seconds that a bin spans.
+  double SecondsPerBin() const { return seconds_per_bin_; }
+  /// Whether a frame came in this bin. Extents of other bins mean nothing.
+  bool HasFrames(std::size_t bin) const { return states_[bin] != State::kEmpty; }
+  /// Whether the device had been silent before the first frame of this bin, for over a second and far longer
+  /// than usual. A picture leaves the time in between empty.
+  bool FollowsGap(std::size_t bin) const { return states_[bin] == State::kFollowsGap; }
+  Extent At(std::size_t channel, std::size_t bin) const { return extents_[channel][bin]; }
 
  private:
-  void AddFrame(const std::int16_t* frame);
+  enum class State : std::uint8_t { kEmpty, kFilled, kFollowsGap };
+
+  void AddFrame(const std::int16_t* frame, double time);
+  bool IsGap(double time);
   void Halve();
 
   std::size_t frame_width_;
-  std::int64_t frames_ = 0;
-  std::int64_t frames_per_bin_ = 1;
-  std::vector<std::vector<Extent>> channels_;  ///< the bins of each channel; all have the same count
+  double seconds_per_bin_ = 0.001;
+  std::size_t used_ = 0;
+  std::vector<State> states_ = std::vector<State>(kMostBins);
+  std::vector<std::vector<Extent>> extents_;  ///< of each channel, kMostBins each
+  double last_time_ = 0;
+  double mean_interval_ = 0;  ///< seconds between frames, gaps left out; 0 before the second frame
 };
 
 }  // namespace halden::host

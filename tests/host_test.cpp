@@ -29,14 +29,28 @@ TEST(ValueText, EveryCodeOfEveryRangeReadsBackFromItsText) {
   }
 }
 
-TEST(Trace, MergingBinsLosesNoPeak) {
+TEST(Trace, MergingBinsLosesNoPeakAndNoGap) {
   Trace trace(1);
-  const int frames = 5 * static_cast<int>(Trace::kMostBins) + 3;
-  for (int i = 0; i < frames; ++i)
-    trace.Add(std::vector<std::int16_t>(1, i == 1234 ? 900 : i == 1235 ? -900 : 0));
-  ASSERT_EQ(trace.Bins(0).size(), (frames + 7) / 8u);
-  EXPECT_EQ(trace.Bins(0)[1234 / 8].high, 900);
-  EXPECT_EQ(trace.Bins(0)[1234 / 8].low, -900);
+  const auto add = [&](double time, std::int16_t code) { trace.Add({{&code, 1}, {&time, 1}}); };
+  for (int i = 0; i < 1000; ++i) add(0.01 * i, i == 400 ? 900 : i == 401 ? -900 : 1);
+  for (int i = 0; i < 300; ++i) add(14 + 0.01 * i, 2);
+  ASSERT_DOUBLE_EQ(trace.SecondsPerBin(), 0.016);
+  ASSERT_EQ(trace.Bins(), static_cast<std::size_t>(16.99 / 0.016) + 1);
+  EXPECT_EQ(trace.At(0, 250).high, 900);
+  EXPECT_EQ(trace.At(0, 250).low, -900);
+  std::vector<std::size_t> gaps;
+  for (std::size_t bin = 0; bin < trace.Bins(); ++bin)
+    if (trace.FollowsGap(bin)) gaps.push_back(bin);
+  EXPECT_EQ(gaps, std::vector<std::size_t>{875}) << "the bin at 14 s";
+  EXPECT_FALSE(trace.HasFrames(700)) << "at 11.2 s";
+  EXPECT_TRUE(trace.HasFrames(500)) << "at 8 s";
+}
+
+TEST(Trace, TakesASlowDeviceForNoGaps) {
+  Trace trace(1);
+  const std::int16_t code = 1;
+  for (double time = 0; time < 200; time += 10) trace.Add({{&code, 1}, {&time, 1}});
+  for (std::size_t bin = 0; bin < trace.Bins(); ++bin) EXPECT_FALSE(trace.FollowsGap(bin)) << bin;
 }
 
 }  // namespace
