@@ -20,26 +20,32 @@ namespace {
 constexpr std::string_view kEnter = "\x1b[?1049h\x1b[?7l";
 constexpr std::string_view kLeave = "\x1b[0m\x1b[?7h\x1b[?25h\x1b[?1049l";
 
-/// The usual signals that end a process, and those of its own faults.
+/// Signals that mean the end of the process even if it handles them: requests to end, and its own faults.
 constexpr std::array kEndingSignals = {SIGINT, SIGTERM, SIGHUP,  SIGQUIT, SIGABRT,
-                                       SIGBUS, SIGFPE,  SIGSEGV, SIGILL,  SIGPIPE};
+                                       SIGBUS, SIGFPE,  SIGSEGV, SIGILL};
 
-// Signals while the terminal is open, and what becomes of it:
+/// Signals that end a process only if it has no handler for them. SIGRTMIN to SIGRTMAX are treated the same
+/// way. A program that handles one (a timer's SIGALRM, a profiler's SIGPROF) goes on, so its handler isn't
+/// touched. SIGXFSZ isn't among them: it reports that an output file is too large, which is for the host to
+/// handle.
+constexpr std::array kDefaultEndingSignals = {SIGPIPE, SIGTRAP, SIGUSR1, SIGUSR2, SIGALRM, SIGVTALRM,
+                                              SIGPROF, SIGIO,   SIGXCPU, SIGSYS,  SIGPWR,  SIGSTKFLT};
+
+// Signals while the terminal is open, and what the handlers do:
 //
-//   ending signal     OnEnding: Leave, then the previous action, which usually ends the process. If the
-//   process has a
-//                     handler of its own and survives, end_requested makes the toolkit close its windows.
-//   SIGTSTP (Ctrl-Z)  OnStop: Leave, stop; when the process continues: Enter, and resumed makes the toolkit
-//   redraw. SIGSTOP           can't be caught: the shell resets the mode, but the screen stays ours until
-//   SIGCONT. SIGCONT           OnContinue: Enter, and resumed makes the toolkit redraw.
+// - An ending signal: OnEnding leaves the terminal and repeats the signal with its previous action, which
+//   usually ends the process. If the process has a handler and survives, end_requested makes the toolkit
+//   close its windows.
+// - SIGTSTP (Ctrl-Z): OnStop leaves the terminal and stops the process. When the process continues, it enters
+//   the terminal again, and resumed makes the toolkit redraw.
+// - SIGSTOP can't be caught: the shell resets the mode, but the screen stays ours until SIGCONT.
+// - SIGCONT: OnContinue enters the terminal, and resumed makes the toolkit redraw.
 
 // What the handlers need, written before they are installed. A handler may interrupt any of the functions
 // below, and another handler.
 termios original_mode;
 termios form_mode;
-std::array<struct sigaction, kEndingSignals.size()> ending_before;
-struct sigaction stop_before;
-struct sigaction continue_before;
+std::array<struct sigaction, NSIG> before;  // the previous action of each signal, by its number
 
 std::atomic<int> held_fd = -1;            // -1: no terminal is open, and no handler has anything to do
 std::atomic<bool> entered = false;        // the terminal is in our use, not in the shell's
@@ -80,8 +86,7 @@ void Enter() {
   // TCSAFLUSH drops pending input: keys pressed before a window was visible weren't meant for it.
   tcsetattr(held_fd, TCSAFLUSH, &form_mode);
   WriteAll(kEnter);
-  // An ending signal that the process survives may have left the terminal before the two lines above entered
-  // it.
+  // An ending signal that the process survives may have left the terminal before these two lines entered it.
   if (!end_requested) return;
   entered = true;
   Leave();
@@ -95,9 +100,7 @@ void OnEnding(int signal) {
   if (entered && !InBackground(held_fd)) tcflush(held_fd, TCOFLUSH);
   Leave();
   end_requested = true;
-  for (std::size_t i = 0; i < kEndingSignals.size(); ++i) {
-    if (kEndingSignals[i] == signal) sigaction(signal, &ending_before[i], nullptr);
-  }
+  sigaction(signal, &before[signal], nullptr);
   raise(signal);
   errno = saved_errno;
 }
@@ -117,7 +120,7 @@ void OnStop(int signal) {
   const int saved_errno = errno;
   struct sigaction ours = {};
   Leave();
-  sigaction(signal, &stop_before, &ours);
+  sigaction(signal, &before[signal], &ours);
   sigset_t stop = {};
   sigset_t mask = {};
   sigemptyset(&stop);
@@ -131,10 +134,15 @@ void OnStop(int signal) {
   errno = saved_errno;
 }
 
+/// Whether the process neither ignores the signal nor has a handler for it.
+bool IsDefault(const struct sigaction& action) {
+  return action.sa_handler == SIG_DFL && !(action.sa_flags & SA_SIGINFO);
+}
+
 /// Installs a handler and stores the previous action. A signal that the process ignores stays ignored.
-void Install(int signal, void (*handler)(int), struct sigaction* before) {
-  sigaction(signal, nullptr, before);
-  if (before->sa_handler == SIG_IGN && !(before->sa_flags & SA_SIGINFO)) return;
+void Install(int signal, void (*handler)(int)) {
+  sigaction(signal, nullptr, &before[signal]);
+  if (before[signal].sa_handler == SIG_IGN && !(before[signal].sa_flags & SA_SIGINFO)) return;
   struct sigaction action = {};
   action.sa_handler = handler;
   action.sa_flags = SA_RESTART;
@@ -144,11 +152,17 @@ void Install(int signal, void (*handler)(int), struct sigaction* before) {
   sigaction(signal, &action, nullptr);
 }
 
-/// Restores the previous action, unless the process has installed another one meanwhile.
-void Restore(int signal, void (*handler)(int), const struct sigaction& before) {
+void InstallIfDefault(int signal) {
   struct sigaction now = {};
   sigaction(signal, nullptr, &now);
-  if (now.sa_handler == handler) sigaction(signal, &before, nullptr);
+  if (IsDefault(now)) Install(signal, OnEnding);
+}
+
+/// Restores the previous action, unless the process has installed another one meanwhile.
+void Restore(int signal, void (*handler)(int)) {
+  struct sigaction now = {};
+  sigaction(signal, nullptr, &now);
+  if (now.sa_handler == handler) sigaction(signal, &before[signal], nullptr);
 }
 
 /// Reads the current mode and derives ours from it: each key comes at once and unchanged, without echo, and a
@@ -165,18 +179,17 @@ bool ReadModes(int fd) {
 
 /// Enters the terminal on `fd` and installs the handlers. False: one is open already, or `fd` is no terminal.
 bool Acquire(int fd) {
-  // exit() called while a window is shown, from a host's handler for instance, gives the terminal back as
-  // well.
+  // exit() during a window, called by a host's handler for instance, gives the terminal back as well.
   static const bool at_exit = std::atexit(Leave) == 0;
   if (!at_exit || held_fd >= 0 || !ReadModes(fd)) return false;
   end_requested = false;
   resumed = false;
   held_fd = fd;
-  for (std::size_t i = 0; i < kEndingSignals.size(); ++i) {
-    Install(kEndingSignals[i], OnEnding, &ending_before[i]);
-  }
-  Install(SIGTSTP, OnStop, &stop_before);
-  Install(SIGCONT, OnContinue, &continue_before);
+  for (const int signal : kEndingSignals) Install(signal, OnEnding);
+  for (const int signal : kDefaultEndingSignals) InstallIfDefault(signal);
+  for (int signal = SIGRTMIN; signal <= SIGRTMAX; ++signal) InstallIfDefault(signal);
+  Install(SIGTSTP, OnStop);
+  Install(SIGCONT, OnContinue);
   Enter();
   return true;
 }
@@ -184,12 +197,10 @@ bool Acquire(int fd) {
 /// Undoes Acquire. The ending signals' handlers go last, so that no signal finds the terminal unguarded.
 void Release() {
   Leave();
-  Restore(SIGTSTP, OnStop, stop_before);
-  Restore(SIGCONT, OnContinue, continue_before);
+  Restore(SIGTSTP, OnStop);
+  Restore(SIGCONT, OnContinue);
   Leave();  // one of the two handlers may have entered again
-  for (std::size_t i = 0; i < kEndingSignals.size(); ++i) {
-    Restore(kEndingSignals[i], OnEnding, ending_before[i]);
-  }
+  for (int signal = 1; signal < NSIG; ++signal) Restore(signal, OnEnding);
   held_fd = -1;
 }
 
@@ -198,8 +209,7 @@ int OpenTerminal() {
   constexpr int kMode = O_RDWR | O_NOCTTY | O_CLOEXEC;
   const char* kind = std::getenv("TERM");
   if (!kind || std::string_view(kind).empty() || std::string_view(kind) == "dumb") return -1;
-  // Opened by name: a descriptor of our own, and one that also reads if the stream was opened for writing
-  // only.
+  // Opened by name, since the stream itself may be open for writing only.
   int fd = open("/dev/tty", kMode);
   for (int standard = STDIN_FILENO; fd < 0 && standard <= STDOUT_FILENO; ++standard) {
     const char* name = isatty(standard) ? ttyname(standard) : nullptr;
@@ -239,8 +249,8 @@ void PosixTerminal::Close() {
 }
 
 TerminalSize PosixTerminal::Size() const {
-  constexpr TerminalSize kUsual{
-      80, 24};                 // of a terminal that doesn't know its size, a serial console for instance
+  // For a terminal that doesn't know its size, a serial console for instance.
+  constexpr TerminalSize kUsual{80, 24};
   constexpr int kMost = 1000;  // bounds the memory of a screen (columns times rows) against absurd sizes
   winsize size = {};
   if (ioctl(fd_, TIOCGWINSZ, &size) != 0 || size.ws_col == 0 || size.ws_row == 0) return kUsual;

@@ -44,7 +44,9 @@ class TextTerminal {
 ///
 /// While it is open, a signal that ends the process gives the terminal back first, and so does stopping the
 /// process (Ctrl-Z) until it continues. Afterwards the signal acts as it would have without this class.
-/// Signals that the process ignores stay ignored.
+/// Signals that the process ignores stay ignored. A handler of the process for a signal that asks it to end
+/// (SIGINT, SIGTERM, SIGHUP, SIGQUIT) or for a fault runs once the terminal is given back; one for any other
+/// signal runs as if this class didn't exist. SIGXFSZ is left to the process.
 ///
 /// Only one can be open in a process, since a signal handler finds its state in static memory.
 class PosixTerminal final : public TextTerminal {
