@@ -48,7 +48,7 @@ struct ControlLayout {
   Bounds bounds = {};
   std::string text = {};
   bool tab_stop = true;
-  bool multi_line = false;      ///< text boxes only
+  bool multi_line = false;      ///< text boxes only; each line is centred
   bool default_button = false;  ///< Enter presses it unless another button has the focus
   bool cancel_button = false;   ///< Esc presses it
   Font font = {};

@@ -24,7 +24,7 @@ struct KeyUser : FormFixture, TextTerminal, FormUser {
   bool Available() const override { return true; }
   bool Open() override { return opens; }
   void Close() override {}
-  TerminalSize Size() const override { return {80, 24}; }
+  TerminalSize Size() const override { return size; }
   void Write(std::string_view) override {}
   bool TakeScreenLost() override { return false; }
   bool Ended() const override { return hung_up; }
@@ -76,6 +76,7 @@ struct KeyUser : FormFixture, TextTerminal, FormUser {
   }
 
   std::deque<FormStep> steps;
+  TerminalSize size{80, 24};
   bool opens = true;
   std::string keys;  ///< still to be sent
   int reads = 0;
@@ -92,6 +93,52 @@ TEST(TerminalScreen, CutsOffAtItsEdgesAndDrawsNoControlCharacters) {
   EXPECT_EQ(screen.Put(3, 1, U"漢字", {}, 6), 5);
   screen.Put(-1, 2, U"out", {}, 6);
   EXPECT_EQ(screen.Text(), "a b  z\n   漢\n");
+}
+
+TEST(TerminalPainter, DropsAListDownBesideItsBoxAndMarksOnlyRowsThatAreLeft) {
+  const auto box_and_list = [](int height, int row) {
+    TerminalScreen screen(36, height);
+    KeyUser user;
+    user.steps = {[&](FormUser&) {
+      PaintWindow(user.Front(), {user.Front().Find("cboCh"), row}, &screen);
+      user.keys = escape;
+    }};
+    Ask(user, user.toolkit, {false, 0, 3, 1});
+    std::string text;
+    for (int y = 0; y < height; ++y) {
+      for (int x = 17; x < 34; ++x) AppendUtf8(screen.At(x, y).character, &text);
+      text += "\n";
+    }
+    return text;
+  };
+  const std::string border = "───────────────", box = "[3             ▾]\n";
+  const std::string shortened = box_and_list(17, 31), below = box_and_list(24, 0);
+  EXPECT_EQ(shortened.find("┌" + border + "┐\n│ 26            ▴\n"), 0u) << shortened;
+  EXPECT_NE(shortened.find("│>32            │\n└" + border + "┘\n" + box), std::string::npos) << shortened;
+  EXPECT_NE(below.find(box + "┌" + border + "┐\n│>1             │\n"), std::string::npos) << below;
+}
+
+TEST(TerminalToolkit, TakesOnlyEscWhileAWindowDoesNotFit) {
+  KeyUser user;
+  user.size = {35, 17};
+  user.keys = down + f4 + "\x1b[1;3S" + enter;
+  user.steps = {[&](FormUser&) {
+                  user.size = {36, 17}, user.keys = f4 + down;
+                },
+                [&](FormUser&) {
+                  user.size = {36, 16}, user.keys = enter + escape;
+                }};
+  EXPECT_EQ(Ask(user, user.toolkit, {false, 0, 3, 1}), (Choice{false, 0, 3, 1}));
+  EXPECT_FALSE(user.hung_up);
+  EXPECT_EQ(user.steps.size(), 0u);
+}
+
+TEST(KeyDecoder, TimesEscAcrossTheWrapOfTheTickCount) {
+  KeyDecoder keys;
+  keys.Feed(escape, 0xFFFFFFF0);
+  EXPECT_FALSE(keys.Next(0xFFFFFFFF));
+  EXPECT_FALSE(keys.Next(0x21));
+  EXPECT_EQ(keys.Next(0x22), Key{KeyCode::kEscape});
 }
 
 TEST(TerminalToolkit, RunsThePortDialogByKeys) {

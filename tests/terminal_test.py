@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""Drives the driver's windows in a real terminal: keys are sent, the screen is read.
+"""Tests the driver's windows in a terminal of tmux: sends keys and reads the screen.
 
 usage: terminal_test.py HALDEN_HOST
 """
@@ -19,9 +19,20 @@ PATIENCE = 120  # seconds, on a machine that does other things too
 PLAIN, BOLD, DIM, UNDERLINE, REVERSE = ("\x1b[%dm" % style for style in (0, 1, 2, 4, 7))
 GREEN_ON_BLACK = "\x1b[92m\x1b[40m"
 
+# A script's background job and nohup start a program with these ignored. The shells below, which wait for what
+# the signals do, would inherit that.
+for number in (signal.SIGHUP, signal.SIGINT, signal.SIGQUIT):
+    signal.signal(number, signal.SIG_DFL)
+
+# All signals whose default action ends a process, but for SIGKILL, which can't be caught, and SIGXFSZ.
+ENDING_SIGNALS = {signal.Signals[name] for name in (
+    "SIGHUP SIGINT SIGQUIT SIGILL SIGTRAP SIGABRT SIGBUS SIGFPE SIGUSR1 SIGSEGV SIGUSR2 SIGPIPE SIGALRM SIGTERM "
+    "SIGSTKFLT SIGXCPU SIGVTALRM SIGPROF SIGIO SIGPWR SIGSYS").split()}
+ENDING_SIGNALS |= set(range(signal.SIGRTMIN, signal.SIGRTMAX + 1))
+
 
 class Terminal:
-    """A terminal of its own, 80 by 24, in which a shell runs."""
+    """A terminal of 80 by 24 cells, provided by tmux, in which a shell runs."""
 
     def __init__(self, test, shell, language="C.UTF-8"):
         self.folder = test.enterContext(tempfile.TemporaryDirectory())
@@ -35,13 +46,18 @@ class Terminal:
         return subprocess.run(command, env=env, capture_output=True, text=True, check=True).stdout.strip("\n")
 
     def ask(self, variable):
+        """What tmux knows about the terminal, "alternate_on" for instance."""
         return self.tmux("display", "-p", "#{%s}" % variable)
 
     def press(self, *keys):
+        """Sends texts and keys by tmux's names: "M-c" is Alt-c, "BTab" is Shift-Tab."""
         self.tmux("send-keys", *keys)
 
     def see(self, *texts, gone=None):
-        """Waits for all the texts, plain or with their styles, and until another is gone; gives the screen."""
+        """Waits until the screen shows all the texts, with or without their styles, and `gone` no longer.
+
+        Returns the screen twice in one string: without styles, then with them.
+        """
         end = time.monotonic() + PATIENCE
         while True:
             screen = self.tmux("capture-pane", "-p", ";", "capture-pane", "-e", "-p")
@@ -51,48 +67,55 @@ class Terminal:
             time.sleep(0.05)
 
     def see_given_back(self, status):
+        """Waits for the end of a command of run() and checks that the terminal is as it was before."""
         self.see(f"ended with {status}", "modes as before")
         assert self.ask("alternate_on") == "0" and self.ask("cursor_flag") == "1"
 
     def program(self):
-        """The process that the shell waits for."""
+        """The process id of the command that the shell waits for."""
         shell = self.ask("pane_pid")
         return int(pathlib.Path(f"/proc/{shell}/task/{shell}/children").read_text().split()[0])
 
+    def caught_signals(self):
+        """The numbers of the signals for which the command has a handler."""
+        status = pathlib.Path(f"/proc/{self.program()}/status").read_text()
+        mask = int(re.search(r"SigCgt:\s*(\w+)", status)[1], 16)
+        return {number for number in range(1, signal.NSIG) if mask >> (number - 1) & 1}
+
 
 def run(command):
-    """A shell that says how the command ended and whether the terminal's modes are what they were."""
+    """Arguments of a shell that prints how the command ended and whether the terminal's modes are as before."""
     return ["-c", f'trap : INT QUIT; was=$(stty -g); {command}; echo "ended with $?"; '
                   '[ "$was" = "$(stty -g)" ] && echo "modes as before"; exec cat']
 
 
 class TerminalTest(unittest.TestCase):
-    def test_port_dialog_in_russian_beside_redirected_output(self):
+    def test_port_dialog_works_in_russian_beside_redirected_output(self):
         devices = "--device sim:silent,com=5 --device sim:busy --device sim:silent,com=32767 --device sim:busy"
         record = f'"$H" record {devices} --registry "$D/reg" --seconds 0.1 --csv - >"$D/csv"'
         terminal = Terminal(self, run(record), "ru_RU.UTF-8")
         terminal.see("Выбор COM-порта", ">COM5      115200,N,8,1", "Каналы: [1 ", "Частота (Гц): [1 ", "[   Отмена   ]")
         terminal.press("M-ч", "x", "y", "z", "Enter")
-        terminal.see('The "Rate" value must be positive number!')
+        terminal.see('(!) The "Rate" value must be  ││', "positive number!   ")
         terminal.press("Escape")
         terminal.see(f"[x{REVERSE}yz{PLAIN}", gone="must be")
         terminal.press("BSpace", "BSpace", "7", ",", "5", "M-С")
         terminal.see("Свойства COM5 ", "Скорость (бит/с): [115200 ", "Чётность: [Нет")
         terminal.press("Home", "-", "Enter")
-        terminal.see("от 1 до 12000000")
+        terminal.see("до 12000000")
         terminal.press("Escape")
-        terminal.see(f"{REVERSE}-115200{PLAIN}", gone="от 1 до")
+        terminal.see(f"{REVERSE}-115200{PLAIN}", gone="до 12000000")
         terminal.press("38400", "Tab", "Tab", "ч", "Enter")
         terminal.see(">COM5      38400,E,8,1", " Свойства COM5...  ", gone="Скорость")
         terminal.tmux("resize-window", "-x", "36", "-y", "17")
         terminal.press("Tab", "End", "M-к", "F4", "NPage")
-        terminal.see("│ 5             ▴ │", f"│{REVERSE}>9   ", "│ 12            ▾ │", "│ COM32767  11│",
+        terminal.see("│ 6             ▴ │", f"│{REVERSE}>9   ", "│ 12            ▾ │", "│ COM32767  11│",
                      "[7,5           ▾]", f"{DIM}[   ", f"{UNDERLINE}К", f"{BOLD}[     OK     ]")
         terminal.press("Enter", "BTab", "Up", "Enter")
         terminal.see_given_back(0)
         assert pathlib.Path(terminal.folder, "csv").read_text().count("Column") == 9
 
-    def test_monitor_in_russian_stopped_and_continued(self):
+    def test_stopped_monitor_gives_the_terminal_back_until_it_continues(self):
         terminal = Terminal(self, ["-i"])
         terminal.press("LC_ALL=ru_RU.UTF-8 " + MONITOR, "Enter")
         screen = terminal.see("─ Настройки Halden-Text (v3.2.2) ─", "Port: COM5", "FT232R  SIM", " Закрыть ",
@@ -108,15 +131,29 @@ class TerminalTest(unittest.TestCase):
         terminal.press("echo code $?", "Enter")
         terminal.see("code 0")
 
-    def test_signals_while_shown(self):
-        for number in [signal.SIGINT, signal.SIGTERM, signal.SIGHUP, signal.SIGQUIT, signal.SIGSEGV]:
+    def test_ending_signal_gives_the_terminal_back(self):
+        for number in [signal.SIGINT, signal.SIGTERM, signal.SIGHUP, signal.SIGQUIT, signal.SIGSEGV, signal.SIGRTMIN]:
             with self.subTest(number):
                 terminal = Terminal(self, run(MONITOR))
                 terminal.see("─ Halden-Text Setup (v3.2.2) ─", " Close ")
                 os.kill(terminal.program(), number)
                 terminal.see_given_back(128 + number)
 
-    def test_live_values_and_progress_stay_in_their_lines(self):
+    def test_signals_are_caught_only_while_a_window_is_shown(self):
+        record = '"$H" record --device sim:silent,com=5{} --registry "$D/reg" --seconds 99999 --csv - >"$D/csv"'
+        plain = Terminal(self, run(record.format(",columns=2").replace("silent,", "")))
+        asked = Terminal(self, run("trap '' ALRM; " + record.format("")))
+        asked.see("Select COM Port")
+        # SIGPIPE and SIGALRM are ignored by the host and by the shell.
+        ending = ENDING_SIGNALS - {signal.SIGPIPE, signal.SIGALRM}
+        self.assertEqual(asked.caught_signals(), ending | {signal.SIGTSTP, signal.SIGCONT})
+        asked.press("Enter")
+        for terminal in (plain, asked):
+            terminal.see("frames")
+        self.assertEqual(asked.caught_signals(), plain.caught_signals())
+        self.assertIn(signal.SIGTERM, asked.caught_signals())
+
+    def test_live_values_and_progress_stay_on_their_lines(self):
         host = '"$H" {} --device sim:com=5,columns=2 --registry "$D/reg" --seconds 1.5'
         terminal = Terminal(self, run(host.format("watch") + " && " + host.format("record")))
         terminal.see_given_back(0)

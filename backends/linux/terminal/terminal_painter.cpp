@@ -135,7 +135,7 @@ void Painter::PaintButton(const MemoryControl& button, const CellRect& rect, boo
   if (focused) screen_.PlaceCursor(begin, rect.y);
 }
 
-/// Lines that the box has no room for are left out.
+/// The lines of a box that may have several are centred. Those that it has no room for are left out.
 void Painter::PaintTextBox(const MemoryControl& box, const CellRect& rect, bool focused) {
   const CellStyle style{
       .fore = box.layout.fore_color, .back = box.layout.back_color, .bold = box.layout.font.bold};
@@ -143,7 +143,9 @@ void Painter::PaintTextBox(const MemoryControl& box, const CellRect& rect, bool 
   std::u32string_view rest = box.text.Text();
   for (int line = 0; line < rect.height; ++line) {
     const auto end = box.layout.multi_line ? rest.find(U"\r\n") : std::u32string_view::npos;
-    screen_.Put(rect.x, rect.y + line, rest.substr(0, end), style, rect.Right());
+    const std::u32string_view text = rest.substr(0, end);
+    const int indent = box.layout.multi_line ? std::max(0, rect.width - DisplayWidth(text)) / 2 : 0;
+    screen_.Put(rect.x + indent, rect.y + line, text, style, rect.Right());
     if (end == std::u32string_view::npos) break;
     rest.remove_prefix(end + 2);
   }
@@ -221,14 +223,17 @@ void Painter::PaintRow(const std::string& row, const CellRect& line, int second_
   screen_.Put(line.x + 1 + second_column, line.y, DecodeUtf8(row.substr(tab + 1)), style, line.Right());
 }
 
-/// Draws the list below its combo box, or above it if the screen ends before.
+/// Draws the list below its combo box, or above it if only there all of it has room. If it has room on
+/// neither side, it is shortened on the larger one: it never covers its own box.
 void Painter::PaintDropDown(const DropDown& drop_down) {
   const MemoryControl& combo = window_.Control(drop_down.control);
   CellRect rect = MovedBy(RectOf(combo.layout), x_, y_);
-  const int combo_row = rect.y;
-  rect.height = std::min(static_cast<int>(combo.rows.size()), kMaxDropDownRows) + 2;
-  rect.y = combo_row + 1;
-  if (rect.y + rect.height > screen_.Height()) rect.y = std::max(0, combo_row - rect.height);
+  const int above = rect.y;
+  const int below = screen_.Height() - (rect.y + 1);
+  const int wanted = std::min(static_cast<int>(combo.rows.size()), kMaxDropDownRows) + 2;
+  const bool drops_down = wanted <= below || below >= above;
+  rect.height = std::min(wanted, drops_down ? below : above);
+  rect.y = drops_down ? rect.y + 1 : above - rect.height;
   PaintRows(combo, rect, drop_down.row, true);
 }
 

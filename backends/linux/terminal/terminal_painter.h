@@ -28,7 +28,8 @@ CellSize SizeInCells(const MemoryWindow& window);
 /// screen should be as large as SizeInCells; what doesn't fit is cut off.
 void PaintWindow(const MemoryWindow& window, const DropDown& drop_down, TerminalScreen* screen);
 
-/// Rows of the control's list that are visible at a time, by which the Page keys move; at least 1.
+/// Rows of the control's list that are visible at a time on a screen with room for them, by which the Page
+/// keys move; at least 1.
 int VisibleRows(const MemoryControl& control);
 
 }  // namespace halden

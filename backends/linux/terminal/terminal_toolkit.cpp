@@ -8,32 +8,61 @@ namespace halden {
 
 namespace {
 
+constexpr int kBorder = 1;
+constexpr int kMessageMargin = 2;  // cells between the border and the text of a message box
+
 /// Converts a place of one row, given in cells, to the twips of a layout.
 Bounds InCells(int left, int top, int width) {
   return {left * kCellWidth, top * kCellHeight, width * kCellWidth, kCellHeight};
 }
 
-/// A message box: the text, and an OK button that Enter and Esc press.
-WindowLayout MessageLayout(const std::string& text, const std::string& title,
+/// Breaks a text at blanks into lines of at most `width` cells. A word that is wider is cut.
+std::vector<std::u32string> Wrap(std::u32string_view text, int width) {
+  std::vector<std::u32string> lines;
+  while (!text.empty()) {
+    std::size_t fits = 0;
+    while (fits < text.size() && DisplayWidth(text.substr(0, fits + 1)) <= width) ++fits;
+    const std::size_t blank = fits < text.size() ? text.rfind(U' ', fits) : std::u32string_view::npos;
+    const bool at_blank = blank != std::u32string_view::npos && blank > 0;
+    const std::size_t length = at_blank ? blank : std::max<std::size_t>(fits, 1);
+    lines.emplace_back(text.substr(0, length));
+    text.remove_prefix(at_blank ? length + 1 : length);
+  }
+  return lines;
+}
+
+/// A message box: the text in lines of at most `text_width` cells, and an OK button that Enter and Esc press.
+WindowLayout MessageLayout(const std::string& text, int text_width, const std::string& title,
                            const std::function<void()>& dismiss) {
-  constexpr int kMargin = 2;
   constexpr int kButtonWidth = 10;
-  const int text_width = DisplayWidth(DecodeUtf8(text));
-  const int width = std::max(text_width, kButtonWidth) + 2 * kMargin;
-  const ControlLayout label{
-      .kind = ControlKind::kLabel, .bounds = InCells(kMargin, 1, text_width), .text = text};
-  const ControlLayout button{.kind = ControlKind::kButton,
-                             .bounds = InCells((width - kButtonWidth) / 2, 3, kButtonWidth),
+  const std::vector<std::u32string> lines = Wrap(DecodeUtf8(text), text_width);
+  int width = kButtonWidth;
+  for (const std::u32string& line : lines) width = std::max(width, DisplayWidth(line));
+  width += 2 * kMessageMargin;
+  const int height =
+      static_cast<int>(lines.size()) + 4;  // a blank row above and below the text, and the button
+  WindowLayout layout{.name = "message",
+                      .caption = title,
+                      .width = width * kCellWidth,
+                      .height = height * kCellHeight,
+                      .close_box = dismiss};
+  for (int row = 0; const std::u32string& line : lines) {
+    layout.controls.push_back({.kind = ControlKind::kLabel,
+                               .bounds = InCells(kMessageMargin, ++row, DisplayWidth(line)),
+                               .text = EncodeUtf8(line)});
+  }
+  layout.controls.push_back({.kind = ControlKind::kButton,
+                             .bounds = InCells((width - kButtonWidth) / 2, height - 2, kButtonWidth),
                              .text = "OK",
                              .default_button = true,
                              .cancel_button = true,
-                             .click = dismiss};
-  return {.name = "message",
-          .caption = title,
-          .width = width * kCellWidth,
-          .height = 5 * kCellHeight,
-          .controls = {label, button},
-          .close_box = dismiss};
+                             .click = dismiss});
+  return layout;
+}
+
+bool Fits(const MemoryWindow& window, TerminalSize size) {
+  const CellSize needed = SizeInCells(window);
+  return needed.width <= size.columns && needed.height <= size.rows;
 }
 
 }  // namespace
@@ -43,9 +72,13 @@ std::unique_ptr<Window> TerminalToolkit::NewWindow(WindowLayout layout) {
   return std::make_unique<MemoryWindow>(std::move(layout), display, clock_);
 }
 
+/// No wider than the window that it belongs to, so that it fits wherever that one does.
 void TerminalToolkit::ShowMessage(const std::string& text, const std::string& title, MessageIcon) {
+  constexpr int kWidthAlone = 60;
+  const int width = Front() ? SizeInCells(*Front()).width : kWidthAlone;
   std::unique_ptr<Window> message;
-  message = NewWindow(MessageLayout("(!) " + text, title, [&message] { message->Hide(); }));
+  const auto dismiss = [&message] { message->Hide(); };
+  message = NewWindow(MessageLayout("(!) " + text, width - 2 * (kBorder + kMessageMargin), title, dismiss));
   message->ShowModal();
 }
 
@@ -85,6 +118,11 @@ void TerminalToolkit::HandleInput(MemoryWindow& window) {
   while (window.Visible()) {
     const std::optional<Key> key = keys_.Next(clock_.GetTickCount());
     if (!key) break;
+    if (!Fits(window, terminal_.Size())) {
+      // The user can't see what a key would do. Esc always leaves, even if a list was open before.
+      if (key->code != KeyCode::kEscape) continue;
+      user_.CloseList();
+    }
     user_.Press(window, *key);
     RequestRedraw();
   }
@@ -103,15 +141,20 @@ void TerminalToolkit::Draw() {
   shown_ = std::move(wanted);
 }
 
+/// Says what is wrong and what to do, in 20 columns at most.
+void TerminalToolkit::PaintHint(CellSize needed, TerminalScreen* screen) const {
+  const bool russian = language_ == TextLanguage::kRussian;
+  const std::string size = std::to_string(needed.width) + " x " + std::to_string(needed.height);
+  const std::string hint = (russian ? "Мало места: " : "Too small: ") + size;
+  screen->Put(0, 0, DecodeUtf8(hint), {}, screen->Width());
+  screen->Put(0, 1, DecodeUtf8(russian ? "Esc: закрыть" : "Esc: close"), {}, screen->Width());
+}
+
 /// What the terminal should show at this size.
 TerminalScreen TerminalToolkit::Compose(TerminalSize size) {
   TerminalScreen screen(size.columns, size.rows);
-  const CellSize needed = SizeInCells(*windows_.back());
-  if (needed.width > size.columns || needed.height > size.rows) {
-    const char* text = language_ == TextLanguage::kRussian ? "Терминал мал для окна: нужно "
-                                                           : "Terminal too small. Needed: ";
-    const std::string numbers = std::to_string(needed.width) + " x " + std::to_string(needed.height);
-    screen.Put(0, 0, DecodeUtf8(text + numbers), {}, size.columns);
+  if (!Fits(*windows_.back(), size)) {
+    PaintHint(SizeInCells(*windows_.back()), &screen);
     return screen;
   }
   for (const MemoryWindow* window : windows_) {

@@ -5,6 +5,7 @@
 
 #include "backends/linux/terminal/posix_terminal.h"
 #include "backends/linux/terminal/terminal_keys.h"
+#include "backends/linux/terminal/terminal_painter.h"
 #include "backends/linux/terminal/terminal_screen.h"
 #include "backends/linux/terminal/terminal_user.h"
 #include "backends/text/common_texts.h"
@@ -17,7 +18,8 @@ namespace halden {
 /// open only while a window is shown. Windows that are shown at the same time lie on top of each other, each
 /// in the centre.
 ///
-/// If the front window doesn't fit, a line that says which size it needs is drawn instead.
+/// If the front window doesn't fit, the size that it needs is shown instead, and of all keys only Esc works
+/// until the terminal is larger.
 class TerminalToolkit : public Toolkit, private WindowDisplay {
  public:
   /// Terminal and clock must outlive the toolkit, and the toolkit its windows. `language` is for the
@@ -43,6 +45,7 @@ class TerminalToolkit : public Toolkit, private WindowDisplay {
 
   void Draw();
   TerminalScreen Compose(TerminalSize size);
+  void PaintHint(CellSize needed, TerminalScreen* screen) const;
 
   TextTerminal& terminal_;
   Clock& clock_;

@@ -9,13 +9,13 @@ namespace halden {
 /// Carries out what keys do in a window:
 ///
 /// - Tab and Shift-Tab move the focus round the controls.
-/// - Arrows, Home, End, Page Up and Page Down move within a list or an edit box. A letter goes to the next
-/// row that
-///   begins with it.
+/// - Arrows, Home, End, Page Up and Page Down move within a list or an edit box. A letter selects the next
+/// row
+///   that begins with it.
 /// - Alt and a letter is an access key. While a button has the focus, the letter alone is one, too.
 /// - F4 or Alt-Down drops a list down, as does the space bar in a box without an edit field. Then Enter and
-/// Tab pick
-///   the highlighted row; Esc, F4 and Alt with a key close the list without picking.
+/// Tab
+///   pick the highlighted row; Esc, F4 and Alt with a key close the list without picking.
 /// - Enter presses the button with the focus, or else the default button; Esc presses the cancel button.
 /// - Alt-F4 is the close box.
 class TerminalUser {
