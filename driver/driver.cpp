@@ -35,6 +35,10 @@ std::shared_ptr<IADC3> Driver::CreateObject() noexcept {
   }
 }
 
+void Driver::WaitForMessages(std::uint32_t at_most_ms) noexcept {
+  parts_->platform.clock.WaitForMessages(at_most_ms);
+}
+
 LinkState Driver::Link() const noexcept {
   const Store& store = parts_->store;
   return {.format = {.separator = store.Separator.empty() ? '\0' : store.Separator[0],

@@ -33,6 +33,8 @@ class Driver {
   /// One pass of the message queue, which the driver's ticks come inside. A host whose thread has no message
   /// loop of its own makes it between its polls, at least every 50 ms; may rest for 1 ms.
   void ServeMessages() noexcept;
+  /// Blocks the thread until a pass has something to do, a signal arrives, or `at_most_ms` have passed.
+  void WaitForMessages(std::uint32_t at_most_ms) noexcept;
 
   LinkState Link() const noexcept;
 

@@ -68,7 +68,7 @@ class Recorder {
     progress_.Say("Recording " + std::to_string(columns_.size()) +
                   (columns_.size() == 1 ? " column" : " columns") + Ending());
     while (!Enough()) {
-      session_.Serve();
+      session_.Serve(Rest());
       Collect();
       if (progress_.Due()) progress_.Update(State());
     }
@@ -76,6 +76,15 @@ class Recorder {
     summary_.rate = adc_.Rate();
     adc_.StopRecord();
     Collect();
+  }
+
+  /// How long the recording may rest: no longer than it lasts, and short enough to notice a stop soon.
+  std::chrono::milliseconds Rest() const {
+    constexpr std::chrono::milliseconds kLongest(50);
+    if (!arguments_.seconds) return kLongest;
+    const std::chrono::duration<double> left(*arguments_.seconds - SecondsSince(start_));
+    return std::clamp(std::chrono::ceil<std::chrono::milliseconds>(left), std::chrono::milliseconds(0),
+                      kLongest);
   }
 
   std::string Ending() const {

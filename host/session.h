@@ -1,5 +1,6 @@
 #pragma once
 
+#include <chrono>
 #include <string>
 
 #include "host/progress.h"
@@ -16,9 +17,9 @@ class Session {
   bool Detect(Progress& progress);
   /// Only after Detect has returned true.
   IADC3& Adc() { return *Object(); }
-  /// Serves the message queue, from which the driver's ticks come. Call it at least every 50 ms; rests for up
-  /// to 1 ms.
-  virtual void Serve() = 0;
+  /// Rests until the driver's next tick is due, a message comes or a signal arrives, `at_most` at the
+  /// longest, and serves the message queue, from which the ticks come. Call it in a loop.
+  virtual void Serve(std::chrono::milliseconds at_most) = 0;
 
  protected:
   /// Null if the driver could not be loaded.

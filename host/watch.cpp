@@ -99,7 +99,8 @@ int RunWatch(Session& session, const Arguments& arguments, Progress& progress) {
   for (auto due = start; due < end && !StopRequested() && output.Ok();) {
     // Values that were due while the program was stopped are skipped, not shown all at once.
     due = std::min(std::max(due + kPace, steady_clock::now()), end);
-    while (steady_clock::now() < due && !StopRequested()) session.Serve();
+    for (auto now = steady_clock::now(); now < due && !StopRequested(); now = steady_clock::now())
+      session.Serve(std::chrono::ceil<milliseconds>(due - now));
     output.Write(view.Show(elapsed()));
     output.Flush();
   }

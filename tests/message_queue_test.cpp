@@ -24,6 +24,28 @@ TEST(MessageQueue, TicksOnItsGridAlsoAcrossTheWrapOfTheCountAndMakesUpForNothing
   }
 }
 
+TEST(MessageQueue, AWaitEndsWithTheNextTickOrMessage) {
+  VirtualClock clock(0xFFFFFFFFu - 30);
+  const std::uint32_t start = clock.GetTickCount();
+  std::vector<std::uint32_t> passes;
+  const auto wait_and_serve = [&](std::uint32_t at_most) {
+    clock.WaitForMessages(at_most);
+    clock.ServeMessages();
+    passes.push_back(clock.GetTickCount() - start);
+  };
+  int ticks = 0;
+  const auto timer = clock.NewTimer(50, [&] { ++ticks; });
+  wait_and_serve(20);
+  timer->Enable(true);  // due at 70 and 120
+  wait_and_serve(1000);
+  wait_and_serve(10);
+  clock.Post([] {});
+  wait_and_serve(1000);
+  wait_and_serve(1000);
+  EXPECT_EQ(passes, (std::vector<std::uint32_t>{20, 70, 80, 81, 120}));
+  EXPECT_EQ(ticks, 2);
+}
+
 TEST(MessageQueue, ATickIsNotServedInsideItselfAndMayMakeAndEndTimers) {
   VirtualClock clock;
   std::string served;

@@ -38,12 +38,7 @@ class LinuxClock : public Clock {
   void Sleep(std::uint32_t milliseconds) override {
     timespec end{};
     clock_gettime(CLOCK_MONOTONIC, &end);
-    end.tv_sec += milliseconds / 1000;
-    end.tv_nsec += long{milliseconds % 1000} * 1000000;
-    if (end.tv_nsec >= 1000000000) {
-      ++end.tv_sec;
-      end.tv_nsec -= 1000000000;
-    }
+    end = After(end, milliseconds);
     while (clock_nanosleep(CLOCK_MONOTONIC, TIMER_ABSTIME, &end, nullptr) == EINTR) {
     }
   }
@@ -54,11 +49,32 @@ class LinuxClock : public Clock {
     nanosleep(&kRest, nullptr);
   }
 
+  void WaitForMessages(std::uint32_t at_most_ms) override {
+    timespec end{};
+    clock_gettime(CLOCK_MONOTONIC, &end);
+    const std::uint32_t wait = queue_.TimeToNext(at_most_ms);
+    if (wait == 0) return;
+    // Up to the beginning of that millisecond of the tick count, or the wait would end up to 1 ms late.
+    end = After(end, wait);
+    end.tv_nsec -= end.tv_nsec % 1000000;
+    clock_nanosleep(CLOCK_MONOTONIC, TIMER_ABSTIME, &end, nullptr);
+  }
+
   std::unique_ptr<PeriodicTimer> NewTimer(std::uint32_t interval_ms, std::function<void()> tick) override {
     return queue_.NewTimer(interval_ms, std::move(tick));
   }
 
  private:
+  static timespec After(timespec time, std::uint32_t milliseconds) {
+    time.tv_sec += milliseconds / 1000;
+    time.tv_nsec += long{milliseconds % 1000} * 1000000;
+    if (time.tv_nsec >= 1000000000) {
+      ++time.tv_sec;
+      time.tv_nsec -= 1000000000;
+    }
+    return time;
+  }
+
   MessageQueue queue_;
 };
 

@@ -23,6 +23,11 @@ class VirtualClock : public Clock {
     ++now_;
     queue_.Serve();
   }
+  /// Skips the time up to the next pass that has something to do.
+  void WaitForMessages(std::uint32_t at_most_ms) override {
+    const std::uint32_t wait = queue_.TimeToNext(at_most_ms);
+    if (wait > 0) now_ += wait - 1;  // the pass itself takes 1 ms
+  }
   std::unique_ptr<PeriodicTimer> NewTimer(std::uint32_t interval_ms, std::function<void()> tick) override {
     return queue_.NewTimer(interval_ms, std::move(tick));
   }

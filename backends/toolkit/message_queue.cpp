@@ -16,6 +16,13 @@ class MessageQueue::Schedule {
     enabled_ = on;
   }
 
+  /// Milliseconds until it is due, at most `limit`.
+  std::uint32_t TimeToTick(std::uint32_t limit) const {
+    if (!enabled_ || ticking_) return limit;
+    const std::uint32_t elapsed = clock_.GetTickCount() - last_;
+    return elapsed >= interval_ms_ ? 0 : std::min(limit, interval_ms_ - elapsed);
+  }
+
   bool TickIfDue() {
     if (!enabled_ || ticking_) return false;
     const std::uint32_t elapsed = clock_.GetTickCount() - last_;
@@ -63,6 +70,14 @@ bool MessageQueue::Serve() {
   --passes_running_;
   if (passes_running_ == 0) std::erase_if(timers_, [](const auto& timer) { return timer.expired(); });
   return had_messages || had_ticks;
+}
+
+std::uint32_t MessageQueue::TimeToNext(std::uint32_t limit) const {
+  if (!posted_.empty()) return 0;
+  for (const auto& timer : timers_) {
+    if (const auto schedule = timer.lock()) limit = schedule->TimeToTick(limit);
+  }
+  return limit;
 }
 
 bool MessageQueue::ServePosted() {

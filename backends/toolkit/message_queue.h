@@ -24,6 +24,8 @@ class MessageQueue {
   /// One pass: the messages that wait now in their order, then each timer that is due, once. False when
   /// there was nothing to do. Handlers may call everything here, this too.
   bool Serve();
+  /// Milliseconds until a pass has something to do, at most `limit`; 0 if there is something now.
+  std::uint32_t TimeToNext(std::uint32_t limit) const;
 
  private:
   class Schedule;

@@ -108,6 +108,10 @@ void Win32Clock::ServeMessages() {
   if (quit) PostQuitMessage(*quit);  // for the host's own loop to find
 }
 
+void Win32Clock::WaitForMessages(std::uint32_t at_most_ms) {
+  MsgWaitForMultipleObjectsEx(0, nullptr, at_most_ms, QS_ALLINPUT, MWMO_INPUTAVAILABLE);
+}
+
 std::unique_ptr<PeriodicTimer> Win32Clock::NewTimer(std::uint32_t interval_ms, std::function<void()> tick) {
   return std::make_unique<Win32Timer>(interval_ms, std::move(tick));
 }

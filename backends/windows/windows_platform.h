@@ -47,6 +47,7 @@ class Win32Clock final : public Clock {
   void Sleep(std::uint32_t milliseconds) override;
   /// Dispatches what is waiting, for 50 ms at most. WM_QUIT is posted again for the host's loop.
   void ServeMessages() override;
+  void WaitForMessages(std::uint32_t at_most_ms) override;
   /// A timer that the system has no room for stays off when it is enabled.
   std::unique_ptr<PeriodicTimer> NewTimer(std::uint32_t interval_ms, std::function<void()> tick) override;
 };

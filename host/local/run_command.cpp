@@ -15,7 +15,10 @@ class LocalSession final : public Session {
   LocalSession(SystemPlatform& machine, const std::optional<UserAnswer>& answer)
       : machine_(machine), answer_(answer), driver_(machine.platform()), adc_(driver_.CreateObject()) {}
 
-  void Serve() override { driver_.ServeMessages(); }
+  void Serve(std::chrono::milliseconds at_most) override {
+    driver_.WaitForMessages(static_cast<std::uint32_t>(at_most.count()));
+    driver_.ServeMessages();
+  }
 
  protected:
   IADC3* Object() override { return adc_.get(); }

@@ -57,13 +57,14 @@ class ComSession final : public Session {
   ComSession(const ComSession&) = delete;
   ComSession& operator=(const ComSession&) = delete;
 
-  void Serve() override {
+  void Serve(std::chrono::milliseconds at_most) override {
+    MsgWaitForMultipleObjectsEx(0, nullptr, static_cast<DWORD>(at_most.count()), QS_ALLINPUT,
+                                MWMO_INPUTAVAILABLE);
     MSG message;
     while (PeekMessageW(&message, nullptr, 0, 0, PM_REMOVE)) {
       TranslateMessage(&message);
       DispatchMessageW(&message);
     }
-    MsgWaitForMultipleObjects(0, nullptr, FALSE, 1, QS_ALLINPUT);
   }
 
   /// One line; empty if the driver is there.
