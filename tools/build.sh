@@ -19,8 +19,10 @@ need() {
   } >&2
 }
 
+# The compiler, and the libraries of the example host.
 need_compiler() {
-  need g++ g++ cmake cmake ninja ninja-build
+  need g++ g++ cmake cmake ninja ninja-build /usr/include/CLI/CLI.hpp libcli11-dev \
+    /usr/include/nlohmann/json.hpp nlohmann-json3-dev
 }
 
 # build PRESET [TARGET]...: builds in build/PRESET. Prints nothing unless it fails.
