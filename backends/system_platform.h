@@ -27,6 +27,15 @@ class SystemPlatform {
   /// One line for each listed device, in order, that says why it could not be opened the last time; empty
   /// where it could, or was never tried.
   virtual std::vector<std::string> OpenFailures() const = 0;
+  /// While held back, the port dialog is cancelled at once, and an answer that the options hold is kept for
+  /// later. Call it between detections, not inside one.
+  virtual void HoldDialogBack(bool hold) = 0;
+  /// Puts the ports and the terminal back as they were found, because the process is about to end without
+  /// unwinding. Async-signal-safe; nothing of the platform may be used afterwards.
+  virtual void AbandonDevices() noexcept {}
+  /// What a person should know and no result has said, such as that settings could not be stored: one line
+  /// each, UTF-8, in order. Each is returned once.
+  virtual std::vector<std::string> TakeNotices() { return {}; }
 };
 
 /// Builds the machine. Nothing on failure; then `error` is one line that names the option at fault and what

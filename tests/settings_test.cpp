@@ -213,7 +213,7 @@ TEST(DriverSettings, KeepWhatARunHasProved) {
     const Platform& of = sim.platform();
     SetRaw(of.registry, kKey, "ChannelFixed", REG_DWORD, "\4\0\0\0"s);
     SetRaw(of.registry, kKey, "RateFixed", REG_DWORD, "\0\0\x20\x41"s);
-    AnsweringToolkit user(of.toolkit, of.clock, of.number_rules, life.answer);
+    AnsweringToolkit user(of.toolkit, of.clock, of.number_rules, life.answer, true);
     Platform platform{of.d2xx, of.comm_config, of.registry, of.clock, of.number_rules, of.texts, user};
     Driver driver(platform);
     auto adc = driver.CreateObject();

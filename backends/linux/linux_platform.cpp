@@ -156,9 +156,9 @@ class LinuxPlatform : public SystemPlatform {
         registry_(RegistryFileOf(options), factory_->number_rules()),
         texts_(LanguageOf(environment), MessageLanguage(environment)),
         screen_(terminal_, factory_->clock(), LanguageOf(environment)),
-        answering_(screen_, factory_->clock(), factory_->number_rules(), options.answer),
-        platform_{library_, library_,           registry_, factory_->clock(), factory_->number_rules(),
-                  texts_,   ToolkitFor(options)} {
+        answering_(screen_, factory_->clock(), factory_->number_rules(), options.answer, options.cancel),
+        platform_{library_, library_,  registry_, factory_->clock(), factory_->number_rules(),
+                  texts_,   answering_} {
     library_.SetLineSettingsDialog(
         [this, language = LanguageOf(environment)](const std::string& port, Dcb* settings) {
           return EditPortProperties(screen_, language, port, settings);
@@ -167,13 +167,9 @@ class LinuxPlatform : public SystemPlatform {
 
   Platform& platform() override { return platform_; }
   std::vector<std::string> OpenFailures() const override { return library_.OpenFailures(); }
+  void HoldDialogBack(bool hold) override { answering_.HoldDialogBack(hold); }
 
  private:
-  Toolkit& ToolkitFor(const SystemPlatformOptions& options) {
-    if (options.answer || options.cancel) return answering_;
-    return screen_;
-  }
-
   // Each member may refer to those before it.
   std::unique_ptr<DeviceFactory> factory_;
   EmulatedD2xx library_;

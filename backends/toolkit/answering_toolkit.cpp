@@ -5,7 +5,8 @@
 namespace halden {
 
 std::unique_ptr<Window> AnsweringToolkit::NewWindow(WindowLayout layout) {
-  if (layout.name != "dlgPort") return others_.NewWindow(std::move(layout));
+  const bool answers = answer_ || cancel_ || held_back_;
+  if (!answers || layout.name != "dlgPort") return others_.NewWindow(std::move(layout));
   WindowDisplay& display = *this;
   return std::make_unique<MemoryWindow>(std::move(layout), display, clock_);
 }
@@ -15,7 +16,7 @@ void AnsweringToolkit::ShowMessage(const std::string& text, const std::string& t
 }
 
 void AnsweringToolkit::HandleInput(MemoryWindow& window) {
-  if (answer_ && Fill(window)) window.PressEnter();
+  if (answer_ && !held_back_ && Fill(window)) window.PressEnter();
   if (window.Visible()) window.PressEscape();
 }
 

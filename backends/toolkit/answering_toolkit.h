@@ -16,13 +16,18 @@ struct UserAnswer {
   std::string rate;  ///< hertz, with a point as decimal mark, as typed on the command line
 };
 
-/// Answers the port dialog in the user's place and leaves all other windows to another toolkit.
+/// Answers the port dialog in the user's place, if it should, and leaves all other windows to another
+/// toolkit.
 class AnsweringToolkit : public Toolkit, private WindowDisplay {
  public:
-  /// Without an `answer` the dialog is cancelled; so is one that the answer doesn't fit. The references must
-  /// outlive the toolkit.
-  AnsweringToolkit(Toolkit& others, Clock& clock, const NumberRules& rules, std::optional<UserAnswer> answer)
-      : others_(others), clock_(clock), rules_(rules), answer_(std::move(answer)) {}
+  /// A dialog that the answer doesn't fit is cancelled. With neither an `answer` nor `cancel`, the dialog is
+  /// the user's and left to `others`. The references must outlive the toolkit.
+  AnsweringToolkit(Toolkit& others, Clock& clock, const NumberRules& rules, std::optional<UserAnswer> answer,
+                   bool cancel)
+      : others_(others), clock_(clock), rules_(rules), answer_(std::move(answer)), cancel_(cancel) {}
+
+  /// While held back, every port dialog is cancelled. Applies to dialogs made from now on.
+  void HoldDialogBack(bool hold) { held_back_ = hold; }
 
   bool CanShow() const override { return others_.CanShow(); }
   std::unique_ptr<Window> NewWindow(WindowLayout layout) override;
@@ -40,7 +45,9 @@ class AnsweringToolkit : public Toolkit, private WindowDisplay {
   Toolkit& others_;
   Clock& clock_;
   const NumberRules& rules_;
-  std::optional<UserAnswer> answer_;
+  const std::optional<UserAnswer> answer_;
+  const bool cancel_;
+  bool held_back_ = false;
   bool asked_ = false;
 };
 
