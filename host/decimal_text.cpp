@@ -1,5 +1,6 @@
 #include "host/decimal_text.h"
 
+#include <algorithm>
 #include <array>
 #include <charconv>
 #include <cmath>
@@ -75,6 +76,13 @@ char* WriteValue(std::int16_t code, const ValueFormat& format, char* out) {
 
 char* WriteCode(std::int16_t code, char* out) {
   return std::to_chars(out, out + kValueRoom, code).ptr;
+}
+
+void CodeTexts::Make(std::int16_t code, Text& text) const {
+  char room[kValueRoom];
+  const char* const end = raw_ ? WriteCode(code, room) : WriteValue(code, format_, room);
+  text.size = static_cast<std::uint8_t>(std::min<std::ptrdiff_t>(end - room, kLongest));
+  std::copy_n(room, text.size, text.characters);
 }
 
 }  // namespace halden::host

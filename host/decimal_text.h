@@ -1,6 +1,9 @@
 #pragma once
 
+#include <algorithm>
+#include <array>
 #include <cstdint>
+#include <memory>
 #include <string>
 
 // Numbers as decimal text. The decimal mark is a point in every locale, and zero has no sign.
@@ -21,6 +24,8 @@ struct ValueFormat {
   double scale = 1;   ///< codes per unit, above 0
   double offset = 0;  ///< units
   int decimals = 0;   ///< as FormatOf chooses them, at most 9
+
+  bool operator==(const ValueFormat&) const = default;
 };
 
 /// A format with enough decimals to resolve a hundredth of the step between two codes, so that a text always
@@ -37,5 +42,34 @@ inline constexpr int kValueRoom = 32;
 char* WriteValue(std::int16_t code, const ValueFormat& format, char* out);
 /// As WriteValue, for the code itself.
 char* WriteCode(std::int16_t code, char* out);
+
+/// The texts of all 65536 codes in one format, each made when it is first asked for. A long recording asks
+/// for the same ones again and again. 1 MiB.
+class CodeTexts {
+ public:
+  /// `raw` texts are the codes themselves, and `format` means nothing then.
+  CodeTexts(const ValueFormat& format, bool raw) : format_(format), raw_(raw) {}
+
+  /// Writes the code's text to `out`, where kValueRoom characters must fit. Returns the end of the text.
+  char* Write(std::int16_t code, char* out) {
+    Text& text = (*texts_)[static_cast<std::uint16_t>(code)];
+    if (text.size == 0) Make(code, text);
+    std::copy_n(text.characters, kLongest, out);  // of a fixed size, which costs less than the exact one
+    return out + text.size;
+  }
+
+ private:
+  static constexpr int kLongest = 15;  // "-1638.35" to "0.500007630" in all formats of the driver
+  struct Text {
+    char characters[kLongest];
+    std::uint8_t size;  // 0: not made yet
+  };
+
+  void Make(std::int16_t code, Text& text) const;
+
+  ValueFormat format_;
+  bool raw_;
+  std::unique_ptr<std::array<Text, 65536>> texts_ = std::make_unique<std::array<Text, 65536>>();
+};
 
 }  // namespace halden::host

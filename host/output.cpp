@@ -38,6 +38,15 @@ void Output::Flush() {
   block_.clear();
 }
 
+void Output::RewriteStart(std::string_view bytes) {
+  Flush();
+  if (!Ok() || !file_) return;
+  const bool written = std::fseek(file_, 0, SEEK_SET) == 0 &&
+                       std::fwrite(bytes.data(), 1, bytes.size(), file_) == bytes.size() &&
+                       std::fseek(file_, 0, SEEK_END) == 0;
+  if (!written) Fail();
+}
+
 void Output::Close() {
   Flush();
   std::FILE* const file = std::exchange(file_, nullptr);

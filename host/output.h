@@ -19,6 +19,8 @@ class Output {
   void Write(std::string_view text);
   /// Hands everything written so far to the system.
   void Flush();
+  /// Replaces the file's first bytes and goes on at its end. Not for standard output.
+  void RewriteStart(std::string_view bytes);
   /// Flushes and closes. Failures of earlier writes may only show here.
   void Close();
 

@@ -10,12 +10,6 @@
 namespace halden::host {
 namespace {
 
-using std::chrono::steady_clock;
-
-double SecondsSince(steady_clock::time_point start) {
-  return std::chrono::duration<double>(steady_clock::now() - start).count();
-}
-
 std::string SummaryJson(const RecordingSummary& summary) {
   return JsonObject()
              .Text("port", summary.port)
@@ -64,7 +58,8 @@ class Recorder {
   }
 
   void Record() {
-    start_ = last_frame_ = steady_clock::now();
+    start_ = session_.Now();
+    last_frame_ = 0;
     progress_.Say("Recording " + std::to_string(columns_.size()) +
                   (columns_.size() == 1 ? " column" : " columns") + Ending());
     while (!Enough()) {
@@ -72,7 +67,7 @@ class Recorder {
       Collect();
       if (progress_.Due()) progress_.Update(State());
     }
-    summary_.seconds = SecondsSince(start_);
+    summary_.seconds = Elapsed();
     summary_.rate = adc_.Rate();
     adc_.StopRecord();
     Collect();
@@ -82,10 +77,13 @@ class Recorder {
   std::chrono::milliseconds Rest() const {
     constexpr std::chrono::milliseconds kLongest(50);
     if (!arguments_.seconds) return kLongest;
-    const std::chrono::duration<double> left(*arguments_.seconds - SecondsSince(start_));
+    const std::chrono::duration<double> left(*arguments_.seconds - Elapsed());
     return std::clamp(std::chrono::ceil<std::chrono::milliseconds>(left), std::chrono::milliseconds(0),
                       kLongest);
   }
+
+  /// Seconds since the start.
+  double Elapsed() const { return session_.Now() - start_; }
 
   std::string Ending() const {
     if (arguments_.frames) return " until " + std::to_string(*arguments_.frames) + " frames are there";
@@ -97,13 +95,13 @@ class Recorder {
     const auto ok = [](const auto& sink) { return sink->Ok(); };
     if (StopRequested() || !std::ranges::all_of(sinks_, ok)) return true;
     if (arguments_.frames) return summary_.frames >= *arguments_.frames;
-    return arguments_.seconds && SecondsSince(start_) >= *arguments_.seconds;
+    return arguments_.seconds && Elapsed() >= *arguments_.seconds;
   }
 
   /// Passes every frame that waits on to the sinks.
   void Collect() {
     times_.resize(static_cast<std::size_t>(adc_.InputCountKadrs()));
-    arrivals_.Poll(SecondsSince(start_), times_);
+    arrivals_.Poll(Elapsed(), times_);
     std::span<const double> times = times_;
     for (auto codes = source_.Next(); !codes.empty(); codes = source_.Next()) {
       const std::size_t frames = codes.size() / columns_.size();
@@ -117,18 +115,18 @@ class Recorder {
     // The last block may hold more than --frames asks for.
     if (arguments_.frames) frames = std::min(frames, *arguments_.frames - summary_.frames);
     summary_.frames += frames;
-    last_frame_ = steady_clock::now();
+    last_frame_ = Elapsed();
     codes = codes.first(static_cast<std::size_t>(frames) * columns_.size());
     times = times.first(static_cast<std::size_t>(frames));
     for (const auto& sink : sinks_) sink->Take({codes, times});
   }
 
   std::string State() const {
-    const double seconds = SecondsSince(start_);
+    const double seconds = Elapsed();
     const double pace = seconds > 0 ? static_cast<double>(summary_.frames) / seconds : 0;
     std::string state = Fixed(seconds, 1) + " s, " + std::to_string(summary_.frames) + " frames, " +
                         Fixed(pace, 1) + " a second (Rate " + Fixed(adc_.Rate(), 1) + ")";
-    const double silence = SecondsSince(last_frame_);
+    const double silence = Elapsed() - last_frame_;
     if (silence >= 2) state += ", none for " + Fixed(silence, 0) + " s";
     return state;
   }
@@ -175,8 +173,8 @@ class Recorder {
   sdk::ArrivalTimes arrivals_;
   std::vector<double> times_;  ///< of the frames that wait
 
-  steady_clock::time_point start_;
-  steady_clock::time_point last_frame_;
+  double start_ = 0;       ///< on the session's clock
+  double last_frame_ = 0;  ///< seconds after the start
   RecordingSummary summary_;
 };
 

@@ -13,20 +13,23 @@ constexpr std::size_t kBlockCodes = 1 << 16;
 class CsvSink final : public FrameSink {
  public:
   CsvSink(const std::string& path, std::vector<Column> columns, bool raw_codes)
-      : columns_(std::move(columns)),
-        raw_codes_(raw_codes),
-        output_(path),
-        line_(columns_.size() * (kValueRoom + 1)) {
+      : columns_(std::move(columns)), output_(path), longest_line_(columns_.size() * (kValueRoom + 1)) {
     for (const Column& column : columns_) {
+      texts_.push_back(TextsOf(column, raw_codes));
       output_.Write(column.name);
       output_.Write(&column == &columns_.back() ? "\n" : ",");
     }
+    block_.resize(std::max(kBlockBytes, longest_line_));
   }
 
   void Take(const Frames& frames) override {
     const std::size_t width = columns_.size();
-    for (std::size_t start = 0; start + width <= frames.codes.size(); start += width)
-      WriteFrame(frames.codes.subspan(start, width));
+    char* end = block_.data();
+    for (std::size_t start = 0; start + width <= frames.codes.size(); start += width) {
+      end = WriteFrame(frames.codes.subspan(start, width), end);
+      if (end + longest_line_ > block_.data() + block_.size()) end = WriteBlock(end);
+    }
+    WriteBlock(end);
     output_.Flush();
   }
 
@@ -35,20 +38,34 @@ class CsvSink final : public FrameSink {
   const std::string& Failure() const override { return output_.Failure(); }
 
  private:
-  void WriteFrame(std::span<const std::int16_t> frame) {
-    char* end = line_.data();
+  static constexpr std::size_t kBlockBytes = 1 << 15;
+
+  /// Columns of one format share their texts.
+  std::shared_ptr<CodeTexts> TextsOf(const Column& column, bool raw_codes) const {
+    for (std::size_t i = 0; i < texts_.size(); ++i)
+      if (raw_codes || columns_[i].format == column.format) return texts_[i];
+    return std::make_shared<CodeTexts>(column.format, raw_codes);
+  }
+
+  char* WriteFrame(std::span<const std::int16_t> frame, char* end) {
     for (std::size_t i = 0; i < frame.size(); ++i) {
-      end = raw_codes_ ? WriteCode(frame[i], end) : WriteValue(frame[i], columns_[i].format, end);
+      end = texts_[i]->Write(frame[i], end);
       *end++ = ',';
     }
     end[-1] = '\n';
-    output_.Write({line_.data(), end});
+    return end;
+  }
+
+  char* WriteBlock(char* end) {
+    output_.Write({block_.data(), end});
+    return block_.data();
   }
 
   const std::vector<Column> columns_;
-  const bool raw_codes_;
+  std::vector<std::shared_ptr<CodeTexts>> texts_;  ///< of each column
   Output output_;
-  std::vector<char> line_;  ///< room for one line
+  const std::size_t longest_line_;  ///< characters
+  std::vector<char> block_;
 };
 
 }  // namespace

@@ -70,4 +70,10 @@ std::unique_ptr<FrameSink> NewCsvSink(const std::string& path, std::vector<Colum
 /// when the recording is over.
 std::unique_ptr<FrameSink> NewPictureSink(const std::string& path, std::vector<Column> columns);
 
+/// numpy's own format: a float32 array of frames by columns. With `times_path`, not empty, a second file gets
+/// the frames' times, a float64 array in seconds. After each Take both files are complete, so that a kill
+/// loses nothing that was written.
+std::unique_ptr<FrameSink> NewNpySink(const std::string& path, const std::string& times_path,
+                                      std::vector<Column> columns);
+
 }  // namespace halden::host

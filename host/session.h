@@ -21,6 +21,11 @@ class Session {
   /// longest, and serves the message queue, from which the ticks come. Call it in a loop.
   virtual void Serve(std::chrono::milliseconds at_most) = 0;
 
+  /// Seconds from any start, on a clock that never jumps.
+  virtual double Now() const {
+    return std::chrono::duration<double>(std::chrono::steady_clock::now().time_since_epoch()).count();
+  }
+
  protected:
   /// Null if the driver could not be loaded.
   virtual IADC3* Object() = 0;
