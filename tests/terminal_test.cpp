@@ -165,26 +165,26 @@ TEST(TerminalToolkit, UnderstandsTheKeysOfEveryTerminal) {
     std::string name;
     std::string keys;
     Choice expected;
-  } rows[] = {
-      {.name = "moving in the channels and in the rate",
-       .keys = page_up + down + down + up + tab + end + backspace + "\x1bOD" + left + "3" + home + del + "\n",
-       .expected = {true, 0, 2, 32}},
-      {.name = "digits find rows, unknown keys do nothing, a letter is an access key on a button",
-       .keys = "22z\x01\x1b[?1;x\x1b[99999~\xFF" + back_tab + "c" + enter,
-       .expected = {true, 2, 21, 12.5f}},
-      {.name = "End by number, arrows between buttons",
-       .keys = "\x1b[4~" + down + "\x1b[8~" + tab + tab + right + left + "r8" + enter,
-       .expected = {true, 0, 32, 8}},
-      {.name = "Home by number, Shift-Down in the rates",
-       .keys = "\x1b[7~" + up + "\x1b[1~" + alt + "r" + down + "\x1b[1;2B" + enter,
-       .expected = {true, 0, 1, 2}},
-      {.name = "Tab picks from a list and moves on",
-       .keys = alt_down + down + tab + "7" + enter,
-       .expected = {true, 0, 4, 7}},
-      {.name = "lists opened by the space bar and by F4, and closed by Esc and by F4",
-       .keys = " " + page_down + enter + "\x1b[14~" + up + escape + f4 + up + "\x1b[[D" + enter,
-       .expected = {true, 0, 11, 12.5f}},
-      {.name = "hung up within a key", .keys = alt + "rx\x1b[1;", .expected = presets}};
+  } rows[] = {{.name = "moving in the channels and in the rate, Enter after a broken sequence",
+               .keys = page_up + down + down + up + tab + end + backspace + "\x1bOD" + left + "3" + home +
+                       del + "\x1b[1\n",
+               .expected = {true, 0, 2, 32}},
+              {.name = "digits find rows, unknown keys do nothing, a letter is an access key on a button",
+               .keys = "22z\x01\x1b[?1;x\x1b[99999~\xFF" + back_tab + "c" + enter,
+               .expected = {true, 2, 21, 12.5f}},
+              {.name = "End by number, arrows between buttons",
+               .keys = "\x1b[4~" + down + "\x1b[8~" + tab + tab + right + left + "r8" + enter,
+               .expected = {true, 0, 32, 8}},
+              {.name = "Home by number, Shift-Down in the rates",
+               .keys = "\x1b[7~" + up + "\x1b[1~" + alt + "r" + down + "\x1b[1;2B" + enter,
+               .expected = {true, 0, 1, 2}},
+              {.name = "Tab picks from a list and moves on",
+               .keys = alt_down + down + tab + "7" + enter,
+               .expected = {true, 0, 4, 7}},
+              {.name = "lists opened by the space bar and by F4, and closed by Esc and by F4",
+               .keys = " " + page_down + enter + "\x1b[14~" + up + escape + f4 + up + "\x1b[[D" + enter,
+               .expected = {true, 0, 11, 12.5f}},
+              {.name = "hung up within a key", .keys = alt + "rx\x1b[1;", .expected = presets}};
   for (const auto& row : rows) {
     KeyUser user;
     user.keys = row.keys;

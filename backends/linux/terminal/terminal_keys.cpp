@@ -66,6 +66,13 @@ std::size_t Utf8Length(char lead) {
   return byte < 0xC2 ? 1 : byte < 0xE0 ? 2 : byte < 0xF0 ? 3 : byte < 0xF5 ? 4 : 1;
 }
 
+/// Whether the bytes at the front are a whole character, or can't become one any more.
+bool HoldsCharacter(std::string_view bytes) {
+  const std::string_view begun = bytes.substr(0, Utf8Length(bytes.front()));
+  const auto continues = [](char byte) { return (static_cast<unsigned char>(byte) & 0xC0) == 0x80; };
+  return begun.size() == Utf8Length(bytes.front()) || !std::all_of(begun.begin() + 1, begun.end(), continues);
+}
+
 }  // namespace
 
 // `pending_` always begins where a key begins. Each function below either takes whole keys off its front, or
@@ -78,7 +85,9 @@ std::size_t Utf8Length(char lead) {
 //   "\x1b["         waits; Alt-[ when overdue
 //   "\x1b[1;3"      waits; kOther when overdue
 //   "\x1b[1;3B"     Alt-Down
+//   "\x1b[1\r"      kOther, and Enter stays
 //   "\xD0"          waits for the second byte of a character
+//   "\xD0z"         U+FFFD, and z stays
 //   "\x01"          kOther: Ctrl-A means nothing here
 
 void KeyDecoder::Feed(std::string_view bytes, std::uint32_t now) {
@@ -142,6 +151,10 @@ std::optional<Key> KeyDecoder::DecodeSequence(bool overdue) {
     while (end < pending_.size() && pending_[end] >= 0x20 && pending_[end] < 0x40) ++end;
   }
   if (end >= pending_.size()) return Incomplete(overdue);
+  if (const auto last = static_cast<unsigned char>(pending_[end]); last < 0x20 || last >= 0x7F) {
+    pending_.erase(0, end);  // broken off: this byte begins the next key
+    return Key{};
+  }
   Key key = KeyOfSequence(std::string_view(pending_).substr(kBegin, end - kBegin), pending_[end]);
   if (console) key = pending_[end] == 'D' ? Key{KeyCode::kF4} : Key{};
   pending_.erase(0, end + 1);
@@ -150,8 +163,8 @@ std::optional<Key> KeyDecoder::DecodeSequence(bool overdue) {
 
 /// The character that begins at this place of `pending_`. Malformed UTF-8 gives U+FFFD.
 std::optional<Key> KeyDecoder::DecodeCharacter(std::size_t at, bool alt, bool overdue) {
-  if (pending_.size() < at + Utf8Length(pending_[at])) return Incomplete(overdue);
   std::string_view rest = std::string_view(pending_).substr(at);
+  if (!HoldsCharacter(rest)) return Incomplete(overdue);
   const char32_t character = TakeCharacter(&rest);
   pending_.erase(0, pending_.size() - rest.size());
   return Key{KeyCode::kCharacter, character, alt};

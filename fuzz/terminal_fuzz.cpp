@@ -1,0 +1,254 @@
+// The bytes of a keyboard in any pieces, first through the key decoder alone, then through the forms on a
+// terminal that is kept in memory and resized at any time.
+
+#include <vector>
+
+#include "backends/linux/terminal/port_properties.h"
+#include "backends/linux/terminal/terminal_toolkit.h"
+#include "backends/text/characters.h"
+#include "fuzz/choices.h"
+#include "tests/form_machine.h"
+#include "ui/dlgPort.h"
+
+namespace halden {
+namespace {
+
+constexpr std::uint32_t kPause = KeyDecoder::kEscapeTimeoutMs + 5;  // ms, after which a key is complete
+
+struct SentKey {
+  std::string bytes;
+  std::vector<Key> keys;
+};
+
+/// What terminals send for keys, and broken characters and sequences that must not swallow the key after
+/// them; written down apart from the decoder's tables.
+const std::vector<SentKey>& SentKeys() {
+  static const std::vector<SentKey> keys = {
+      {"\r", {{KeyCode::kEnter}}},
+      {"\n", {{KeyCode::kEnter}}},
+      {"\x1b", {{KeyCode::kEscape}}},
+      {"\t", {{KeyCode::kTab}}},
+      {"\x1b[Z", {{KeyCode::kBackTab}}},
+      {"\x7f", {{KeyCode::kBackspace}}},
+      {"\b", {{KeyCode::kBackspace}}},
+      {"\x1b[3~", {{KeyCode::kDelete}}},
+      {"\x1b[H", {{KeyCode::kHome}}},
+      {"\x1bOH", {{KeyCode::kHome}}},
+      {"\x1b[1~", {{KeyCode::kHome}}},
+      {"\x1b[7~", {{KeyCode::kHome}}},
+      {"\x1b[F", {{KeyCode::kEnd}}},
+      {"\x1b[4~", {{KeyCode::kEnd}}},
+      {"\x1b[8~", {{KeyCode::kEnd}}},
+      {"\x1b[5~", {{KeyCode::kPageUp}}},
+      {"\x1b[6~", {{KeyCode::kPageDown}}},
+      {"\x1b[A", {{KeyCode::kUp}}},
+      {"\x1bOB", {{KeyCode::kDown}}},
+      {"\x1b[1;3B", {{KeyCode::kDown, 0, true}}},
+      {"\x1b[1;2C", {{KeyCode::kRight}}},
+      {"\x1b[D", {{KeyCode::kLeft}}},
+      {"\x1bOS", {{KeyCode::kF4}}},
+      {"\x1b[14~", {{KeyCode::kF4}}},
+      {"\x1b[[D", {{KeyCode::kF4}}},
+      {"\x1b[1;3S", {{KeyCode::kF4, 0, true}}},
+      {"\x1b[15~", {Key{}}},
+      {"\x1b[[A", {Key{}}},
+      {"\x01", {Key{}}},
+      {"\x1br", {{KeyCode::kCharacter, U'r', true}}},
+      {"\x1b\xD1\x87", {{KeyCode::kCharacter, U'ч', true}}},
+      {" ", {{KeyCode::kCharacter, U' '}}},
+      {"7", {{KeyCode::kCharacter, U'7'}}},
+      {"\xD0\xB6", {{KeyCode::kCharacter, U'ж'}}},
+      {"\xE6\xBC\xA2", {{KeyCode::kCharacter, U'漢'}}},
+      {"\xF0\x9F\x98\x80", {{KeyCode::kCharacter, U'\U0001F600'}}},
+      {"\xFF", {{KeyCode::kCharacter, U'\uFFFD'}}},
+      {"\xE6z", {{KeyCode::kCharacter, U'\uFFFD'}, {KeyCode::kCharacter, U'z'}}},
+      {"\x1b[1\r", {Key{}, {KeyCode::kEnter}}}};
+  return keys;
+}
+
+void TakeKeys(KeyDecoder& decoder, std::uint32_t now, std::vector<Key>* keys) {
+  while (const std::optional<Key> key = decoder.Next(now)) keys->push_back(*key);
+}
+
+/// Feeds the bytes in pieces of chosen sizes, with at most `pause` ms between two of them.
+void FeedInPieces(std::string_view bytes, std::uint32_t* now, Choices& choices, KeyDecoder& decoder,
+                  std::vector<Key>* keys) {
+  while (!bytes.empty()) {
+    const std::size_t size = std::min<std::size_t>(1 + choices.Below(4), bytes.size());
+    decoder.Feed(bytes.substr(0, size), *now);
+    bytes.remove_prefix(size);
+    *now += choices.Below(KeyDecoder::kEscapeTimeoutMs);
+    TakeKeys(decoder, *now, keys);
+  }
+}
+
+/// Every key that is sent arrives, whatever its bytes' pieces.
+void SendKeys(Choices& choices) {
+  KeyDecoder decoder;
+  std::vector<Key> sent, received;
+  std::uint32_t now = choices.Number();
+  while (choices.Left()) {
+    const SentKey& key = SentKeys()[choices.Below(static_cast<int>(SentKeys().size()))];
+    sent.insert(sent.end(), key.keys.begin(), key.keys.end());
+    FeedInPieces(key.bytes, &now, choices, decoder, &received);
+    if (key.keys == std::vector<Key>{{KeyCode::kEscape}}) TakeKeys(decoder, now += kPause, &received);
+  }
+  TakeKeys(decoder, now + kPause, &received);
+  Demand(sent == received, "every key that is sent arrives");
+}
+
+/// Any bytes give the same keys in one piece and in several.
+void SendBytes(Choices& choices) {
+  const std::uint32_t start = choices.Number();
+  std::uint32_t now = start;
+  const std::string bytes = choices.Text(choices.Byte());
+  KeyDecoder whole, pieces;
+  std::vector<Key> expected, received;
+  whole.Feed(bytes, start);
+  TakeKeys(whole, start, &expected);
+  TakeKeys(whole, start + kPause, &expected);
+  FeedInPieces(bytes, &now, choices, pieces, &received);
+  TakeKeys(pieces, now + kPause, &received);
+  Demand(expected == received, "pieces don't change the keys");
+  whole.Feed("x", start);
+  expected.clear();
+  TakeKeys(whole, start, &expected);
+  Demand(expected == std::vector<Key>{{KeyCode::kCharacter, U'x'}}, "no byte is left after a pause");
+}
+
+/// A terminal that understands what the toolkit may send: text, cursor, style and clearing. It sends the keys
+/// that the input chooses, and hangs up at its end. After each key the toolkit must draw everything again,
+/// which must not change what is shown: what was drawn step by step was right.
+class MemoryTerminal : public TextTerminal {
+ public:
+  explicit MemoryTerminal(Choices& choices) : choices_(choices) { Resize(80, 24); }
+
+  bool Available() const override { return true; }
+  bool Open() override { return true; }
+  void Close() override { redraws_ = false; }
+  TerminalSize Size() const override { return size_; }
+  bool Ended() const override { return hung_up_; }
+  bool TakeScreenLost() override {
+    if (!redraws_) return false;
+    redraws_ = false;
+    expected_ = cells_;
+    return true;
+  }
+
+  std::string Read() override {
+    if (++reads_ % kPause != 0) {
+      if (reads_ % kPause == kPause - 1) redraws_ = true;
+      return {};
+    }
+    hung_up_ = !choices_.Left();
+    const int choice = choices_.Byte();
+    if (choice == 0xFF) Resize(1 + choices_.Below(100), 1 + choices_.Below(40));
+    if (choice & 0x80) return choices_.Text(choice & 0x0F);
+    return SentKeys()[choice % SentKeys().size()].bytes;
+  }
+
+  void Write(std::string_view output) override {
+    while (!output.empty()) {
+      if (output.starts_with("\x1b[")) {
+        const std::size_t end = output.find_first_of("mHJhl");
+        Demand(end != std::string_view::npos, "a sequence ends");
+        Obey(output.substr(2, end - 2), output[end]);
+        output.remove_prefix(end + 1);
+      } else {
+        Show(TakeCharacter(&output));
+      }
+    }
+    if (!expected_.empty())
+      Demand(expected_ == cells_, "drawing step by step shows what drawing everything does");
+    expected_.clear();
+  }
+
+ private:
+  void Resize(int columns, int rows) {
+    if (size_ == TerminalSize{columns, rows}) return;
+    size_ = {columns, rows};
+    cells_.assign(static_cast<std::size_t>(columns) * rows, "");
+  }
+  void Obey(std::string_view parameters, char command) {
+    if (command == 'm') {
+      style_ = parameters;
+    } else if (command == 'H') {
+      Demand(std::sscanf(std::string(parameters).c_str(), "%d;%d", &row_, &column_) == 2,
+             "the cursor has a place");
+      Demand(row_ >= 1 && row_ <= size_.rows && column_ >= 1 && column_ <= size_.columns,
+             "it is on the screen");
+    } else if (command == 'J') {
+      std::fill(cells_.begin(), cells_.end(), "");
+    } else {
+      Demand(parameters == "?25", "modes other than the cursor's don't change");
+    }
+  }
+  void Show(char32_t character) {
+    const int width = DisplayWidth(character);
+    Demand(width > 0, "nothing but printable characters is sent");
+    Demand(column_ + width - 1 <= size_.columns, "no row is longer than the screen");
+    for (int i = 0; i < width; ++i) {
+      cells_[static_cast<std::size_t>(row_ - 1) * size_.columns + column_ - 1 + i] =
+          style_ + "m" + (i == 0 ? EncodeUtf8({&character, 1}) : "");
+    }
+    column_ += width;
+  }
+
+  Choices& choices_;
+  TerminalSize size_;
+  std::vector<std::string> cells_;     // each with its style
+  std::vector<std::string> expected_;  // after the redraw that is under way; empty: none is
+  std::string style_;
+  int row_ = 1;              // of the cursor
+  int column_ = 1;           // likewise
+  std::uint32_t reads_ = 0;  // one a millisecond
+  bool redraws_ = false;
+  bool hung_up_ = false;
+};
+
+void UsePortDialog(Choices& choices) {
+  FormFixture machine(choices.Byte() & 1 ? RussianOptions() : SimOptions());
+  MemoryTerminal terminal(choices);
+  TerminalToolkit toolkit(terminal, machine.sim.clock(), TextLanguage::kRussian);
+  Platform platform = machine.PlatformOn(toolkit);
+  dlgPort dialog(machine.store, platform);
+  std::int16_t port = 0, channels = 3;
+  float rate = 12.5f;
+  const bool accepted = dialog.GetUserPort(port, channels, rate);
+  Demand(port >= 0 && port < 3 && channels >= 1 && channels <= 32 && rate > 0, "the answer is a valid one");
+  Demand(accepted || (port == 0 && channels == 3 && rate == 12.5f), "cancelling changes nothing");
+}
+
+void UsePortProperties(Choices& choices) {
+  FormFixture machine;
+  MemoryTerminal terminal(choices);
+  TerminalToolkit toolkit(terminal, machine.sim.clock(), TextLanguage::kEnglish);
+  const Dcb before{.BaudRate = 9600, .ByteSize = 8, .Parity = 0, .StopBits = 0};
+  Dcb line = before;
+  const bool accepted = EditPortProperties(toolkit, TextLanguage::kEnglish, "COM5", &line);
+  Demand(line.BaudRate >= 1 && line.ByteSize >= 7 && line.ByteSize <= 8 && line.Parity <= 4 &&
+             line.StopBits <= 2,
+         "the line settings are valid");
+  Demand(accepted || line.BaudRate == before.BaudRate, "cancelling changes nothing");
+}
+
+}  // namespace
+}  // namespace halden
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+  halden::Choices choices(data, size);
+  switch (choices.Below(4)) {
+    case 0:
+      halden::SendKeys(choices);
+      break;
+    case 1:
+      halden::SendBytes(choices);
+      break;
+    case 2:
+      halden::UsePortDialog(choices);
+      break;
+    default:
+      halden::UsePortProperties(choices);
+  }
+  return 0;
+}
