@@ -52,12 +52,87 @@ TEST_F(Model, ValuesBecomeTheNearestCode) {
   EXPECT_EQ(ScaleToCode(16777216, 1, 16777213.5f), 2);
 }
 
-TEST_F(Model, ATableHoldsNoMoreChannelsThanTheirCountCanTell) {
+/// A ring of 4 slots for frames of one code, with frames numbered 1, 2, 3 in the order of their lines.
+struct FrameRing : Model {
+  FrameRing() {
+    SetInputChannels(store, {0});
+    SetChannelRange(store, 0, 9);  // codes are the values
+    store.InputState.InputSizeKadrs = 4;
+    store.Busy = AllocBuffer(store);
+  }
+
+  void Write(int frames) {
+    writer.Begin();
+    for (int i = 0; i < frames; ++i) {
+      store.ChannelValues[0] = ++last_frame;
+      writer.AddBufferKadr();
+    }
+    writer.End();
+  }
+
+  std::vector<std::int16_t> Read(std::size_t frames) {
+    std::vector<std::int16_t> codes(frames);
+    auto size = static_cast<std::int32_t>(frames);
+    std::int32_t left = 0;
+    codes.resize(GetData(store, codes.data(), size, left));
+    return codes;
+  }
+
+  FrameWriter writer{store};
+  float last_frame = 0;
+};
+
+TEST_F(FrameRing, KeepsTheOldestFramesInOrder) {
+  const struct {
+    const char* step;
+    int written = 0;
+    std::vector<std::int16_t> read = {};
+    int waiting = 0;  ///< after both
+  } steps[] = {
+      {.step = "fresh"},
+      {.step = "filled to the last slot", .written = 4, .waiting = 4},
+      {.step = "full: frame 5 is lost", .written = 1, .waiting = 4},
+      {.step = "the oldest two are read", .read = {1, 2}, .waiting = 2},
+      {.step = "wrapped, with one slot free", .written = 1, .waiting = 3},
+      {.step = "full over the wrap: frame 8 is lost", .written = 2, .waiting = 4},
+      {.step = "drained over the wrap", .read = {3, 4, 6, 7}, .waiting = 0},
+      {.step = "one frame in a drained ring", .written = 1, .waiting = 1},
+      {.step = "refilled over the wrap", .written = 3, .waiting = 4},
+      {.step = "read up to the last slot", .read = {9, 10}, .waiting = 2},
+      {.step = "read on from slot 1", .read = {11, 12}, .waiting = 0},
+  };
+  for (const auto& s : steps) {
+    SCOPED_TRACE(s.step);
+    Write(s.written);
+    EXPECT_EQ(Read(s.read.size()), s.read);
+    ASSERT_EQ(CountKadrs(store), s.waiting);
+  }
+}
+
+TEST_F(FrameRing, AnotherTableDropsTheFramesAndTheSameOneKeepsThem) {
+  for (const int frames : {2, 4, 4}) {
+    Write(frames);
+    store.Busy = false;
+    SetInputChannels(store, store.InputState.InputChannels);
+    EXPECT_EQ(CountKadrs(store), frames) << "after the same table";
+    SetInputChannels(store, {static_cast<std::int16_t>(store.InputState.InputChannels[0] + 1)});
+    EXPECT_EQ(CountKadrs(store), 0) << "after another table";
+    store.Busy = true;
+    Write(1);
+    EXPECT_EQ(Read(2).size(), 1u) << "of the one frame written after the table changed";
+  }
+}
+
+TEST_F(Model, ChannelTablesAreLimitedTo32767Entries) {
   for (const std::size_t width : {32767, 32768, 2}) {
     SetInputChannels(store, std::vector<std::int16_t>(width));
-    EXPECT_EQ(store.InputState.InputCountChannels, width == 2 ? 2 : 32767);
+    EXPECT_EQ(store.InputState.InputCountChannels, width == 2 ? 2 : 32767) << width << " entries";
   }
-  EXPECT_EQ(store.InputState.InputSizeKadrs, 262144) << "with no request";
+}
+
+TEST_F(Model, CapacityWithoutARequestIsTheDefault) {
+  SetInputChannels(store, {0, 1});
+  EXPECT_EQ(store.InputState.InputSizeKadrs, 262144);
 }
 
 }  // namespace

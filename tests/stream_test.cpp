@@ -229,10 +229,11 @@ struct Twin {
     held += bytes;
     EXPECT_EQ(passes.Receive(bytes), static_cast<std::int32_t>(bytes.size()));
     const std::int16_t read = passes.buffer.ParseBuffer();
-    int expected = 0;
+    int expected = 0, frames = 0;
     for (const std::string& line : LinesOfPass(held)) {
       expected += plain.parser.ParseLine(Trim(line)) > 0;
       last = Trim(line);
+      frames += !last.empty();
       ++taken;
     }
     EXPECT_EQ(read, expected);
@@ -240,7 +241,9 @@ struct Twin {
     EXPECT_EQ(passes.buffer.LastLine, last);
     const std::vector<float>&values = passes.store.ChannelValues, &others = plain.store.ChannelValues;
     EXPECT_EQ(std::memcmp(values.data(), others.data(), values.size() * sizeof(float)), 0);
-    EXPECT_EQ(InputData(passes.store).Codes, InputData(plain.store).Codes);
+    const FrameTable table = InputData(passes.store);
+    ASSERT_EQ(table.Rows(), frames + 1) << "and no frame of an earlier pass";
+    EXPECT_EQ(table.Codes, InputData(plain.store).Codes);
   }
 
   Decoder passes, plain;
@@ -250,8 +253,8 @@ struct Twin {
 
 TEST(Framing, AnySplitIntoReadsTakesTheLinesOfItsPasses) {
   const std::string stream = "1;2\r\n33;44\r\n\r\n5;6\r\r7;8\r\n\n9;9\r\n";
-  for (std::size_t first = 0; first <= stream.size(); ++first)
-    for (std::size_t second = first; second <= stream.size(); ++second) {
+  for (std::size_t first = 0; first <= stream.size() && !testing::Test::HasFailure(); ++first)
+    for (std::size_t second = first; second <= stream.size() && !testing::Test::HasFailure(); ++second) {
       SCOPED_TRACE(std::to_string(first) + ", " + std::to_string(second));
       Twin twin(kPoint, ";", 2);
       twin.passes.rate.Start();
