@@ -62,6 +62,28 @@ TEST(SimDevice, TalksOnWhileNobodyListensAndLeavesNoBacklog) {
   EXPECT_EQ(sim.Hear(1000), "9.00\r\n-893.95\r\n-88") << "from the fourth byte of the line begun at 15000";
 }
 
+TEST(SimDevice, RestartsItsSilenceOnlyWhenDtrRises) {
+  Listening sim("sim:columns=1,rate=10,signal=constant,end=lf,resets=2.5");
+  EXPECT_EQ(sim.Hear(50), "100.05\n") << "it doesn't restart before DTR rises";
+  const auto raise_dtr = [&sim] { EXPECT_EQ(sim.device.SetDtr(true), FT_OK); };
+  raise_dtr();
+  EXPECT_EQ(sim.Hear(2499), "");
+  EXPECT_EQ(sim.Hear(2), "100.05\n");
+  raise_dtr();
+  EXPECT_EQ(sim.Hear(100), "100.05\n") << "DTR was up already";
+  sim.OpenAfter(100);
+  raise_dtr();
+  EXPECT_EQ(sim.Hear(100), "100.05\n") << "closing the port left DTR up";
+  sim.device.SetDtr(false);
+  raise_dtr();
+  EXPECT_EQ(sim.Hear(2499), "") << "a second rise restarts it again";
+  sim.device.Unplug();
+  sim.device.Plug();
+  sim.OpenAfter(100);
+  raise_dtr();
+  EXPECT_EQ(sim.Hear(2499), "") << "plugging it in again left DTR low";
+}
+
 TEST(ReplayDevice, KeepsThePaceThatItsOptionNames) {
   const std::tuple<std::string, std::string, std::vector<std::string>> cases[] = {
       {"1\r\n2\r\r3", ",rate=10", {"1\r\n", "2\r", "\r", "3", ""}},

@@ -137,6 +137,7 @@ std::vector<Key<SimDeviceSettings>> KeysOf(const SimDeviceSettings&) {
       ChoiceKey("text", {{"numbers", false}, {"words", true}}, &S::words),
       NumberKey("seed", std::uint64_t{0}, std::numeric_limits<std::uint64_t>::max(), &S::seed),
       SilentKey(),
+      NumberKey("resets", 0.0, kLongest, &S::resets),
       FlagKey("busy", &S::busy),
       ComKey(),
       SerialKey(),

@@ -62,6 +62,7 @@ void PacedDevice::Plug() {
   plugged_ = true;
   unplug_at_ = std::numeric_limits<double>::infinity();
   open_ = false;
+  dtr_ = false;
 }
 
 FT_STATUS PacedDevice::Accept(const std::string& call) {
@@ -122,7 +123,15 @@ FT_STATUS PacedDevice::Reset() {
 }
 
 FT_STATUS PacedDevice::SetDtr(bool on) {
-  return Accept(on ? "dtr 1" : "dtr 0");
+  const FT_STATUS status = Accept(on ? "dtr 1" : "dtr 0");
+  if (status != FT_OK) return status;
+  const bool rises = on && !dtr_;
+  dtr_ = on;
+  if (rises) {
+    Advance();
+    OnDtrRise();
+  }
+  return FT_OK;
 }
 
 FT_STATUS PacedDevice::SetRts(bool on) {

@@ -67,6 +67,8 @@ class PacedDevice : public Device {
   /// The device is being opened, and StartLines is to say what comes next. The answer is why it can't be
   /// opened; empty if it can.
   virtual std::string OnOpen() = 0;
+  /// DTR rises: it was low, and SetDtr(true) was called. What was due before has been received.
+  virtual void OnDtrRise() {}
   /// What the port makes of bytes that the device has sent.
   virtual void Receive(std::string_view sent, ByteQueue& queue) { queue.Push(sent); }
 
@@ -97,6 +99,7 @@ class PacedDevice : public Device {
   bool plugged_ = true;
   bool open_ = false;
   double unplug_at_ = std::numeric_limits<double>::infinity();  // milliseconds
+  bool dtr_ = false;  // closing leaves it as it is, as on a port with HUPCL cleared; unplugging clears it
 
   ByteQueue queue_;
   std::string_view sending_;  // the line that is on its way

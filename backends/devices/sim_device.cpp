@@ -1,5 +1,6 @@
 #include "backends/devices/sim_device.h"
 
+#include <algorithm>
 #include <charconv>
 #include <cmath>
 #include <cstdlib>
@@ -60,7 +61,8 @@ SimDevice::SimDevice(Clock& clock, const SimDeviceSettings& settings)
     : PacedDevice(clock, IdentityOf(settings), settings.baud,
                   {settings.rate, settings.speaks_at.value_or(settings.baud) / kBitsPerByte}),
       settings_(settings),
-      speaks_at_(settings.speaks_at.value_or(settings.baud)) {
+      speaks_at_(settings.speaks_at.value_or(settings.baud)),
+      speaks_from_(std::round(settings.silent * 1000)) {
   const std::size_t field = settings.label.size() + kNumberLength + settings.unit.size() + 1;
   line_.reserve(settings.columns * field + settings.end.size());
 }
@@ -68,11 +70,16 @@ SimDevice::SimDevice(Clock& clock, const SimDeviceSettings& settings)
 std::string SimDevice::OnOpen() {
   if (settings_.busy) return "held by another program";
   const double now = Milliseconds();
-  const double start = std::round(settings_.silent * 1000);
-  const double lines_so_far = now > start ? (now - start) * settings_.rate / 1000 : 0;
-  StartLines(start, static_cast<std::uint64_t>(lines_so_far));
+  const double lines_so_far = now > speaks_from_ ? (now - speaks_from_) * settings_.rate / 1000 : 0;
+  StartLines(speaks_from_, static_cast<std::uint64_t>(lines_so_far));
   UnplugAt(now + settings_.unplug_after * 1000);
   return "";
+}
+
+void SimDevice::OnDtrRise() {
+  if (!settings_.resets) return;
+  speaks_from_ = std::max(speaks_from_, Milliseconds() + std::round(*settings_.resets * 1000));
+  StartLines(speaks_from_, 0);
 }
 
 std::string_view SimDevice::NextLine(std::uint64_t line) {

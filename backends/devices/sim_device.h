@@ -28,8 +28,11 @@ struct SimDeviceSettings {
   std::uint32_t baud = 115200;             ///< that the port is configured for
   std::optional<std::uint32_t> speaks_at;  ///< the rate it really talks at; nothing: `baud`
   double silent = 0;                       ///< seconds from its making; infinity: for good
-  bool busy = false;                       ///< held by another program: it can't be opened
-  std::optional<std::int32_t> com;         ///< as in DeviceIdentity
+  /// Like a board that restarts when DTR rises: the seconds for which it is silent after each rise. Closing
+  /// the port doesn't drop DTR, so opening it again causes no restart. Nothing: it doesn't restart.
+  std::optional<double> resets;
+  bool busy = false;                ///< held by another program: it can't be opened
+  std::optional<std::int32_t> com;  ///< as in DeviceIdentity
   std::string serial;
   double unplug_after = std::numeric_limits<double>::infinity();  ///< seconds from its last opening
 };
@@ -44,6 +47,7 @@ class SimDevice : public PacedDevice {
  protected:
   std::string_view NextLine(std::uint64_t line) override;
   std::string OnOpen() override;
+  void OnDtrRise() override;
   void Receive(std::string_view sent, ByteQueue& queue) override;
 
  private:
@@ -51,6 +55,7 @@ class SimDevice : public PacedDevice {
 
   const SimDeviceSettings settings_;
   const std::uint32_t speaks_at_;
+  double speaks_from_;  // when line 0 is due, in milliseconds; infinity: never
   std::string line_;
   std::uint64_t noise_bytes_ = 0;
 };
