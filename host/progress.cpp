@@ -28,6 +28,10 @@ void Progress::Fail(const std::string& reason) {
   Put("halden-host: " + reason);
 }
 
+void Progress::Warn(const std::string& text) {
+  Say("warning: " + text);
+}
+
 bool Progress::Due() const {
   return !quiet_ && steady_clock::now() >= due_;
 }

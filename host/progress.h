@@ -18,6 +18,8 @@ class Progress {
   void Hint(const std::string& state);
   /// Prints "halden-host: REASON", even when quiet.
   void Fail(const std::string& reason);
+  /// Prints "warning: TEXT", unless quiet.
+  void Warn(const std::string& text);
   /// Whether it is time for another Update: after 100 ms on a terminal, else after 1 s. Never when quiet.
   bool Due() const;
   void Update(const std::string& state);

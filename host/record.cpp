@@ -2,6 +2,7 @@
 #include <chrono>
 
 #include "host/commands.h"
+#include "host/findings.h"
 #include "host/json.h"
 #include "host/process.h"
 #include "host/recording.h"
@@ -65,6 +66,7 @@ class Recorder {
     while (!Enough()) {
       session_.Serve(Rest());
       Collect();
+      SayObservations(session_, progress_);
       if (progress_.Due()) progress_.Update(State());
     }
     summary_.seconds = Elapsed();
@@ -190,6 +192,7 @@ int RunRecord(Session& session, const Arguments& arguments, Progress& progress) 
     return kWrongArguments;
   }
   CatchStopSignals();
+  session.BeginWatching(progress);
   return Recorder(session, arguments, progress).Run();
 }
 

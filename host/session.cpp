@@ -11,22 +11,24 @@ bool Session::Detect(Progress& progress) {
   }
   progress.Hint("Looking for a device ...");
   if (!Adc().Test()) {
-    progress.Fail(WhyNotDetected());
+    SayWhyNot(progress);
     return false;
   }
   const int channels = Adc().ChannelsCount();
-  progress.Say("Found COM" + std::to_string(Adc().BasePort()) + " with " + std::to_string(channels) +
-               (channels == 1 ? " channel" : " channels") + ", at most " + Trimmed(Adc().RateMax(), 1) +
-               " frames a second");
+  progress.Say("Found " + KindOfDevice() + "COM" + std::to_string(Adc().BasePort()) + " with " +
+               std::to_string(channels) + (channels == 1 ? " channel" : " channels") + ", at most " +
+               Trimmed(Adc().RateMax(), 1) + " frames a second");
   return true;
 }
 
-std::string Session::WhyNotDetected() {
-  std::string reason = Adc().LastError();
-  if (!reason.empty()) return reason;
-  const std::string tried = WhatWasTried();
-  return "no device was recognised and the port dialog named none" +
-         (tried.empty() ? "" : " (" + tried + ")");
+void Session::SayWhyNot(Progress& progress) {
+  const std::string reason = Adc().LastError();
+  const auto tried = WhyNotRecognised();
+  if (!reason.empty())
+    progress.Fail(reason);
+  else if (tried.empty())
+    progress.Fail("no device was recognised and the port dialog named none");
+  for (const std::string& line : reason.empty() ? tried : std::vector<std::string>()) progress.Fail(line);
 }
 
 }  // namespace halden::host

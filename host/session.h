@@ -2,9 +2,11 @@
 
 #include <chrono>
 #include <string>
+#include <vector>
 
 #include "host/progress.h"
 #include "model/IADC3.h"
+#include "sdk/line_watch.h"
 
 namespace halden::host {
 
@@ -15,6 +17,14 @@ class Session {
 
   /// Finds the device and says what was found, or why nothing was. May take seconds for each silent device.
   bool Detect(Progress& progress);
+  /// Says how the lines of the device are understood, and begins to watch them. Call it once the ranges are
+  /// chosen.
+  virtual void BeginWatching(Progress&) {}
+  /// What is odd about the lines since the last call; each thing is reported once. Empty where lines can't be
+  /// seen.
+  virtual std::vector<sdk::Observation> TakeObservations() { return {}; }
+  /// Whether the device that was open doesn't answer any more.
+  virtual bool DeviceLost() const { return false; }
   /// Only after Detect has returned true.
   IADC3& Adc() { return *Object(); }
   /// Rests until the driver's next tick is due, a message comes or a signal arrives, `at_most` at the
@@ -29,11 +39,14 @@ class Session {
  protected:
   /// Null if the driver could not be loaded.
   virtual IADC3* Object() = 0;
-  /// What the last detection has tried, for a person; empty where that isn't known.
-  virtual std::string WhatWasTried() const { return {}; }
+  /// Why the last detection recognised no device: one line for each that it tried. Empty where that isn't
+  /// known.
+  virtual std::vector<std::string> WhyNotRecognised() const { return {}; }
+  /// What kind of device is in use, such as "simulated device "; empty for a real one.
+  virtual std::string KindOfDevice() const { return {}; }
 
  private:
-  std::string WhyNotDetected();
+  void SayWhyNot(Progress& progress);
 };
 
 }  // namespace halden::host

@@ -149,6 +149,11 @@ class Picture {
 
   void FinishPanel(Panel& panel) const {
     std::ranges::sort(panel.channels);
+    const int most_ticks = panels_.size() > 2 ? 7 : 11;
+    if (trace_.Bins() == 0) {
+      panel.axis = MakeAxis(0, 1, most_ticks);
+      return;
+    }
     double low = std::numeric_limits<double>::infinity();
     double high = -low;
     for (const std::size_t channel : panel.channels) {
@@ -156,9 +161,8 @@ class Picture {
       low = std::min(low, lowest);
       high = std::max(high, highest);
     }
-    if (low > high) low = 0, high = 1;
     const double margin = high > low ? (high - low) * 0.04 : std::max(std::abs(high) * 0.1, 1e-3);
-    panel.axis = MakeAxis(low - margin, high + margin, panels_.size() > 2 ? 7 : 11);
+    panel.axis = MakeAxis(low - margin, high + margin, most_ticks);
   }
 
   std::size_t NotShown() const {

@@ -2,6 +2,7 @@
 
 #include "host/channels.h"
 #include "host/commands.h"
+#include "host/findings.h"
 #include "host/json.h"
 #include "host/output.h"
 #include "host/process.h"
@@ -89,6 +90,7 @@ int RunWatch(Session& session, const Arguments& arguments, Progress& progress) {
     return kWrongArguments;
   }
   CatchStopSignals();
+  session.BeginWatching(progress);
   LiveView view(session.Adc(), arguments.json);
   Output output("-");
   const auto start = steady_clock::now();
@@ -101,6 +103,7 @@ int RunWatch(Session& session, const Arguments& arguments, Progress& progress) {
     due = std::min(std::max(due + kPace, steady_clock::now()), end);
     for (auto now = steady_clock::now(); now < due && !StopRequested(); now = steady_clock::now())
       session.Serve(std::chrono::ceil<milliseconds>(due - now));
+    SayObservations(session, progress);
     output.Write(view.Show(elapsed()));
     output.Flush();
   }

@@ -43,12 +43,31 @@ const Heard& ListeningTap::At(std::int32_t index) const {
   return found == heard_.end() ? kNeverOpened : found->second;
 }
 
+std::string ListeningTap::SerialNumber(std::int32_t index) const {
+  if (index < 0 || static_cast<std::size_t>(index) >= nodes_.size()) return {};
+  const auto& text = nodes_[static_cast<std::size_t>(index)].SerialNumber;
+  return {text, std::find(std::begin(text), std::end(text), '\0')};
+}
+
+std::string ListeningTap::Description(std::int32_t index) const {
+  if (index < 0 || static_cast<std::size_t>(index) >= nodes_.size()) return {};
+  const auto& text = nodes_[static_cast<std::size_t>(index)].Description;
+  return {text, std::find(std::begin(text), std::end(text), '\0')};
+}
+
 FT_STATUS ListeningTap::FT_CreateDeviceInfoList(std::int32_t* count) {
   return library_.FT_CreateDeviceInfoList(count);
 }
 
 FT_STATUS ListeningTap::FT_GetDeviceInfoList(FT_DEVICE_LIST_INFO_NODE* nodes, std::int32_t* count) {
-  return library_.FT_GetDeviceInfoList(nodes, count);
+  const std::int32_t room = *count;
+  const FT_STATUS status = library_.FT_GetDeviceInfoList(nodes, count);
+  try {
+    nodes_.assign(nodes, nodes + (status == FT_OK ? std::clamp(*count, 0, std::max(room, 0)) : 0));
+  } catch (...) {
+    nodes_.clear();
+  }
+  return status;
 }
 
 FT_STATUS ListeningTap::FT_ListDevices(std::int32_t* number, void* unused, std::uint32_t flags) {

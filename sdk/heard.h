@@ -60,6 +60,11 @@ class ListeningTap final : public D2xx {
   const Heard& At(std::int32_t index) const;
   /// What the device has sent that was opened last; null if none was.
   const Heard* Latest() const { return latest_ < 0 ? nullptr : &At(latest_); }
+  /// Place of the device that was opened last; -1 if none was.
+  std::int32_t LatestIndex() const { return latest_; }
+  /// Texts of the device at this place of the last snapshot; empty for a place that it doesn't have. ANSI.
+  std::string SerialNumber(std::int32_t index) const;
+  std::string Description(std::int32_t index) const;
   /// A failed call on the device that is open now: it was probably unplugged. False again after the next
   /// FT_Open.
   bool Lost() const { return lost_; }
@@ -93,8 +98,9 @@ class ListeningTap final : public D2xx {
  private:
   D2xx& library_;
   Listener listener_;
-  std::map<std::int32_t, Heard> heard_;  // by place in the list
-  std::int32_t latest_ = -1;             // place of the device that was opened last
+  std::vector<FT_DEVICE_LIST_INFO_NODE> nodes_;  // of the last snapshot
+  std::map<std::int32_t, Heard> heard_;          // by place in the list
+  std::int32_t latest_ = -1;                     // place of the device that was opened last
   FT_HANDLE open_ = -1;
   bool lost_ = false;
 };

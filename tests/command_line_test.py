@@ -56,15 +56,19 @@ class CommandLine(unittest.TestCase):
     def test_what_is_wrong_is_named_in_one_line(self):
         cases = [(2, named, arguments) for named, all_arguments in WRONG.items() for arguments in all_arguments]
         cases += [(1, path, f"record --csv - --device tty:{path}") for path in ["/dev/nowhere", "/dev/null"]]
-        refused = [(1, "needs a terminal", "monitor"), (1, "no lines of numbers came; device 1: SIM2: held by",
-                                                        "watch --device sim:silent --device sim:busy --quiet"),
+        refused = [(1, "needs a terminal", "monitor"),
+                   (1, "(simulated device SIM1) was not recognised: no byte came", "watch --device sim:silent --quiet"),
                    (1, "/nowhere/x could not be written", f"record {FAST} --csv /nowhere/x --frames 3 --quiet"),
-                   (1, "--answer", "watch --device sim:silent --answer port=1,channels=1,rate=1 --quiet")]
+                   (1, "--answer", "watch --device sim:busy --answer port=1,channels=1,rate=1 --quiet")]
         for code, named, arguments in refused + cases:
             with self.subTest(arguments):
                 out, err = self.expect(code, arguments)
                 self.assertEqual((out, err.count("\n")), ("", 1), err)
                 self.assertIn(named, err)
+        err = self.expect(1, "watch --device sim:busy --device sim:silent --quiet")[1].splitlines()
+        self.assertEqual(len(err), 2, "a line for each device")
+        self.assertIn("held by another program", err[0])
+        self.assertIn("no byte came", err[1])
         self.assertIn("--frames ", self.expect(0, "--help")[0])
 
     def test_a_picture_shows_many_channels_and_none_of_them_moving_or_there(self):
@@ -73,7 +77,7 @@ class CommandLine(unittest.TestCase):
                                       (0, "--seconds 0.001", [i / 10 for i in range(11)])]:
             out, _ = self.expect(0, f"record {device} {ending} --svg {self.folder}/picture --json")
             picture = (self.folder / "picture").read_text()
-            self.assertEqual((json.loads(out)["frames"], picture.count("<polyline")), (frames, 64))
+            self.assertEqual((json.loads(out)["frames"], picture.count("<polyline")), (frames, 64 if frames else 0))
             self.assertEqual(re.findall('"end">(.*)<', picture), [str(tick) for tick in ticks])
 
     def test_a_signal_ends_a_recording_with_whole_lines_in_the_form_asked_for(self):
@@ -108,7 +112,7 @@ class CommandLine(unittest.TestCase):
         self.assertEqual(self.expect(0, "settings"), ("nothing is stored yet\n", ""))
         device = "--device sim:silent=2.5,columns=3,com=5"
         record = f"record {device} --answer port=0,channels=3,rate=12.5 --frames 3"
-        self.assertIn("Found COM5 with 3 channels, at most 3600 frames a second", self.expect(0, record)[1])
+        self.assertIn("Found simulated device COM5 with 3 channels, at most 3600 frames a second", self.expect(0, record)[1])
         self.assertEqual(list(json.loads(self.expect(0, "settings --json")[0]).values()),
                          ["Halden-Text", 5, 3, 12.5])
         self.assertIn('"RateFixed"=dword:41480000', self.expect(0, "settings --export")[0])

@@ -158,8 +158,8 @@ class TerminalTest(unittest.TestCase):
         terminal = Terminal(self, run(host.format("watch") + " && " + host.format("record")))
         terminal.see_given_back(0)
         screen = terminal.tmux("capture-pane", "-p")
-        for once in ["Column1 .*\\d", "lines a second", " frames, ", "frames in"]:
-            assert len(re.findall(once, screen)) == 1, screen
+        for once in ["^Column1 .*\\d", "lines a second", " frames, ", "frames in"]:
+            assert len(re.findall(once, screen, re.MULTILINE)) == 1, screen
 
 
 unittest.main(verbosity=0)

@@ -12,7 +12,7 @@ constexpr std::uint32_t kUsualBaud = 115200;
 DeviceIdentity IdentityOf(const std::string& serial) {
   DeviceIdentity identity;
   identity.serial = serial;
-  identity.description = "Replayed file";
+  identity.description = kReplayedDescription;
   return identity;
 }
 

@@ -9,6 +9,9 @@
 
 namespace halden {
 
+/// By which a program tells replayed files from real devices.
+inline constexpr char kReplayedDescription[] = "Replayed file";
+
 /// How a captured file is spoken again. With `rate` alone each line comes whole when its time has come; with
 /// `baud` as well no byte comes faster than the line carries it; without `rate`, `baud` alone sets the pace.
 struct ReplayDeviceSettings {

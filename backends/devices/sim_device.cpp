@@ -50,7 +50,7 @@ int SampleAt(SimSignal signal, std::uint64_t line, int column, int columns, std:
 DeviceIdentity IdentityOf(const SimDeviceSettings& settings) {
   DeviceIdentity identity;
   identity.serial = settings.serial;
-  identity.description = "Simulated device";
+  identity.description = kSimulatedDescription;
   identity.com = settings.com;
   return identity;
 }

@@ -10,6 +10,9 @@
 
 namespace halden {
 
+/// By which a program tells simulated devices from real ones.
+inline constexpr char kSimulatedDescription[] = "Simulated device";
+
 enum class SimSignal { kSine, kRamp, kNoise, kConstant };
 
 /// What a simulated device is and says. The defaults fit together: the line carries the rate.

@@ -1,0 +1,204 @@
+#include "host/findings.h"
+
+#include <algorithm>
+
+#include "host/decimal_text.h"
+
+namespace halden::host {
+namespace {
+
+std::string Quoted(std::string_view bytes) {
+  return "\"" + EscapedBytes(bytes) + "\"";
+}
+
+/// `text` with blanks after it up to `width` characters. Counts UTF-8 characters.
+std::string Padded(std::string text, std::size_t width) {
+  const auto continues = [](char c) { return (static_cast<unsigned char>(c) & 0xC0) == 0x80; };
+  const auto characters = text.size() - static_cast<std::size_t>(std::ranges::count_if(text, continues));
+  return text + std::string(width - std::min(width, characters), ' ');
+}
+
+std::string RangeText(IADC3& adc, std::int16_t row) {
+  const auto ranges = adc.Ranges();
+  return static_cast<std::size_t>(row) < ranges.size() ? ranges[static_cast<std::size_t>(row)] : "?";
+}
+
+/// What would fit: an option that a user can copy.
+std::string RangeAdvice(IADC3& adc, const sdk::Observation& observation) {
+  if (observation.row < 0) return "no range is that wide";
+  return RangeText(adc, observation.row) + " would fit: --range " + std::to_string(observation.channel) +
+         "=" + std::to_string(observation.row);
+}
+
+}  // namespace
+
+std::string EscapedBytes(std::string_view bytes) {
+  constexpr char kHex[] = "0123456789ABCDEF";
+  std::string text;
+  for (const char c : bytes) {
+    const auto byte = static_cast<unsigned char>(c);
+    switch (c) {
+      case '\r':
+        text += "\\r";
+        break;
+      case '\n':
+        text += "\\n";
+        break;
+      case '\t':
+        text += "\\t";
+        break;
+      case '\\':
+        text += "\\\\";
+        break;
+      case '"':
+        text += "\\\"";
+        break;
+      default:
+        if (byte >= ' ' && byte <= '~')
+          text += c;
+        else
+          text += {'\\', 'x', kHex[byte >> 4], kHex[byte & 15]};
+    }
+  }
+  return text;
+}
+
+std::string WhyNotRecognisedText(const sdk::Heard& heard, const std::string& failure) {
+  const std::string sample = heard.sample.empty() ? "" : "; it sent " + Quoted(heard.sample);
+  constexpr char kAnswer[] = "--answer channels=N,rate=R takes it all the same";
+  switch (sdk::WhyNotRecognised(heard)) {
+    case sdk::Silence::kNotOpened:
+      return failure.empty() ? "it could not be opened" : failure;
+    case sdk::Silence::kNothing:
+      return "no byte came; is it powered, and is this its port? If it speaks later, " + std::string(kAnswer);
+    case sdk::Silence::kUnprintable:
+      return "what came is mostly not text, so its baud rate is probably another one than " +
+             (heard.baud > 0 ? std::to_string(heard.baud) : std::string("the port's")) +
+             "; set it with --device ...,baud=N" + sample;
+    case sdk::Silence::kFeedsOnly:
+      return "its lines end in LF alone, but the driver needs CR; add eol=lf to the device: --device "
+             "...,eol=lf" +
+             sample;
+    case sdk::Silence::kNoLineEnd:
+      return "no line end (CR) came" + sample;
+    case sdk::Silence::kFewLines:
+      return "fewer than three line ends came, so it is slow or its lines are very long; " +
+             std::string(kAnswer) + sample;
+    case sdk::Silence::kEmptyLines:
+      return "only empty lines came" + sample;
+    case sdk::Silence::kRecognisable:
+      break;
+  }
+  return "lines came, but no two whole ones in a row" + sample;
+}
+
+std::string SeparatorText(char separator) {
+  return separator == '\t' ? "tab" : separator == ' ' ? "blank" : std::string("\"") + separator + "\"";
+}
+
+std::string ReadingText(FieldReading reading) {
+  switch (reading) {
+    case FieldReading::kNumber:
+      return "plain number";
+    case FieldReading::kStripped:
+      return "text around the number removed";
+    case FieldReading::kMarkReplaced:
+      return "decimal mark replaced by the system's";
+    case FieldReading::kFrontOnly:
+      return "only the front is a number";
+    case FieldReading::kNoNumber:
+      return "no number, so 0";
+    case FieldReading::kNotStored:
+      return "digits but no number: the column keeps its value";
+    case FieldReading::kNothingLeft:
+      return "nothing follows the last separator: the column keeps its value";
+    case FieldReading::kMissing:
+      return "the line has no such field, so 0";
+    case FieldReading::kIgnored:
+      break;
+  }
+  return "the device has no column for it";
+}
+
+std::vector<std::string> DescribeLine(IADC3& adc, const NumberRules& rules, const LineFormat& format,
+                                      const std::string& line) {
+  constexpr std::size_t kMostShown = 16;
+  constexpr std::size_t kMostOfLine = 100;  // bytes
+  std::vector<float> values(static_cast<std::size_t>(std::max<int>(format.channels, 0)));
+  const auto fields = ExplainLine(rules, format, line, values);
+  const std::string shown = line.size() > kMostOfLine ? line.substr(0, kMostOfLine) : line;
+  std::vector<std::string> lines = {"Last line: " + Quoted(shown) +
+                                    (shown.size() < line.size() ? " ..." : "")};
+  lines.push_back(format.IsOneValue() ? "A line is one value:"
+                                      : "Lines are split at " + SeparatorText(format.separator) + " into " +
+                                            std::to_string(format.channels) + " columns:");
+  for (std::size_t i = 0; i < std::min(values.size(), kMostShown); ++i) {
+    const auto channel = static_cast<std::int16_t>(i);
+    std::string row = "  " + Padded(adc.ChannelName(channel), 10) + Padded(Shortest(values[i]), 12) +
+                      "range " + Padded(RangeText(adc, adc.ChannelRange(channel)), 12);
+    if (i < fields.size() && fields[i].reading != FieldReading::kNumber)
+      row += ReadingText(fields[i].reading);
+    row.erase(row.find_last_not_of(' ') + 1);
+    lines.push_back(std::move(row));
+  }
+  if (values.size() > kMostShown)
+    lines.push_back("  and " + std::to_string(values.size() - kMostShown) + " more");
+  return lines;
+}
+
+std::string ObservationText(IADC3& adc, const sdk::Observation& observation) {
+  using sdk::Observation;
+  const std::string column = observation.channel < 0 ? "" : adc.ChannelName(observation.channel);
+  const std::string range =
+      observation.channel < 0 ? "" : RangeText(adc, adc.ChannelRange(observation.channel));
+  const std::string example = Quoted(observation.example);
+  switch (observation.kind) {
+    case Observation::kCommas:
+      return example + " is read as one value: the comma is no separator; tab, \";\", blank and \"(\" are";
+    case Observation::kHexadecimal:
+      return column + ": " + example + " is hexadecimal, which is not read as a number";
+    case Observation::kTimeOfDay:
+      return column + ": " + example + " is a time of day, which is not read as a number";
+    case Observation::kFieldCount:
+      return "a line has " + std::to_string(observation.fields) +
+             (observation.fields == 1 ? " field" : " fields") +
+             ", not as many as there are columns: " + example;
+    case Observation::kNeverNumber:
+      return column + " has never been a number";
+    case Observation::kSaturated:
+      return column + ": " + observation.example + " is outside its range " + range + "; " +
+             RangeAdvice(adc, observation);
+    case Observation::kCoarse:
+      return column + " uses fewer than 20 codes of its range " + range + " and loses digits; the finer " +
+             RangeAdvice(adc, observation);
+  }
+  return {};
+}
+
+void SayObservations(Session& session, Progress& progress) {
+  for (const auto& observation : session.TakeObservations())
+    progress.Warn(ObservationText(session.Adc(), observation));
+}
+
+std::string ObservationName(sdk::Observation::Kind kind) {
+  using sdk::Observation;
+  switch (kind) {
+    case Observation::kCommas:
+      return "commas";
+    case Observation::kHexadecimal:
+      return "hexadecimal";
+    case Observation::kTimeOfDay:
+      return "time_of_day";
+    case Observation::kFieldCount:
+      return "field_count";
+    case Observation::kNeverNumber:
+      return "never_number";
+    case Observation::kSaturated:
+      return "saturated";
+    case Observation::kCoarse:
+      return "coarse";
+  }
+  return {};
+}
+
+}  // namespace halden::host

@@ -1,0 +1,93 @@
+#include "host/local/local_session.h"
+
+#include <string_view>
+#include <utility>
+
+#include "backends/devices/replay_device.h"
+#include "backends/devices/sim_device.h"
+#include "host/findings.h"
+
+namespace halden::host {
+namespace {
+
+Platform WithLibrary(const Platform& platform, D2xx& library) {
+  return {library,        platform.comm_config, platform.registry, platform.clock, platform.number_rules,
+          platform.texts, platform.toolkit};
+}
+
+}  // namespace
+
+LocalSession::LocalSession(SystemPlatform& system, const std::optional<UserAnswer>& answer)
+    : system_(system),
+      answer_(answer),
+      tap_(system.platform().d2xx),
+      tapped_(WithLibrary(system.platform(), tap_)),
+      last_tick_(tapped_.clock.GetTickCount()),
+      driver_(tapped_),
+      adc_(driver_.CreateObject()) {
+  tap_.SetListener([this](std::string_view received) { Listen(received); });
+}
+
+void LocalSession::Serve(std::chrono::milliseconds at_most) {
+  driver_.WaitForMessages(static_cast<std::uint32_t>(at_most.count()));
+  driver_.ServeMessages();
+  if (progress_ && !watch_) WatchOnceFormatIsKnown();
+}
+
+/// By the platform's clock, so that a session runs on a virtual clock as well.
+double LocalSession::Now() const {
+  const std::uint32_t tick = tapped_.clock.GetTickCount();
+  elapsed_ms_ += tick - std::exchange(last_tick_, tick);
+  return static_cast<double>(elapsed_ms_) / 1000;
+}
+
+void LocalSession::BeginWatching(Progress& progress) {
+  progress_ = &progress;
+  WatchOnceFormatIsKnown();
+  if (!watch_) progress.Say("No line has come yet");
+}
+
+/// The format isn't known yet where a user has named a silent device.
+void LocalSession::WatchOnceFormatIsKnown() {
+  const LineFormat format = driver_.Link().format;
+  if (format.columns == 0) return;
+  for (const std::string& line : DescribeLine(*adc_, tapped_.number_rules, format, last_line_))
+    progress_->Say(line);
+  watch_.emplace(tapped_.number_rules, format);
+  for (std::int16_t i = 0; i < format.channels; ++i) watch_->SetRange(i, adc_->ChannelRange(i));
+}
+
+std::vector<std::string> LocalSession::WhyNotRecognised() const {
+  const auto failures = system_.OpenFailures();
+  std::vector<std::string> reasons;
+  if (answer_ && static_cast<std::size_t>(answer_->port) >= failures.size())
+    return {"--answer: the port list has no row " + std::to_string(answer_->port)};
+  for (std::size_t i = 0; i < failures.size(); ++i) {
+    const auto index = static_cast<std::int32_t>(i);
+    reasons.push_back("device " + std::to_string(i) + " (" + KindOf(index) +
+                      EscapedBytes(tap_.SerialNumber(index)) +
+                      ") was not recognised: " + WhyNotRecognisedText(tap_.At(index), failures[i]));
+  }
+  return reasons;
+}
+
+std::string LocalSession::KindOf(std::int32_t index) const {
+  const std::string description = tap_.Description(index);
+  if (description == kSimulatedDescription) return "simulated device ";
+  return description == kReplayedDescription ? "replayed file " : "";
+}
+
+/// Keeps the last whole line and what is odd about the lines. A line that there is no memory for isn't
+/// watched.
+void LocalSession::Listen(std::string_view received) noexcept {
+  try {
+    cutter_.Add(received, [&](std::string_view line) {
+      last_line_ = line;
+      if (!watch_) return;
+      for (auto& observation : watch_->Add(line)) observations_.push_back(std::move(observation));
+    });
+  } catch (...) {
+  }
+}
+
+}  // namespace halden::host

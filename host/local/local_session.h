@@ -1,0 +1,55 @@
+#pragma once
+
+#include <memory>
+#include <optional>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "backends/system_platform.h"
+#include "driver/driver.h"
+#include "host/session.h"
+#include "sdk/heard.h"
+#include "sdk/line_watch.h"
+
+namespace halden::host {
+
+/// A session with the driver that is linked to the program. What the device sends is watched on its way to
+/// the driver.
+class LocalSession final : public Session {
+ public:
+  /// `system` must outlive the session. `answer` is the one that it gives in the port dialog, if any.
+  LocalSession(SystemPlatform& system, const std::optional<UserAnswer>& answer);
+
+  void Serve(std::chrono::milliseconds at_most) override;
+  double Now() const override;
+  void BeginWatching(Progress& progress) override;
+  std::vector<sdk::Observation> TakeObservations() override { return std::exchange(observations_, {}); }
+  bool DeviceLost() const override { return tap_.Lost(); }
+
+ protected:
+  IADC3* Object() override { return adc_.get(); }
+  std::vector<std::string> WhyNotRecognised() const override;
+  std::string KindOfDevice() const override { return KindOf(tap_.LatestIndex()); }
+
+ private:
+  void WatchOnceFormatIsKnown();
+  std::string KindOf(std::int32_t index) const;
+  void Listen(std::string_view received) noexcept;
+
+  SystemPlatform& system_;
+  const std::optional<UserAnswer> answer_;
+  sdk::ListeningTap tap_;
+  Platform tapped_;  ///< the system's platform with the tap in the place of the device library
+  sdk::LineCutter cutter_;
+  std::string last_line_;                ///< as received, ANSI
+  Progress* progress_ = nullptr;         ///< of BeginWatching
+  std::optional<sdk::LineWatch> watch_;  ///< nothing until the format is known
+  std::vector<sdk::Observation> observations_;
+  mutable std::uint32_t last_tick_;  ///< of the clock, at the last look
+  mutable std::uint64_t elapsed_ms_ = 0;
+  Driver driver_;
+  std::shared_ptr<IADC3> adc_;
+};
+
+}  // namespace halden::host
