@@ -1,15 +1,30 @@
 #include "host/arguments.h"
 
+#include <CLI/CLI.hpp>
 #include <algorithm>
 #include <array>
 #include <charconv>
+#include <functional>
 #include <limits>
+#include <map>
+#include <stdexcept>
 #include <string_view>
 #include <system_error>
+
+#include "backends/devices/device_options.h"
+#include "host/printable_text.h"
 
 namespace halden::host {
 namespace {
 
+/// A command line that can't be run. The text is one line for the user.
+struct WrongWord : std::runtime_error {
+  using std::runtime_error::runtime_error;
+};
+
+// The parsers of values. Each returns false for a value that isn't allowed.
+
+/// Reads a whole text as a number, whatever the locale.
 template <typename Number>
 bool ParseWithin(std::string_view text, Number lowest, Number highest, Number* value) {
   Number parsed{};
@@ -31,277 +46,320 @@ bool ForEachPiece(std::string_view list, Take take) {
   }
 }
 
-constexpr std::int16_t kLastChannel = std::numeric_limits<std::int16_t>::max() - 1;
-constexpr std::size_t kMostChannels = std::numeric_limits<std::int16_t>::max();
-
-bool TakeDevice(Arguments& arguments, std::string_view value) {
-  arguments.machine.devices.emplace_back(value);
-  return !value.empty();
-}
-
-bool TakeRegistry(Arguments& arguments, std::string_view value) {
-  arguments.machine.registry_file = value;
-  return !value.empty();
-}
-
-bool TakeAnswerPart(UserAnswer& answer, std::string_view part) {
+bool ParseAnswerPart(std::string_view part, UserAnswer* answer) {
   const auto equals = part.find('=');
   if (equals == std::string_view::npos) return false;
   const auto key = part.substr(0, equals);
   const auto value = part.substr(equals + 1);
-  if (key == "port") return ParseWithin(value, 0, int{kLastChannel}, &answer.port);
-  if (key == "channels") return ParseWithin(value, 1, 32, &answer.channels);
-  answer.rate = value;
+  if (key == "port") return ParseWithin(value, 0, int{kLastChannel}, &answer->port);
+  if (key == "channels") return ParseWithin(value, 1, 32, &answer->channels);
+  answer->rate = value;
   float rate = 0;
   return key == "rate" && ParseWithin(value, std::numeric_limits<float>::min(), 1e9F, &rate);
 }
 
-bool TakeAnswer(Arguments& arguments, std::string_view value) {
-  UserAnswer answer;
-  if (!ForEachPiece(value, [&](auto part) { return TakeAnswerPart(answer, part); })) return false;
-  arguments.machine.answer = answer;
-  return !answer.rate.empty();
+bool ParseAnswer(std::string_view value, std::optional<UserAnswer>* answer) {
+  UserAnswer& parsed = answer->emplace();
+  return ForEachPiece(value, [&](auto part) { return ParseAnswerPart(part, &parsed); }) &&
+         !parsed.rate.empty();
 }
 
-bool TakeSeconds(Arguments& arguments, std::string_view value) {
-  return ParseWithin(value, 0.001, 1e9, &arguments.seconds.emplace());
-}
-
-bool TakeFrames(Arguments& arguments, std::string_view value) {
-  return ParseWithin<std::int64_t>(value, 1, 1'000'000'000'000, &arguments.frames.emplace());
-}
-
-bool TakeChannels(Arguments& arguments, std::string_view value) {
-  arguments.channels.clear();
+bool ParseChannels(std::string_view value, std::vector<std::int16_t>* channels) {
+  constexpr std::size_t kMostChannels = std::numeric_limits<std::int16_t>::max();
+  channels->clear();
   return ForEachPiece(value, [&](auto piece) {
-    return arguments.channels.size() < kMostChannels &&
-           ParseWithin<std::int16_t>(piece, 0, kLastChannel, &arguments.channels.emplace_back());
+    return channels->size() < kMostChannels &&
+           ParseWithin<std::int16_t>(piece, 0, kLastChannel, &channels->emplace_back());
   });
 }
 
-bool TakeRange(Arguments& arguments, std::string_view value) {
+/// Appends, since --range may be given several times.
+bool ParseRanges(std::string_view value, std::vector<RangeChoice>* ranges) {
   return ForEachPiece(value, [&](auto piece) {
     const auto equals = piece.find('=');
     if (equals == std::string_view::npos) return false;
-    auto& choice = arguments.ranges.emplace_back();
+    auto& choice = ranges->emplace_back();
     return ParseWithin<std::int16_t>(piece.substr(0, equals), 0, kLastChannel, &choice.channel) &&
-           ParseWithin<std::int16_t>(piece.substr(equals + 1), 0, 14, &choice.row);
+           ParseWithin<std::int16_t>(piece.substr(equals + 1), 0, kLastRange, &choice.row);
   });
 }
 
-bool TakeCapacity(Arguments& arguments, std::string_view value) {
-  return ParseWithin<std::int32_t>(value, 1024, std::numeric_limits<std::int32_t>::max(),
-                                   &arguments.capacity.emplace());
-}
+constexpr std::string_view kAnyFile = "the name of a file";
 
-bool TakeCsv(Arguments& arguments, std::string_view value) {
-  arguments.csv = value;
-  return !value.empty();
-}
+constexpr char kMainFooter[] =
+    "\"halden-host COMMAND --help\" lists the options of a command and gives an example. \"halden-host\n"
+    "devices --help\" also explains what --device takes.\n"
+    "\n"
+    "Exit codes: 0 done; 1 the driver refused, or the output could not be written; 2 wrong arguments.";
 
-bool TakeSvg(Arguments& arguments, std::string_view value) {
-  arguments.svg = value;
-  return !value.empty() && value != "-";
-}
-
-bool SetCancel(Arguments& arguments, std::string_view) {
-  return arguments.machine.cancel = true;
-}
-bool SetQuiet(Arguments& arguments, std::string_view) {
-  return arguments.quiet = true;
-}
-bool SetJson(Arguments& arguments, std::string_view) {
-  return arguments.json = true;
-}
-bool SetCodes(Arguments& arguments, std::string_view) {
-  return arguments.codes = true;
-}
-bool SetExport(Arguments& arguments, std::string_view) {
-  return arguments.export_text = true;
-}
-
-struct CommandName {
-  std::string_view name;
-  Command command;
-};
-
-constexpr std::array kCommands = {
-    CommandName{"devices", Command::kDevices}, CommandName{"watch", Command::kWatch},
-    CommandName{"record", Command::kRecord}, CommandName{"monitor", Command::kMonitor},
-    CommandName{"settings", Command::kSettings}};
-
-constexpr unsigned Bit(Command command) {
-  return 1U << static_cast<unsigned>(command);
-}
-constexpr unsigned kEvery = ~0U;
-constexpr unsigned kRecordOnly = Bit(Command::kRecord);
-constexpr unsigned kLive = Bit(Command::kWatch) | Bit(Command::kRecord);
-
-struct Option {
-  std::string_view name;
-  unsigned commands;         ///< Bit of each command that takes it
-  std::string_view value;    ///< its value in the help; empty: it takes none
-  std::string_view allowed;  ///< completes "NAME needs ..."
-  std::string_view purpose;  ///< for the help
-  bool (*take)(Arguments& arguments, std::string_view value);
-};
-
-constexpr std::array kOptions = {
-    Option{"--device", kEvery, "D", "sim[:KEY=VALUE,...], replay:FILE, tty:PATH or linux",
-           "where devices come from (sim); may be given several times", TakeDevice},
-    Option{"--registry", kEvery, "FILE", "the name of a file", "what the driver remembers is kept there",
-           TakeRegistry},
-    Option{"--answer", kEvery, "port=N,channels=N,rate=X",
-           "port=N,channels=N,rate=X: a row of the port list from 0, 1 to 32 channels, a rate above 0",
-           "stands for the user in the port dialog", TakeAnswer},
-    Option{"--cancel", kEvery, "", "", "presses Cancel in the port dialog", SetCancel},
-    Option{"--quiet", kEvery, "", "", "nothing but failures on standard error", SetQuiet},
-    Option{"--json", kEvery, "", "", "prints what a program can read", SetJson},
-    Option{"--seconds", kLive, "S", "a number of seconds from 0.001 to 1e9", "ends after so long (Ctrl-C)",
-           TakeSeconds},
-    Option{"--range", kLive, "CH=ROW", "CH=ROW[,CH=ROW...]: a channel from 0 and a row from 0 to 14",
-           "row of the range table for a channel (0, which is ±1000)", TakeRange},
-    Option{"--frames", kRecordOnly, "N", "a whole number from 1 to 1000000000000",
-           "ends after so many frames", TakeFrames},
-    Option{"--channels", kRecordOnly, "0,2,1", "channels from 0 to 32766, separated by commas",
-           "the columns of a frame, in this order (all)", TakeChannels},
-    Option{"--capacity", kRecordOnly, "FRAMES", "a whole number from 1024 to 2147483647",
-           "frames that the driver's buffer holds", TakeCapacity},
-    Option{"--csv", kRecordOnly, "FILE|-", "the name of a file, or - for standard output",
-           "writes a line a frame", TakeCsv},
-    Option{"--codes", kRecordOnly, "", "", "raw codes in the CSV instead of physical values", SetCodes},
-    Option{"--svg", kRecordOnly, "FILE", "the name of a file", "draws a picture of the recording", TakeSvg},
-    Option{"--export", Bit(Command::kSettings), "", "", "as text in the registry editor's layout",
-           SetExport}};
-
-std::string NameOf(Command command) {
-  const auto found = std::ranges::find(kCommands, command, &CommandName::command);
-  return found == kCommands.end() ? "" : std::string(found->name);
-}
-
-/// "devices, watch, record, monitor or settings", of those that `commands` names.
-std::string ListCommands(unsigned commands) {
-  std::string list;
-  unsigned left = 0;
-  for (const auto& row : kCommands) left += (commands & Bit(row.command)) != 0;
-  for (const auto& row : kCommands) {
-    if (!(commands & Bit(row.command))) continue;
-    --left;
-    list += std::string(row.name) + (left > 1 ? ", " : left == 1 ? " or " : "");
-  }
-  return list;
-}
-
-/// One pass over the words; options are checked against the command when it is known.
-class Parser {
+/// The program's command line. CLI11 splits it into commands, options and values.
+///
+/// CLI11's own messages name neither what is allowed nor what was probably meant, so words that it can't
+/// place are collected and explained here.
+class CommandLine {
  public:
-  explicit Parser(std::span<const char* const> words) : words_(words) {}
+  CommandLine() {
+    app_.set_version_flag("--version", "halden-host " HALDEN_VERSION, "Print the version");
+    app_.set_help_flag("-h,--help", "Print this help");
+    app_.allow_extras();
+    app_.allow_windows_style_options(false);
+    app_.require_subcommand(0, 1);
+    app_.get_formatter()->column_width(32);
+    app_.get_formatter()->label("SUBCOMMAND", "COMMAND");
+    AddCommonOptions(app_);
+    AddDevices();
+    AddWatch();
+    AddRecord();
+    AddMonitor();
+    AddSettings();
+    app_.footer(kMainFooter);
+  }
 
-  std::optional<Arguments> Parse(std::string* error) {
-    while (error_.empty() && next_ < words_.size()) {
-      const std::string_view word = words_[next_++];
-      if (word == "--help" || word == "-h") return Arguments{};
-      if (word.starts_with("-")) {
-        TakeOption(word);
-      } else {
-        TakeCommand(word);
-      }
+  /// Throws WrongWord.
+  Arguments Parse(std::span<const char* const> words) {
+    std::vector<std::string> backwards(words.rbegin(), words.rend());  // as CLI11 takes them
+    try {
+      app_.parse(backwards);
+    } catch (const CLI::CallForHelp&) {
+      return Shows(app_.help());
+    } catch (const CLI::CallForVersion& version) {
+      return Shows(version.what() + std::string("\n"));
+    } catch (const CLI::ArgumentMismatch& mismatch) {
+      throw WrongWord(ExplainMismatch(mismatch.what()));
+    } catch (const CLI::ParseError& other) {
+      throw WrongWord(Printable(other.what()));
     }
-    if (error_.empty()) CheckWhole();
-    *error = error_;
-    return error_.empty() ? std::optional(std::move(arguments_)) : std::nullopt;
+    CheckWords();
+    CheckWhole();
+    return arguments_;
   }
 
  private:
-  void TakeCommand(std::string_view word) {
-    const auto found = std::ranges::find(kCommands, word, &CommandName::name);
-    if (found == kCommands.end() || arguments_.command != Command::kHelp) {
-      error_ = "\"" + std::string(word) +
-               "\" is not understood; a single command is allowed: " + ListCommands(kEvery);
-    } else {
-      arguments_.command = found->command;
-    }
+  static Arguments Shows(std::string text) {
+    Arguments shows;
+    shows.text = std::move(text);
+    return shows;
   }
 
-  void TakeOption(std::string_view word) {
-    const auto equals = word.find('=');
-    const auto found = std::ranges::find(kOptions, word.substr(0, equals), &Option::name);
-    if (found == kOptions.end()) {
-      error_ = "there is no option " + std::string(word) + "; --help lists what is allowed";
-      return;
-    }
-    seen_.push_back(&*found);
-    const bool attached = equals != std::string_view::npos;
-    if (found->value.empty()) {
-      if (attached) error_ = std::string(found->name) + " takes no value";
-      found->take(arguments_, {});
-      return;
-    }
-    if (!attached && next_ == words_.size()) {
-      error_ = std::string(found->name) + " needs " + std::string(found->allowed);
-      return;
-    }
-    const std::string_view value = attached ? word.substr(equals + 1) : words_[next_++];
-    if (!found->take(arguments_, value)) {
-      error_ = std::string(found->name) + " needs " + std::string(found->allowed) + ", not \"" +
-               std::string(value) + "\"";
-    }
+  using TakeValue = std::function<bool(const std::string& value)>;
+
+  /// Adds an option with a value. `allowed` completes "NAME needs ...".
+  void Value(CLI::App& command, const std::string& name, const char* placeholder, std::string_view allowed,
+             const char* purpose, TakeValue take) {
+    allowed_[name] = allowed;
+    const auto take_all = [=](const std::vector<std::string>& values) {
+      for (const std::string& value : values)
+        if (!take(value)) throw WrongWord(name + " needs " + std::string(allowed) + ", not " + Quoted(value));
+      return true;
+    };
+    command.add_option(name, take_all, purpose)
+        ->type_name(placeholder)
+        ->expected(1)
+        ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
   }
 
-  void CheckWhole() {
-    if (arguments_.command == Command::kHelp) {
-      error_ = "a command is missing: " + ListCommands(kEvery) + "; --help tells more";
-      return;
-    }
-    for (const Option* option : seen_) {
-      if (option->commands & Bit(arguments_.command)) continue;
-      error_ = std::string(option->name) + " does not go with " + NameOf(arguments_.command) +
-               ", only with " + ListCommands(option->commands);
-      return;
-    }
-    if (arguments_.frames && arguments_.seconds) error_ = "only one of --frames and --seconds is allowed";
-    if (arguments_.machine.answer && arguments_.machine.cancel) {
-      error_ = "only one of --answer and --cancel is allowed";
-    }
-    if (!arguments_.svg.empty() && arguments_.svg == arguments_.csv) {
-      error_ = "--svg needs another file than --csv";
-    }
-    if (arguments_.export_text && arguments_.json) error_ = "only one of --export and --json is allowed";
-    if (arguments_.codes && arguments_.csv.empty()) error_ = "--codes needs --csv FILE beside it";
+  void File(CLI::App& command, const std::string& name, const char* placeholder, std::string_view allowed,
+            const char* purpose, std::string* file) {
+    Value(command, name, placeholder, allowed, purpose, [=](const std::string& value) {
+      *file = value;
+      return !value.empty();
+    });
   }
 
-  std::span<const char* const> words_;
-  std::size_t next_ = 0;
+  static void Flag(CLI::App& command, const std::string& name, const char* purpose, bool* flag) {
+    command
+        .add_flag_callback(
+            name, [flag] { *flag = true; }, purpose)
+        ->disable_flag_override();
+  }
+
+  CLI::App& AddCommand(Command command, const char* name, const char* purpose, const std::string& footer) {
+    CLI::App& added = *app_.add_subcommand(name, purpose);
+    added.callback([this, command] { arguments_.command = command; });
+    added.group("Commands");
+    AddCommonOptions(added);
+    added.footer(footer);
+    return added;
+  }
+
+  /// They may come before or after the command.
+  void AddCommonOptions(CLI::App& command) {
+    SystemPlatformOptions& machine = arguments_.machine;
+    Value(command, "--device", "D", "sim[:KEY=VALUE,...], replay:FILE, tty:PATH or linux",
+          "Where devices come from (sim); may be repeated", [&](const std::string& value) {
+            machine.devices.push_back(value);
+            return !value.empty();
+          });
+    File(command, "--registry", "FILE", kAnyFile, "Where the driver keeps what it remembers",
+         &machine.registry_file);
+    Value(command, "--answer", "port=N,channels=N,rate=X",
+          "port=N,channels=N,rate=X: a row of the port list from 0, 1 to 32 channels, a rate above 0",
+          "Answers the driver's port dialog",
+          [&](const std::string& value) { return ParseAnswer(value, &machine.answer); });
+    Flag(command, "--cancel", "Cancels the driver's port dialog", &machine.cancel);
+    Flag(command, "--quiet", "Only failures on standard error", &arguments_.quiet);
+    Flag(command, "--json", "Prints JSON for programs", &arguments_.json);
+  }
+
+  /// Of the commands that show or keep values.
+  void AddLiveOptions(CLI::App& command) {
+    Value(command, "--seconds", "S", "a number of seconds from 0.001 to 1e9", "Ends after this time (Ctrl-C)",
+          [&](const std::string& value) {
+            return ParseWithin(value, 0.001, 1e9, &arguments_.seconds.emplace());
+          });
+    Value(command, "--range", "CH=ROW", "CH=ROW[,CH=ROW...]: a channel from 0 and a row from 0 to 14",
+          "Row of the range table for a channel (0: ±1000)",
+          [&](const std::string& value) { return ParseRanges(value, &arguments_.ranges); });
+  }
+
+  void AddDevices() {
+    AddCommand(Command::kDevices, "devices", "List what the device library lists",
+               "Example:\n  halden-host devices --device linux --device sim:columns=2\n\n" +
+                   DescribeDeviceOptions());
+  }
+
+  void AddWatch() {
+    AddLiveOptions(AddCommand(Command::kWatch, "watch", "Find the device and show live values",
+                              "Example:\n  halden-host watch --device tty:/dev/ttyACM0,baud=9600"));
+  }
+
+  void AddRecord() {
+    CLI::App& record = AddCommand(Command::kRecord, "record", "Find the device and record it",
+                                  "Example:\n  halden-host record --device tty:/dev/ttyUSB0 --seconds 60 "
+                                  "--csv data.csv --svg data.svg");
+    AddLiveOptions(record);
+    Value(record, "--frames", "N", "a whole number from 1 to 1000000000000", "Ends after this many frames",
+          [&](const std::string& value) {
+            return ParseWithin<std::int64_t>(value, 1, 1'000'000'000'000, &arguments_.frames.emplace());
+          });
+    Value(record, "--channels", "0,2,1", "channels from 0 to 32766, separated by commas",
+          "The columns of a frame, in this order (all)",
+          [&](const std::string& value) { return ParseChannels(value, &arguments_.channels); });
+    Value(record, "--capacity", "FRAMES", "a whole number from 1024 to 2147483647",
+          "Size of the driver's buffer", [&](const std::string& value) {
+            return ParseWithin(value, 1024, std::numeric_limits<std::int32_t>::max(),
+                               &arguments_.capacity.emplace());
+          });
+    File(record, "--csv", "FILE|-", "the name of a file, or - for standard output",
+         "Writes one line per frame", &arguments_.csv);
+    Flag(record, "--codes", "Raw codes in the CSV instead of physical values", &arguments_.codes);
+    Value(record, "--svg", "FILE", kAnyFile, "Draws a picture of the recording",
+          [&](const std::string& value) {
+            arguments_.svg = value;
+            return !value.empty() && value != "-";
+          });
+  }
+
+  void AddMonitor() {
+    AddCommand(Command::kMonitor, "monitor", "Show the driver's own window until it is closed",
+               "Example:\n  halden-host monitor --device sim:columns=8");
+  }
+
+  void AddSettings() {
+    CLI::App& settings = AddCommand(Command::kSettings, "settings", "Show what the driver remembers",
+                                    "Example:\n  halden-host settings --registry my.reg --export");
+    Flag(settings, "--export", "As text in the registry editor's layout", &arguments_.export_text);
+  }
+
+  /// The command that the words name; empty if they name none.
+  std::string Chosen() const {
+    const auto chosen = app_.get_subcommands();
+    return chosen.empty() ? "" : chosen[0]->get_name();
+  }
+
+  static std::string Enumerate(const std::vector<std::string>& words) {
+    std::string list;
+    for (std::size_t i = 0; i < words.size(); ++i)
+      list += (i == 0 ? "" : i + 1 < words.size() ? ", " : " or ") + words[i];
+    return list;
+  }
+
+  /// All commands, or those that have an option of this name.
+  std::vector<std::string> CommandNames(const std::string& with_option = "") {
+    std::vector<std::string> names;
+    for (CLI::App* command : app_.get_subcommands([](CLI::App*) { return true; }))
+      if (with_option.empty() || command->get_option_no_throw(with_option))
+        names.push_back(command->get_name());
+    return names;
+  }
+
+  /// `message` begins with the option's name, for flags without its dashes, and a colon or blank.
+  std::string ExplainMismatch(const std::string& message) const {
+    std::string name = message.substr(0, message.find_first_of(": "));
+    if (!name.starts_with("-")) name = "--" + name;
+    const auto allowed = allowed_.find(name);
+    return allowed == allowed_.end() ? name + " takes no value"
+                                     : name + " needs " + std::string(allowed->second);
+  }
+
+  /// Throws for the first word that belongs nowhere.
+  void CheckWords() {
+    const std::vector<std::string> words = app_.remaining(true);
+    if (words.empty()) return;
+    const std::string& word = words[0];
+    if (word.starts_with("-")) throw WrongWord(ExplainOption(word.substr(0, word.find('='))));
+    const std::string command = Chosen();
+    const std::vector<std::string> commands = CommandNames();
+    if (command.empty() || std::ranges::find(commands, word) != commands.end())
+      throw WrongWord(ExplainCommand(word));
+    throw WrongWord(command + " takes options only, not " + Quoted(word) + "; \"halden-host " + command +
+                    " --help\" lists them");
+  }
+
+  std::string ExplainCommand(const std::string& word) {
+    if (const std::string command = Chosen(); !command.empty())
+      return "only one command is allowed, but " + Quoted(word) + " follows " + Quoted(command);
+    const std::string nearest = NearestWord(word, CommandNames());
+    return "there is no command " + Quoted(word) +
+           (nearest.empty() ? "; the commands are " + Enumerate(CommandNames())
+                            : "; did you mean " + Quoted(nearest) + "?");
+  }
+
+  std::string ExplainOption(const std::string& name) {
+    const std::string command = Chosen();
+    const std::vector<std::string> takers = CommandNames(name);
+    if (!takers.empty() && !command.empty() && std::ranges::find(takers, command) != takers.end())
+      return name + " must come after the command: " + command + " " + name;
+    if (!takers.empty() && command.empty())
+      return "a command is missing; " + name + " goes with " + Enumerate(takers);
+    if (!takers.empty()) return name + " does not go with " + command + ", only with " + Enumerate(takers);
+    std::vector<std::string> names = {"--help"};
+    const CLI::App& taker = command.empty() ? app_ : *app_.get_subcommand(command);
+    for (const CLI::Option* option : taker.get_options()) names.push_back(option->get_name());
+    const std::string nearest = NearestWord(name, names);
+    return "there is no option " + Printable(name) +
+           (nearest.empty() ? "; --help lists what is allowed" : "; did you mean " + nearest + "?");
+  }
+
+  void CheckWhole() const {
+    const SystemPlatformOptions& machine = arguments_.machine;
+    if (arguments_.command == Command::kHelp)
+      throw WrongWord("a command is missing; \"halden-host --help\" lists them");
+    if (arguments_.frames && arguments_.seconds)
+      throw WrongWord("only one of --frames and --seconds is allowed");
+    if (machine.answer && machine.cancel) throw WrongWord("only one of --answer and --cancel is allowed");
+    if (!arguments_.svg.empty() && arguments_.svg == arguments_.csv)
+      throw WrongWord("--svg needs another file than --csv");
+    if (arguments_.export_text && arguments_.json)
+      throw WrongWord("only one of --export and --json is allowed");
+    if (arguments_.codes && arguments_.csv.empty()) throw WrongWord("--codes needs --csv FILE beside it");
+  }
+
+  CLI::App app_{"Finds a device that sends lines of numbers, and shows or records its values.",
+                "halden-host"};
   Arguments arguments_;
-  std::vector<const Option*> seen_;
-  std::string error_;
+  std::map<std::string, std::string_view> allowed_;  // what the value of an option may be
 };
 
 }  // namespace
 
 std::optional<Arguments> ParseArguments(std::span<const char* const> words, std::string* error) {
-  return Parser(words).Parse(error);
-}
-
-std::string HelpText() {
-  std::string text =
-      "usage: halden-host COMMAND [OPTION]...\n"
-      "\n"
-      "  devices    list what the device library lists\n"
-      "  watch      find the device, then show live values of every channel\n"
-      "  record     find the device and record it\n"
-      "  monitor    show the driver's own window until it is closed\n"
-      "  settings   show what the driver remembers\n"
-      "\n";
-  for (const auto& option : kOptions) {
-    std::string line = "  " + std::string(option.name) + " " + std::string(option.value);
-    line.resize(std::max<std::size_t>(line.size() + 2, 26), ' ');
-    if (line.size() > 26) line.replace(line.size() - 2, 2, "\n" + std::string(26, ' '));
-    text += line + std::string(option.purpose);
-    if (option.commands != kEvery) text += "; " + ListCommands(option.commands);
-    text += "\n";
+  try {
+    return CommandLine().Parse(words);
+  } catch (const WrongWord& wrong) {
+    *error = wrong.what();
+    return std::nullopt;
   }
-  return text;
 }
 
 }  // namespace halden::host

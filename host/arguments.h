@@ -10,35 +10,37 @@
 
 namespace halden::host {
 
+/// kHelp only prints Arguments::text.
 enum class Command { kHelp, kDevices, kWatch, kRecord, kMonitor, kSettings };
 
+inline constexpr std::int16_t kLastChannel = 32766;
+inline constexpr std::int16_t kLastRange = 14;  ///< row of the range table
+
 struct RangeChoice {
-  std::int16_t channel = 0;
-  std::int16_t row = 0;
+  std::int16_t channel = 0;  ///< 0 to kLastChannel
+  std::int16_t row = 0;      ///< 0 to kLastRange
 };
 
 /// What the command line asks for.
 struct Arguments {
   Command command = Command::kHelp;
+  std::string text;  ///< of kHelp: the help or the version
   SystemPlatformOptions machine;
   bool quiet = false;
   bool json = false;
-  std::optional<double> seconds;       ///< above 0
-  std::optional<std::int64_t> frames;  ///< above 0
-  std::vector<std::int16_t> channels;  ///< in the order of a frame; empty: all
+  std::optional<double> seconds;       ///< 0.001 to 1e9
+  std::optional<std::int64_t> frames;  ///< 1 to 1e12
+  std::vector<std::int16_t> channels;  ///< 0 to kLastChannel, in the order of a frame; empty: all
   std::vector<RangeChoice> ranges;
-  std::optional<std::int32_t> capacity;  ///< frames
+  std::optional<std::int32_t> capacity;  ///< frames, 1024 or more
   std::string csv;                       ///< a file, "-" for standard output; empty: none
   bool codes = false;
   std::string svg;  ///< a file; empty: none
   bool export_text = false;
 };
 
-/// Reads the words behind the program's name. Nothing on failure; then `error` is one line that names the
-/// word at fault and says what is allowed.
+/// Reads the words that follow the program's name. Nothing on failure; then `error` is one printable line
+/// that names the word at fault and says what is allowed.
 std::optional<Arguments> ParseArguments(std::span<const char* const> words, std::string* error);
-
-/// What --help prints.
-std::string HelpText();
 
 }  // namespace halden::host

@@ -1,32 +1,92 @@
 #include "host/json.h"
 
-#include <cstdio>
+#include <cmath>
+#include <nlohmann/json.hpp>
 
-#include "backends/text/characters.h"
+#include "host/decimal_text.h"
+#include "host/recording.h"
 
 namespace halden::host {
+namespace {
 
-std::string JsonString(std::string_view utf8) {
-  std::string text = "\"";
-  for (const char c : EncodeUtf8(DecodeUtf8(utf8))) {  // a malformed byte, as a path may have, is no JSON
-    if (c == '"' || c == '\\') {
-      text += '\\';
-      text += c;
-    } else if (static_cast<unsigned char>(c) < 0x20) {
-      char escape[8];
-      std::snprintf(escape, sizeof escape, "\\u%04x", static_cast<unsigned>(c));
-      text += escape;
-    } else {
-      text += c;
-    }
-  }
-  return text + "\"";
+using Json = nlohmann::ordered_json;
+
+/// A number that is written with the same digits.
+Json Number(const std::string& decimal) {
+  return Json::parse(decimal);
 }
 
-JsonObject& JsonObject::Raw(std::string_view name, std::string_view json) {
-  if (text_.size() > 1) text_ += ", ";
-  text_ += JsonString(name) + ": " + std::string(json);
-  return *this;
+Json Number(float value) {
+  return std::isfinite(value) ? Number(Shortest(value)) : Json();
+}
+
+/// JSON allows 0x7f and the C1 control characters in texts. A terminal obeys some of them, so they are
+/// escaped too.
+std::string OneLine(const Json& json) {
+  std::string line;
+  const std::string text = json.dump(-1, ' ', false, Json::error_handler_t::replace);
+  for (std::size_t i = 0; i < text.size(); ++i) {
+    const auto byte = static_cast<unsigned char>(text[i]);
+    const auto next = static_cast<unsigned char>(i + 1 < text.size() ? text[i + 1] : 0);
+    char escape[8] = {text[i]};
+    if (byte == 0x7F) {
+      std::snprintf(escape, sizeof escape, "\\u007f");
+    } else if (byte == 0xC2 && next < 0xA0) {
+      std::snprintf(escape, sizeof escape, "\\u00%02x", static_cast<unsigned>(next));
+      ++i;
+    }
+    line += escape;
+  }
+  return line + "\n";
+}
+
+}  // namespace
+
+std::string DevicesJson(const std::vector<ListedDevice>& devices, const std::vector<std::string>& failures) {
+  Json list = Json::array();
+  for (const ListedDevice& device : devices) {
+    list.push_back({{"place", list.size()},
+                    {"port", device.com_name},
+                    {"chip", device.chip},
+                    {"serial", device.serial},
+                    {"description", device.description},
+                    {"line", device.line},
+                    {"line_is_fallback", device.line_is_fallback},
+                    {"failure", failures.at(list.size())}});
+  }
+  return OneLine({{"devices", list}});
+}
+
+std::string SettingsJson(const std::vector<StoredSetting>& settings) {
+  Json object = Json::object();
+  for (const auto& [name, text, number] : settings) {
+    Json& value = object[name] = text;
+    if (const auto* const whole = std::get_if<std::int32_t>(&number)) value = *whole;
+    const auto* const rate = std::get_if<float>(&number);
+    if (rate && std::isfinite(*rate)) value = Number(*rate);
+  }
+  return OneLine(object);
+}
+
+std::string SummaryJson(const RecordingSummary& summary) {
+  return OneLine({{"port", summary.port},
+                  {"channels", summary.channels},
+                  {"columns", summary.columns},
+                  {"rate_max", Number(summary.rate_max)},
+                  {"rate", Number(summary.rate)},
+                  {"frames", summary.frames},
+                  {"seconds", Number(Fixed(summary.seconds, 3))},
+                  {"frames_per_second", Number(Fixed(summary.FramesPerSecond(), 3))},
+                  {"ring_full", summary.ring_full}});
+}
+
+std::string LiveValuesJson(const LiveValues& live) {
+  Json values = Json::array();
+  for (const std::string& value : live.values) values.push_back(Number(value));
+  return OneLine({{"seconds", Number(Fixed(live.seconds, 3))},
+                  {"rate", Number(live.rate)},
+                  {"values", values},
+                  {"codes", live.codes}});
 }
 
 }  // namespace halden::host

@@ -11,21 +11,6 @@
 namespace halden::host {
 namespace {
 
-std::string SummaryJson(const RecordingSummary& summary) {
-  return JsonObject()
-             .Text("port", summary.port)
-             .Raw("channels", std::to_string(summary.channels))
-             .Raw("columns", std::to_string(summary.columns))
-             .Raw("rate_max", Shortest(summary.rate_max))
-             .Raw("rate", Shortest(summary.rate))
-             .Raw("frames", std::to_string(summary.frames))
-             .Raw("seconds", Fixed(summary.seconds, 3))
-             .Raw("frames_per_second", Fixed(summary.FramesPerSecond(), 3))
-             .Flag("ring_full", summary.ring_full)
-             .Close() +
-         "\n";
-}
-
 /// One recording, from StartRecord to the last frame.
 class Recorder {
  public:

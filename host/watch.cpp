@@ -58,18 +58,12 @@ class LiveView {
   }
 
   std::string Json(double seconds) {
-    std::string values, codes;
+    LiveValues live{.seconds = seconds, .rate = adc_.Rate()};
     for (std::size_t i = 0; i < columns_.size(); ++i) {
-      values += (i ? ", " : "") + Value(i);
-      codes += (i ? ", " : "") + std::to_string(adc_.GetChannel(channels_[i]));
+      live.values.push_back(Value(i));
+      live.codes.push_back(adc_.GetChannel(channels_[i]));
     }
-    return JsonObject()
-               .Raw("seconds", Fixed(seconds, 3))
-               .Raw("rate", Shortest(adc_.Rate()))
-               .Raw("values", "[" + values + "]")
-               .Raw("codes", "[" + codes + "]")
-               .Close() +
-           "\n";
+    return LiveValuesJson(live);
   }
 
   IADC3& adc_;

@@ -18,8 +18,11 @@ FAST = "--device sim:columns=3,rate=200,baud=115200,signal=ramp"
 
 # What the line on standard error must name, and wrong arguments.
 WRONG = {
-    "command": ["", "recrod", "devices watch"],
-    "--frame": ["record --frame 3", "record --frames", "record --frames=0", "devices --frames 3"],
+    "command": ["", "--frames 3", "walk", "devices watch"],
+    'did you mean "record"?': ["recrod"],
+    "did you mean --csv?": ["record --csvv x"],
+    "record takes options only": ["record 5"],
+    "--frames": ["record --frame 3", "--frames 3 record", "record --frames", "record --frames=0", "devices --frames 3"],
     "--seconds": ["record --frames 5 --seconds 5", "record --seconds nan", "record --seconds 1s"],
     "--channels": ["record --channels 0,", "record --channels 32767", f"{FAST} record --channels 3 --quiet"],
     "--range": ["record --range 0", "record --range 0=15", "record --device sim:columns=1 --range 3=1 --quiet",
@@ -69,7 +72,13 @@ class CommandLine(unittest.TestCase):
         self.assertEqual(len(err), 2, "a line for each device")
         self.assertIn("held by another program", err[0])
         self.assertIn("no byte came", err[1])
-        self.assertIn("--frames ", self.expect(0, "--help")[0])
+
+    def test_help_of_a_command_lists_its_options_and_the_keys_of_devices(self):
+        self.assertRegex(self.expect(0, "--version")[0], r"^halden-host \d+\.\d+\.\d+\n$")
+        for words, listed in [("--help", "settings "), ("record --frames 3 --help", "--capacity FRAMES"),
+                              ("devices --help", "unplug_after  0 to 86400")]:
+            with self.subTest(words):
+                self.assertIn(listed, self.expect(0, words)[0])
 
     def test_a_picture_shows_many_channels_and_none_of_them_moving_or_there(self):
         device = "--device sim:signal=constant --channels " + ",".join(["0"] * 70)

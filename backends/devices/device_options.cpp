@@ -195,6 +195,16 @@ std::string ReadKeys(std::string_view keys_text, Settings* settings) {
 }
 
 template <typename Settings>
+std::string DescribeKeys(const std::vector<Key<Settings>>& keys) {
+  std::string lines;
+  for (const auto& key : keys) {
+    lines += "      " + key.name + std::string(14 - std::min<std::size_t>(key.name.size(), 13), ' ');
+    lines += key.takes + "\n";
+  }
+  return lines;
+}
+
+template <typename Settings>
 std::string ReadPathAndKeys(std::string_view text, Settings* settings) {
   settings->path = TakePart(&text);
   return settings->path.empty() ? "takes a path behind the colon" : ReadKeys(text, settings);
@@ -237,6 +247,18 @@ std::optional<DeviceOption> ParseDeviceOption(const std::string& option, std::st
   if (fault.empty()) return parsed;
   *error = "--device " + std::string(kind) + ": " + fault;
   return std::nullopt;
+}
+
+std::string DescribeDeviceOptions() {
+  return "What --device takes:\n"
+         "  sim[:KEY=VALUE,...]      a simulated device\n" +
+         DescribeKeys(KeysOf(SimDeviceSettings())) +
+         "  replay:FILE[,KEY=VALUE]  the bytes of a captured file, sent again\n" +
+         DescribeKeys(KeysOf(ReplayDeviceSettings())) +
+         "  tty:PATH[,KEY=VALUE]     a serial device or pseudo-terminal, such as tty:/dev/ttyUSB0\n" +
+         DescribeKeys(KeysOf(SerialDeviceSettings())) +
+         "  linux[,KEY=VALUE]        every FTDI chip that the kernel lists\n" +
+         DescribeKeys(KeysOf(KernelDeviceSettings()));
 }
 
 std::unique_ptr<Device> MakeDevice(const DeviceOption& option, int number, Clock& clock, std::string* error) {

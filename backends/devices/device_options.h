@@ -36,6 +36,10 @@ using DeviceOption = std::variant<SimDeviceSettings, ReplayDeviceSettings, Seria
 /// is allowed.
 std::optional<DeviceOption> ParseDeviceOption(const std::string& option, std::string* error);
 
+/// What ParseDeviceOption takes, for people: each kind of device with its keys and their values, in lines
+/// that end in newlines.
+std::string DescribeDeviceOptions();
+
 /// Makes a simulated or a replayed device, the `number`th of all devices (from 1), which is in its serial
 /// number where the option names none. Nothing on failure, and for every other kind; then `error` is one line
 /// that says why. `clock` must outlive the device.

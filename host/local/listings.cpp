@@ -1,33 +1,13 @@
 #include <algorithm>
 #include <array>
-#include <cmath>
 
 #include "backends/text/characters.h"
 #include "driver/inspect.h"
 #include "host/commands.h"
-#include "host/decimal_text.h"
 #include "host/json.h"
 
 namespace halden::host {
 namespace {
-
-std::string Json(const std::vector<ListedDevice>& devices, const std::vector<std::string>& failures) {
-  std::string list;
-  for (std::size_t i = 0; i < devices.size(); ++i) {
-    const ListedDevice& device = devices[i];
-    JsonObject object;
-    object.Raw("place", std::to_string(i))
-        .Text("port", device.com_name)
-        .Text("chip", device.chip)
-        .Text("serial", device.serial)
-        .Text("description", device.description)
-        .Text("line", device.line)
-        .Flag("line_is_fallback", device.line_is_fallback);
-    object.Text("failure", failures[i]);
-    list += (i ? ", " : "") + object.Close();
-  }
-  return JsonObject().Raw("devices", "[" + list + "]").Close() + "\n";
-}
 
 using Row = std::array<std::string, 6>;
 
@@ -66,7 +46,7 @@ int RunDevices(SystemPlatform& machine, const Arguments& arguments, Progress& pr
   const auto devices = ListDevices(machine.platform());
   auto failures = machine.OpenFailures();
   failures.resize(devices.size());
-  if (arguments.json) return Print(Json(devices, failures), progress);
+  if (arguments.json) return Print(DevicesJson(devices, failures), progress);
   if (devices.empty()) return Print("no devices\n", progress);
   std::vector<Row> rows = {{"Place", "Port", "Chip", "Serial", "Description", "Line settings"}};
   for (std::size_t i = 0; i < devices.size(); ++i) rows.push_back(RowOf(i, devices[i], failures[i]));
@@ -82,20 +62,10 @@ int RunSettings(SystemPlatform& machine, const Arguments& arguments, Progress& p
     return kRefused;
   }
   if (arguments.export_text) return Print(exported, progress);
-  JsonObject object;
+  if (arguments.json) return Print(SettingsJson(settings), progress);
   std::string rows;
-  for (const auto& [name, text, number] : settings) {
-    const auto* const whole = std::get_if<std::int32_t>(&number);
-    const auto* const rate = std::get_if<float>(&number);
-    if (whole)
-      object.Raw(name, std::to_string(*whole));
-    else if (rate && std::isfinite(*rate))
-      object.Raw(name, Shortest(*rate));
-    else
-      object.Text(name, text);
+  for (const auto& [name, text, number] : settings)
     rows += (name.empty() ? "(label)" : name) + ": " + text + "\n";
-  }
-  if (arguments.json) return Print(object.Close() + "\n", progress);
   return Print(rows.empty() ? "nothing is stored yet\n" : rows, progress);
 }
 

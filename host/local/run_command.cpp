@@ -19,7 +19,7 @@ int RunWithDriver(SystemPlatform& machine, const Arguments& arguments, Progress&
 }  // namespace
 
 int RunCommand(const Arguments& arguments, Progress& progress) {
-  if (arguments.command == Command::kHelp) return Print(HelpText(), progress);
+  if (arguments.command == Command::kHelp) return Print(arguments.text, progress);
   std::string error;
   const auto machine = OpenSystemPlatform(arguments.machine, &error);
   if (!machine) {

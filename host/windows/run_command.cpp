@@ -105,7 +105,7 @@ std::string WhyNotHere(const Arguments& arguments) {
 
 int RunCommand(const Arguments& arguments, Progress& progress) {
   const PreparedOutput prepared;
-  if (arguments.command == Command::kHelp) return Print(HelpText() + kHelpOfWindows, progress);
+  if (arguments.command == Command::kHelp) return Print(arguments.text + kHelpOfWindows, progress);
   if (const std::string reason = WhyNotHere(arguments); !reason.empty()) {
     progress.Fail(reason);
     return kWrongArguments;
