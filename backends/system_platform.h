@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstdint>
 #include <memory>
 #include <optional>
 #include <string>
@@ -27,6 +28,9 @@ class SystemPlatform {
   /// One line for each listed device, in order, that says why it could not be opened the last time; empty
   /// where it could, or was never tried.
   virtual std::vector<std::string> OpenFailures() const = 0;
+  /// Whether the open device at this place of the list will never send again, because it was a replayed file
+  /// and has been read to its end.
+  virtual bool HasEnded(std::int32_t place) const = 0;
   /// While held back, the port dialog is cancelled at once, and an answer that the options hold is kept for
   /// later. Call it between detections, not inside one.
   virtual void HoldDialogBack(bool hold) = 0;

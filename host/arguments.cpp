@@ -90,7 +90,8 @@ constexpr char kMainFooter[] =
     "\"halden-host COMMAND --help\" lists the options of a command and gives an example. \"halden-host\n"
     "devices --help\" also explains what --device takes.\n"
     "\n"
-    "Exit codes: 0 done; 1 the driver refused, or the output could not be written; 2 wrong arguments.";
+    "Exit codes: 0 done; 1 the driver refused, or the output could not be written; 2 wrong arguments;\n"
+    "128 + the number of a signal that ended it while it looked for a device";
 
 /// The program's command line. CLI11 splits it into commands, options and values.
 ///

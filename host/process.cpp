@@ -2,9 +2,9 @@
 
 #include <cerrno>
 #include <csignal>
+#include <cstdlib>
 
 #ifdef _WIN32
-#include <cstdlib>
 #include <io.h>
 #include <windows.h>
 #define isatty _isatty
@@ -27,18 +27,36 @@ constexpr int kStopSignals[] = {SIGINT, SIGTERM,
 
 volatile std::sig_atomic_t stop_requested = 0;
 
+void (*put_back_before_end)(void*) noexcept = nullptr;
+void* put_back_owner = nullptr;
+
 extern "C" void RequestStop(int signal) {
   stop_requested = 1;
   std::signal(signal, SIG_DFL);
 }
 
-}  // namespace
+extern "C" void EndProcess(int signal) {
+  put_back_before_end(put_back_owner);
+  std::_Exit(128 + signal);
+}
 
-void CatchStopSignals() {
+void HandleStopSignals(void (*handler)(int)) {
   for (const int signal : kStopSignals) {
     // A signal ignored from the start stays so: nohup and background jobs of scripts rely on it.
-    if (std::signal(signal, RequestStop) == SIG_IGN) std::signal(signal, SIG_IGN);
+    if (std::signal(signal, handler) == SIG_IGN) std::signal(signal, SIG_IGN);
   }
+}
+
+}  // namespace
+
+void EndOnStopSignals(void (*put_back)(void* owner) noexcept, void* owner) {
+  put_back_before_end = put_back;
+  put_back_owner = owner;
+  HandleStopSignals(EndProcess);
+}
+
+void CatchStopSignals() {
+  HandleStopSignals(RequestStop);
 }
 
 bool StopRequested() {
@@ -56,7 +74,7 @@ bool ErrorIsTerminal() {
 
 void FillClosedStreams() {}
 
-void IgnoreClosedPipes() {}
+void LetWritesFail() {}
 
 int OutputRows() {
   CONSOLE_SCREEN_BUFFER_INFO screen;
@@ -79,8 +97,9 @@ void FillClosedStreams() {
     if (fcntl(fd, F_GETFD) < 0) open("/dev/null", fd == 0 ? O_WRONLY : O_RDONLY);
 }
 
-void IgnoreClosedPipes() {
+void LetWritesFail() {
   std::signal(SIGPIPE, SIG_IGN);
+  std::signal(SIGXFSZ, SIG_IGN);
 }
 
 int OutputRows() {

@@ -10,7 +10,9 @@ bool Session::Detect(Progress& progress) {
     return false;
   }
   progress.Hint("Looking for a device ...");
-  if (!Adc().Test()) {
+  const bool found = Find(progress);
+  for (const std::string& notice : TakeNotices()) progress.Fail(notice);
+  if (!found) {
     SayWhyNot(progress);
     return false;
   }

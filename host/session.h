@@ -15,7 +15,8 @@ class Session {
  public:
   virtual ~Session() = default;
 
-  /// Finds the device and says what was found, or why nothing was. May take seconds for each silent device.
+  /// Finds the device and says what was found, or why nothing was. May take seconds for each silent device,
+  /// in which a stop signal ends the process.
   bool Detect(Progress& progress);
   /// Says how the lines of the device are understood, and begins to watch them. Call it once the ranges are
   /// chosen.
@@ -25,6 +26,8 @@ class Session {
   virtual std::vector<sdk::Observation> TakeObservations() { return {}; }
   /// Whether the device that was open doesn't answer any more.
   virtual bool DeviceLost() const { return false; }
+  /// Whether the device will never send again, because it is a replayed file at its end.
+  virtual bool DeviceEnded() const { return false; }
   /// Only after Detect has returned true.
   IADC3& Adc() { return *Object(); }
   /// Rests until the driver's next tick is due, a message comes or a signal arrives, `at_most` at the
@@ -39,6 +42,10 @@ class Session {
  protected:
   /// Null if the driver could not be loaded.
   virtual IADC3* Object() = 0;
+  /// Lets the driver look for a device, with the port dialog as the last resort.
+  virtual bool Find(Progress&) { return Adc().Test(); }
+  /// What a person should know and no result has said: one line each, returned once.
+  virtual std::vector<std::string> TakeNotices() { return {}; }
   /// Why the last detection recognised no device: one line for each that it tried. Empty where that isn't
   /// known.
   virtual std::vector<std::string> WhyNotRecognised() const { return {}; }

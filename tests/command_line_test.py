@@ -10,6 +10,7 @@ import signal
 import subprocess
 import sys
 import tempfile
+import time
 import unittest
 from pathlib import Path
 
@@ -73,6 +74,19 @@ class CommandLine(unittest.TestCase):
         self.assertIn("held by another program", err[0])
         self.assertIn("no byte came", err[1])
 
+    def test_a_signal_during_detection_ends_the_process_at_once_with_its_own_code(self):
+        for number in [signal.SIGHUP, signal.SIGINT, signal.SIGTERM]:
+            process = self.start("record --device sim:silent --frames 3")
+            time.sleep(0.5)
+            started = time.monotonic()
+            process.send_signal(number)
+            self.assertEqual((process.wait(), process.communicate()), (128 + number, ("", "")), number)
+            self.assertLess(time.monotonic() - started, 1, "seconds until the end")
+
+    def test_a_board_that_restarts_when_opened_is_found_without_a_question(self):
+        err = self.expect(0, "record --device sim:resets=2.5 --frames 3")[1]
+        self.assertIn("Found simulated device", err)
+
     def test_help_of_a_command_lists_its_options_and_the_keys_of_devices(self):
         self.assertRegex(self.expect(0, "--version")[0], r"^halden-host \d+\.\d+\.\d+\n$")
         for words, listed in [("--help", "settings "), ("record --frames 3 --help", "--capacity FRAMES"),
@@ -119,7 +133,7 @@ class CommandLine(unittest.TestCase):
 
     def test_what_the_user_said_is_remembered_and_shown(self):
         self.assertEqual(self.expect(0, "settings"), ("nothing is stored yet\n", ""))
-        device = "--device sim:silent=2.5,columns=3,com=5"
+        device = "--device sim:silent=6,columns=3,com=5"
         record = f"record {device} --answer port=0,channels=3,rate=12.5 --frames 3"
         self.assertIn("Found simulated device COM5 with 3 channels, at most 3600 frames a second", self.expect(0, record)[1])
         self.assertEqual(list(json.loads(self.expect(0, "settings --json")[0]).values()),

@@ -57,6 +57,9 @@ class Device {
   /// The line settings that the port has now, whether or not it is open; false if it can't be asked.
   virtual bool GetPortLineSettings(Dcb* line) = 0;
 
+  /// Whether the open device has sent its last byte and all were read, as a replayed file does at its end.
+  virtual bool Ended() const { return false; }
+
   /// One line that says why the last Open failed; empty if it succeeded or was never tried.
   virtual std::string OpenFailure() const = 0;
 };

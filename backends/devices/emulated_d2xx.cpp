@@ -66,6 +66,11 @@ std::vector<std::string> EmulatedD2xx::OpenFailures() const {
   return failures;
 }
 
+bool EmulatedD2xx::HasEnded(std::int32_t place) const {
+  const auto index = static_cast<std::size_t>(place);
+  return index < snapshot_.size() && slots_[snapshot_[index]].device->Ended();
+}
+
 template <typename Predicate>
 EmulatedD2xx::Slot* EmulatedD2xx::Find(Predicate matches) {
   const auto found = std::find_if(slots_.begin(), slots_.end(), matches);

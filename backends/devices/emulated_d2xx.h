@@ -33,6 +33,8 @@ class EmulatedD2xx : public D2xx, public CommConfigApi {
   void SetLineSettingsDialog(LineSettingsDialog dialog) { line_settings_dialog_ = std::move(dialog); }
   /// For each device of the last snapshot why its last FT_Open failed; empty if it didn't.
   std::vector<std::string> OpenFailures() const;
+  /// Device::Ended of the device at this place of the last snapshot; false for a place that it doesn't have.
+  bool HasEnded(std::int32_t place) const;
 
   FT_STATUS FT_CreateDeviceInfoList(std::int32_t* count) override;
   FT_STATUS FT_GetDeviceInfoList(FT_DEVICE_LIST_INFO_NODE* nodes, std::int32_t* count) override;

@@ -25,6 +25,7 @@ void PacedDevice::StartLines(double origin, std::uint64_t line) {
   sending_ = {};
   sent_ = 0;
   line_end_ = 0;
+  ended_ = false;
 }
 
 /// Takes up the next line if its time has come.
@@ -36,7 +37,8 @@ bool PacedDevice::BeginLine(double now) {
   sent_ = 0;
   line_start_ = start;
   line_end_ = start + static_cast<double>(sending_.size()) * 1000 / pace_.bytes_per_second;
-  return !sending_.empty();
+  ended_ = sending_.empty();
+  return !ended_;
 }
 
 void PacedDevice::Advance() {

@@ -46,6 +46,7 @@ class PacedDevice : public Device {
   bool GetDefaultLineSettings(Dcb* line) override;
   bool SetDefaultLineSettings(const Dcb& line) override;
   bool GetPortLineSettings(Dcb* line) override;
+  bool Ended() const override { return ended_ && queue_.Size() == 0; }
   std::string OpenFailure() const override { return open_failure_; }
 
  protected:
@@ -108,6 +109,7 @@ class PacedDevice : public Device {
   double line_end_ = 0;
   double origin_ = 0;  // milliseconds
   std::uint64_t next_line_ = 0;
+  bool ended_ = false;  // NextLine had no more to say
 };
 
 }  // namespace halden

@@ -167,6 +167,7 @@ class LinuxPlatform : public SystemPlatform {
 
   Platform& platform() override { return platform_; }
   std::vector<std::string> OpenFailures() const override { return library_.OpenFailures(); }
+  bool HasEnded(std::int32_t place) const override { return library_.HasEnded(place); }
   void HoldDialogBack(bool hold) override { answering_.HoldDialogBack(hold); }
 
  private:

@@ -17,15 +17,37 @@ Platform WithLibrary(const Platform& platform, D2xx& library) {
 
 }  // namespace
 
-LocalSession::LocalSession(SystemPlatform& system, const std::optional<UserAnswer>& answer)
+LocalSession::LocalSession(SystemPlatform& system, const std::optional<UserAnswer>& answer, bool cancel)
     : system_(system),
       answer_(answer),
+      cancel_(cancel),
       tap_(system.platform().d2xx),
       tapped_(WithLibrary(system.platform(), tap_)),
       last_tick_(tapped_.clock.GetTickCount()),
       driver_(tapped_),
       adc_(driver_.CreateObject()) {
   tap_.SetListener([this](std::string_view received) { Listen(received); });
+}
+
+/// A board that restarts when its port is opened may stay silent for longer than the driver listens. The port
+/// is kept from restarting it a second time, so the second detection hears it, and nobody is asked. Only then
+/// is it the dialog's turn.
+bool LocalSession::Find(Progress& progress) {
+  system_.HoldDialogBack(true);
+  const bool found = adc_->Test();
+  system_.HoldDialogBack(false);
+  if (found || !adc_->LastError().empty()) return found;
+  const bool somebody_answers = answer_ || (!cancel_ && tapped_.toolkit.CanShow());
+  if (!somebody_answers && !SomeDeviceWasSilent()) return false;
+  progress.Hint("Listening once more ...");
+  return adc_->Test();
+}
+
+bool LocalSession::SomeDeviceWasSilent() const {
+  const auto devices = static_cast<std::int32_t>(system_.OpenFailures().size());
+  for (std::int32_t i = 0; i < devices; ++i)
+    if (sdk::WhyNotRecognised(tap_.At(i)) == sdk::Silence::kNothing) return true;
+  return false;
 }
 
 void LocalSession::Serve(std::chrono::milliseconds at_most) {

@@ -19,26 +19,32 @@ namespace halden::host {
 class LocalSession final : public Session {
  public:
   /// `system` must outlive the session. `answer` is the one that it gives in the port dialog, if any.
-  LocalSession(SystemPlatform& system, const std::optional<UserAnswer>& answer);
+  /// With `cancel` it cancels the dialog instead.
+  LocalSession(SystemPlatform& system, const std::optional<UserAnswer>& answer, bool cancel = false);
 
   void Serve(std::chrono::milliseconds at_most) override;
   double Now() const override;
   void BeginWatching(Progress& progress) override;
   std::vector<sdk::Observation> TakeObservations() override { return std::exchange(observations_, {}); }
   bool DeviceLost() const override { return tap_.Lost(); }
+  bool DeviceEnded() const override { return system_.HasEnded(tap_.LatestIndex()); }
 
  protected:
   IADC3* Object() override { return adc_.get(); }
+  bool Find(Progress& progress) override;
+  std::vector<std::string> TakeNotices() override { return system_.TakeNotices(); }
   std::vector<std::string> WhyNotRecognised() const override;
   std::string KindOfDevice() const override { return KindOf(tap_.LatestIndex()); }
 
  private:
+  bool SomeDeviceWasSilent() const;
   void WatchOnceFormatIsKnown();
   std::string KindOf(std::int32_t index) const;
   void Listen(std::string_view received) noexcept;
 
   SystemPlatform& system_;
   const std::optional<UserAnswer> answer_;
+  const bool cancel_;
   sdk::ListeningTap tap_;
   Platform tapped_;  ///< the system's platform with the tap in the place of the device library
   sdk::LineCutter cutter_;

@@ -1,6 +1,7 @@
 #include "backends/system_platform.h"
 #include "host/commands.h"
 #include "host/local/local_session.h"
+#include "host/process.h"
 
 namespace halden::host {
 namespace {
@@ -10,10 +11,20 @@ int RunWithDriver(SystemPlatform& machine, const Arguments& arguments, Progress&
     progress.Fail("monitor needs a terminal that can show the window");
     return kRefused;
   }
-  LocalSession session(machine, arguments.machine.answer);
+  LocalSession session(machine, arguments.machine.answer, arguments.machine.cancel);
   if (arguments.command == Command::kMonitor) return RunMonitor(session, progress);
   if (arguments.command == Command::kWatch) return RunWatch(session, arguments, progress);
   return RunRecord(session, arguments, progress);
+}
+
+int RunOn(SystemPlatform& machine, const Arguments& arguments, Progress& progress) {
+  if (arguments.command == Command::kDevices) return RunDevices(machine, arguments, progress);
+  if (arguments.command == Command::kSettings) return RunSettings(machine, arguments, progress);
+  return RunWithDriver(machine, arguments, progress);
+}
+
+void AbandonDevices(void* machine) noexcept {
+  static_cast<SystemPlatform*>(machine)->AbandonDevices();
 }
 
 }  // namespace
@@ -26,9 +37,11 @@ int RunCommand(const Arguments& arguments, Progress& progress) {
     progress.Fail(error);
     return kWrongArguments;
   }
-  if (arguments.command == Command::kDevices) return RunDevices(*machine, arguments, progress);
-  if (arguments.command == Command::kSettings) return RunSettings(*machine, arguments, progress);
-  return RunWithDriver(*machine, arguments, progress);
+  EndOnStopSignals(AbandonDevices, machine.get());
+  const int code = RunOn(*machine, arguments, progress);
+  CatchStopSignals();  // the machine is about to go
+  for (const std::string& notice : machine->TakeNotices()) progress.Fail(notice);
+  return code;
 }
 
 }  // namespace halden::host
