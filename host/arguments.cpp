@@ -84,6 +84,26 @@ bool ParseRanges(std::string_view value, std::vector<RangeChoice>* ranges) {
   });
 }
 
+bool ParseRotation(std::string_view value, Rotation* rotation) {
+  struct Unit {
+    std::string_view name;
+    double bytes = 0;
+    double seconds = 0;
+  };
+  static constexpr Unit kUnits[] = {{"kB", 1e3},    {"MB", 1e6},    {"GB", 1e9},    {"s", 0, 1},
+                                    {"min", 0, 60}, {"h", 0, 3600}, {"d", 0, 86400}};
+  const auto digits = value.find_first_not_of("0123456789.");
+  double count = 0;
+  if (digits == std::string_view::npos || !ParseWithin(value.substr(0, digits), 0.001, 1e9, &count))
+    return false;
+  for (const auto& [name, bytes, seconds] : kUnits) {
+    if (value.substr(digits) != name) continue;
+    *rotation = {.bytes = static_cast<std::uint64_t>(count * bytes), .seconds = count * seconds};
+    return !rotation->Never();
+  }
+  return false;
+}
+
 constexpr std::string_view kAnyFile = "the name of a file";
 
 constexpr char kMainFooter[] =
@@ -249,6 +269,29 @@ class CommandLine {
             arguments_.svg = value;
             return !value.empty() && value != "-";
           });
+    AddFileOptions(record);
+  }
+
+  /// How the files of a recording are written, and what ends it but its length.
+  void AddFileOptions(CLI::App& record) {
+    File(record, "--npy", "FILE", kAnyFile, "Writes a numpy array of values, float32, frames by columns",
+         &arguments_.npy);
+    record.add_flag(
+        "--time{relative}", time_,
+        "First a column Time: seconds from the start, or --time=absolute: time of day. Right to one "
+        "tick of the driver, 50 ms. With --npy in a second file, FILE-time");
+    Flag(record, "--force", "Overwrites files that exist", &arguments_.force);
+    Flag(record, "--append", "Goes on at the end of a CSV or array of the same columns", &arguments_.append);
+    Value(record, "--rotate", "SIZE|TIME", "a size (500kB, 10MB, 2GB) or a time (30s, 10min, 1h, 1d)",
+          "Begins a new file, FILE-001, FILE-002 ..., after this size or time",
+          [&](const std::string& value) { return ParseRotation(value, &arguments_.rotation); });
+    Flag(record, "--sync", "Makes the files survive a power failure, once a second", &arguments_.sync);
+    Value(record, "--silence", "S", "a number of seconds from 0.1 to 1e9",
+          "Ends with exit code 1 when no frame has come for so long", [&](const std::string& value) {
+            return ParseWithin(value, 0.1, 1e9, &arguments_.silence.emplace());
+          });
+    Flag(record, "--reconnect", "Waits for a device that goes, and goes on in the same files",
+         &arguments_.reconnect);
   }
 
   void AddMonitor() {
@@ -332,7 +375,7 @@ class CommandLine {
            (nearest.empty() ? "; --help lists what is allowed" : "; did you mean " + nearest + "?");
   }
 
-  void CheckWhole() const {
+  void CheckWhole() {
     const SystemPlatformOptions& machine = arguments_.machine;
     if (arguments_.command == Command::kHelp)
       throw WrongWord("a command is missing; \"halden-host --help\" lists them");
@@ -343,12 +386,32 @@ class CommandLine {
       throw WrongWord("--svg needs another file than --csv");
     if (arguments_.export_text && arguments_.json)
       throw WrongWord("only one of --export and --json is allowed");
+    FinishFileOptions();
     if (arguments_.codes && arguments_.csv.empty()) throw WrongWord("--codes needs --csv FILE beside it");
+  }
+
+  void FinishFileOptions() {
+    if (!time_.empty() && time_ != "relative" && time_ != "absolute")
+      throw WrongWord("--time needs relative or absolute, not " + Quoted(time_));
+    if (!time_.empty()) arguments_.time = time_ == "relative" ? TimeColumn::kRelative : TimeColumn::kAbsolute;
+    if (arguments_.append && !arguments_.rotation.Never())
+      throw WrongWord("only one of --append and --rotate is allowed");
+    if (arguments_.append && arguments_.time == TimeColumn::kRelative)
+      throw WrongWord("--append needs --time=absolute: the seconds of each recording begin at 0");
+    if (arguments_.append && arguments_.csv.empty() && arguments_.npy.empty())
+      throw WrongWord("--append needs --csv FILE or --npy FILE beside it");
+    if (arguments_.append)
+      arguments_.existing = Existing::kContinue;
+    else if (arguments_.force)
+      arguments_.existing = Existing::kOverwrite;
+    if (!arguments_.rotation.Never() && arguments_.csv == "-")
+      throw WrongWord("--rotate needs files, not standard output");
   }
 
   CLI::App app_{"Finds a device that sends lines of numbers, and shows or records its values.",
                 "halden-host"};
   Arguments arguments_;
+  std::string time_;
   std::map<std::string, std::string_view> allowed_;  // what the value of an option may be
 };
 

@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "backends/system_platform.h"
+#include "host/recording.h"
 
 namespace halden::host {
 
@@ -36,6 +37,15 @@ struct Arguments {
   std::string csv;                       ///< a file, "-" for standard output; empty: none
   bool codes = false;
   std::string svg;  ///< a file; empty: none
+  std::string npy;  ///< a file; empty: none
+  TimeColumn time = TimeColumn::kNone;
+  Existing existing = Existing::kRefuse;  ///< of the CSV and the arrays
+  bool force = false;                     ///< replaces older files
+  bool append = false;
+  bool sync = false;
+  Rotation rotation;
+  std::optional<double> silence;  ///< seconds, 0.1 to 1e9
+  bool reconnect = false;
   bool export_text = false;
 };
 

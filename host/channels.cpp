@@ -2,6 +2,8 @@
 
 #include <numeric>
 
+#include "host/arguments.h"
+
 namespace halden::host {
 namespace {
 

@@ -1,13 +1,15 @@
 #pragma once
 
+#include <cstdint>
 #include <string>
 #include <vector>
 
-#include "host/arguments.h"
 #include "host/decimal_text.h"
 #include "model/IADC3.h"
 
 namespace halden::host {
+
+struct RangeChoice;
 
 /// One column of a recording or of the live view.
 struct Column {

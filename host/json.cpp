@@ -68,6 +68,14 @@ std::string SettingsJson(const std::vector<StoredSetting>& settings) {
   return OneLine(object);
 }
 
+static Json Stretches(const std::vector<Stretch>& stretches) {
+  Json list = Json::array();
+  for (const Stretch& stretch : stretches)
+    list.push_back(
+        {{"start", Number(Fixed(stretch.start, 3))}, {"seconds", Number(Fixed(stretch.length, 3))}});
+  return list;
+}
+
 std::string SummaryJson(const RecordingSummary& summary) {
   return OneLine({{"port", summary.port},
                   {"channels", summary.channels},
@@ -77,7 +85,11 @@ std::string SummaryJson(const RecordingSummary& summary) {
                   {"frames", summary.frames},
                   {"seconds", Number(Fixed(summary.seconds, 3))},
                   {"frames_per_second", Number(Fixed(summary.FramesPerSecond(), 3))},
-                  {"ring_full", summary.ring_full}});
+                  {"first_time", Number(Fixed(summary.first_time, 4))},
+                  {"last_time", Number(Fixed(summary.last_time, 4))},
+                  {"ring_full", summary.ring_full},
+                  {"gaps", Stretches(summary.gaps)},
+                  {"away", Stretches(summary.away)}});
 }
 
 std::string LiveValuesJson(const LiveValues& live) {

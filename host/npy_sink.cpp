@@ -1,8 +1,13 @@
 #include <algorithm>
 #include <bit>
+#include <charconv>
+#include <filesystem>
+#include <fstream>
+#include <optional>
 #include <utility>
 
 #include "host/output.h"
+#include "host/printable_text.h"
 #include "host/recording.h"
 
 namespace halden::host {
@@ -10,14 +15,18 @@ namespace {
 
 static_assert(std::endian::native == std::endian::little, "arrays are written as they lie in memory");
 
+constexpr std::size_t kHeaderSize = 128;  // numpy wants a multiple of 64
+
 /// A file in numpy's format 1.0 that grows row by row. Its header counts the rows. It has a fixed size, so
 /// that it can be written again after each block: the rows first, then the count, so that the file never
 /// promises rows that aren't there.
 class NpyFile {
  public:
-  /// `type` is numpy's name of the element type. `columns` 0 makes an array of one dimension.
-  NpyFile(const std::string& path, const char* type, std::size_t columns)
-      : type_(type), columns_(columns), output_(path) {
+  /// `type` is numpy's name of the element type. `columns` 0 makes an array of one dimension. The first
+  /// `rows` rows of a continued file are there already.
+  NpyFile(const std::string& path, const char* type, std::size_t columns, Existing existing, std::size_t rows)
+      : type_(type), columns_(columns), output_(path, existing), rows_(rows) {
+    if (output_.Size() > 0) return;
     output_.Write(Header());
     output_.Flush();
   }
@@ -32,21 +41,35 @@ class NpyFile {
     output_.Flush();
     output_.RewriteStart(Header());
   }
+  std::size_t Rows() const { return rows_; }
   Output& output() { return output_; }
   const Output& output() const { return output_; }
 
+  /// Rows of the file at `path`, if it is one that this class has written with this type and these columns;
+  /// nothing otherwise.
+  static std::optional<std::size_t> RowsIn(const std::string& path, const char* type, std::size_t columns) {
+    std::ifstream file(path, std::ios::binary);
+    std::string header(kHeaderSize, '\0');
+    if (!file.read(header.data(), kHeaderSize)) return std::nullopt;
+    std::size_t rows = 0;
+    const auto shape = header.find("'shape': (");
+    if (shape == std::string::npos) return std::nullopt;
+    std::from_chars(&header[shape + 10], header.data() + header.size(), rows);
+    return HeaderOf(type, columns, rows) == header ? std::optional(rows) : std::nullopt;
+  }
+
  private:
-  std::string Header() const {
-    constexpr std::size_t kSize = 128;  // numpy wants a multiple of 64
+  static std::string HeaderOf(const char* type, std::size_t columns, std::size_t rows) {
     const std::string shape =
-        columns_ == 0 ? std::to_string(rows_) + "," : std::to_string(rows_) + ", " + std::to_string(columns_);
+        std::to_string(rows) + "," + (columns == 0 ? "" : " " + std::to_string(columns));
     std::string header("\x93NUMPY\x01\x00", 8);
-    header += static_cast<char>(kSize - 10);
+    header += static_cast<char>(kHeaderSize - 10);
     header += '\0';
-    header += std::string("{'descr': '") + type_ + "', 'fortran_order': False, 'shape': (" + shape + "), }";
-    header.resize(kSize - 1, ' ');
+    header += std::string("{'descr': '") + type + "', 'fortran_order': False, 'shape': (" + shape + "), }";
+    header.resize(kHeaderSize - 1, ' ');
     return header + '\n';
   }
+  std::string Header() const { return HeaderOf(type_, columns_, rows_); }
 
   const char* type_;
   const std::size_t columns_;
@@ -56,34 +79,94 @@ class NpyFile {
 
 class NpySink final : public FrameSink {
  public:
-  NpySink(const std::string& path, const std::string& times_path, std::vector<Column> columns)
-      : columns_(std::move(columns)), values_(path, "<f4", columns_.size()) {
-    if (!times_path.empty()) times_ = std::make_unique<NpyFile>(times_path, "<f8", 0);
+  NpySink(const std::string& path, std::vector<Column> columns, const FileOptions& options)
+      : columns_(std::move(columns)) {
+    if (options.time == TimeColumn::kAbsolute)
+      start_ = std::chrono::duration<double>(options.start.time_since_epoch()).count();
     for (const Column& column : columns_) value_tables_.push_back(TableOf(column));
+    const std::string times_path = options.time == TimeColumn::kNone ? "" : TimesPath(path);
+    std::size_t rows = 0;
+    if (options.existing == Existing::kContinue) rows = MakeContinuable(path, times_path);
+    if (!refusal_.empty()) return;
+    values_ = std::make_unique<NpyFile>(path, kValues, columns_.size(), options.existing, rows);
+    if (!times_path.empty())
+      times_ = std::make_unique<NpyFile>(times_path, kTimes, 0, options.existing, rows);
+    first_row_ = rows;
   }
 
   void Take(const Frames& frames) override {
+    if (!values_) return;
     const std::size_t width = columns_.size();
     for (std::size_t start = 0; start < frames.codes.size(); start += kBlockFrames * width)
       TakeBlock(frames.codes.subspan(start, std::min(frames.codes.size() - start, kBlockFrames * width)));
-    values_.Flush();
-    if (!times_) return;
-    times_->Append(frames.times);
-    times_->Flush();
+    values_->Flush();
+    if (times_) TakeTimes(frames.times);
+    if (Ok()) written_ = static_cast<std::int64_t>(values_->Rows() - first_row_);
   }
 
   void Finish(const RecordingSummary&) override {
-    values_.output().Close();
+    if (values_) values_->output().Close();
     if (times_) times_->output().Close();
   }
-  bool Ok() const override { return values_.output().Ok() && (!times_ || times_->output().Ok()); }
-  const std::string& Failure() const override {
-    return !times_ || values_.output().Ok() ? values_.output().Failure() : times_->output().Failure();
+  void Sync() override {
+    if (values_) values_->output().Sync();
+    if (times_) times_->output().Sync();
   }
+  bool Ok() const override { return values_ && values_->output().Ok() && (!times_ || times_->output().Ok()); }
+  const std::string& Failure() const override {
+    if (!values_) return refusal_;
+    return !times_ || !values_->output().Ok() ? values_->output().Failure() : times_->output().Failure();
+  }
+  std::int64_t Written() const override { return written_; }
+  std::uint64_t Size() const override { return values_ ? values_->output().Size() : 0; }
 
  private:
+  static constexpr char kValues[] = "<f4";
+  static constexpr char kTimes[] = "<f8";
   static constexpr std::size_t kBlockFrames = 256;
   using ValueTable = std::vector<float>;  // a value for each code, from 0 up and then from -32768 up
+
+  /// The rows that both files hold, to which they are cut. Refuses files of another shape.
+  std::size_t MakeContinuable(const std::string& path, const std::string& times_path) {
+    std::size_t rows = CompleteRows(path, kValues, columns_.size(), columns_.size() * sizeof(float));
+    if (!times_path.empty()) {
+      rows = std::min(rows, CompleteRows(times_path, kTimes, 0, sizeof(double)));
+      Cut(times_path, rows * sizeof(double));
+    }
+    Cut(path, rows * columns_.size() * sizeof(float));
+    return rows;
+  }
+
+  std::size_t CompleteRows(const std::string& path, const char* type, std::size_t columns,
+                           std::size_t row_size) {
+    std::error_code missing;
+    const std::uintmax_t size = std::filesystem::file_size(path, missing);
+    if (missing || size == 0) return 0;
+    const auto rows = NpyFile::RowsIn(path, type, columns);
+    if (!rows)
+      refusal_ = Printable(path) + " can't be continued: it is no " + type + " array of " +
+                 (columns == 0 ? "one column" : std::to_string(columns) + " columns");
+    return rows ? std::min<std::size_t>(*rows, (size - kHeaderSize) / row_size) : 0;
+  }
+
+  void Cut(const std::string& path, std::size_t bytes) {
+    std::error_code missing;
+    const std::uintmax_t size = std::filesystem::file_size(path, missing);
+    if (!refusal_.empty() || missing || size <= kHeaderSize + bytes) return;
+    std::filesystem::resize_file(path, kHeaderSize + bytes, missing);
+    if (missing) refusal_ = Printable(path) + " can't be continued: " + missing.message();
+  }
+
+  void TakeTimes(std::span<const double> times) {
+    if (start_ == 0) {
+      times_->Append(times);
+    } else {
+      absolute_.assign(times.begin(), times.end());
+      for (double& time : absolute_) time += start_;
+      times_->Append(std::span<const double>(absolute_));
+    }
+    times_->Flush();
+  }
 
   /// Columns of one format share their table.
   std::shared_ptr<const ValueTable> TableOf(const Column& column) const {
@@ -105,21 +188,26 @@ class NpySink final : public FrameSink {
       for (std::size_t i = column; i < codes.size(); i += width)
         block_[i] = values[static_cast<std::uint16_t>(codes[i])];
     }
-    values_.Append(std::span<const float>(block_));
+    values_->Append(std::span<const float>(block_));
   }
 
   const std::vector<Column> columns_;
-  NpyFile values_;
-  std::unique_ptr<NpyFile> times_;
+  std::string refusal_;              ///< why the files can't be continued
+  std::unique_ptr<NpyFile> values_;  ///< null with a refusal
+  std::unique_ptr<NpyFile> times_;   ///< null without times
+  double start_ = 0;                 ///< added to each time
+  std::size_t first_row_ = 0;        ///< of the recording
+  std::int64_t written_ = 0;         ///< frames
+  std::vector<double> absolute_;
   std::vector<std::shared_ptr<const ValueTable>> value_tables_;  ///< of each column
   std::vector<float> block_;
 };
 
 }  // namespace
 
-std::unique_ptr<FrameSink> NewNpySink(const std::string& path, const std::string& times_path,
-                                      std::vector<Column> columns) {
-  return std::make_unique<NpySink>(path, times_path, std::move(columns));
+std::unique_ptr<FrameSink> NewNpySink(const std::string& path, std::vector<Column> columns,
+                                      const FileOptions& options) {
+  return std::make_unique<NpySink>(path, std::move(columns), options);
 }
 
 }  // namespace halden::host

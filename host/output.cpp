@@ -1,26 +1,89 @@
 #include "host/output.h"
 
+#include <algorithm>
 #include <cerrno>
+#include <filesystem>
 #include <system_error>
 #include <utility>
 
+#include "host/printable_text.h"
 #include "host/process.h"
 
 namespace halden::host {
 namespace {
 
+namespace fs = std::filesystem;
+using std::chrono::milliseconds;
+using std::chrono::steady_clock;
+
 constexpr std::size_t kBlock = 1 << 16;  // bytes
+
+/// What a pipe takes without blocking once it says that it can be written, and without mixing it with what
+/// others write.
+constexpr std::size_t kPipePiece = 4096;
+
+std::string WhyNot(const std::string& name, int error) {
+  return Printable(name) + " could not be written: " + std::generic_category().message(error);
+}
+
+/// The lines of `text` that end within `most` bytes, or, of a longer line, as many bytes.
+std::string_view FirstLinesWithin(std::string_view text, std::size_t most) {
+  if (text.size() <= most) return text;
+  const auto last_end = text.rfind('\n', most - 1);
+  return text.substr(0, last_end == std::string_view::npos ? most : last_end + 1);
+}
+
+bool IsFile(const std::string& path) {
+  std::error_code ignored;
+  return fs::is_regular_file(path, ignored);
+}
+
+std::string AlreadyThere(const std::string& path) {
+  return Printable(path) + " exists already; --force overwrites it";
+}
 
 }  // namespace
 
-Output::Output(const std::string& path)
-    : path_(path), file_(path == "-" ? stdout : std::fopen(path.c_str(), "wb")) {
+std::string WhyNotWritable(const std::string& path, Existing existing) {
+  std::error_code ignored;
+  const bool there = fs::exists(path, ignored);
+  if (path.empty() || path == "-") return {};
+  if (there && !IsFile(path) && !fs::is_directory(path, ignored)) return {};  // opening a pipe would block
+  if (there && existing == Existing::kRefuse) return AlreadyThere(path);
+  // Opened for appending, an older file stays as it is.
+  std::FILE* const file = std::fopen(path.c_str(), "ab");
+  if (!file) return WhyNot(path, errno);
+  std::fclose(file);
+  if (!there) fs::remove(path, ignored);
+  return {};
+}
+
+Output::Output(const std::string& path, Existing existing) : path_(path) {
   block_.reserve(kBlock);
-  if (file_) {
-    std::setvbuf(file_, nullptr, _IONBF, 0);  // block_ is the only buffer
-  } else {
-    Fail();
+  Open(existing);
+  if (!file_) return;
+  std::setvbuf(file_, nullptr, _IONBF, 0);  // block_ is the only buffer
+  may_block_ = ReaderMayBeSlow(file_);
+}
+
+void Output::Open(Existing existing) {
+  if (path_ == "-") {
+    file_ = stdout;
+    return;
   }
+  if (existing == Existing::kRefuse && IsFile(path_)) {
+    failure_ = AlreadyThere(path_);
+    return;
+  }
+  if (existing == Existing::kContinue && IsFile(path_)) {
+    file_ = std::fopen(path_.c_str(), "r+b");
+    std::error_code ignored;
+    size_ = fs::file_size(path_, ignored);
+    if (file_) std::fseek(file_, 0, SEEK_END);
+  } else {
+    file_ = std::fopen(path_.c_str(), "wb");
+  }
+  if (!file_) Fail();
 }
 
 Output::~Output() {
@@ -28,14 +91,37 @@ Output::~Output() {
 }
 
 void Output::Write(std::string_view text) {
-  if (!file_) return;
+  if (!file_ || !Ok()) return;
   if (block_.size() + text.size() > kBlock) Flush();
   block_ += text;
 }
 
 void Output::Flush() {
-  if (Ok() && file_ && std::fwrite(block_.data(), 1, block_.size(), file_) < block_.size()) Fail();
-  block_.clear();
+  std::size_t passed = 0;
+  while (Ok() && file_ && passed < block_.size()) {
+    if (may_block_ && !CanWriteWithin(file_, milliseconds(0))) break;
+    std::string_view piece = std::string_view(block_).substr(passed);
+    if (may_block_) piece = FirstLinesWithin(piece, kPipePiece);
+    if (!Pass(piece)) break;
+    passed += piece.size();
+  }
+  block_.erase(0, Ok() ? passed : block_.size());
+}
+
+/// False if not all of it could be written.
+bool Output::Pass(std::string_view piece) {
+  const std::size_t written = std::fwrite(piece.data(), 1, piece.size(), file_);
+  if (written < piece.size()) Fail();
+  piece = piece.substr(0, written);
+  size_ += written;
+  lines_ += std::ranges::count(piece, '\n');
+  const auto last_end = piece.rfind('\n');
+  part_line_ = last_end == std::string_view::npos ? part_line_ + written : written - last_end - 1;
+  return Ok();
+}
+
+void Output::Sync() {
+  if (Ok() && file_ && !SyncFile(file_)) Fail();
 }
 
 void Output::RewriteStart(std::string_view bytes) {
@@ -47,18 +133,40 @@ void Output::RewriteStart(std::string_view bytes) {
   if (!written) Fail();
 }
 
-void Output::Close() {
+void Output::CutToWholeLine() {
+  if (file_ && !may_block_ && part_line_ > 0 && CutFile(file_, part_line_))
+    size_ -= std::exchange(part_line_, 0);
+}
+
+void Output::Close(milliseconds patience) {
   Flush();
+  if (Waiting() && file_) WaitForReader(patience);
   std::FILE* const file = std::exchange(file_, nullptr);
   if (file && file != stdout && std::fclose(file) != 0 && Ok()) Fail();
+}
+
+void Output::WaitForReader(milliseconds patience) {
+  constexpr milliseconds kAfterStop(500);
+  auto taken = steady_clock::now();  // something, the last time
+  while (Waiting() && Ok()) {
+    const auto allowed = StopRequested() ? kAfterStop : patience;
+    const auto waited = steady_clock::now() - taken;
+    if (allowed != kForever && waited >= allowed) {
+      failure_ = Name() + " could not be written: its reader takes nothing";
+      block_.clear();
+      return;
+    }
+    if (!CanWriteWithin(file_, milliseconds(50))) continue;
+    const std::size_t before = block_.size();
+    Flush();
+    if (block_.size() < before && !StopRequested()) taken = steady_clock::now();
+  }
 }
 
 void Output::Fail() {
   // Looks at errno, so nothing may come between the failed call and this.
   closed_pipe_ = ReaderHasLeft() && file_ == stdout;
-  if (closed_pipe_) return;
-  failure_ = (path_ == "-" ? "standard output" : path_) +
-             " could not be written: " + std::generic_category().message(errno);
+  if (!closed_pipe_) failure_ = WhyNot(Name(), errno);
 }
 
 }  // namespace halden::host

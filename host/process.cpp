@@ -10,7 +10,9 @@
 #define isatty _isatty
 #else
 #include <fcntl.h>
+#include <poll.h>
 #include <sys/ioctl.h>
+#include <sys/stat.h>
 #include <unistd.h>
 #endif
 
@@ -36,7 +38,7 @@ extern "C" void RequestStop(int signal) {
 }
 
 extern "C" void EndProcess(int signal) {
-  put_back_before_end(put_back_owner);
+  if (put_back_before_end != nullptr) put_back_before_end(put_back_owner);
   std::_Exit(128 + signal);
 }
 
@@ -49,9 +51,12 @@ void HandleStopSignals(void (*handler)(int)) {
 
 }  // namespace
 
-void EndOnStopSignals(void (*put_back)(void* owner) noexcept, void* owner) {
+void SetPutBack(void (*put_back)(void* owner) noexcept, void* owner) {
   put_back_before_end = put_back;
   put_back_owner = owner;
+}
+
+void EndOnStopSignals() {
   HandleStopSignals(EndProcess);
 }
 
@@ -75,6 +80,25 @@ bool ErrorIsTerminal() {
 void FillClosedStreams() {}
 
 void LetWritesFail() {}
+
+// Writing to a pipe waits for its reader here.
+bool ReaderMayBeSlow(std::FILE*) {
+  return false;
+}
+
+bool CanWriteWithin(std::FILE*, std::chrono::milliseconds) {
+  return true;
+}
+
+bool SyncFile(std::FILE* file) {
+  return _commit(_fileno(file)) == 0 || errno == EBADF || errno == EINVAL;
+}
+
+bool CutFile(std::FILE* file, std::uint64_t bytes) {
+  const long long place = _telli64(_fileno(file));
+  return place >= static_cast<long long>(bytes) &&
+         _chsize_s(_fileno(file), place - static_cast<long long>(bytes)) == 0;
+}
 
 int OutputRows() {
   CONSOLE_SCREEN_BUFFER_INFO screen;
@@ -100,6 +124,28 @@ void FillClosedStreams() {
 void LetWritesFail() {
   std::signal(SIGPIPE, SIG_IGN);
   std::signal(SIGXFSZ, SIG_IGN);
+}
+
+bool ReaderMayBeSlow(std::FILE* file) {
+  struct stat status {};
+  return fstat(fileno(file), &status) == 0 &&
+         (S_ISFIFO(status.st_mode) || S_ISSOCK(status.st_mode) || isatty(fileno(file)) != 0);
+}
+
+bool CanWriteWithin(std::FILE* file, std::chrono::milliseconds time) {
+  pollfd waits{fileno(file), POLLOUT, 0};
+  return poll(&waits, 1, static_cast<int>(time.count())) > 0;
+}
+
+bool SyncFile(std::FILE* file) {
+  return fdatasync(fileno(file)) == 0 || errno == EINVAL || errno == EROFS;
+}
+
+bool CutFile(std::FILE* file, std::uint64_t bytes) {
+  const off_t place = lseek(fileno(file), 0, SEEK_CUR);
+  if (place < static_cast<off_t>(bytes)) return false;
+  const off_t end = place - static_cast<off_t>(bytes);
+  return ftruncate(fileno(file), end) == 0 && lseek(fileno(file), end, SEEK_SET) == end;
 }
 
 int OutputRows() {

@@ -1,5 +1,7 @@
 #include <algorithm>
 #include <chrono>
+#include <memory>
+#include <utility>
 
 #include "host/commands.h"
 #include "host/findings.h"
@@ -11,53 +13,159 @@
 namespace halden::host {
 namespace {
 
-/// One recording, from StartRecord to the last frame.
+/// Buffer size, ranges and channels. False if a channel doesn't exist; `error` says which.
+bool ApplyChoices(IADC3& adc, const Arguments& arguments, std::string* error) {
+  if (arguments.capacity) adc.InputSizeData(*arguments.capacity);
+  return ApplyRanges(adc, arguments.ranges, error) && ApplyChannels(adc, arguments.channels, error);
+}
+
+/// The sinks that the arguments ask for.
+class Sinks {
+ public:
+  Sinks(const Arguments& arguments, const std::vector<Column>& columns) {
+    FileOptions options{.existing = arguments.existing,
+                        .raw_codes = arguments.codes,
+                        .time = arguments.time,
+                        .start = std::chrono::system_clock::now()};
+    if (!arguments.csv.empty()) Add(NewCsvSink, arguments.csv, columns, options, arguments.rotation);
+    if (!arguments.npy.empty()) Add(NewNpySink, arguments.npy, columns, options, arguments.rotation);
+    // A picture can't be continued.
+    if (options.existing == Existing::kContinue)
+      options.existing = arguments.force ? Existing::kOverwrite : Existing::kRefuse;
+    if (!arguments.svg.empty()) sinks_.push_back(NewPictureSink(arguments.svg, columns, options));
+  }
+
+  void Take(const Frames& frames) {
+    for (const auto& sink : sinks_) sink->Take(frames);
+  }
+  void Sync() {
+    for (const auto& sink : sinks_) sink->Sync();
+  }
+  void Pause(const RecordingSummary& summary) {
+    for (const auto& sink : sinks_) sink->Pause(summary);
+  }
+  void Finish(const RecordingSummary& summary) {
+    for (const auto& sink : sinks_) sink->Finish(summary);
+  }
+  bool Ready() const {
+    return std::ranges::all_of(sinks_, [](const auto& sink) { return sink->Ready(); });
+  }
+  bool Ok() const {
+    return std::ranges::all_of(sinks_, [](const auto& sink) { return sink->Ok(); });
+  }
+  /// Of the first sink that has failed; empty if none has.
+  std::string Failure() const {
+    for (const auto& sink : sinks_)
+      if (!sink->Failure().empty()) return sink->Failure();
+    return {};
+  }
+  /// The fewest frames that a file holds, or `taken` where no file holds frames.
+  std::int64_t Written(std::int64_t taken) const {
+    for (const auto& sink : sinks_)
+      if (const std::int64_t written = sink->Written(); written >= 0) taken = std::min(taken, written);
+    return taken;
+  }
+
+ private:
+  using Maker = std::unique_ptr<FrameSink>(const std::string&, std::vector<Column>, const FileOptions&);
+
+  void Add(Maker* make, const std::string& path, const std::vector<Column>& columns,
+           const FileOptions& options, const Rotation& rotation) {
+    if (rotation.Never()) {
+      sinks_.push_back(make(path, columns, options));
+      return;
+    }
+    sinks_.push_back(NewRotatingSink(
+        rotation, [=](int number) { return make(NumberedPath(path, number), columns, options); }));
+  }
+
+  std::vector<std::unique_ptr<FrameSink>> sinks_;
+};
+
+/// Why a file that the arguments name can't be written; empty if all can. Changes no file.
+std::string WhyNotWritable(const Arguments& arguments) {
+  const auto first = [&](const std::string& path) {
+    return path.empty() || arguments.rotation.Never() ? path : NumberedPath(path, 1);
+  };
+  const std::string npy = first(arguments.npy);
+  const bool times = !npy.empty() && arguments.time != TimeColumn::kNone;
+  for (const std::string& path : {first(arguments.csv), npy, times ? TimesPath(npy) : ""})
+    if (const std::string reason = WhyNotWritable(path, arguments.existing); !reason.empty())
+      return reason.ends_with("overwrites it") ? reason + ", --append goes on at its end" : reason;
+  return WhyNotWritable(arguments.svg, arguments.force ? Existing::kOverwrite : Existing::kRefuse);
+}
+
+/// One recording, from the first StartRecord to the last frame. It may use several objects of the driver, one
+/// after the other, where the device goes and comes back.
 class Recorder {
  public:
   Recorder(Session& session, const Arguments& arguments, Progress& progress)
       : session_(session),
-        adc_(session.Adc()),
         arguments_(arguments),
         progress_(progress),
-        columns_(ColumnsOf(adc_, adc_.InputChannels())),
-        source_(adc_, columns_.size()) {}
+        columns_(ColumnsOf(adc(), adc().InputChannels())),
+        channels_(adc().ChannelsCount()) {}
 
   int Run() {
     if (columns_.empty()) {
       progress_.Fail("the driver has no memory for its channels");
       return kRefused;
     }
-    if (!adc_.StartRecord()) {
-      progress_.Fail(adc_.LastError());
-      return kRefused;
-    }
-    OpenSinks();
-    Record();
+    // The files come after StartRecord, so that a refused recording leaves older ones alone.
+    if (!StartRecord()) return kRefused;
+    start_ = session_.Now();
+    sinks_ = std::make_unique<Sinks>(arguments_, columns_);
+    SayWhatIsRecorded();
+    do Record();
+    while (device_lost_ && arguments_.reconnect && sinks_->Ok() && Reconnect());
+    if (device_lost_) summary_.seconds = Elapsed();
     return Finish();
   }
 
  private:
-  /// After StartRecord, so that a refused recording leaves an older file alone.
-  void OpenSinks() {
-    if (!arguments_.csv.empty()) sinks_.push_back(NewCsvSink(arguments_.csv, columns_, arguments_.codes));
-    if (!arguments_.svg.empty()) sinks_.push_back(NewPictureSink(arguments_.svg, columns_));
+  IADC3& adc() const { return session_.Adc(); }
+
+  bool StartRecord() {
+    if (!adc().StartRecord()) {
+      progress_.Fail(adc().LastError());
+      return false;
+    }
+    source_ = std::make_unique<FrameSource>(adc(), columns_.size());
+    return true;
   }
 
-  void Record() {
-    start_ = session_.Now();
-    last_frame_ = 0;
+  void SayWhatIsRecorded() {
     progress_.Say("Recording " + std::to_string(columns_.size()) +
                   (columns_.size() == 1 ? " column" : " columns") + Ending());
+    if (arguments_.csv.empty() && arguments_.npy.empty() && arguments_.svg.empty())
+      progress_.Say("Nothing is kept: name a file with --csv, --npy or --svg");
+  }
+
+  /// Until there is enough, or the device is lost.
+  void Record() {
+    device_lost_ = false;
+    last_serve_ = Elapsed();
     while (!Enough()) {
       session_.Serve(Rest());
+      NoteGap();
       Collect();
       SayObservations(session_, progress_);
       if (progress_.Due()) progress_.Update(State());
+      if (arguments_.sync && Elapsed() >= next_sync_) Sync();
     }
     summary_.seconds = Elapsed();
-    summary_.rate = adc_.Rate();
-    adc_.StopRecord();
-    Collect();
+    summary_.rate = adc().Rate();
+    summary_.rate_max = adc().RateMax();
+    summary_.port = "COM" + std::to_string(adc().BasePort());
+    adc().StopRecord();
+    StampNewFrames();
+    TakeAll();
+    summary_.ring_full |= source_->RingWasFull();
+  }
+
+  void Sync() {
+    sinks_->Sync();
+    next_sync_ = Elapsed() + 1;
   }
 
   /// How long the recording may rest: no longer than it lasts, and short enough to notice a stop soon.
@@ -78,68 +186,179 @@ class Recorder {
     return " until Ctrl-C";
   }
 
-  bool Enough() const {
-    const auto ok = [](const auto& sink) { return sink->Ok(); };
-    if (StopRequested() || !std::ranges::all_of(sinks_, ok)) return true;
-    if (arguments_.frames) return summary_.frames >= *arguments_.frames;
-    return arguments_.seconds && Elapsed() >= *arguments_.seconds;
+  /// Whether the recording is over. If that is a failure, failure_ says why.
+  bool Enough() {
+    if (StopRequested() || !sinks_->Ok()) return true;
+    if (arguments_.frames && frames_ >= *arguments_.frames) return true;
+    if (arguments_.seconds && Elapsed() >= *arguments_.seconds) return true;
+    const double silence = Elapsed() - last_frame_;
+    if (arguments_.silence && silence >= *arguments_.silence) {
+      failure_ = "no frame came for " + Trimmed(*arguments_.silence, 3) + " s";
+      return true;
+    }
+    if (session_.DeviceLost()) {
+      device_lost_ = true;
+      if (!arguments_.reconnect)
+        failure_ = "the device is gone after " + Fixed(Elapsed(), 1) + " s; --reconnect waits for it";
+      return true;
+    }
+    if (!session_.DeviceEnded() || arguments_.seconds) return false;
+    if (arguments_.frames) failure_ = "the file has ended after " + std::to_string(frames_) + " frames";
+    return true;
   }
 
-  /// Passes every frame that waits on to the sinks.
+  /// The driver takes bytes from the device at each tick. Where ticks were late, because this process was
+  /// stopped or an output took long, the queues on the way to the driver may have run over.
+  void NoteGap() {
+    constexpr double kNoticeable = 0.25;        // seconds; ticks come every 0.05 s
+    constexpr double kQueueSize = 16 * 1024;    // bytes that surely find room on the way
+    constexpr double kUnknownPace = 32 * 1024;  // bytes per second, where received bytes can't be counted
+    const double now = Elapsed();
+    const double gap = now - std::exchange(last_serve_, now);
+    if (gap < kNoticeable) return;
+    double gaps = 0;
+    for (const Stretch& earlier : summary_.gaps) gaps += earlier.length;
+    const auto bytes = static_cast<double>(session_.BytesReceived());
+    const double pace = bytes > 0 ? bytes / std::max(now - gap - gaps, 0.1) : kUnknownPace;
+    if (gap * pace < kQueueSize) return;
+    summary_.gaps.push_back({now - gap, gap});
+    progress_.Warn("the device was not read for " + Fixed(gap, 1) + " s, from " + Fixed(now - gap, 1) +
+                   " s on: frames may be missing");
+  }
+
+  /// Passes the frames that wait on to the sinks, as long as those are ready for them. Frames that they
+  /// aren't ready for stay in the driver's ring, so that a slow reader of a pipe doesn't hold up the ticks.
   void Collect() {
-    times_.resize(static_cast<std::size_t>(adc_.InputCountKadrs()));
-    arrivals_.Poll(Elapsed(), times_);
-    std::span<const double> times = times_;
-    for (auto codes = source_.Next(); !codes.empty(); codes = source_.Next()) {
-      const std::size_t frames = codes.size() / columns_.size();
-      Take(codes, times.first(frames));
-      times = times.subspan(frames);
+    StampNewFrames();
+    while (sinks_->Ready() && TakeBlock()) {
     }
+  }
+
+  void TakeAll() {
+    while (TakeBlock()) {
+    }
+  }
+
+  /// False if no frame waits.
+  bool TakeBlock() {
+    const auto codes = source_->Next();
+    if (codes.empty()) return false;
+    const std::size_t frames = codes.size() / columns_.size();
+    Take(codes, std::span(times_).subspan(stamped_ - waiting_, frames));
+    waiting_ -= frames;
+    return true;
+  }
+
+  /// The times of the frames that wait are the last waiting_ of the first stamped_ elements of times_.
+  void StampNewFrames() {
+    const auto count = static_cast<std::size_t>(adc().InputCountKadrs());
+    const std::size_t fresh = count > waiting_ ? count - waiting_ : 0;
+    if (waiting_ == 0) stamped_ = 0;
+    if (times_.size() < stamped_ + fresh) times_.resize(stamped_ + fresh);
+    const auto times = std::span(times_).subspan(stamped_, fresh);
+    arrivals_.Poll(Elapsed(), times);
+    stamped_ += fresh;
+    waiting_ = count;
+    if (fresh > 0) last_frame_ = Elapsed();
   }
 
   void Take(std::span<const std::int16_t> codes, std::span<const double> times) {
     auto frames = static_cast<std::int64_t>(codes.size() / columns_.size());
     // The last block may hold more than --frames asks for.
-    if (arguments_.frames) frames = std::min(frames, *arguments_.frames - summary_.frames);
-    summary_.frames += frames;
-    last_frame_ = Elapsed();
+    if (arguments_.frames) frames = std::min(frames, *arguments_.frames - frames_);
+    if (frames == 0) return;
     codes = codes.first(static_cast<std::size_t>(frames) * columns_.size());
     times = times.first(static_cast<std::size_t>(frames));
-    for (const auto& sink : sinks_) sink->Take({codes, times});
+    if (frames_ == 0) summary_.first_time = times.front();
+    summary_.last_time = times.back();
+    frames_ += frames;
+    sinks_->Take({codes, times});
   }
 
   std::string State() const {
     const double seconds = Elapsed();
-    const double pace = seconds > 0 ? static_cast<double>(summary_.frames) / seconds : 0;
-    std::string state = Fixed(seconds, 1) + " s, " + std::to_string(summary_.frames) + " frames, " +
-                        Fixed(pace, 1) + " a second (Rate " + Fixed(adc_.Rate(), 1) + ")";
-    const double silence = Elapsed() - last_frame_;
+    const double pace = seconds > 0 ? static_cast<double>(frames_) / seconds : 0;
+    std::string state = Fixed(seconds, 1) + " s, " + std::to_string(frames_) + " frames, " + Fixed(pace, 1) +
+                        " a second (Rate " + Fixed(adc().Rate(), 1) + ")";
+    const double silence = seconds - last_frame_;
     if (silence >= 2) state += ", none for " + Fixed(silence, 0) + " s";
     return state;
   }
 
+  /// Waits until the device is there again and recognised, with as many columns as before. False if the
+  /// recording ends without it; failure_ then says why, if that is a failure.
+  bool Reconnect() {
+    const double lost = Elapsed();
+    progress_.Say("The device is gone after " + Fixed(lost, 1) + " s, waiting for it");
+    Summarize();
+    sinks_->Pause(summary_);  // a stop signal ends the process while the driver listens
+    if (arguments_.sync) Sync();
+    session_.Release();
+    while (!session_.FindAgain(progress_)) {
+      if (StopRequested()) return false;
+      if (arguments_.seconds && Elapsed() >= *arguments_.seconds) return false;
+      if (arguments_.silence && Elapsed() - last_frame_ >= *arguments_.silence) {
+        failure_ = "the device did not come back within " + Trimmed(*arguments_.silence, 3) + " s";
+        return false;
+      }
+    }
+    CatchStopSignals();
+    if (!Resume()) return false;
+    summary_.away.push_back({lost, Elapsed() - lost});
+    progress_.Say("The device is back after " + Fixed(Elapsed() - lost, 1) + " s");
+    return true;
+  }
+
+  bool Resume() {
+    if (adc().ChannelsCount() != channels_) {
+      failure_ = "the device came back with " + std::to_string(adc().ChannelsCount()) + " channels, not " +
+                 std::to_string(channels_);
+      return false;
+    }
+    if (!ApplyChoices(adc(), arguments_, &failure_) || !StartRecord()) return false;
+    waiting_ = 0;
+    arrivals_.Poll(Elapsed(), {});
+    last_frame_ = Elapsed();
+    return true;
+  }
+
   int Finish() {
     Summarize();
-    for (const auto& sink : sinks_) sink->Finish(summary_);
-    progress_.Say(std::to_string(summary_.frames) + " frames in " + Fixed(summary_.seconds, 2) + " s, " +
-                  Fixed(summary_.FramesPerSecond(), 1) + " frames a second (Rate " + Fixed(summary_.rate, 1) +
-                  "); the ring " +
-                  (summary_.ring_full ? "was full: frames may be missing" : "was never full"));
+    sinks_->Finish(summary_);
+    summary_.frames = sinks_->Written(frames_);  // a reader may have taken the last ones just now
+    progress_.Say(SummaryText());
     const int printed = arguments_.json ? PrintSummary() : kDone;
-    for (const auto& sink : sinks_) {
-      if (sink->Failure().empty()) continue;
-      progress_.Fail(sink->Failure());
-      return kRefused;
-    }
-    return printed;
+    if (const std::string failure = sinks_->Failure(); !failure.empty()) failure_ = failure;
+    if (failure_.empty() && frames_ == 0) failure_ = "no frame came";
+    if (failure_.empty()) return printed;
+    progress_.Fail(failure_);
+    return kRefused;
   }
 
   void Summarize() {
-    summary_.port = "COM" + std::to_string(adc_.BasePort());
-    summary_.channels = adc_.ChannelsCount();
+    summary_.channels = channels_;
     summary_.columns = columns_.size();
-    summary_.rate_max = adc_.RateMax();
-    summary_.ring_full = source_.RingWasFull();
+    summary_.frames = sinks_->Written(frames_);
+  }
+
+  std::string SummaryText() const {
+    std::string text = std::to_string(summary_.frames) + " frames in " + Fixed(summary_.seconds, 2) + " s, " +
+                       Fixed(summary_.FramesPerSecond(), 1) + " frames a second (Rate " +
+                       Fixed(summary_.rate, 1) + "); the ring " +
+                       (summary_.ring_full ? "was full: frames may be missing" : "was never full");
+    if (!summary_.gaps.empty())
+      text +=
+          "; the device was not read in time " + TimesAndLength(summary_.gaps) + ": frames may be missing";
+    if (!summary_.away.empty()) text += "; the device was away " + TimesAndLength(summary_.away);
+    return text;
+  }
+
+  /// "once, for 2.3 s" or "3 times, for 7.1 s in all".
+  static std::string TimesAndLength(const std::vector<Stretch>& stretches) {
+    double length = 0;
+    for (const Stretch& stretch : stretches) length += stretch.length;
+    if (stretches.size() == 1) return "once, for " + Fixed(length, 1) + " s";
+    return std::to_string(stretches.size()) + " times, for " + Fixed(length, 1) + " s in all";
   }
 
   /// On standard error where standard output holds the CSV.
@@ -150,29 +369,40 @@ class Recorder {
   }
 
   Session& session_;
-  IADC3& adc_;
   const Arguments& arguments_;
   Progress& progress_;
 
   const std::vector<Column> columns_;
-  FrameSource source_;
-  std::vector<std::unique_ptr<FrameSink>> sinks_;
+  const int channels_;  ///< of the device
+  std::unique_ptr<FrameSource> source_;
+  std::unique_ptr<Sinks> sinks_;
   sdk::ArrivalTimes arrivals_;
-  std::vector<double> times_;  ///< of the frames that wait
+  std::vector<double> times_;
+  std::size_t stamped_ = 0;
+  std::size_t waiting_ = 0;
 
-  double start_ = 0;       ///< on the session's clock
-  double last_frame_ = 0;  ///< seconds after the start
+  // Seconds from the start, which is a time on the session's clock.
+  double start_ = 0;
+  double last_frame_ = 0;
+  double last_serve_ = 0;
+  double next_sync_ = 1;
+
+  std::int64_t frames_ = 0;  ///< passed on to the sinks
+  bool device_lost_ = false;
+  std::string failure_;
   RecordingSummary summary_;
 };
 
 }  // namespace
 
 int RunRecord(Session& session, const Arguments& arguments, Progress& progress) {
+  if (const std::string reason = WhyNotWritable(arguments); !reason.empty()) {
+    progress.Fail(reason);
+    return kRefused;
+  }
   if (!session.Detect(progress)) return kRefused;
   std::string error;
-  IADC3& adc = session.Adc();
-  if (arguments.capacity) adc.InputSizeData(*arguments.capacity);
-  if (!ApplyRanges(adc, arguments.ranges, &error) || !ApplyChannels(adc, arguments.channels, &error)) {
+  if (!ApplyChoices(session.Adc(), arguments, &error)) {
     progress.Fail(error);
     return kWrongArguments;
   }

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <chrono>
+#include <cstdint>
 #include <string>
 #include <vector>
 
@@ -34,6 +35,17 @@ class Session {
   /// longest, and serves the message queue, from which the ticks come. Call it in a loop.
   virtual void Serve(std::chrono::milliseconds at_most) = 0;
 
+  /// Lets the driver go, and with it the device. Nothing but FindAgain may be called then.
+  virtual void Release() {}
+  /// After Release: looks for the device that was in use, for a moment if it isn't plugged in, else for as
+  /// long as Detect takes and with its treatment of stop signals. True if it was found; then the session is
+  /// as after Detect. Never asks the user.
+  virtual bool FindAgain(Progress&) { return false; }
+  /// Bytes that the driver has received; 0 where they can't be counted.
+  virtual std::uint64_t BytesReceived() const { return 0; }
+  /// What a person should know and no result has said: one line each, returned once.
+  virtual std::vector<std::string> TakeNotices() { return {}; }
+
   /// Seconds from any start, on a clock that never jumps.
   virtual double Now() const {
     return std::chrono::duration<double>(std::chrono::steady_clock::now().time_since_epoch()).count();
@@ -44,8 +56,6 @@ class Session {
   virtual IADC3* Object() = 0;
   /// Lets the driver look for a device, with the port dialog as the last resort.
   virtual bool Find(Progress&) { return Adc().Test(); }
-  /// What a person should know and no result has said: one line each, returned once.
-  virtual std::vector<std::string> TakeNotices() { return {}; }
   /// Why the last detection recognised no device: one line for each that it tried. Empty where that isn't
   /// known.
   virtual std::vector<std::string> WhyNotRecognised() const { return {}; }

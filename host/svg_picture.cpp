@@ -264,29 +264,35 @@ class Picture {
 
 class PictureSink final : public FrameSink {
  public:
-  PictureSink(const std::string& path, std::vector<Column> columns)
-      : columns_(std::move(columns)), trace_(columns_.size()), output_(path) {}
+  PictureSink(std::string path, std::vector<Column> columns, Existing existing)
+      : path_(std::move(path)), existing_(existing), columns_(std::move(columns)), trace_(columns_.size()) {}
 
   void Take(const Frames& frames) override { trace_.Add(frames); }
+  void Pause(const RecordingSummary& summary) override { Finish(summary); }
   void Finish(const RecordingSummary& summary) override {
-    Picture(trace_, columns_, summary.seconds, output_)
+    Output output(path_, std::exchange(existing_, Existing::kOverwrite));
+    Picture(trace_, columns_, summary.seconds, output)
         .Write(summary.port + ": " + std::to_string(summary.frames) + " frames, " +
                Fixed(summary.FramesPerSecond(), 1) + " a second");
-    output_.Close();
+    output.Close();
+    failure_ = output.Failure();
   }
-  bool Ok() const override { return output_.Ok(); }
-  const std::string& Failure() const override { return output_.Failure(); }
+  bool Ok() const override { return failure_.empty(); }
+  const std::string& Failure() const override { return failure_; }
 
  private:
+  const std::string path_;
+  Existing existing_;  ///< for the next writing
   const std::vector<Column> columns_;
   Trace trace_;
-  Output output_;
+  std::string failure_;
 };
 
 }  // namespace
 
-std::unique_ptr<FrameSink> NewPictureSink(const std::string& path, std::vector<Column> columns) {
-  return std::make_unique<PictureSink>(path, std::move(columns));
+std::unique_ptr<FrameSink> NewPictureSink(const std::string& path, std::vector<Column> columns,
+                                          const FileOptions& options) {
+  return std::make_unique<PictureSink>(path, std::move(columns), options.existing);
 }
 
 }  // namespace halden::host

@@ -11,7 +11,9 @@ import subprocess
 import sys
 import tempfile
 import time
+import tty
 import unittest
+from concurrent.futures import ThreadPoolExecutor
 from pathlib import Path
 
 HOST = os.path.abspath(sys.argv.pop(1))
@@ -96,9 +98,10 @@ class CommandLine(unittest.TestCase):
 
     def test_a_picture_shows_many_channels_and_none_of_them_moving_or_there(self):
         device = "--device sim:signal=constant --channels " + ",".join(["0"] * 70)
-        for frames, ending, ticks in [(20, "--frames 20", range(95, 115, 5)),
-                                      (0, "--seconds 0.001", [i / 10 for i in range(11)])]:
-            out, _ = self.expect(0, f"record {device} {ending} --svg {self.folder}/picture --json")
+        for code, frames, ending, ticks in [(0, 20, "--frames 20", range(95, 115, 5)),
+                                            (1, 0, "--seconds 0.001 --force", [i / 10 for i in range(11)])]:
+            out, err = self.expect(code, f"record {device} {ending} --svg {self.folder}/picture --json")
+            self.assertEqual("no frame came" in err, frames == 0, err)
             picture = (self.folder / "picture").read_text()
             self.assertEqual((json.loads(out)["frames"], picture.count("<polyline")), (frames, 64 if frames else 0))
             self.assertEqual(re.findall('"end">(.*)<', picture), [str(tick) for tick in ticks])
@@ -106,7 +109,7 @@ class CommandLine(unittest.TestCase):
     def test_a_signal_ends_a_recording_with_whole_lines_in_the_form_asked_for(self):
         for number in [signal.SIGINT, signal.SIGTERM]:
             process = self.start(f"record {FAST} --csv - --channels 2,0,2 --range 0=3 --codes --json "
-                                 f"--svg {self.folder}/picture")
+                                 f"--svg {self.folder}/picture --force")
             begin = "".join(process.stdout.readline() for _ in range(20))
             process.send_signal(number)
             header, *lines, rest = (begin + process.stdout.read()).split("\n")
@@ -125,6 +128,97 @@ class CommandLine(unittest.TestCase):
         with open("/dev/full", "w", encoding="utf-8") as full:
             for command in ["record --csv /dev/full", "record --frames 5 --svg /dev/full", "devices", "watch"]:
                 self.assertIn("No space left", self.expect(1, f"{command} {FAST} --quiet", stdout=full)[1])
+
+    def test_a_file_that_cannot_grow_ends_with_a_whole_line_and_the_summary_counts_its_lines(self):
+        path = self.folder / "small.csv"
+        script = f'ulimit -f 2; exec "$0" record {FAST} --frames 999 --csv "$1" --json --registry "$2"'
+        done = subprocess.run(["bash", "-c", script, HOST, path, self.folder / "registry"], capture_output=True,
+                              text=True, check=False, start_new_session=True)
+        self.assertEqual(done.returncode, 1, done.stderr)
+        self.assertIn("small.csv could not be written: File too large", done.stderr)
+        lines = path.read_text().split("\n")
+        self.assertEqual((lines[-1], lines[-2].count(",")), ("", 2), "the last line")
+        self.assertEqual(json.loads(done.stdout)["frames"], len(lines) - 2)
+
+    def test_a_recording_ends_though_the_reader_of_its_pipe_stalls(self):
+        for ending, number in [("--seconds 2", None), ("", signal.SIGTERM)]:
+            process = self.start(f"record {FAST.replace('rate=200', 'rate=9000,columns=9').replace('115200', '9000000')} "
+                                 f"--csv - {ending} --json")
+            time.sleep(2.5)
+            if number:
+                process.send_signal(number)
+            started = time.monotonic()
+            self.assertEqual(process.wait(), 1, ending)
+            self.assertLess(time.monotonic() - started, 1 if number else 3, "seconds until the end")
+            out, err = process.communicate()
+            self.assertIn("its reader takes nothing", err)
+            summary = json.loads(next(line for line in err.splitlines() if line.startswith("{")))
+            self.assertEqual((summary["frames"], out[-1], summary["gaps"]), (out.count("\n") - 1, "\n", []))
+
+    def test_older_files_are_left_alone_unless_asked_for(self):
+        old = self.folder / "old.csv"
+        old.write_text("Column1,Column2,Column3\n1,2,3\n")
+        for options in ["", "--append --time=absolute", "--append --channels 1"]:
+            self.assertIn("old.csv", self.expect(1, f"record {FAST} --frames 1 --quiet --csv {old} {options}")[1])
+            self.assertEqual(old.read_text(), "Column1,Column2,Column3\n1,2,3\n", options)
+        self.expect(0, f"record {FAST} --frames 2 --csv {old} --append")
+        self.assertEqual(len(old.read_text().splitlines()), 4)
+        self.expect(0, f"record {FAST} --frames 2 --csv {old} --force")
+        self.assertEqual(len(old.read_text().splitlines()), 3)
+
+    def test_a_recording_that_can_get_no_more_frames_ends_and_says_why(self):
+        (self.folder / "capture").write_bytes(b"1\t2\r\n" * 300)
+        replay = f"--device replay:{self.folder}/capture,rate=500"
+        for code, said, options in [(1, "the file has ended after ", f"{replay} --frames 9999"),
+                                    (0, " frames in ", replay),
+                                    (1, "no frame came for 0.5 s", f"{replay} --seconds 20 --silence 0.5"),
+                                    (1, "the device is gone after ", f"{FAST},unplug_after=3")]:
+            with self.subTest(options):
+                self.assertIn(said, self.expect(code, f"record {options}")[1])
+
+    def test_a_stopped_process_tells_how_long_the_device_was_not_read(self):
+        process = self.start(f"record {FAST.replace('rate=200', 'rate=5000').replace('115200', '3000000')} --json "
+                             f"--frames 12000 --csv {self.folder}/csv")
+        time.sleep(1)
+        process.send_signal(signal.SIGSTOP)
+        time.sleep(1.5)
+        process.send_signal(signal.SIGCONT)
+        out, err = process.communicate()
+        self.assertRegex(err, r"warning: the device was not read for 1\.\d s")
+        self.assertAlmostEqual(json.loads(out)["gaps"][0]["seconds"], 1.5, delta=0.3)
+
+    def test_a_recording_goes_on_when_its_device_comes_back(self):
+        link = self.folder / "port"
+
+        def plug_in():
+            master, slave = os.openpty()
+            tty.setraw(slave)
+            link.unlink(missing_ok=True)
+            link.symlink_to(os.ttyname(slave))
+            os.close(slave)
+            return master
+
+        def speak(master, seconds, line):
+            end = time.monotonic() + seconds
+            while time.monotonic() < end:
+                os.write(master, line)
+                time.sleep(0.01)
+
+        master = plug_in()
+        process = self.start(f"record --device tty:{link} --reconnect --seconds 7 --csv {self.folder}/csv --time --json")
+        speak(master, 4, b"1\t2\r\n")
+        os.close(master)
+        time.sleep(1)
+        speak(plug_in(), 6, b"3\t4\r\n")
+        out, err = process.communicate()
+        self.assertEqual(process.returncode, 0, err)
+        self.assertRegex(err, "(?s)The device is back after .*; the device was away once, for ")
+        _, *rows = [row.split(",") for row in (self.folder / "csv").read_text().splitlines()]
+        values = [row[1:] for row in rows]
+        self.assertEqual(values, sorted(values), "first those before the device went, then those after")
+        gap = max((float(b[0]) - float(a[0]), a[1], b[1]) for a, b in zip(rows, rows[1:]))
+        self.assertGreater(gap, (1.0, "1", "3"))
+        self.assertGreaterEqual(json.loads(out)["away"][0]["seconds"], 1)
 
     def test_what_is_printed_goes_to_no_file_when_standard_output_is_closed(self):
         script = f'cd "$1" && exec "$0" record {FAST} --frames 5 --csv - --svg picture --registry reg >&- --quiet'
@@ -154,4 +248,16 @@ class CommandLine(unittest.TestCase):
             self.assertEqual(row["values"], [value / 20 for value in row["codes"]])
 
 
-unittest.main(verbosity=0)
+def run(test):
+    result = unittest.TestResult()
+    test.run(result)
+    return result
+
+
+# Most of the time is spent waiting for devices.
+with ThreadPoolExecutor(4) as pool:
+    results = list(pool.map(run, unittest.defaultTestLoader.loadTestsFromTestCase(CommandLine)))
+for result in results:
+    for failed, text in result.failures + result.errors:
+        print(f"{failed.id()}\n{text}")
+sys.exit(not all(result.wasSuccessful() for result in results))

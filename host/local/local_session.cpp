@@ -6,6 +6,7 @@
 #include "backends/devices/replay_device.h"
 #include "backends/devices/sim_device.h"
 #include "host/findings.h"
+#include "host/process.h"
 
 namespace halden::host {
 namespace {
@@ -13,6 +14,17 @@ namespace {
 Platform WithLibrary(const Platform& platform, D2xx& library) {
   return {library,        platform.comm_config, platform.registry, platform.clock, platform.number_rules,
           platform.texts, platform.toolkit};
+}
+
+/// Whether a device with this serial number is plugged in now.
+bool IsListed(sdk::ListeningTap& library, const std::string& serial) {
+  std::int32_t count = 0;
+  if (library.FT_CreateDeviceInfoList(&count) != FT_OK || count <= 0) return false;
+  std::vector<FT_DEVICE_LIST_INFO_NODE> nodes(static_cast<std::size_t>(count));
+  if (library.FT_GetDeviceInfoList(nodes.data(), &count) != FT_OK) return false;
+  for (std::int32_t i = 0; i < count; ++i)
+    if (library.SerialNumber(i) == serial) return true;
+  return false;
 }
 
 }  // namespace
@@ -41,6 +53,26 @@ bool LocalSession::Find(Progress& progress) {
   if (!somebody_answers && !SomeDeviceWasSilent()) return false;
   progress.Hint("Listening once more ...");
   return adc_->Test();
+}
+
+void LocalSession::Release() {
+  released_ = tap_.SerialNumber(tap_.LatestIndex());
+  adc_.reset();
+}
+
+bool LocalSession::FindAgain(Progress& progress) {
+  progress.Hint("Waiting for the device ...");
+  driver_.WaitForMessages(200);
+  if (!IsListed(tap_, released_)) return false;
+  EndOnStopSignals();
+  adc_ = driver_.CreateObject();
+  system_.HoldDialogBack(true);
+  const bool found = adc_ && (adc_->Test() || (SomeDeviceWasSilent() && adc_->Test())) &&
+                     tap_.SerialNumber(tap_.LatestIndex()) == released_;
+  system_.HoldDialogBack(false);
+  CatchStopSignals();
+  if (!found) adc_.reset();
+  return found;
 }
 
 bool LocalSession::SomeDeviceWasSilent() const {
@@ -102,6 +134,7 @@ std::string LocalSession::KindOf(std::int32_t index) const {
 /// Keeps the last whole line and what is odd about the lines. A line that there is no memory for isn't
 /// watched.
 void LocalSession::Listen(std::string_view received) noexcept {
+  bytes_ += received.size();
   try {
     cutter_.Add(received, [&](std::string_view line) {
       last_line_ = line;

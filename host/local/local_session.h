@@ -24,6 +24,10 @@ class LocalSession final : public Session {
 
   void Serve(std::chrono::milliseconds at_most) override;
   double Now() const override;
+  void Release() override;
+  bool FindAgain(Progress& progress) override;
+  std::uint64_t BytesReceived() const override { return bytes_; }
+  std::vector<std::string> TakeNotices() override { return system_.TakeNotices(); }
   void BeginWatching(Progress& progress) override;
   std::vector<sdk::Observation> TakeObservations() override { return std::exchange(observations_, {}); }
   bool DeviceLost() const override { return tap_.Lost(); }
@@ -32,7 +36,6 @@ class LocalSession final : public Session {
  protected:
   IADC3* Object() override { return adc_.get(); }
   bool Find(Progress& progress) override;
-  std::vector<std::string> TakeNotices() override { return system_.TakeNotices(); }
   std::vector<std::string> WhyNotRecognised() const override;
   std::string KindOfDevice() const override { return KindOf(tap_.LatestIndex()); }
 
@@ -46,7 +49,9 @@ class LocalSession final : public Session {
   const std::optional<UserAnswer> answer_;
   const bool cancel_;
   sdk::ListeningTap tap_;
-  Platform tapped_;  ///< the system's platform with the tap in the place of the device library
+  Platform tapped_;          ///< the system's platform with the tap in the place of the device library
+  std::uint64_t bytes_ = 0;  ///< received
+  std::string released_;     ///< serial number of the device that Release has let go
   sdk::LineCutter cutter_;
   std::string last_line_;                ///< as received, ANSI
   Progress* progress_ = nullptr;         ///< of BeginWatching

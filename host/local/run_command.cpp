@@ -37,7 +37,8 @@ int RunCommand(const Arguments& arguments, Progress& progress) {
     progress.Fail(error);
     return kWrongArguments;
   }
-  EndOnStopSignals(AbandonDevices, machine.get());
+  SetPutBack(AbandonDevices, machine.get());
+  EndOnStopSignals();
   const int code = RunOn(*machine, arguments, progress);
   CatchStopSignals();  // the machine is about to go
   for (const std::string& notice : machine->TakeNotices()) progress.Fail(notice);
