@@ -36,7 +36,8 @@ PreparedOutput::PreparedOutput() {
 
 constexpr char kHelpOfWindows[] =
     "\n"
-    "On Windows the commands are watch, record and monitor, without --registry, --answer and --cancel;\n"
+    "On Windows the commands are watch, record and monitor, without --registry, --answer, --cancel and\n"
+    "--reconnect;\n"
     "--device can only be d2xx.\n";
 
 /// An object of the component that is registered on this machine.
@@ -98,6 +99,7 @@ std::string WhyNotHere(const Arguments& arguments) {
     return "--registry: on Windows the driver keeps its settings in the system's registry";
   if (machine.answer || machine.cancel)
     return "--answer and --cancel: on Windows the driver's own dialog asks";
+  if (arguments.reconnect) return "--reconnect: on Windows the component doesn't say when a device is gone";
   return {};
 }
 
