@@ -16,6 +16,7 @@ struct SystemPlatformOptions {
   std::string registry_file = {};         ///< empty: the user's own
   std::optional<UserAnswer> answer = {};  ///< answers the port dialog
   bool cancel = false;                    ///< cancels the port dialog
+  bool only_list = false;                 ///< devices are listed, not used: no closed port is opened for that
   std::string system_root = "/";          ///< for tests: where the system shows its devices
 };
 
@@ -34,6 +35,11 @@ class SystemPlatform {
   /// While held back, the port dialog is cancelled at once, and an answer that the options hold is kept for
   /// later. Call it between detections, not inside one.
   virtual void HoldDialogBack(bool hold) = 0;
+  /// How often the chips or the system have reported, since the ports were opened, that received bytes were
+  /// lost because they were not taken in time. If the number has grown, bytes were lost for certain. If it
+  /// hasn't, or where no open device can say (nothing), a gap has to be found by other means: not every loss
+  /// is reported. The number starts at 0 again when a port is opened.
+  virtual std::optional<std::uint64_t> Overruns() const { return std::nullopt; }
   /// Puts the ports and the terminal back as they were found, because the process is about to end without
   /// unwinding. Async-signal-safe; nothing of the platform may be used afterwards.
   virtual void AbandonDevices() noexcept {}

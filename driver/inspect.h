@@ -18,11 +18,12 @@ struct ListedDevice {
   std::string serial;
   std::string description;
   std::string line;               ///< the port's line settings, "9600,N,8,1"; empty if it could not be opened
-  bool line_is_fallback = false;  ///< the port has none, and the device's own are left alone
+  bool line_is_fallback = false;  ///< those of the port aren't known, and the device's own are left alone
 };
 
-/// Looks at every device of a fresh list. Only an open device tells its COM number, so each one is opened for
-/// a moment, which may raise its modem lines; not while an Driver on the platform has a port open.
+/// Looks at every device of a fresh list. Only an open device reports its COM number, so each one is opened
+/// for a moment, which may raise its modem lines; a platform that is made only for listing may avoid that.
+/// Not while a Driver on the platform has a port open.
 std::vector<ListedDevice> ListDevices(Platform& platform);
 
 /// A value that the driver remembers, as a person would read it.

@@ -1,10 +1,13 @@
 #include "backends/linux/serial/serial_device.h"
 
 #include <algorithm>
+#include <csignal>
 #include <filesystem>
 #include <functional>
 #include <gtest/gtest.h>
 #include <sys/file.h>
+#include <sys/prctl.h>
+#include <sys/wait.h>
 #include <thread>
 
 #include "backends/text/fixed_number_rules.h"
@@ -105,24 +108,117 @@ TEST(SerialDevice, WhatCameBeforeAHangupIsReadBeforeCallsFail) {
   EXPECT_NE(open.device.Read(&byte, 1, &count), FT_OK);
 }
 
-TEST(SerialDevice, KeepsOthersOutUntilItIsClosed) {
-  OpenDevice first;
-  const std::string path = first.pty.path();
-  SerialDevice second(PortAt(path));
+/// Another process, which is killed with the object unless it has ended. `run` reports through the pipe that
+/// it is ready, by closing it, and the constructor waits for that.
+class Child {
+ public:
+  explicit Child(const std::function<void(int pipe)>& run) {
+    int ends[2];
+    EXPECT_EQ(pipe(ends), 0);
+    id_ = fork();
+    if (id_ == 0) {
+      close(ends[0]);
+      alarm(60);  // a child that can't be ended otherwise must not block the test
+      run(ends[1]);
+      for (;;) pause();
+    }
+    close(ends[1]);
+    char byte = 0;
+    EXPECT_EQ(read(ends[0], &byte, 1), 0);
+    close(ends[0]);
+  }
+  ~Child() { End(SIGKILL); }
+  /// Waits for the end, after sending a signal if it isn't 0. Returns the number of the signal that ended the
+  /// process, or else its exit code.
+  int End(int signal) {
+    int status = 0;
+    if (id_ > 0 && signal != 0) kill(id_, signal);
+    if (id_ > 0) waitpid(std::exchange(id_, -1), &status, 0);
+    return WIFSIGNALED(status) ? WTERMSIG(status) : WEXITSTATUS(status);
+  }
+  std::string Name() const { return "child (process " + std::to_string(id_) + ")"; }
+
+ private:
+  pid_t id_ = -1;
+};
+
+TEST(SerialDevice, NamesWhoHoldsThePortAndWhoMayTakeItsBytes) {
+  Pty pty;
+  const std::string path = pty.path();
+  const auto open_and_lock = [&](int operation) {
+    return [&pty, &path, operation](int pipe) {
+      prctl(PR_SET_NAME, "child");
+      pty.Hangup();  // only here: the program at the other end isn't named
+      flock(open(path.c_str(), O_RDWR | O_NOCTTY), operation);
+      close(pipe);
+    };
+  };
+  const Child opener(open_and_lock(LOCK_UN));
+  SerialDevice device(PortAt(path)), second(PortAt(path));
+  ASSERT_EQ(device.Open(), FT_OK) << device.OpenFailure();
+  EXPECT_EQ(device.TakeNotices(),
+            std::vector{path + ": also open in " + opener.Name() + ", which may take bytes from it"});
   EXPECT_NE(second.Open(), FT_OK);
-  EXPECT_EQ(second.OpenFailure(), path + ": held by another program");
-  if (geteuid() != 0) return;  // only the superuser can open an exclusive tty and look
-  const int other = open(path.c_str(), O_RDWR | O_NOCTTY);
-  int exclusive = 0;
-  ioctl(other, TIOCGEXCL, &exclusive);
-  EXPECT_EQ(exclusive, 1) << "programs that don't ask for the lock would get in";
-  EXPECT_NE(flock(other, LOCK_EX | LOCK_NB), 0);
-  first.device.Close();
-  ioctl(other, TIOCGEXCL, &exclusive);
-  EXPECT_EQ(exclusive, 0);
-  ioctl(other, TIOCEXCL);
-  EXPECT_NE(second.Open(), FT_OK);
-  close(other);
+  EXPECT_EQ(second.OpenFailure(), path + ": held by another program") << "the holder is this process";
+  device.Close();
+  ASSERT_EQ(device.Open(), FT_OK) << "closing has not released the lock";
+  EXPECT_EQ(device.TakeNotices(), std::vector<std::string>()) << "this has been reported";
+  device.Close();
+  const Child holder(open_and_lock(LOCK_EX));
+  EXPECT_NE(device.Open(), FT_OK);
+  EXPECT_EQ(device.OpenFailure(), path + ": held by another program, " + holder.Name());
+}
+
+TEST(SerialDevice, IsRestoredAndCanBeOpenedAgainHoweverTheProcessEnds) {
+  constexpr int kExit = 0;
+  const auto open_as_user = [](const Pty& pty, SerialDevice& device) {
+    std::filesystem::permissions(pty.path(), std::filesystem::perms(0666));
+    if (geteuid() == 0 && seteuid(65534) != 0) _exit(1);
+    if (device.Open() != FT_OK || device.SetBaudRate(250000) != FT_OK) _exit(1);
+  };
+  for (const int ending : {SIGINT, SIGTERM, SIGABRT, SIGALRM, SIGXFSZ, SIGRTMIN, SIGKILL, kExit}) {
+    const Pty pty;
+    const termios2 found = pty.Settings();
+    Child child([&](int pipe) {
+      if (ending != kExit) signal(ending, SIG_DFL);  // it may be ignored, by nohup for instance
+      SerialDevice device(PortAt(pty.path()));
+      open_as_user(pty, device);
+      close(pipe);
+      if (ending == kExit) std::exit(0);
+      for (;;) pause();
+    });
+    EXPECT_EQ(child.End(ending), ending);
+    if (ending != SIGKILL) {
+      EXPECT_EQ(pty.Settings().c_ospeed, found.c_ospeed) << "after signal " << ending;
+      EXPECT_EQ(pty.Settings().c_lflag, found.c_lflag & ~unsigned{ECHO}) << "after signal " << ending;
+    }
+    Child again([&](int) {
+      SerialDevice device(PortAt(pty.path()));
+      open_as_user(pty, device);
+      _exit(0);
+    });
+    EXPECT_EQ(again.End(0), 0) << "the port stays locked after signal " << ending;
+  }
+}
+
+TEST(SerialDevice, HandlesOnlySignalsThatWouldEndTheProcessAndOnlyWhileItIsOpen) {
+  const auto handler_of = [](int signal) {
+    struct sigaction action {};
+    sigaction(signal, nullptr, &action);
+    return action.sa_handler;
+  };
+  const auto own = [](int) {};
+  signal(SIGUSR1, own);
+  signal(SIGUSR2, SIG_IGN);
+  {
+    OpenDevice first, second;
+    first.device.Close();
+    EXPECT_NE(handler_of(SIGTERM), SIG_DFL);
+    EXPECT_EQ(handler_of(SIGUSR1), static_cast<void (*)(int)>(own));
+    EXPECT_EQ(handler_of(SIGUSR2), SIG_IGN);
+  }
+  EXPECT_EQ(handler_of(SIGTERM), SIG_DFL);
+  for (const int number : {SIGUSR1, SIGUSR2}) signal(number, SIG_DFL);
 }
 
 TEST(SerialDevice, SaysWhyItCanNotBeOpened) {

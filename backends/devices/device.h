@@ -3,13 +3,14 @@
 #include <cstdint>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "platform/comm_config.h"
 #include "platform/d2xx.h"
 
 namespace halden {
 
-/// A device's answer where a call fails. Nobody tells one failure status from another.
+/// A device's answer where a call fails. Callers only compare the status with FT_OK.
 inline constexpr FT_STATUS kDeviceFailed = 1;
 
 /// The highest line rate that a chip has, bits per second.
@@ -37,6 +38,13 @@ class Device {
 
   virtual FT_STATUS Open() = 0;
   virtual void Close() = 0;
+  /// Finds out whether Open would succeed, and leaves the device closed. Opens it only where that can't reset
+  /// a device; so FT_OK doesn't promise that Open succeeds. Sets OpenFailure.
+  virtual FT_STATUS Probe() {
+    const FT_STATUS status = Open();
+    if (status == FT_OK) Close();
+    return status;
+  }
   virtual FT_STATUS SetBaudRate(std::uint32_t bits_per_second) = 0;
   virtual FT_STATUS SetDataCharacteristics(std::uint8_t word_length, std::uint8_t stop_bits,
                                            std::uint8_t parity) = 0;
@@ -54,7 +62,8 @@ class Device {
   virtual bool GetDefaultLineSettings(Dcb* line) = 0;
   /// Stores the port's default, which the next GetDefaultLineSettings gives.
   virtual bool SetDefaultLineSettings(const Dcb& line) = 0;
-  /// The line settings that the port has now, whether or not it is open; false if it can't be asked.
+  /// The line settings that the port has, whether or not it is open. Those of a closed port may be the ones
+  /// that it had when it was last open. False if they aren't known.
   virtual bool GetPortLineSettings(Dcb* line) = 0;
 
   /// Whether the open device has sent its last byte and all were read, as a replayed file does at its end.
@@ -62,6 +71,11 @@ class Device {
 
   /// One line that says why the last Open failed; empty if it succeeded or was never tried.
   virtual std::string OpenFailure() const = 0;
+  /// How often the chip or the system has reported, since the device was opened, that received bytes were
+  /// lost because nobody had taken them in time. Nothing while the device is closed, or where it can't say.
+  virtual std::optional<std::uint64_t> Overruns() const { return std::nullopt; }
+  /// What a person should know about the device, one line each, UTF-8. Each is returned once.
+  virtual std::vector<std::string> TakeNotices() { return {}; }
 };
 
 }  // namespace halden

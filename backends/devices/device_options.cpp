@@ -151,12 +151,10 @@ std::vector<Key<ReplayDeviceSettings>> KeysOf(const ReplayDeviceSettings&) {
           FlagKey("loop", &ReplayDeviceSettings::loop)};
 }
 
-std::vector<Key<SerialDeviceSettings>> KeysOf(const SerialDeviceSettings&) {
-  return {NumberKey("baud", kLowestBaud, kHighestBaud, &SerialDeviceSettings::baud)};
-}
-
-std::vector<Key<KernelDeviceSettings>> KeysOf(const KernelDeviceSettings&) {
-  return {NumberKey("baud", kLowestBaud, kHighestBaud, &KernelDeviceSettings::baud)};
+std::vector<Key<PortSettings>> KeysOf(const PortSettings&) {
+  return {NumberKey("baud", kLowestBaud, kHighestBaud, &PortSettings::baud),
+          ChoiceKey("eol", {{"cr", LineEnd::kCr}, {"lf", LineEnd::kLf}, {"crlf", LineEnd::kCrLf}},
+                    &PortSettings::line_end)};
 }
 
 /// Takes the part up to the next comma off the front of `rest`.
@@ -185,6 +183,9 @@ std::string ReadKeys(std::string_view keys_text, Settings* settings) {
     if (key == keys.end()) {
       std::string names;
       for (const auto& known : keys) names += (names.empty() ? "" : ", ") + known.name;
+      // The rate alone, as other programs take it.
+      const bool is_rate = ReadNumber(name, kLowestBaud, kHighestBaud).has_value();
+      if (is_rate && !has_value) return "write baud=" + std::string(name) + ", not " + Quoted(name);
       return "no key " + Quoted(name) + ", the keys are " + names;
     }
     if (!key->store(*settings, has_value, value)) {
@@ -204,17 +205,25 @@ std::string DescribeKeys(const std::vector<Key<Settings>>& keys) {
   return lines;
 }
 
-template <typename Settings>
-std::string ReadPathAndKeys(std::string_view text, Settings* settings) {
-  settings->path = TakePart(&text);
-  return settings->path.empty() ? "takes a path behind the colon" : ReadKeys(text, settings);
+/// Stores the path up to the first comma. `rest` becomes what follows it. What is wrong with it, or nothing.
+std::string ReadPath(std::string_view* rest, std::string* path) {
+  *path = TakePart(rest);
+  return path->empty() ? "takes a path after the colon" : "";
 }
 
 std::string Parse(std::string_view kind, std::string_view rest, DeviceOption* option) {
   if (kind == "sim") return ReadKeys(rest, &option->emplace<SimDeviceSettings>());
-  if (kind == "replay") return ReadPathAndKeys(rest, &option->emplace<ReplayDeviceSettings>());
-  if (kind == "tty") return ReadPathAndKeys(rest, &option->emplace<SerialDeviceSettings>());
-  if (kind == "linux") return ReadKeys(rest, &option->emplace<KernelDeviceSettings>());
+  if (kind == "replay") {
+    auto& settings = option->emplace<ReplayDeviceSettings>();
+    const std::string fault = ReadPath(&rest, &settings.path);
+    return fault.empty() ? ReadKeys(rest, &settings) : fault;
+  }
+  if (kind == "tty") {
+    auto& settings = option->emplace<SerialDeviceSettings>();
+    const std::string fault = ReadPath(&rest, &settings.path);
+    return fault.empty() ? ReadKeys<PortSettings>(rest, &settings) : fault;
+  }
+  if (kind == "linux") return ReadKeys<PortSettings>(rest, &option->emplace<KernelDeviceSettings>());
   if (kind != "d2xx")
     return "no such kind of device, the kinds are sim, replay:FILE, tty:PATH, linux and, on Windows, d2xx";
   option->emplace<VendorDevices>();
@@ -237,6 +246,7 @@ std::optional<std::string> ReadFile(const std::string& path) {
 }  // namespace
 
 std::optional<DeviceOption> ParseDeviceOption(const std::string& option, std::string* error) {
+  if (option.starts_with('/')) return ParseDeviceOption("tty:" + option, error);
   const std::string_view text = option;
   // Only the kernel's devices need nothing between their name and the keys.
   const std::size_t end = std::min(text.find(text.starts_with("linux,") ? ',' : ':'), text.size());
@@ -255,7 +265,8 @@ std::string DescribeDeviceOptions() {
          DescribeKeys(KeysOf(SimDeviceSettings())) +
          "  replay:FILE[,KEY=VALUE]  the bytes of a captured file, sent again\n" +
          DescribeKeys(KeysOf(ReplayDeviceSettings())) +
-         "  tty:PATH[,KEY=VALUE]     a serial device or pseudo-terminal, such as tty:/dev/ttyUSB0\n" +
+         "  tty:PATH[,KEY=VALUE]     a serial device or pseudo-terminal; an absolute path alone means the "
+         "same\n" +
          DescribeKeys(KeysOf(SerialDeviceSettings())) +
          "  linux[,KEY=VALUE]        every FTDI chip that the kernel lists\n" +
          DescribeKeys(KeysOf(KernelDeviceSettings()));

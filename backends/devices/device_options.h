@@ -13,16 +13,23 @@
 
 namespace halden {
 
-/// A serial device or pseudo-terminal of the system.
-struct SerialDeviceSettings {
-  std::string path;
-  std::optional<std::uint32_t> baud;  ///< that the port is configured for; nothing: what it is set to
+/// How a device ends its lines. The driver knows CR, and drops an LF that follows it. An LF alone has to
+/// become a CR on the way.
+enum class LineEnd { kCr, kLf, kCrLf };
+
+/// How a port is used.
+struct PortSettings {
+  std::optional<std::uint32_t> baud = {};  ///< that the port is configured for; nothing: what it is set to
+  LineEnd line_end = LineEnd::kCr;
 };
 
-/// Every device of the right make that the kernel lists.
-struct KernelDeviceSettings {
-  std::optional<std::uint32_t> baud;  ///< that their ports are configured for from now on
+/// A serial device or pseudo-terminal of the system.
+struct SerialDeviceSettings : PortSettings {
+  std::string path;
 };
+
+/// Every device of the right make that the kernel lists. Their ports are used in this way from now on.
+struct KernelDeviceSettings : PortSettings {};
 
 /// The devices of the vendor's library.
 struct VendorDevices {};
@@ -31,9 +38,9 @@ using DeviceOption = std::variant<SimDeviceSettings, ReplayDeviceSettings, Seria
                                   KernelDeviceSettings, VendorDevices>;
 
 /// Takes one --device option apart: "sim[:key=value,...]", "replay:FILE[,rate=N][,baud=N][,loop]",
-/// "tty:PATH[,baud=N]", "linux[,baud=N]" or "d2xx". A path may hold anything but a comma; where a key stands
-/// twice, the last one counts. Nothing on failure; then `error` is one line that names what is wrong and what
-/// is allowed.
+/// "tty:PATH[,baud=N][,eol=cr|lf|crlf]", "linux[,baud=N][,eol=cr|lf|crlf]" or "d2xx". An absolute path means
+/// "tty:" and that path. A path may hold anything but a comma; of a key given twice the last one counts.
+/// Nothing on failure; then `error` is one line that names what is wrong and what is allowed.
 std::optional<DeviceOption> ParseDeviceOption(const std::string& option, std::string* error);
 
 /// What ParseDeviceOption takes, for people: each kind of device with its keys and their values, in lines

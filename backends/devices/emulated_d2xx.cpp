@@ -33,8 +33,8 @@ bool Export(const Dcb& line, void* config, std::uint32_t* size) {
 
 }  // namespace
 
-EmulatedD2xx::EmulatedD2xx(std::vector<std::unique_ptr<Device>> devices, FindNew find_new)
-    : find_new_(std::move(find_new)) {
+EmulatedD2xx::EmulatedD2xx(std::vector<std::unique_ptr<Device>> devices, FindNew find_new, bool only_list)
+    : find_new_(std::move(find_new)), only_list_(only_list) {
   Add(std::move(devices));
 }
 
@@ -71,6 +71,20 @@ bool EmulatedD2xx::HasEnded(std::int32_t place) const {
   return index < snapshot_.size() && slots_[snapshot_[index]].device->Ended();
 }
 
+std::optional<std::uint64_t> EmulatedD2xx::Overruns() const {
+  std::optional<std::uint64_t> sum;
+  for (const Slot& slot : slots_)
+    if (const auto overruns = slot.device->Overruns()) sum = sum.value_or(0) + *overruns;
+  return sum;
+}
+
+std::vector<std::string> EmulatedD2xx::TakeNotices() {
+  std::vector<std::string> notices;
+  for (Slot& slot : slots_)
+    for (std::string& notice : slot.device->TakeNotices()) notices.push_back(std::move(notice));
+  return notices;
+}
+
 template <typename Predicate>
 EmulatedD2xx::Slot* EmulatedD2xx::Find(Predicate matches) {
   const auto found = std::find_if(slots_.begin(), slots_.end(), matches);
@@ -84,7 +98,7 @@ EmulatedD2xx::Slot* EmulatedD2xx::FindOpen(FT_HANDLE handle) {
 template <typename Call>
 FT_STATUS EmulatedD2xx::OnDevice(FT_HANDLE handle, Call call) try {
   Slot* slot = FindOpen(handle);
-  return slot ? call(*slot->device) : kDeviceFailed;
+  return slot && !only_list_ ? call(*slot->device) : kDeviceFailed;
 } catch (const std::bad_alloc&) {
   return kDeviceFailed;
 }
@@ -127,7 +141,7 @@ FT_STATUS EmulatedD2xx::FT_Open(std::int32_t index, FT_HANDLE* handle) try {
   if (index < 0 || static_cast<std::size_t>(index) >= snapshot_.size()) return kDeviceFailed;
   Slot& slot = slots_[snapshot_[index]];
   if (slot.handle != -1) return kDeviceFailed;
-  const FT_STATUS status = slot.device->Open();
+  const FT_STATUS status = only_list_ ? slot.device->Probe() : slot.device->Open();
   if (status != FT_OK) return status;
   slot.handle = NewHandle();
   *handle = slot.handle;
@@ -138,7 +152,7 @@ FT_STATUS EmulatedD2xx::FT_Open(std::int32_t index, FT_HANDLE* handle) try {
 
 FT_STATUS EmulatedD2xx::FT_Close(FT_HANDLE handle) {
   if (Slot* slot = FindOpen(handle)) {
-    slot->device->Close();
+    if (!only_list_) slot->device->Close();
     slot->handle = -1;
   }
   return FT_OK;

@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <functional>
 #include <memory>
+#include <optional>
 #include <string>
 #include <utility>
 #include <vector>
@@ -26,8 +27,10 @@ class EmulatedD2xx : public D2xx, public CommConfigApi {
   /// Gives devices that have not been there before.
   using FindNew = std::function<std::vector<std::unique_ptr<Device>>()>;
 
-  /// `find_new`, if any, is asked at each snapshot and count; what it finds stands behind all others.
-  explicit EmulatedD2xx(std::vector<std::unique_ptr<Device>> devices, FindNew find_new = nullptr);
+  /// `find_new`, if any, is asked at each snapshot and count; what it finds is listed after all others. With
+  /// `only_list`, FT_Open merely probes a device (Device::Probe), and calls that need an open device fail.
+  explicit EmulatedD2xx(std::vector<std::unique_ptr<Device>> devices, FindNew find_new = nullptr,
+                        bool only_list = false);
 
   /// What CommConfigDialogA shows. As long as none is set, there is nothing to show.
   void SetLineSettingsDialog(LineSettingsDialog dialog) { line_settings_dialog_ = std::move(dialog); }
@@ -35,6 +38,10 @@ class EmulatedD2xx : public D2xx, public CommConfigApi {
   std::vector<std::string> OpenFailures() const;
   /// Device::Ended of the device at this place of the last snapshot; false for a place that it doesn't have.
   bool HasEnded(std::int32_t place) const;
+  /// The sum of Device::Overruns over the open devices that can say; nothing if there is none.
+  std::optional<std::uint64_t> Overruns() const;
+  /// The notices of all devices (Device::TakeNotices).
+  std::vector<std::string> TakeNotices();
 
   FT_STATUS FT_CreateDeviceInfoList(std::int32_t* count) override;
   FT_STATUS FT_GetDeviceInfoList(FT_DEVICE_LIST_INFO_NODE* nodes, std::int32_t* count) override;
@@ -88,6 +95,7 @@ class EmulatedD2xx : public D2xx, public CommConfigApi {
   Slot* FindOpenPort(CommHandle port);
 
   const FindNew find_new_;
+  const bool only_list_;
   std::vector<Slot> slots_;
   std::vector<std::size_t> snapshot_;  // places in slots_
   std::int32_t next_handle_ = 1;

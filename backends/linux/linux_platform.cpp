@@ -7,6 +7,7 @@
 #include "backends/devices/device_options.h"
 #include "backends/devices/emulated_d2xx.h"
 #include "backends/linux/locale_number_rules.h"
+#include "backends/linux/process/port_restorer.h"
 #include "backends/linux/registry/file_registry.h"
 #include "backends/linux/serial/kernel_device.h"
 #include "backends/linux/serial/line_settings.h"
@@ -112,6 +113,9 @@ class DeviceFactory {
 
   /// The devices that have been plugged in since the last call, if an option asked for the kernel's devices.
   Devices FindNew() { return kernel_devices_ ? kernel_devices_->FindNew() : Devices(); }
+  std::vector<std::string> TakeNotices() {
+    return kernel_devices_ ? kernel_devices_->TakeNotices() : std::vector<std::string>();
+  }
 
  private:
   bool MakeOne(const std::string& text, Devices* devices, std::string* error);
@@ -127,13 +131,12 @@ bool DeviceFactory::MakeOne(const std::string& text, Devices* devices, std::stri
   const auto option = ParseDeviceOption(text, error);
   if (!option) return false;
   if (const auto* serial = std::get_if<SerialDeviceSettings>(&*option)) {
-    devices->push_back(
-        std::make_unique<SerialDevice>(SerialPort::At(serial->path, number_rules_), serial->baud));
+    devices->push_back(std::make_unique<SerialDevice>(SerialPort::At(serial->path, number_rules_), *serial));
     return true;
   }
   if (const auto* kernel = std::get_if<KernelDeviceSettings>(&*option)) {
     // A second "linux" option finds nothing new: each device is listed once.
-    if (!kernel_devices_) kernel_devices_.emplace(root_, kernel->baud, number_rules_, stored_settings_);
+    if (!kernel_devices_) kernel_devices_.emplace(root_, *kernel, number_rules_, stored_settings_);
     for (auto& device : kernel_devices_->FindNew()) devices->push_back(std::move(device));
     return true;
   }
@@ -152,7 +155,8 @@ class LinuxPlatform : public SystemPlatform {
   LinuxPlatform(std::unique_ptr<DeviceFactory> factory, Devices devices, const LocaleEnvironment& environment,
                 const SystemPlatformOptions& options)
       : factory_(std::move(factory)),
-        library_(std::move(devices), [this] { return factory_->FindNew(); }),
+        library_(
+            std::move(devices), [this] { return factory_->FindNew(); }, options.only_list),
         registry_(RegistryFileOf(options), factory_->number_rules()),
         texts_(LanguageOf(environment), MessageLanguage(environment)),
         screen_(terminal_, factory_->clock(), LanguageOf(environment)),
@@ -169,6 +173,16 @@ class LinuxPlatform : public SystemPlatform {
   std::vector<std::string> OpenFailures() const override { return library_.OpenFailures(); }
   bool HasEnded(std::int32_t place) const override { return library_.HasEnded(place); }
   void HoldDialogBack(bool hold) override { answering_.HoldDialogBack(hold); }
+  std::optional<std::uint64_t> Overruns() const override { return library_.Overruns(); }
+  void AbandonDevices() noexcept override {
+    PortRestorer::RestoreAll();
+    PosixTerminal::Abandon();
+  }
+  std::vector<std::string> TakeNotices() override {
+    std::vector<std::string> notices = factory_->TakeNotices();
+    for (std::string& notice : library_.TakeNotices()) notices.push_back(std::move(notice));
+    return notices;
+  }
 
  private:
   // Each member may refer to those before it.

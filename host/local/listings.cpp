@@ -13,7 +13,7 @@ using Row = std::array<std::string, 6>;
 
 Row RowOf(std::size_t place, const ListedDevice& device, const std::string& failure) {
   std::string line = device.line;
-  if (device.line_is_fallback) line += " (the port has no settings of its own)";
+  if (device.line_is_fallback) line += " (assumed, those of the port are not known)";
   if (device.com_name.empty()) line = failure.empty() ? "could not be opened" : failure;
   return {std::to_string(place), device.com_name.empty() ? "-" : device.com_name,
           device.chip,           device.serial,

@@ -32,7 +32,9 @@ void AbandonDevices(void* machine) noexcept {
 int RunCommand(const Arguments& arguments, Progress& progress) {
   if (arguments.command == Command::kHelp) return Print(arguments.text, progress);
   std::string error;
-  const auto machine = OpenSystemPlatform(arguments.machine, &error);
+  SystemPlatformOptions options = arguments.machine;
+  options.only_list = arguments.command == Command::kDevices;
+  const auto machine = OpenSystemPlatform(options, &error);
   if (!machine) {
     progress.Fail(error);
     return kWrongArguments;

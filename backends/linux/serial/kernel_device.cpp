@@ -96,8 +96,9 @@ bool IsSerialChip(std::uint32_t id) {
   return std::find(std::begin(kIds), std::end(kIds), id) != std::end(kIds);
 }
 
-unsigned long TtyNumber(const KernelPort& port) {
-  const std::string digits = port.tty.substr(port.tty.find_last_not_of("0123456789") + 1);
+/// The number at the end of a tty's name; 0 if there is none.
+unsigned long TtyNumber(const std::string& tty) {
+  const std::string digits = tty.substr(tty.find_last_not_of("0123456789") + 1);
   unsigned long number = 0;
   std::from_chars(digits.data(), digits.data() + digits.size(), number);
   return number;
@@ -108,8 +109,8 @@ unsigned long TtyNumber(const KernelPort& port) {
 void SortByTty(std::vector<KernelPort>* ports) {
   std::map<std::string, unsigned long> lowest;  // by chip
   for (const KernelPort& port : *ports) {
-    const auto place = lowest.emplace(port.usb, TtyNumber(port)).first;
-    place->second = std::min(place->second, TtyNumber(port));
+    const auto place = lowest.emplace(port.usb, TtyNumber(port.tty)).first;
+    place->second = std::min(place->second, TtyNumber(port.tty));
   }
   std::sort(ports->begin(), ports->end(), [&](const KernelPort& a, const KernelPort& b) {
     return std::tuple(lowest[a.usb], a.interface, a.tty) < std::tuple(lowest[b.usb], b.interface, b.tty);
@@ -147,6 +148,23 @@ std::vector<KernelPort> ListOthers(const fs::path& root) {
   return ports;
 }
 
+/// The names of all serial ports, such as "ttyACM0". A console or pseudo-terminal has no device. The kernel
+/// lists places for built-in ports where there is none, and these have the type 0.
+std::vector<std::string> ListSerialPorts(const fs::path& root) {
+  std::vector<std::string> names;
+  std::error_code error;
+  for (fs::directory_iterator entry(root / "sys/class/tty", error);
+       !error && entry != fs::directory_iterator(); entry.increment(error)) {
+    const fs::path& place = entry->path();
+    if (fs::exists(place / "device", error) && ReadAttribute(place, "type") != "0")
+      names.push_back(place.filename());
+  }
+  std::sort(names.begin(), names.end(), [](const std::string& a, const std::string& b) {
+    return std::pair(a.size(), a) < std::pair(b.size(), b);
+  });
+  return names;
+}
+
 /// The lengths are those of the device library's node. The COM number of ttyUSB0 is 1.
 SerialPort SerialPortOf(const KernelPort& port, const fs::path& root, const NumberRules& rules) {
   const AnsiText ansi(rules);
@@ -165,16 +183,16 @@ std::vector<KernelPort> ListKernelPorts(const fs::path& root) {
   return ports;
 }
 
-KernelDevice::KernelDevice(KernelPort port, const fs::path& root, std::optional<std::uint32_t> baud,
+KernelDevice::KernelDevice(KernelPort port, const fs::path& root, const PortSettings& settings,
                            const NumberRules& rules, StoredLineSettings& stored_settings)
-    : SerialDevice(SerialPortOf(port, root, rules), baud),
+    : SerialDevice(SerialPortOf(port, root, rules), settings),
       kernel_port_(std::move(port)),
       root_(root),
       full_serial_(AnsiText(rules).FromUtf8(kernel_port_.serial)),
       stored_settings_(stored_settings) {
-  Dcb settings;
-  if (baud && !full_serial_.empty() && SerialDevice::GetDefaultLineSettings(&settings))
-    stored_settings_.Store(full_serial_, settings);
+  Dcb configured;
+  if (settings.baud && !full_serial_.empty() && SerialDevice::GetDefaultLineSettings(&configured))
+    stored_settings_.Store(full_serial_, configured);
 }
 
 bool KernelDevice::Present() const {
@@ -193,6 +211,11 @@ std::optional<KernelPort> KernelDevice::FindListed() const {
 FT_STATUS KernelDevice::Open() {
   not_served_ = WhyNotServed();
   return not_served_.empty() ? SerialDevice::Open() : kDeviceFailed;
+}
+
+FT_STATUS KernelDevice::Probe() {
+  not_served_ = WhyNotServed();
+  return not_served_.empty() ? SerialDevice::Probe() : kDeviceFailed;
 }
 
 std::string KernelDevice::OpenFailure() const {
@@ -231,9 +254,18 @@ std::vector<std::unique_ptr<Device>> KernelDevices::FindNew() {
     if (std::find(known_.begin(), known_.end(), port) != known_.end()) continue;
     known_.push_back(port);
     devices.push_back(
-        std::make_unique<KernelDevice>(std::move(port), root_, baud_, rules_, stored_settings_));
+        std::make_unique<KernelDevice>(std::move(port), root_, settings_, rules_, stored_settings_));
   }
   return devices;
+}
+
+std::vector<std::string> KernelDevices::TakeNotices() {
+  if (!known_.empty() || std::exchange(noticed_, true)) return {};
+  std::string ports;
+  for (const std::string& name : ListSerialPorts(root_)) ports += " tty:/dev/" + name;
+  const std::string others =
+      ports.empty() ? "there is no other serial port either" : "other serial ports are named by" + ports;
+  return {"--device linux: no FTDI device is plugged in; " + others};
 }
 
 }  // namespace halden

@@ -47,14 +47,15 @@ std::vector<KernelPort> ListKernelPorts(const std::filesystem::path& root = "/")
 /// serial number. A device without a serial number keeps them only as long as the object lives.
 class KernelDevice : public SerialDevice {
  public:
-  /// `root` is the folder that holds the system's /sys, /dev and /proc. With `baud`, the port is configured
-  /// for this rate, 8 data bits, no parity and one stop bit, and that is stored if possible.
+  /// `root` is the folder that holds the system's /sys, /dev and /proc. With `settings.baud`, the port is
+  /// configured for this rate, 8 data bits, no parity and one stop bit, and that is stored if possible.
   /// `stored_settings` must outlive the device.
-  KernelDevice(KernelPort port, const std::filesystem::path& root, std::optional<std::uint32_t> baud,
+  KernelDevice(KernelPort port, const std::filesystem::path& root, const PortSettings& settings,
                const NumberRules& rules, StoredLineSettings& stored_settings);
 
   bool Present() const override;
   FT_STATUS Open() override;
+  FT_STATUS Probe() override;
   std::string OpenFailure() const override;
   bool GetDefaultLineSettings(Dcb* settings) override;
   bool SetDefaultLineSettings(const Dcb& settings) override;
@@ -74,20 +75,24 @@ class KernelDevice : public SerialDevice {
 class KernelDevices {
  public:
   /// The arguments are those of each KernelDevice. `rules` and `stored_settings` must outlive the object.
-  KernelDevices(std::filesystem::path root, std::optional<std::uint32_t> baud, const NumberRules& rules,
+  KernelDevices(std::filesystem::path root, const PortSettings& settings, const NumberRules& rules,
                 StoredLineSettings& stored_settings)
-      : root_(std::move(root)), baud_(baud), rules_(rules), stored_settings_(stored_settings) {}
+      : root_(std::move(root)), settings_(settings), rules_(rules), stored_settings_(stored_settings) {}
 
   /// A device for each port that has been plugged in since the last call. A device that comes back to its old
   /// place isn't new: its object has waited for it.
   std::vector<std::unique_ptr<Device>> FindNew();
+  /// Once, if FindNew has found no device yet: a line that says so and names the other serial ports of the
+  /// system, which a user may have meant. Else nothing.
+  std::vector<std::string> TakeNotices();
 
  private:
   const std::filesystem::path root_;
-  const std::optional<std::uint32_t> baud_;
+  const PortSettings settings_;
   const NumberRules& rules_;
   StoredLineSettings& stored_settings_;
   std::vector<KernelPort> known_;
+  bool noticed_ = false;  // TakeNotices has returned its line
 };
 
 }  // namespace halden

@@ -7,9 +7,9 @@
 #include <filesystem>
 #include <string_view>
 #include <sys/ioctl.h>
-#include <sys/stat.h>
-#include <sys/sysmacros.h>
 #include <system_error>
+
+#include "backends/linux/process/port_restorer.h"
 
 namespace halden {
 namespace {
@@ -92,14 +92,15 @@ bool LineSettings::GetOriginal(Dcb* settings) const {
   return is_tty_ && ReadLineSettings(*original_, settings);
 }
 
-bool LineSettings::MakeRaw() {
+bool LineSettings::MakeRaw(LineEnd line_end) {
   if (!is_tty_) return false;
   termios2 settings = *original_;
-  settings.c_iflag = 0;
+  settings.c_iflag = line_end == LineEnd::kLf ? INLCR | IGNCR : 0;
   settings.c_oflag = 0;
   settings.c_lflag = 0;
   settings.c_cflag &= ~CRTSCTS;
   settings.c_cflag |= CREAD | CLOCAL;
+  if (!IsPseudoTerminal(fd_)) settings.c_cflag &= ~HUPCL;
   // With VMIN = 1 a non-blocking read fails with EAGAIN while nothing waits. A result of 0 bytes is then left
   // to mean that the line was hung up.
   settings.c_cc[VMIN] = 1;
@@ -129,7 +130,8 @@ bool LineSettings::SetFormat(std::uint8_t word_length, std::uint8_t stop_bits, s
   termios2 wanted = before;
   termios2 actual{};
   if (!ApplyFormat(word_length, stop_bits, parity, &wanted) || !Set(wanted) || !Get(&actual)) return false;
-  if ((actual.c_cflag & kFormatFlags) == (wanted.c_cflag & kFormatFlags) || IsPseudoTerminal()) return true;
+  if ((actual.c_cflag & kFormatFlags) == (wanted.c_cflag & kFormatFlags) || IsPseudoTerminal(fd_))
+    return true;
   Set(before);
   return false;
 }
@@ -137,6 +139,7 @@ bool LineSettings::SetFormat(std::uint8_t word_length, std::uint8_t stop_bits, s
 void LineSettings::Restore() {
   termios2 settings = *original_;
   settings.c_lflag &= ~(ECHO | ECHONL);
+  if (!IsPseudoTerminal(fd_)) settings.c_cflag &= ~HUPCL;
   if (is_tty_) Set(settings);
 }
 
@@ -147,15 +150,6 @@ bool LineSettings::Get(termios2* tty_settings) const {
 
 bool LineSettings::Set(const termios2& tty_settings) const {
   return ioctl(fd_, TCSETS2, &tty_settings) == 0;
-}
-
-bool LineSettings::IsPseudoTerminal() const {
-  // The kernel's device numbers for /dev/pts.
-  constexpr unsigned kFirstMajor = 136;
-  constexpr unsigned kLastMajor = 143;
-  struct stat status {};
-  if (fstat(fd_, &status) != 0) return false;
-  return major(status.st_rdev) >= kFirstMajor && major(status.st_rdev) <= kLastMajor;
 }
 
 std::optional<Dcb> StoredLineSettings::Find(const std::string& serial) {

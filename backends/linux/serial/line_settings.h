@@ -5,6 +5,7 @@
 #include <optional>
 #include <string>
 
+#include "backends/devices/device_options.h"
 #include "backends/linux/registry/file_registry.h"
 #include "platform/comm_config.h"
 
@@ -33,22 +34,25 @@ class LineSettings {
 
   /// The line settings as they were found. False if `fd` is no tty.
   bool GetOriginal(Dcb* settings) const;
+  /// All settings as they were found; zeros if `fd` is no tty.
+  const termios2& Original() const { return *original_; }
   /// Lets bytes pass unchanged in both directions: no echo, no translation, no signals, no flow control, no
-  /// time limit for a read. Rate and format stay. False if the kernel refuses.
-  bool MakeRaw();
+  /// time limit for a read. Only for LineEnd::kLf, a received LF becomes a CR, and a CR is dropped. Rate and
+  /// format stay. Clears HUPCL, except for a pseudo-terminal; see PortRestorer. False if the kernel refuses.
+  bool MakeRaw(LineEnd line_end);
   /// Accepts any rate above 0. False, with the rate as before, if the port's nearest rate is more than 3 %
   /// off.
   bool SetBaudRate(std::uint32_t bits_per_second);
   /// False, with the format as before, for what the kernel or the port can't do. A pseudo-terminal has no
   /// physical line: it accepts every format that the kernel can express.
   bool SetFormat(std::uint8_t word_length, std::uint8_t stop_bits, std::uint8_t parity);
-  /// Restores what was found, except for the echo: a device that goes on sending would receive its own text.
+  /// Restores what was found, except for two things. The echo stays off: a device that goes on sending would
+  /// receive its own text. HUPCL stays as MakeRaw left it.
   void Restore();
 
  private:
   bool Get(termios2* tty_settings) const;
   bool Set(const termios2& tty_settings) const;
-  bool IsPseudoTerminal() const;
 
   int fd_;
   bool is_tty_;

@@ -2,11 +2,13 @@
 
 #include <cerrno>
 #include <charconv>
+#include <fcntl.h>
 #include <fstream>
 #include <limits>
 #include <linux/serial.h>
 #include <string_view>
 #include <sys/ioctl.h>
+#include <sys/sysmacros.h>
 #include <system_error>
 #include <termios.h>
 #include <unistd.h>
@@ -22,6 +24,17 @@ std::string Resolve(const std::string& path) {
   std::error_code error;
   const std::filesystem::path resolved = std::filesystem::canonical(path, error);
   return error ? path : resolved.string();
+}
+
+/// Whether a device is a tty, as far as /sys can say: with an entry there that isn't in the class "tty", it
+/// is something else.
+bool IsTty(const struct stat& status) {
+  const std::string place =
+      "/sys/dev/char/" + std::to_string(major(status.st_rdev)) + ":" + std::to_string(minor(status.st_rdev));
+  std::error_code error;
+  if (!S_ISCHR(status.st_mode)) return false;
+  const auto subsystem = std::filesystem::read_symlink(place + "/subsystem", error);
+  return error || subsystem.filename() == "tty";
 }
 
 bool ParseNumber(std::string_view text, std::uint32_t* number) {
@@ -62,10 +75,11 @@ SerialPort SerialPort::At(const std::string& path, const NumberRules& rules) {
       "/sys/class/tty/" + name + "/device/latency_timer"};
 }
 
-SerialDevice::SerialDevice(SerialPort port, std::optional<std::uint32_t> baud) : port_(std::move(port)) {
-  if (!baud) return;
+SerialDevice::SerialDevice(SerialPort port, const PortSettings& settings)
+    : port_(std::move(port)), line_end_(settings.line_end) {
+  if (!settings.baud) return;
   default_line_settings_.emplace();
-  default_line_settings_->BaudRate = *baud;
+  default_line_settings_->BaudRate = *settings.baud;
   default_line_settings_->ByteSize = 8;
 }
 
@@ -74,9 +88,16 @@ SerialDevice::~SerialDevice() {
 }
 
 FT_STATUS SerialDevice::Open() {
-  open_failure_ = file_ ? "already open" : TryOpen();
-  if (!open_failure_.empty()) open_failure_ = port_.path + ": " + open_failure_;
-  return StatusOf(open_failure_.empty());
+  return Report(file_ ? "already open" : TryOpen());
+}
+
+FT_STATUS SerialDevice::Probe() {
+  return Report(file_ ? "already open" : TryProbe());
+}
+
+FT_STATUS SerialDevice::Report(const std::string& failure) {
+  open_failure_ = failure.empty() ? "" : port_.path + ": " + failure;
+  return StatusOf(failure.empty());
 }
 
 /// Why it failed; empty if the port is open and locked.
@@ -87,20 +108,74 @@ std::string SerialDevice::TryOpen() {
   // As early as possible: on a port that no program has set up yet, the kernel's default is to echo what the
   // device sends back to it.
   auto line_settings = std::make_unique<LineSettings>(file->fd());
-  if (!line_settings->MakeRaw() || !file->MakeExclusive())
-    return SerialFailureText(errno, resolved, port_.root);
-  try {
-    reader_ = std::make_unique<SerialReader>(file->fd());
-  } catch (const std::system_error& error) {
-    line_settings->Restore();
-    return error.code().message();
-  } catch (...) {
-    line_settings->Restore();
-    throw;
-  }
+  restorer_.Opened(file->fd(), resolved, line_settings->Original());
   file_ = std::move(file);
   line_settings_ = std::move(line_settings);
+  std::string failure;
+  try {
+    if (line_settings_->MakeRaw(line_end_) && file_->MakeExclusive())
+      reader_ = std::make_unique<SerialReader>(file_->fd());
+    else
+      failure = SerialFailureText(errno, resolved, port_.root);
+  } catch (const std::system_error& error) {
+    failure = error.code().message();
+  } catch (...) {
+    Close();
+    throw;
+  }
+  if (!failure.empty()) {
+    Close();
+    return failure;
+  }
+  Dcb found;
+  if (line_settings_->GetOriginal(&found)) found_line_settings_ = found;
+  overruns_before_ = OverrunCounter().value_or(0);
+  NoticeOpener(resolved);
   return "";
+}
+
+/// Why Open would fail; empty if it would succeed as far as can be seen without resetting the device. Opening
+/// a closed port raises DTR. Opening a pseudo-terminal, or a port that another program has open, doesn't.
+std::string SerialDevice::TryProbe() {
+  const std::string resolved = Resolve(port_.path);
+  struct stat status {};
+  if (stat(resolved.c_str(), &status) != 0) return SerialFailureText(errno, resolved, port_.root);
+  if (IsPseudoTerminal(status) || !FindOpener(resolved, port_.root).empty()) {
+    const std::string failure = TryOpen();
+    if (failure.empty()) Close();
+    return failure;
+  }
+  if (!IsTty(status)) return SerialFailureText(ENOTTY, resolved, port_.root);
+  if (faccessat(AT_FDCWD, resolved.c_str(), R_OK | W_OK, AT_EACCESS) != 0)
+    return SerialFailureText(errno, resolved, port_.root);
+  return "";
+}
+
+/// A program that has the port open without a lock isn't kept out by ours. Looked up at each opening, and
+/// reported when it is another program than at the last one.
+void SerialDevice::NoticeOpener(const std::string& resolved) {
+  const std::string opener = FindOpener(resolved, port_.root);
+  if (opener == opener_) return;
+  opener_ = opener;
+  if (!opener.empty())
+    notices_.push_back(port_.path + ": also open in " + opener + ", which may take bytes from it");
+}
+
+std::vector<std::string> SerialDevice::TakeNotices() {
+  return std::exchange(notices_, {});
+}
+
+std::optional<std::uint64_t> SerialDevice::Overruns() const {
+  const auto counter = OverrunCounter();
+  if (!counter) return std::nullopt;
+  return *counter - overruns_before_;
+}
+
+/// What the kernel has counted since it has known the port: overruns of the chip's buffer and of its own.
+std::optional<std::uint64_t> SerialDevice::OverrunCounter() const {
+  serial_icounter_struct counters{};
+  if (!file_ || ioctl(file_->fd(), TIOCGICOUNT, &counters) != 0) return std::nullopt;
+  return std::uint64_t{static_cast<unsigned>(counters.overrun)} + static_cast<unsigned>(counters.buf_overrun);
 }
 
 void SerialDevice::Close() {
@@ -109,6 +184,7 @@ void SerialDevice::Close() {
   // Bytes that the device doesn't accept would keep close() waiting.
   ioctl(file_->fd(), TCFLSH, TCOFLUSH);
   line_settings_->Restore();
+  restorer_.Closing();
   line_settings_.reset();
   file_.reset();
 }
@@ -205,8 +281,16 @@ bool SerialDevice::SetDefaultLineSettings(const Dcb& settings) {
 }
 
 bool SerialDevice::GetPortLineSettings(Dcb* settings) {
-  if (line_settings_) return line_settings_->GetOriginal(settings);
-  const SerialFile file(Resolve(port_.path));
+  if (found_line_settings_) {
+    *settings = *found_line_settings_;
+    return true;
+  }
+  // The kernel has no way to ask a closed port. Opening it may reset the device, except in these cases.
+  const std::string resolved = Resolve(port_.path);
+  struct stat status {};
+  if (stat(resolved.c_str(), &status) != 0) return false;
+  if (!IsPseudoTerminal(status) && FindOpener(resolved, port_.root).empty()) return false;
+  const SerialFile file(resolved);
   return file.fd() >= 0 && LineSettings(file.fd()).GetOriginal(settings);
 }
 

@@ -5,8 +5,10 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "backends/devices/device.h"
+#include "backends/linux/process/port_restorer.h"
 #include "backends/linux/serial/line_settings.h"
 #include "backends/linux/serial/serial_file.h"
 #include "backends/linux/serial/serial_reader.h"
@@ -35,11 +37,14 @@ std::optional<std::int32_t> ComNumberOf(const std::string& name);
 /// It is always listed as present, so that an attempt to open it can report what is wrong. While it is open,
 /// a SerialReader takes what arrives. So after the device has gone, what it sent before can still be read;
 /// then calls start to fail.
+///
+/// A port that is closed is opened only by Open, since that may reset the device. See PortRestorer for what
+/// happens to its settings.
 class SerialDevice : public Device {
  public:
-  /// `baud` makes the stored default this rate with 8 data bits, no parity and one stop bit. Without it, the
-  /// default is what the port itself is set to.
-  explicit SerialDevice(SerialPort port, std::optional<std::uint32_t> baud = std::nullopt);
+  /// `settings.baud` makes the stored default this rate with 8 data bits, no parity and one stop bit. Without
+  /// it, the default is what the port itself is set to.
+  explicit SerialDevice(SerialPort port, const PortSettings& settings = {});
   ~SerialDevice() override;
 
   const DeviceIdentity& Identity() const override { return port_.identity; }
@@ -47,6 +52,7 @@ class SerialDevice : public Device {
 
   FT_STATUS Open() override;
   void Close() override;
+  FT_STATUS Probe() override;
   FT_STATUS SetBaudRate(std::uint32_t bits_per_second) override;
   FT_STATUS SetDataCharacteristics(std::uint8_t word_length, std::uint8_t stop_bits,
                                    std::uint8_t parity) override;
@@ -65,6 +71,10 @@ class SerialDevice : public Device {
   bool GetPortLineSettings(Dcb* settings) override;
 
   std::string OpenFailure() const override { return open_failure_; }
+  std::optional<std::uint64_t> Overruns() const override;
+  /// Says when another program has the port open without having locked it, since the two will take each
+  /// other's bytes.
+  std::vector<std::string> TakeNotices() override;
 
  protected:
   /// Whether a default was given to the constructor or has been set since.
@@ -72,12 +82,22 @@ class SerialDevice : public Device {
 
  private:
   std::string TryOpen();
+  std::string TryProbe();
+  FT_STATUS Report(const std::string& failure);
+  void NoticeOpener(const std::string& resolved);
+  std::optional<std::uint64_t> OverrunCounter() const;
   bool SetLowLatency();
   FT_STATUS SetModemLine(int line, bool on);
 
   const SerialPort port_;
+  const LineEnd line_end_;
   std::optional<Dcb> default_line_settings_;
+  std::optional<Dcb> found_line_settings_;  // of the port itself, when it was last opened
   std::string open_failure_;
+  std::string opener_;                // see NoticeOpener
+  std::vector<std::string> notices_;  // not taken yet
+  std::uint64_t overruns_before_ = 0;
+  PortRestorer restorer_;
 
   // Set while the port is open. The last two use the file's descriptor, so they go first.
   std::unique_ptr<SerialFile> file_;

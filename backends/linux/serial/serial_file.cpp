@@ -1,14 +1,20 @@
 #include "backends/linux/serial/serial_file.h"
 
 #include <cerrno>
+#include <cstdio>
 #include <fcntl.h>
 #include <fstream>
 #include <grp.h>
+#include <optional>
+#include <sstream>
 #include <sys/file.h>
 #include <sys/ioctl.h>
 #include <sys/stat.h>
+#include <sys/sysmacros.h>
 #include <system_error>
 #include <unistd.h>
+
+#include "backends/linux/process/port_restorer.h"
 
 namespace halden {
 namespace {
@@ -42,10 +48,12 @@ bool IsOtherProcess(const fs::path& directory) {
   return name.find_first_not_of("0123456789") == std::string::npos && name != std::to_string(getpid());
 }
 
-bool HasOpen(const fs::path& process, const fs::path& file) {
+/// Whether a process has an open file whose path is accepted by `matches`.
+template <typename Predicate>
+bool HasOpen(const fs::path& process, Predicate matches) {
   return AnyEntry(process / "fd", [&](const fs::path& descriptor) {
     std::error_code error;
-    return fs::read_symlink(descriptor, error) == file;
+    return matches(fs::read_symlink(descriptor, error));
   });
 }
 
@@ -53,6 +61,31 @@ std::string NameOf(const fs::path& process) {
   std::string name;
   std::getline(std::ifstream(process / "comm"), name);
   return name;
+}
+
+/// "NAME (process N)".
+std::string Describe(const fs::path& process) {
+  return NameOf(process) + " (process " + process.filename().string() + ")";
+}
+
+/// The process that has locked a file by flock. The kernel lists locks in lines such as
+/// "3: FLOCK  ADVISORY  WRITE 4711 00:06:93 0 EOF": the process, then the file's device in hexadecimal and
+/// its inode. A line of a process that only waits for a lock has "->" before its type, and isn't found here.
+std::optional<pid_t> FindLocker(const fs::path& file, const fs::path& root) {
+  struct stat status {};
+  if (stat(file.c_str(), &status) != 0) return std::nullopt;
+  char place[64];
+  std::snprintf(place, sizeof place, "%02x:%02x:%llu", major(status.st_dev), minor(status.st_dev),
+                static_cast<unsigned long long>(status.st_ino));
+  std::ifstream locks(root / "proc/locks");
+  for (std::string line; std::getline(locks, line);) {
+    std::istringstream words(line);
+    std::string number, type, mode, access, locked;
+    pid_t process = 0;
+    if (words >> number >> type >> mode >> access >> process >> locked && type == "FLOCK" && locked == place)
+      return process;
+  }
+  return std::nullopt;
 }
 
 }  // namespace
@@ -71,7 +104,11 @@ SerialFile::~SerialFile() {
 }
 
 bool SerialFile::Lock() {
-  if (flock(fd_, LOCK_EX | LOCK_NB) != 0) return false;
+  int locked = 0;
+  do {
+    locked = flock(fd_, LOCK_EX | LOCK_NB);
+  } while (locked != 0 && errno == EINTR);
+  if (locked != 0) return false;
   // The superuser can open a tty that somebody else has made exclusive, so ask.
   int exclusive = 0;
   if (ioctl(fd_, TIOCGEXCL, &exclusive) == 0 && exclusive == 0) return true;
@@ -80,6 +117,7 @@ bool SerialFile::Lock() {
 }
 
 bool SerialFile::MakeExclusive() {
+  if (IsPseudoTerminal(fd_)) return true;
   exclusive_ = ioctl(fd_, TIOCEXCL) == 0;
   return exclusive_;
 }
@@ -106,17 +144,37 @@ std::string SerialFailureText(int error, const std::string& path, const fs::path
   }
 }
 
+std::string FindOpener(const fs::path& file, const fs::path& root) {
+  std::string opener;
+  AnyEntry(root / "proc", [&](const fs::path& process) {
+    if (!IsOtherProcess(process) || !HasOpen(process, [&](const fs::path& path) { return path == file; }))
+      return false;
+    // The program that has made a pseudo-terminal often keeps the device's end open too.
+    const auto is_other_end = [](const fs::path& path) { return path.filename() == "ptmx"; };
+    if (file.parent_path().filename() == "pts" && HasOpen(process, is_other_end)) return false;
+    opener = Describe(process);
+    return true;
+  });
+  return opener;
+}
+
 std::string DescribeHolder(const fs::path& file, const fs::path& root) {
-  std::string holder;
+  const auto locker = FindLocker(file, root);
+  if (locker == getpid()) return "";
+  if (locker) {
+    const fs::path process = root / "proc" / std::to_string(*locker);
+    // A process may have passed the lock on to another one and ended.
+    if (!NameOf(process).empty()) return ", " + Describe(process);
+  }
+  const std::string opener = FindOpener(file, root);
+  if (!opener.empty()) return ", " + opener;
   std::string daemon;
   AnyEntry(root / "proc", [&](const fs::path& process) {
-    if (!IsOtherProcess(process)) return false;
     const std::string name = NameOf(process);
     if (name == "ModemManager" || name == "brltty") daemon = ", perhaps " + name + ", which runs";
-    if (HasOpen(process, file)) holder = ", " + name + " (process " + process.filename().string() + ")";
-    return !holder.empty();
+    return !daemon.empty();
   });
-  return holder.empty() ? daemon : holder;
+  return daemon;
 }
 
 }  // namespace halden

@@ -21,8 +21,9 @@ class SerialFile {
   /// Takes the lock (flock) that careful programs ask for before they use a port. False, with `errno`, if
   /// another program has it or has made the tty exclusive, or if this is no tty.
   bool Lock();
-  /// Makes the tty exclusive (TIOCEXCL), which also keeps out programs that just open it. False, with
-  /// `errno`, on failure. Call only after Lock.
+  /// Makes the tty exclusive (TIOCEXCL), which also keeps out programs that just open it. Not so a
+  /// pseudo-terminal: it would stay exclusive as long as its other end is open, even if this process is
+  /// killed. False, with `errno`, on failure. Call only after Lock.
   bool MakeExclusive();
 
  private:
@@ -34,10 +35,15 @@ class SerialFile {
 /// the system's /proc.
 std::string SerialFailureText(int error, const std::string& path, const std::filesystem::path& root = "/");
 
-/// Which other program has a file open, as a text to append to "held by another program":
-/// ", NAME (process N)". An ordinary user can't see what other users' programs have open. Then it is a daemon
-/// that runs and is known to open serial ports, ", perhaps NAME, which runs". Empty if there is none. `root`
-/// is the folder that holds the system's /proc.
+/// Another program that has the file open, such as "NAME (process N)"; empty if there is none. The program
+/// that is the other end of a pseudo-terminal doesn't count. An ordinary user can't see what the programs of
+/// other users have open. `root` is the folder that holds the system's /proc.
+std::string FindOpener(const std::filesystem::path& file, const std::filesystem::path& root = "/");
+
+/// Which other program holds a file, as a text to append to "held by another program": the one that has
+/// locked it, or else one that has it open, ", NAME (process N)". If neither can be seen, it is a daemon that
+/// runs and is known to open serial ports, ", perhaps NAME, which runs". Empty if there is none, and if this
+/// process itself has the lock. `root` is the folder that holds the system's /proc.
 std::string DescribeHolder(const std::filesystem::path& file, const std::filesystem::path& root = "/");
 
 }  // namespace halden

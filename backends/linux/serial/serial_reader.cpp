@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <csignal>
 #include <poll.h>
 #include <sys/eventfd.h>
 #include <sys/ioctl.h>
@@ -10,29 +9,9 @@
 #include <termios.h>
 #include <unistd.h>
 
+#include "backends/linux/process/ending_signals.h"
+
 namespace halden {
-namespace {
-
-/// While it lives, a new thread starts with all signals blocked but those of its own faults. A signal handler
-/// of the program then never runs on that thread.
-class SignalsBlocked {
- public:
-  SignalsBlocked() {
-    sigset_t all;
-    sigfillset(&all);
-    for (const int fault : {SIGSEGV, SIGBUS, SIGFPE, SIGILL}) sigdelset(&all, fault);
-    pthread_sigmask(SIG_SETMASK, &all, &before_);
-  }
-  ~SignalsBlocked() { pthread_sigmask(SIG_SETMASK, &before_, nullptr); }
-  SignalsBlocked(const SignalsBlocked&) = delete;
-  SignalsBlocked& operator=(const SignalsBlocked&) = delete;
-
- private:
-  sigset_t before_{};
-};
-
-}  // namespace
-
 /// Wakes the thread from poll().
 class SerialReader::WakeEvent {
  public:

@@ -12,6 +12,9 @@
 #include <termios.h>
 #include <unistd.h>
 
+#include "backends/linux/process/ending_signals.h"
+#include "backends/linux/process/port_restorer.h"
+
 namespace halden {
 
 namespace {
@@ -20,22 +23,11 @@ namespace {
 constexpr std::string_view kEnter = "\x1b[?1049h\x1b[?7l";
 constexpr std::string_view kLeave = "\x1b[0m\x1b[?7h\x1b[?25h\x1b[?1049l";
 
-/// Signals that mean the end of the process even if it handles them: requests to end, and its own faults.
-constexpr std::array kEndingSignals = {SIGINT, SIGTERM, SIGHUP,  SIGQUIT, SIGABRT,
-                                       SIGBUS, SIGFPE,  SIGSEGV, SIGILL};
-
-/// Signals that end a process only if it has no handler for them. SIGRTMIN to SIGRTMAX are treated the same
-/// way. A program that handles one (a timer's SIGALRM, a profiler's SIGPROF) goes on, so its handler isn't
-/// touched. SIGXFSZ isn't among them: it reports that an output file is too large, which is for the host to
-/// handle.
-constexpr std::array kDefaultEndingSignals = {SIGPIPE, SIGTRAP, SIGUSR1, SIGUSR2, SIGALRM, SIGVTALRM,
-                                              SIGPROF, SIGIO,   SIGXCPU, SIGSYS,  SIGPWR,  SIGSTKFLT};
-
 // Signals while the terminal is open, and what the handlers do:
 //
 // - An ending signal: OnEnding leaves the terminal and repeats the signal with its previous action, which
-//   usually ends the process. If the process has a handler and survives, end_requested makes the toolkit
-//   close its windows.
+//   usually ends the process. By the default action it ends for sure, so the ports are restored too. If the
+//   process has a handler and survives, end_requested makes the toolkit close its windows.
 // - SIGTSTP (Ctrl-Z): OnStop leaves the terminal and stops the process. When the process continues, it enters
 //   the terminal again, and resumed makes the toolkit redraw.
 // - SIGSTOP can't be caught: the shell resets the mode, but the screen stays ours until SIGCONT.
@@ -92,14 +84,20 @@ void Enter() {
   Leave();
 }
 
+/// Drops unsent output first: a terminal that takes none (Ctrl-S) would block Leave and keep the process
+/// alive.
+void LeaveAtOnce() {
+  if (held_fd >= 0 && entered && !InBackground(held_fd)) tcflush(held_fd, TCOFLUSH);
+  Leave();
+}
+
 /// Gives the terminal back, restores the previous action of the signal and raises it again. The signal is
 /// blocked in here, so that action takes place when this handler returns.
 void OnEnding(int signal) {
   const int saved_errno = errno;
-  // Drop unsent output: a terminal that takes none (Ctrl-S) would block Leave and keep the process alive.
-  if (entered && !InBackground(held_fd)) tcflush(held_fd, TCOFLUSH);
-  Leave();
+  LeaveAtOnce();
   end_requested = true;
+  if (IsDefault(before[signal])) PortRestorer::RestoreAll();
   sigaction(signal, &before[signal], nullptr);
   raise(signal);
   errno = saved_errno;
@@ -134,11 +132,6 @@ void OnStop(int signal) {
   errno = saved_errno;
 }
 
-/// Whether the process neither ignores the signal nor has a handler for it.
-bool IsDefault(const struct sigaction& action) {
-  return action.sa_handler == SIG_DFL && !(action.sa_flags & SA_SIGINFO);
-}
-
 /// Installs a handler and stores the previous action. A signal that the process ignores stays ignored.
 void Install(int signal, void (*handler)(int)) {
   sigaction(signal, nullptr, &before[signal]);
@@ -155,7 +148,7 @@ void Install(int signal, void (*handler)(int)) {
 void InstallIfDefault(int signal) {
   struct sigaction now = {};
   sigaction(signal, nullptr, &now);
-  if (IsDefault(now)) Install(signal, OnEnding);
+  if (PortRestorer::EndsProcess(now)) Install(signal, OnEnding);
 }
 
 /// Restores the previous action, unless the process has installed another one meanwhile.
@@ -186,8 +179,7 @@ bool Acquire(int fd) {
   resumed = false;
   held_fd = fd;
   for (const int signal : kEndingSignals) Install(signal, OnEnding);
-  for (const int signal : kDefaultEndingSignals) InstallIfDefault(signal);
-  for (int signal = SIGRTMIN; signal <= SIGRTMAX; ++signal) InstallIfDefault(signal);
+  ForEachEndingSignal(InstallIfDefault);
   Install(SIGTSTP, OnStop);
   Install(SIGCONT, OnContinue);
   Enter();
@@ -201,6 +193,7 @@ void Release() {
   Restore(SIGCONT, OnContinue);
   Leave();  // one of the two handlers may have entered again
   for (int signal = 1; signal < NSIG; ++signal) Restore(signal, OnEnding);
+  PortRestorer::UpdateHandlers();  // a port may have been opened or closed meanwhile
   held_fd = -1;
 }
 
@@ -239,6 +232,10 @@ bool PosixTerminal::Open() {
     fd_ = -1;
   }
   return fd_ >= 0;
+}
+
+void PosixTerminal::Abandon() noexcept {
+  LeaveAtOnce();
 }
 
 void PosixTerminal::Close() {

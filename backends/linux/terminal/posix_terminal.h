@@ -63,6 +63,10 @@ class PosixTerminal final : public TextTerminal {
   bool TakeScreenLost() override;
   bool Ended() const override;
 
+  /// Gives back the terminal that is open in this process, if any, because the process is about to end. No
+  /// object that had it open may be used afterwards. Async-signal-safe.
+  static void Abandon() noexcept;
+
  private:
   int fd_ = -1;  // -1: not open
   bool hung_up_ = false;
