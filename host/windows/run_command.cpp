@@ -36,9 +36,8 @@ PreparedOutput::PreparedOutput() {
 
 constexpr char kHelpOfWindows[] =
     "\n"
-    "On Windows the commands are watch, record and monitor, without --registry, --answer, --cancel and\n"
-    "--reconnect;\n"
-    "--device can only be d2xx.\n";
+    "On Windows the commands are watch, record and monitor, without --registry, --answer, --cancel or\n"
+    "--reconnect; --device can only be d2xx.\n";
 
 /// An object of the component that is registered on this machine.
 class ComSession final : public Session {
