@@ -245,9 +245,13 @@ class CommandLine {
   }
 
   void AddRecord() {
-    CLI::App& record = AddCommand(Command::kRecord, "record", "Find the device and record it",
-                                  "Example:\n  halden-host record --device tty:/dev/ttyUSB0 --seconds 60 "
-                                  "--csv data.csv --svg data.svg");
+    CLI::App& record =
+        AddCommand(Command::kRecord, "record", "Find the device and record it",
+                   "Example:\n  halden-host record --device tty:/dev/ttyUSB0 --seconds 60 "
+                   "--csv data.csv --svg data.svg\n\n"
+                   "Times come from when the driver's ticks brought the lines. They are right to "
+                   "one tick, 50 ms;\nwithin a tick lines are spread by the pace of the last "
+                   "seconds. With --npy they are in FILE-time.");
     AddLiveOptions(record);
     Value(record, "--frames", "N", "a whole number from 1 to 1000000000000", "Ends after this many frames",
           [&](const std::string& value) {
@@ -276,10 +280,10 @@ class CommandLine {
   void AddFileOptions(CLI::App& record) {
     File(record, "--npy", "FILE", kAnyFile, "Writes a numpy array of values, float32, frames by columns",
          &arguments_.npy);
-    record.add_flag(
-        "--time{relative}", time_,
-        "First a column Time: seconds from the start, or --time=absolute: time of day. Right to one "
-        "tick of the driver, 50 ms. With --npy in a second file, FILE-time");
+    time_option_ =
+        record.add_option("--time", time_, "First a column Time: seconds from the start, or the time of day")
+            ->expected(0, 1)
+            ->type_name("[absolute]");
     Flag(record, "--force", "Overwrites files that exist", &arguments_.force);
     Flag(record, "--append", "Goes on at the end of a CSV or array of the same columns", &arguments_.append);
     Value(record, "--rotate", "SIZE|TIME", "a size (500kB, 10MB, 2GB) or a time (30s, 10min, 1h, 1d)",
@@ -391,9 +395,10 @@ class CommandLine {
   }
 
   void FinishFileOptions() {
-    if (!time_.empty() && time_ != "relative" && time_ != "absolute")
-      throw WrongWord("--time needs relative or absolute, not " + Quoted(time_));
-    if (!time_.empty()) arguments_.time = time_ == "relative" ? TimeColumn::kRelative : TimeColumn::kAbsolute;
+    if (!time_.empty() && time_ != "absolute")
+      throw WrongWord("--time takes no value, or absolute, not " + Quoted(time_));
+    if (time_option_->count() > 0)
+      arguments_.time = time_.empty() ? TimeColumn::kRelative : TimeColumn::kAbsolute;
     if (arguments_.append && !arguments_.rotation.Never())
       throw WrongWord("only one of --append and --rotate is allowed");
     if (arguments_.append && arguments_.time == TimeColumn::kRelative)
@@ -411,7 +416,8 @@ class CommandLine {
   CLI::App app_{"Finds a device that sends lines of numbers, and shows or records its values.",
                 "halden-host"};
   Arguments arguments_;
-  std::string time_;
+  CLI::Option* time_option_ = nullptr;
+  std::string time_;                                 ///< its value
   std::map<std::string, std::string_view> allowed_;  // what the value of an option may be
 };
 
