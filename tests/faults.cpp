@@ -1,8 +1,11 @@
 #include "tests/faults.h"
 
 #include <atomic>
+#include <cerrno>
 #include <cstdlib>
 #include <new>
+#include <sys/file.h>
+#include <unistd.h>
 
 namespace {
 
@@ -16,6 +19,15 @@ struct AllocationPlan {
   bool failed = false;
 };
 thread_local AllocationPlan plan;
+thread_local bool interrupting = false;
+
+/// Whether a call is to fail as if a signal had interrupted it.
+bool IsInterrupted() {
+  thread_local bool last = false;
+  last = interrupting && !last;
+  if (last) errno = EINTR;
+  return last;
+}
 
 /// Counts an allocation. Whether it has to fail.
 bool Fails() {
@@ -48,6 +60,14 @@ halden::AllocationPause::~AllocationPause() {
   --plan.pauses;
 }
 
+halden::Interruptions::Interruptions() {
+  interrupting = true;
+}
+
+halden::Interruptions::~Interruptions() {
+  interrupting = false;
+}
+
 void* operator new(std::size_t size) {
   if (!Fails()) {
     if (void* memory = std::malloc(size)) {
@@ -66,10 +86,18 @@ void operator delete(void* memory, std::size_t) noexcept {
   operator delete(memory);
 }
 
-// The linker is told to send the calloc calls of our own objects here (--wrap=calloc).
+// The linker is told to send these calls of our own objects here (--wrap=calloc and so on).
 extern "C" void* __real_calloc(std::size_t count, std::size_t size);
 extern "C" void* __wrap_calloc(std::size_t count, std::size_t size) {
   return Fails() ? nullptr : __real_calloc(count, size);
+}
+extern "C" ssize_t __real_write(int fd, const void* bytes, std::size_t count);
+extern "C" ssize_t __wrap_write(int fd, const void* bytes, std::size_t count) {
+  return IsInterrupted() ? -1 : __real_write(fd, bytes, count);
+}
+extern "C" int __real_flock(int fd, int operation);
+extern "C" int __wrap_flock(int fd, int operation) {
+  return IsInterrupted() ? -1 : __real_flock(fd, operation);
 }
 
 // Without this option the address sanitizer aborts on a huge request instead of returning null.

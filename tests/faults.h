@@ -27,6 +27,13 @@ struct AllocationPause {
   ~AllocationPause();
 };
 
+/// While one of these lives, every second call of write() and flock() that our code makes on this thread
+/// fails with EINTR, beginning with the first.
+struct Interruptions {
+  Interruptions();
+  ~Interruptions();
+};
+
 /// Decides which calls to a FaultyPlatform go wrong, and how. All of its interfaces share one count of calls.
 /// Backends may not throw, so allocations made below a call never fail.
 class Faults {

@@ -118,9 +118,20 @@ INSTANTIATE_TEST_SUITE_P(OfTheKernel, DeviceContract,
 
 TEST(KernelDevice, ListingShowsAttributesInTheOrderOfTtysAndWhoHasClaimedAChip) {
   const FakeSystem system;
-  EXPECT_EQ(system.List(*system.Open()), std::vector<std::string>());
+  for (const char* const type :
+       {"class/tty/ttyS0/type", "class/tty/ttyS0/device/x", "class/tty/ttyACM10/device/x",
+        "class/tty/ttyS4/device/x", "class/tty/console/x"})
+    system.Write(std::string("sys/") + type, "0");
+  system.Write("sys/class/tty/ttyS4/type", "4");
+  const auto without = system.Open();
+  EXPECT_EQ(system.List(*without), std::vector<std::string>());
+  EXPECT_EQ(
+      without->TakeNotices(),
+      std::vector<std::string>{"--device linux: no FTDI device is plugged in; other serial ports are named "
+                               "by tty:/dev/ttyS4 tty:/dev/ttyACM10"});
+  EXPECT_EQ(without->TakeNotices(), std::vector<std::string>()) << "it has been said";
   const std::string chip = "idVendor=0403 idProduct=6001 product=Text busnum=1 devnum=12 ";
-  system.Plug("1-1", chip + "bcdDevice=0600 serial=0123456789ABCDEF", "ttyUSB10");
+  system.Plug("1-1", chip + "bcdDevice=0600 bNumInterfaces=1 serial=0123456789ABCDEF", "ttyUSB10");
   // ttyUSB3 was plugged in between this chip's two ports, and its second port came first.
   system.Plug("1-2", chip + "bcdDevice=0800 serial=QUAD", "ttyUSB2", "ftdi_sio", "1");
   system.Plug("1-2", "", "ttyUSB5");
@@ -195,8 +206,10 @@ TEST_F(TwoChips, OnlyASerialNumberKeepsTheConfigurationForTheNextRun) {
   system.Plug("1-3", kSerial, "ttyUSB5", ptys[1]);
   EXPECT_EQ(system.List(*system.Open()), (Lines{Unnamed(kUsual), Named(kSet, "COM6")}));
   const std::string file = FileText(system / "my-ports.reg");
-  for (const std::string text : {"57600,N,8", "57600,N;8,1", "0,N,8,1", "57600,Q,8,1", "57600,N,9,1"}) {
-    SetFileText(system / "my-ports.reg", std::string(file).replace(file.find(kSet), kSet.size(), text));
+  for (const std::string text : {"\"57600,N,8\"", "\"57600,N;8,1\"", "\"0,N,8,1\"", "\"57600,Q,8,1\"",
+                                 "\"57600,N,9,1\"", "hex:39,2c,4e,2c,38,2c,31"}) {
+    SetFileText(system / "my-ports.reg",
+                std::string(file).replace(file.find(kSet) - 1, kSet.size() + 2, text));
     EXPECT_EQ(system.List(*system.Open()).back(), Named(kUsual, "COM6")) << text;
   }
 }

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <csignal>
+#include <cstring>
 #include <filesystem>
 #include <functional>
 #include <gtest/gtest.h>
@@ -12,6 +13,7 @@
 
 #include "backends/text/fixed_number_rules.h"
 #include "stream/receive_buffer.h"
+#include "tests/faults.h"
 #include "tests/scratch_files.h"
 
 namespace halden {
@@ -233,6 +235,32 @@ TEST(SerialDevice, SaysWhyItCanNotBeOpened) {
   EXPECT_EQ(seteuid(0), 0);
   EXPECT_TRUE(denied.OpenFailure().starts_with(pty.path() + ": permission denied, it belongs to the group "))
       << denied.OpenFailure();
+}
+
+TEST(SerialDevice, GoesOnWhenSignalsInterruptItsCalls) {
+  const ScratchDirectory folder;
+  const FixedNumberRules rules = FixedNumberRules::C();
+  const Interruptions interruptions;
+  OpenDevice open;
+  std::uint32_t written = 0;
+  EXPECT_EQ(open.device.Write("abc", 3, &written), FT_OK);
+  EXPECT_EQ(written, 3u);
+  EXPECT_TRUE(StoredLineSettings(folder / "ports.reg", rules).Store("A", {.BaudRate = 300, .ByteSize = 8}));
+}
+
+TEST(SerialDevice, MakesCrOfLfWhereLinesEndInLf) {
+  for (const auto& [line_end, expected] :
+       {std::pair(LineEnd::kLf, "1\r2\r"), {LineEnd::kCr, "1\n2\r\n"}, {LineEnd::kCrLf, "1\n2\r\n"}}) {
+    Pty pty;
+    SerialDevice device(PortAt(pty.path()), {.line_end = line_end});
+    ASSERT_EQ(device.Open(), FT_OK) << device.OpenFailure();
+    pty.Write("1\n2\r\n");
+    char bytes[16];
+    std::string taken;
+    for (std::uint32_t count = 0; taken.size() < std::strlen(expected); taken.append(bytes, count))
+      ASSERT_EQ(device.Read(bytes, sizeof bytes, &count), FT_OK);
+    EXPECT_EQ(taken, expected);
+  }
 }
 
 TEST(SerialReader, LosesNothingWhileItsQueueIsFull) {

@@ -35,13 +35,20 @@ TEST(DeviceOptions, TakeValuesWithinTheirBordersAndNameTheRest) {
   for (const char* const good :
        {"sim:rate=0.1,baud=300,speaks_at=12000000,com=32767,serial=0123456789ABCDEF,unplug_after=0",
         "sim:columns=1000,com=none,seed=18446744073709551615,label=a=b,text=numbers", "linux,baud=230400",
-        "replay:C:\\a=b c.txt,rate=10000,loop"})
+        "replay:C:\\a=b c.txt,rate=10000,loop", "linux,eol=crlf"})
     EXPECT_TRUE(ParseDeviceOption(good, &error)) << error;
   for (const std::string bad : {"rate=0.09", "rate=nan", "columns=99999999999", "columns=4x", "columns=",
                                 "baud=299", "com=32768", "serial=12345678901234567", "label=U1"}) {
     EXPECT_FALSE(ParseDeviceOption("sim:" + bad, &error));
     EXPECT_TRUE(error.ends_with(", not \"" + bad.substr(bad.find('=') + 1) + "\"")) << error;
   }
+  const auto serial = ParseDeviceOption("/dev/ttyUSB0,baud=9600,eol=lf", &error);
+  ASSERT_TRUE(serial && std::holds_alternative<SerialDeviceSettings>(*serial)) << error;
+  EXPECT_EQ(std::get<SerialDeviceSettings>(*serial).path, "/dev/ttyUSB0");
+  EXPECT_EQ(std::get<SerialDeviceSettings>(*serial).baud, 9600u);
+  EXPECT_EQ(std::get<SerialDeviceSettings>(*serial).line_end, LineEnd::kLf);
+  EXPECT_FALSE(ParseDeviceOption("tty:/dev/ttyUSB0,9600", &error));
+  EXPECT_EQ(error, "--device tty: write baud=9600, not \"9600\"");
 }
 
 TEST(SimDevice, SpeaksLinesInTheFormThatItsOptionNames) {
@@ -94,6 +101,7 @@ TEST(ReplayDevice, KeepsThePaceThatItsOptionNames) {
     const ScratchDirectory folder;
     SetFileText(folder / "file", bytes);
     Listening replay("replay:" + (folder / "file") + keys);
+    replay.Hear(150);
     replay.OpenAfter(12345);  // and it starts at the first byte again
     std::vector<std::string> said;
     for (const std::uint32_t wait : {0, 100, 100, 100, 100}) said.push_back(replay.Hear(wait));

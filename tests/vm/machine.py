@@ -100,7 +100,7 @@ class Chip:
         # The pause is for the first opening after plugging in: until the program has set the port up, the kernel
         # echoes what arrives, and no program can be fast enough to prevent that.
         self.opened_at, self.pause = math.inf, 0.1
-        self.calls, self.rates = [], [0]  # the control requests that the chip got, and the line rates among them
+        self.calls, self.rates = [], [0]  # the control requests that the chip got, and the changes of its line rate
 
     def __enter__(self):
         self.trace = open(self.machine.trace_path, encoding="utf-8", errors="replace")
@@ -135,6 +135,13 @@ class Chip:
         self.__exit__()
         return lines
 
+    def dtr_levels(self):
+        """The changes of the line DTR, 1 where it rose."""
+        levels = []
+        for value in re.findall(r"control 0x4001, value 0x(\w+)", "\n".join(self.calls)):
+            levels += [int(value, 16) & 1] if int(value, 16) & 0x100 and levels[-1:] != [int(value, 16) & 1] else []
+        return levels
+
     def assert_got(self, *wanted):
         assert set(wanted) <= set(self.calls), f"the chip never got {set(wanted) - set(self.calls)}"
 
@@ -156,7 +163,8 @@ class Chip:
                 continue
             self.calls.append(line.split(self.dev)[1].strip())
             if "baud rate" in line:
-                self.rates.append(int(line.split()[-1]))
+                rate = int(line.split()[-1])
+                self.rates += [rate] if rate != self.rates[-1] else []
             if "got control 0x4001" in line:
                 opened = not line.endswith("0x300\n")
                 self.opened_at = min(self.opened_at, time.monotonic()) if opened else math.inf

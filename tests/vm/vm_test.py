@@ -9,7 +9,7 @@ import sys
 import time
 import unittest
 
-from machine import STEPS, Chip, Machine, line_of, near
+from machine import STEPS, Chip, Machine, line_of, near, wait_until
 
 FOLDER, *PROGRAMS = (sys.argv.pop(1) for _ in range(3))
 SERIALS = ["FT00000A", "FT00000B"]
@@ -35,10 +35,10 @@ class RealKernel(unittest.TestCase):
     def await_said(self, name, text):
         self.assertIn(text, self.guest.run_until_it_prints(f"cat /tmp/{name}.code; grep '{text}' /tmp/{name}.txt"))
 
-    def recorded(self, name, columns=2):
-        """Waits until the host has ended. Returns the number of frames, the first and the last line."""
-        code = self.guest.run_until_it_prints(f"cat /tmp/{name}.code")
-        self.assertEqual(code, "0", self.guest.run(f"cat /tmp/{name}.txt"))
+    def recorded(self, name, columns=2, code="0"):
+        """Waits until the host has ended with this code. Returns the number of frames, the first and the last line."""
+        ended = self.guest.run_until_it_prints(f"cat /tmp/{name}.code")
+        self.assertEqual(ended, code, self.guest.run(f"cat /tmp/{name}.txt"))
         text = self.guest.run(CHECK % (STEPS // 2, columns, STEPS) + f"/tmp/{name}.csv")
         self.assertNotIn("bad", text)
         return [int(number) for number in text.split()]
@@ -89,8 +89,25 @@ class RealKernel(unittest.TestCase):
             with Chip(self.guest, SERIALS[0], 500):
                 self.start("again", "--frames 500")
                 self.assertEqual(self.recorded("again")[0], 500)
-            frames, start, last = self.recorded("first")
+            frames, start, last = self.recorded("first", code="1")
+            self.await_said("first", "the device is gone")
             self.assertEqual((last, frames), (lines - 1, last - start + 1))
+
+    def test_raises_dtr_only_once_and_restores_the_port_when_it_is_stopped(self):
+        with Chip(self.guest, SERIALS[0]) as chip:
+            self.assertIn("(assumed", self.guest.run("halden-host devices --device linux --registry /tmp/dtr.reg"))
+            self.start("dtr", "--cancel")
+            self.guest.run_until_it_prints("cat /tmp/dtr.code")
+            wait_until(lambda: chip.dtr_levels()[-1:] == [0], "dropping DTR at the end")
+            self.assertEqual(chip.dtr_levels(), [1, 0])
+            self.assertEqual(chip.calls.count("got control 0x4001, value 0x101"), 2, "it wasn't opened twice")
+            for number, code in [("TERM", "143"), ("SEGV", "139")]:
+                self.start("ended", "")
+                port = f"stty -a -F /dev/{chip.tty} | grep -e"
+                self.guest.run_until_it_prints(f"{port} -hupcl")
+                self.guest.run(f"killall -{number} halden-host")
+                self.assertEqual(self.guest.run_until_it_prints("cat /tmp/ended.code"), code)
+                self.guest.run(f"{port} '[^-]hupcl'")
 
     def test_sleeps_while_nothing_comes(self):
         # The context switches of every thread but the first, which wakes up for the host's polls.
