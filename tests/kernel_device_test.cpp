@@ -131,13 +131,13 @@ TEST(KernelDevice, ListingShowsAttributesInTheOrderOfTtysAndWhoHasClaimedAChip) 
                                "by tty:/dev/ttyS4 tty:/dev/ttyACM10"});
   EXPECT_EQ(without->TakeNotices(), std::vector<std::string>()) << "it has been said";
   const std::string chip = "idVendor=0403 idProduct=6001 product=Text busnum=1 devnum=12 ";
-  system.Plug("1-1", chip + "bcdDevice=0600 bNumInterfaces=1 serial=0123456789ABCDEF", "ttyUSB10");
+  system.Plug("1-1", chip + "bcdDevice=0600 serial=0123456789ABCDEF", "ttyUSB10");
   // ttyUSB3 was plugged in between this chip's two ports, and its second port came first.
   system.Plug("1-2", chip + "bcdDevice=0800 serial=QUAD", "ttyUSB2", "ftdi_sio", "1");
   system.Plug("1-2", "", "ttyUSB5");
   system.Write("usb/1-2/bNumInterfaces", " 4");
   system.Plug("1-3", "idVendor=0403", "ttyUSB3");
-  system.Plug("1-4", chip + "bcdDevice=0400 serial=OTHER", "ttyUSB4", "ch341");
+  system.Plug("1-4", chip + "bcdDevice=0400 bNumInterfaces=1 serial=OTHER", "ttyUSB4", "ch341");
   system.Plug("1-5", chip + "bcdDevice=1000 serial=TAKEN idProduct=6015", "", "usbfs");
   system.Plug("1-6", chip + "idProduct=beef", "", "");
   system.Write("proc/12/comm", "brltty");

@@ -11,6 +11,7 @@
 #include <sys/wait.h>
 #include <thread>
 
+#include "backends/linux/terminal/posix_terminal.h"
 #include "backends/text/fixed_number_rules.h"
 #include "stream/receive_buffer.h"
 #include "tests/faults.h"
@@ -155,6 +156,7 @@ TEST(SerialDevice, NamesWhoHoldsThePortAndWhoMayTakeItsBytes) {
       close(pipe);
     };
   };
+  const Child other_end([&](int pipe) { open(path.c_str(), O_RDWR | O_NOCTTY), close(pipe); });
   const Child opener(open_and_lock(LOCK_UN));
   SerialDevice device(PortAt(path)), second(PortAt(path));
   ASSERT_EQ(device.Open(), FT_OK) << device.OpenFailure();
@@ -203,23 +205,51 @@ TEST(SerialDevice, IsRestoredAndCanBeOpenedAgainHoweverTheProcessEnds) {
   }
 }
 
+void (*HandlerOf(int signal))(int) {
+  struct sigaction action {};
+  sigaction(signal, nullptr, &action);
+  return action.sa_handler;
+}
+void OwnHandler(int) {}
+
+TEST(SerialDevice, IsRestoredTogetherWithTheTerminal) {
+  enum Order { kPortFirst, kTerminalFirst, kTerminalClosed };
+  for (const Order order : {kPortFirst, kTerminalFirst, kTerminalClosed}) {
+    const Pty pty, screen;
+    const termios2 found = screen.Settings();
+    Child child([&](int pipe) {
+      setsid();
+      setenv("TERM", "xterm", 1);
+      signal(SIGTERM, OwnHandler);
+      SerialDevice device(PortAt(pty.path()));
+      PosixTerminal terminal;
+      if (order == kPortFirst && device.Open() != FT_OK) _exit(1);
+      if (open(screen.path().c_str(), O_RDWR) < 0 || !terminal.Open()) _exit(2);  // the controlling terminal
+      if (order != kPortFirst && device.Open() != FT_OK) _exit(3);
+      if (device.SetBaudRate(250000) != FT_OK) _exit(4);
+      if (order == kTerminalClosed) terminal.Close();
+      if (order == kTerminalClosed && HandlerOf(SIGTERM) != OwnHandler) _exit(5);
+      if (order == kTerminalClosed && HandlerOf(SIGCONT) != SIG_DFL) _exit(6);
+      close(pipe);
+      for (;;) pause();
+    });
+    EXPECT_EQ(child.End(SIGALRM), SIGALRM) << "order " << order;
+    EXPECT_EQ(pty.Settings().c_ospeed, found.c_ospeed) << "order " << order;
+    EXPECT_EQ(screen.Settings().c_lflag, found.c_lflag) << "order " << order;
+  }
+}
+
 TEST(SerialDevice, HandlesOnlySignalsThatWouldEndTheProcessAndOnlyWhileItIsOpen) {
-  const auto handler_of = [](int signal) {
-    struct sigaction action {};
-    sigaction(signal, nullptr, &action);
-    return action.sa_handler;
-  };
-  const auto own = [](int) {};
-  signal(SIGUSR1, own);
+  signal(SIGUSR1, OwnHandler);
   signal(SIGUSR2, SIG_IGN);
   {
     OpenDevice first, second;
     first.device.Close();
-    EXPECT_NE(handler_of(SIGTERM), SIG_DFL);
-    EXPECT_EQ(handler_of(SIGUSR1), static_cast<void (*)(int)>(own));
-    EXPECT_EQ(handler_of(SIGUSR2), SIG_IGN);
+    EXPECT_NE(HandlerOf(SIGTERM), SIG_DFL);
+    EXPECT_EQ(HandlerOf(SIGUSR1), OwnHandler);
+    EXPECT_EQ(HandlerOf(SIGUSR2), SIG_IGN);
   }
-  EXPECT_EQ(handler_of(SIGTERM), SIG_DFL);
+  EXPECT_EQ(HandlerOf(SIGTERM), SIG_DFL);
   for (const int number : {SIGUSR1, SIGUSR2}) signal(number, SIG_DFL);
 }
 
