@@ -12,6 +12,7 @@
 #include <system_error>
 
 #include "backends/devices/device_options.h"
+#include "host/channels.h"
 #include "host/printable_text.h"
 
 namespace halden::host {
@@ -74,14 +75,22 @@ bool ParseChannels(std::string_view value, std::vector<std::int16_t>* channels) 
 }
 
 /// Appends, since --range may be given several times.
-bool ParseRanges(std::string_view value, std::vector<RangeChoice>* ranges) {
+bool ParseRanges(std::string_view value, std::vector<RangeChoice>* ranges, bool* auto_ranges) {
   return ForEachPiece(value, [&](auto piece) {
+    if (piece == "auto") return *auto_ranges = true;
     const auto equals = piece.find('=');
     if (equals == std::string_view::npos) return false;
     auto& choice = ranges->emplace_back();
-    return ParseWithin<std::int16_t>(piece.substr(0, equals), 0, kLastChannel, &choice.channel) &&
-           ParseWithin<std::int16_t>(piece.substr(equals + 1), 0, kLastRange, &choice.row);
+    choice.row = RowOfRange(piece.substr(equals + 1));
+    return choice.row >= 0 &&
+           ParseWithin<std::int16_t>(piece.substr(0, equals), 0, kLastChannel, &choice.channel);
   });
+}
+
+const std::string& RangesAllowed() {
+  static const std::string allowed =
+      "auto or CH=RANGE[,CH=RANGE...], a channel from 0 and a range of " + ListOfRanges();
+  return allowed;
 }
 
 bool ParseRotation(std::string_view value, Rotation* rotation) {
@@ -129,7 +138,9 @@ class CommandLine {
     app_.get_formatter()->label("SUBCOMMAND", "COMMAND");
     AddCommonOptions(app_);
     AddDevices();
+    AddRanges();
     AddWatch();
+    AddExplain();
     AddRecord();
     AddMonitor();
     AddSettings();
@@ -228,9 +239,10 @@ class CommandLine {
           [&](const std::string& value) {
             return ParseWithin(value, 0.001, 1e9, &arguments_.seconds.emplace());
           });
-    Value(command, "--range", "CH=ROW", "CH=ROW[,CH=ROW...]: a channel from 0 and a row from 0 to 14",
-          "Row of the range table for a channel (0: ±1000)",
-          [&](const std::string& value) { return ParseRanges(value, &arguments_.ranges); });
+    Value(command, "--range", "CH=RANGE|auto", RangesAllowed(),
+          "Range of a channel: 0=±10 or 0=2; or auto (see ranges)", [&](const std::string& value) {
+            return ParseRanges(value, &arguments_.ranges, &arguments_.auto_ranges);
+          });
   }
 
   void AddDevices() {
@@ -242,6 +254,25 @@ class CommandLine {
   void AddWatch() {
     AddLiveOptions(AddCommand(Command::kWatch, "watch", "Find the device and show live values",
                               "Example:\n  halden-host watch --device tty:/dev/ttyACM0,baud=9600"));
+  }
+
+  void AddExplain() {
+    CLI::App& explain =
+        AddCommand(Command::kExplain, "explain", "Show what the driver makes of each line of the device",
+                   "Example:\n  halden-host explain --device replay:capture.txt --lines 3");
+    Value(explain, "--lines", "N", "a whole number from 1 to 1000000000", "Ends after this many lines (10)",
+          [&](const std::string& value) {
+            return ParseWithin<std::int64_t>(value, 1, 1'000'000'000, &arguments_.lines);
+          });
+  }
+
+  void AddRanges() {
+    AddCommand(
+        Command::kRanges, "ranges", "List the ranges that a channel can have",
+        "Example:\n  halden-host ranges\n\n"
+        "\"--range 0=±10,2=7\" puts channel 0 on ±10 and channel 2 on row 7. \"--range auto\" puts every\n"
+        "other channel on the finest range that holds its values in the first second, or in the first\n"
+        "20 lines if those take longer. All start on ±1000.");
   }
 
   void AddRecord() {

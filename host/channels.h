@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "host/decimal_text.h"
@@ -16,6 +17,16 @@ struct Column {
   std::string name;
   ValueFormat format;
 };
+
+/// The row of the range table that a text names: its number, or its text, also with "+-" for the sign and
+/// without regard to case and blanks. -1 if there is none.
+std::int16_t RowOfRange(std::string_view text);
+
+/// All rows with their texts, in one line.
+std::string ListOfRanges();
+
+/// The range table for people: each row with its text and what it is for, in lines that end in newlines.
+std::string DescribeRanges();
 
 /// Chooses the ranges asked for. A detection resets them, so call this after it. False: a channel doesn't
 /// exist; `error` says which, and the ranges before it in the list are chosen.

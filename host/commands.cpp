@@ -1,5 +1,6 @@
 #include "host/commands.h"
 
+#include "host/channels.h"
 #include "host/output.h"
 
 namespace halden::host {
@@ -8,6 +9,10 @@ int RunMonitor(Session& session, Progress& progress) {
   if (!session.Detect(progress)) return kRefused;
   session.Adc().ShowSetting();
   return kDone;
+}
+
+int RunRanges(Progress& progress) {
+  return Print(DescribeRanges(), progress);
 }
 
 int Print(const std::string& text, Progress& progress) {

@@ -7,6 +7,8 @@
 
 namespace halden::host {
 
+class LocalSession;
+
 /// Exit codes. kDone includes a reader of standard output that has left; kRefused includes an output that
 /// can't be written.
 inline constexpr int kDone = 0;
@@ -22,8 +24,12 @@ int RunWatch(Session& session, const Arguments& arguments, Progress& progress);
 int RunRecord(Session& session, const Arguments& arguments, Progress& progress);
 int RunMonitor(Session& session, Progress& progress);
 
+/// Lists the ranges that a channel can have.
+int RunRanges(Progress& progress);
+
 // These look into the driver's platform, so only a program that the driver is linked to has them.
 int RunDevices(SystemPlatform& machine, const Arguments& arguments, Progress& progress);
+int RunExplain(LocalSession& session, const Arguments& arguments, Progress& progress);
 int RunSettings(SystemPlatform& machine, const Arguments& arguments, Progress& progress);
 
 /// Prints `text` on standard output and returns the exit code: kRefused if it could not be written.

@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "host/decimal_text.h"
+#include "host/json.h"
 
 namespace halden::host {
 namespace {
@@ -146,6 +147,43 @@ std::vector<std::string> DescribeLine(IADC3& adc, const NumberRules& rules, cons
   return lines;
 }
 
+std::string ExplanationText(IADC3& adc, const LineFormat& format, std::string_view line, std::int64_t number,
+                            const sdk::LineWatch& watch) {
+  const auto& fields = watch.Fields();
+  std::string text = "Line " + std::to_string(number) + ": " + Quoted(line) + "\n";
+  if (fields.empty()) return text + "  empty: it is passed over\n";
+  if (!format.IsOneValue()) text += "  split at " + SeparatorText(format.separator) + "\n";
+  for (std::size_t i = 0; i < fields.size(); ++i) {
+    const auto channel = static_cast<std::int16_t>(i);
+    const bool has_channel = channel < format.channels;
+    const FieldExplanation& field = fields[i];
+    std::string row = "  " + Padded(has_channel ? adc.ChannelName(channel) : "-", 10) + " " +
+                      Padded(Quoted(field.text), 14) + " ";
+    if (has_channel)
+      row +=
+          Padded(Shortest(field.value), 11) + " code " + Padded(std::to_string(watch.Code(channel)), 6) + " ";
+    text += row + " " + ReadingText(field.reading) + "\n";
+  }
+  return text;
+}
+
+std::string ExplanationJson(IADC3& adc, const LineFormat& format, std::string_view line, std::int64_t number,
+                            const sdk::LineWatch& watch) {
+  ExplainedLine explained{.number = number,
+                          .text = EscapedBytes(line),
+                          .separator = format.IsOneValue() ? "" : std::string(1, format.separator)};
+  for (std::size_t i = 0; i < watch.Fields().size(); ++i) {
+    const auto channel = static_cast<std::int16_t>(i);
+    const FieldExplanation& field = watch.Fields()[i];
+    explained.fields.push_back({.name = channel < format.channels ? adc.ChannelName(channel) : "",
+                                .text = EscapedBytes(field.text),
+                                .value = field.value,
+                                .code = watch.Code(channel),
+                                .reading = ReadingText(field.reading)});
+  }
+  return ExplainedLineJson(explained);
+}
+
 std::string ObservationText(IADC3& adc, const sdk::Observation& observation) {
   using sdk::Observation;
   const std::string column = observation.channel < 0 ? "" : adc.ChannelName(observation.channel);
@@ -175,9 +213,14 @@ std::string ObservationText(IADC3& adc, const sdk::Observation& observation) {
   return {};
 }
 
-void SayObservations(Session& session, Progress& progress) {
-  for (const auto& observation : session.TakeObservations())
-    progress.Warn(ObservationText(session.Adc(), observation));
+void SayObservations(Session& session, Progress& progress, bool json) {
+  for (const auto& observation : session.TakeObservations()) {
+    const std::string text = ObservationText(session.Adc(), observation);
+    if (json)
+      progress.Say(WarningJson(ObservationName(observation.kind), observation.channel, text));
+    else
+      progress.Warn(text);
+  }
 }
 
 std::string ObservationName(sdk::Observation::Kind kind) {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstdint>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -34,10 +35,19 @@ std::string ReadingText(FieldReading reading);
 std::vector<std::string> DescribeLine(IADC3& adc, const NumberRules& rules, const LineFormat& format,
                                       const std::string& line);
 
+/// A line as received, how it is split, and for each field the number, why it is that one, and the code; each
+/// in a line that ends in a newline. `watch` has taken the line last.
+std::string ExplanationText(IADC3& adc, const LineFormat& format, std::string_view line, std::int64_t number,
+                            const sdk::LineWatch& watch);
+
+/// The same as an object on one line.
+std::string ExplanationJson(IADC3& adc, const LineFormat& format, std::string_view line, std::int64_t number,
+                            const sdk::LineWatch& watch);
+
 /// What is odd, which columns and ranges it is about, and what would help, in one line without a full stop.
 std::string ObservationText(IADC3& adc, const sdk::Observation& observation);
-/// Prints a warning for each oddity since the last call.
-void SayObservations(Session& session, Progress& progress);
+/// Prints a warning for each oddity since the last call, with `json` as an object.
+void SayObservations(Session& session, Progress& progress, bool json);
 /// A word that a program can compare: "commas", "saturated" and so on.
 std::string ObservationName(sdk::Observation::Kind kind);
 

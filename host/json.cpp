@@ -57,6 +57,28 @@ std::string DevicesJson(const std::vector<ListedDevice>& devices, const std::vec
   return OneLine({{"devices", list}});
 }
 
+std::string WarningJson(const std::string& name, int channel, const std::string& text) {
+  Json object = {{"warning", name}};
+  if (channel >= 0) object["channel"] = channel;
+  object["text"] = text;
+  std::string line = OneLine(object);
+  line.pop_back();
+  return line;
+}
+
+std::string ExplainedLineJson(const ExplainedLine& line) {
+  Json fields = Json::array();
+  for (const ExplainedField& field : line.fields) {
+    Json object = {{"text", field.text}};
+    if (!field.name.empty())
+      object.update({{"column", field.name}, {"value", Number(field.value)}, {"code", field.code}});
+    object["reading"] = field.reading;
+    fields.push_back(std::move(object));
+  }
+  return OneLine(
+      {{"line", line.number}, {"text", line.text}, {"separator", line.separator}, {"fields", fields}});
+}
+
 std::string SettingsJson(const std::vector<StoredSetting>& settings) {
   Json object = Json::object();
   for (const auto& [name, text, number] : settings) {
@@ -97,6 +119,8 @@ std::string LiveValuesJson(const LiveValues& live) {
   for (const std::string& value : live.values) values.push_back(Number(value));
   return OneLine({{"seconds", Number(Fixed(live.seconds, 3))},
                   {"rate", Number(live.rate)},
+                  {"pace", Number(Fixed(live.pace, 2))},
+                  {"age", Number(Fixed(live.age, 3))},
                   {"values", values},
                   {"codes", live.codes}});
 }

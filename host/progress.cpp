@@ -2,6 +2,7 @@
 
 #include <cstdio>
 
+#include "host/printable_text.h"
 #include "host/process.h"
 
 namespace halden::host {
@@ -20,7 +21,7 @@ void Progress::Say(const std::string& line) {
 }
 
 void Progress::Hint(const std::string& state) {
-  if (!quiet_ && terminal_) std::fputs((state + "\x1b[K\r").c_str(), stderr);
+  if (!quiet_ && terminal_) std::fputs((Printable(state) + "\x1b[K\r").c_str(), stderr);
 }
 
 void Progress::Fail(const std::string& reason) {
@@ -38,13 +39,14 @@ bool Progress::Due() const {
 
 void Progress::Update(const std::string& state) {
   if (quiet_) return;
-  std::fputs((terminal_ ? "\r" + state + "\x1b[K" : state + "\n").c_str(), stderr);
+  const std::string shown = Printable(state);
+  std::fputs((terminal_ ? "\r" + shown + "\x1b[K" : shown + "\n").c_str(), stderr);
   line_open_ = terminal_;
   due_ = steady_clock::now() + Pace();
 }
 
 void Progress::Put(const std::string& line) {
-  std::fputs((line + (terminal_ ? "\x1b[K\n" : "\n")).c_str(), stderr);
+  std::fputs((Printable(line) + (terminal_ ? "\x1b[K\n" : "\n")).c_str(), stderr);
 }
 
 void Progress::EndRedrawnLine() {

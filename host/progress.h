@@ -5,7 +5,8 @@
 
 namespace halden::host {
 
-/// What a person reads on standard error. With `quiet` only failures are printed.
+/// What a person reads on standard error. With `quiet` only failures are printed. Texts may come from devices
+/// and files; they are made printable.
 ///
 /// On a terminal the state is redrawn in place: Update leaves the cursor on the state's line, and Say and
 /// Fail move on to the next line first.

@@ -149,7 +149,7 @@ class Recorder {
       session_.Serve(Rest());
       NoteGap();
       Collect();
-      SayObservations(session_, progress_);
+      SayObservations(session_, progress_, arguments_.json);
       if (progress_.Due()) progress_.Update(State());
       if (arguments_.sync && Elapsed() >= next_sync_) Sync();
     }
@@ -279,7 +279,7 @@ class Recorder {
     const double seconds = Elapsed();
     const double pace = seconds > 0 ? static_cast<double>(frames_) / seconds : 0;
     std::string state = Fixed(seconds, 1) + " s, " + std::to_string(frames_) + " frames, " + Fixed(pace, 1) +
-                        " a second (Rate " + Fixed(adc().Rate(), 1) + ")";
+                        " a second (" + session_.RateText() + ")";
     const double silence = seconds - last_frame_;
     if (silence >= 2) state += ", none for " + Fixed(silence, 0) + " s";
     return state;
@@ -408,6 +408,7 @@ int RunRecord(Session& session, const Arguments& arguments, Progress& progress) 
   }
   CatchStopSignals();
   session.BeginWatching(progress);
+  if (arguments.auto_ranges) session.ChooseRanges(arguments.ranges, progress);
   return Recorder(session, arguments, progress).Run();
 }
 

@@ -23,6 +23,10 @@ bool Session::Detect(Progress& progress) {
   return true;
 }
 
+std::string Session::RateText() {
+  return "Rate " + Fixed(Adc().Rate(), 1);
+}
+
 void Session::SayWhyNot(Progress& progress) {
   const std::string reason = Adc().LastError();
   const auto tried = WhyNotRecognised();

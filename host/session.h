@@ -5,6 +5,7 @@
 #include <string>
 #include <vector>
 
+#include "host/channels.h"
 #include "host/progress.h"
 #include "model/IADC3.h"
 #include "sdk/line_watch.h"
@@ -41,6 +42,14 @@ class Session {
   /// long as Detect takes and with its treatment of stop signals. True if it was found; then the session is
   /// as after Detect. Never asks the user.
   virtual bool FindAgain(Progress&) { return false; }
+  /// Puts every channel on the finest range that holds the values of a second, or of 20 lines if those take
+  /// longer (10 s at most), and says which. Channels that `chosen` names keep theirs. Call it after
+  /// BeginWatching. Does nothing where lines can't be seen.
+  virtual void ChooseRanges(const std::vector<RangeChoice>& /*chosen*/, Progress&) {}
+  /// The driver's rate and what it is: "Rate 99.5" once measured, "highest 960.0" before, "user's rate 12.5".
+  virtual std::string RateText();
+  /// Lines that the driver has received; 0 where they can't be counted.
+  virtual std::uint64_t LinesReceived() const { return 0; }
   /// Bytes that the driver has received; 0 where they can't be counted.
   virtual std::uint64_t BytesReceived() const { return 0; }
   /// What a person should know and no result has said: one line each, returned once.

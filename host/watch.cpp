@@ -1,4 +1,5 @@
 #include <chrono>
+#include <limits>
 
 #include "host/channels.h"
 #include "host/commands.h"
@@ -6,31 +7,49 @@
 #include "host/json.h"
 #include "host/output.h"
 #include "host/process.h"
+#include "sdk/arrival_times.h"
 
 namespace halden::host {
 namespace {
 
-using Seconds = std::chrono::duration<double>;
 using std::chrono::milliseconds;
-using std::chrono::steady_clock;
 
-constexpr milliseconds kPace{250};
+constexpr double kPace = 0.25;  // seconds
 
 /// The last value of every channel as text: on a terminal with enough rows a table that is redrawn in place,
 /// else a line each time.
 class LiveView {
  public:
-  LiveView(IADC3& adc, bool json)
-      : adc_(adc),
-        channels_(AllChannels(adc)),
-        columns_(ColumnsOf(adc, channels_)),
+  LiveView(Session& session, bool json)
+      : session_(session),
+        adc_(session.Adc()),
+        channels_(AllChannels(adc_)),
+        columns_(ColumnsOf(adc_, channels_)),
+        last_line_(session.Now()),
         json_(json),
         redraw_(!json && OutputIsTerminal() && static_cast<int>(channels_.size()) + 2 <= OutputRows()) {}
+
+  /// Takes the lines into account that have come since the last call.
+  void CountLines() {
+    const std::uint64_t lines = session_.LinesReceived();
+    const double now = session_.Now();
+    times_.resize(lines - lines_);
+    arrivals_.Poll(now, times_);
+    if (lines != lines_) last_line_ = now;
+    lines_ = lines;
+  }
 
   /// What to print now, `seconds` after the start.
   std::string Show(double seconds) {
     if (json_) return Json(seconds);
     return redraw_ ? Rows() : Line(seconds);
+  }
+
+  /// As measured here: the driver's own rate is that of its last hundred lines.
+  std::string Pace() const {
+    const double age = session_.Now() - last_line_;
+    if (lines_ > 0 && age > kOld) return "no line for " + Fixed(age, 0) + " s";
+    return (lines_ > 0 ? Fixed(arrivals_.Pace(), 1) + " lines a second, " : "") + session_.RateText();
   }
 
  private:
@@ -48,17 +67,19 @@ class LiveView {
       rows += columns_[i].name + std::string(12 - std::min<std::size_t>(columns_[i].name.size(), 11), ' ') +
               std::string(12 - std::min<std::size_t>(value.size(), 12), ' ') + value + "\x1b[K\n";
     }
-    return rows + Fixed(adc_.Rate(), 1) + " lines a second\x1b[K\n";
+    return rows + Pace() + "\x1b[K\n";
   }
 
   std::string Line(double seconds) {
     std::string line = Fixed(seconds, 2) + " s ";
     for (std::size_t i = 0; i < columns_.size(); ++i) line += " " + Value(i);
-    return line + "\n";
+    const double age = session_.Now() - last_line_;
+    return line + (lines_ > 0 && age > kOld ? "  (" + Fixed(age, 0) + " s old)" : "") + "\n";
   }
 
   std::string Json(double seconds) {
-    LiveValues live{.seconds = seconds, .rate = adc_.Rate()};
+    LiveValues live{.seconds = seconds, .rate = adc_.Rate(), .pace = arrivals_.Pace()};
+    if (lines_ > 0) live.age = session_.Now() - last_line_;
     for (std::size_t i = 0; i < columns_.size(); ++i) {
       live.values.push_back(Value(i));
       live.codes.push_back(adc_.GetChannel(channels_[i]));
@@ -66,9 +87,16 @@ class LiveView {
     return LiveValuesJson(live);
   }
 
+  static constexpr double kOld = 2;  // seconds
+
+  Session& session_;
   IADC3& adc_;
   std::vector<std::int16_t> channels_;
   std::vector<Column> columns_;
+  std::uint64_t lines_ = 0;
+  double last_line_;  ///< when it came
+  sdk::ArrivalTimes arrivals_;
+  std::vector<double> times_;  ///< of the lines of one poll
   bool json_;
   bool redraw_;
   bool drawn_ = false;
@@ -85,23 +113,31 @@ int RunWatch(Session& session, const Arguments& arguments, Progress& progress) {
   }
   CatchStopSignals();
   session.BeginWatching(progress);
-  LiveView view(session.Adc(), arguments.json);
+  if (arguments.auto_ranges) session.ChooseRanges(arguments.ranges, progress);
+  LiveView view(session, arguments.json);
   Output output("-");
-  const auto start = steady_clock::now();
-  const auto elapsed = [&] { return Seconds(steady_clock::now() - start).count(); };
-  auto end = steady_clock::time_point::max();
-  if (arguments.seconds)
-    end = start + std::chrono::duration_cast<steady_clock::duration>(Seconds(*arguments.seconds));
-  for (auto due = start; due < end && !StopRequested() && output.Ok();) {
+  const double start = session.Now();
+  const double end = arguments.seconds ? start + *arguments.seconds : std::numeric_limits<double>::infinity();
+  for (double due = start; due < end && !StopRequested() && output.Ok();) {
     // Values that were due while the program was stopped are skipped, not shown all at once.
-    due = std::min(std::max(due + kPace, steady_clock::now()), end);
-    for (auto now = steady_clock::now(); now < due && !StopRequested(); now = steady_clock::now())
-      session.Serve(std::chrono::ceil<milliseconds>(due - now));
-    SayObservations(session, progress);
-    output.Write(view.Show(elapsed()));
+    due = std::min(std::max(due + kPace, session.Now()), end);
+    for (double now = session.Now(); now < due && !StopRequested(); now = session.Now()) {
+      session.Serve(std::chrono::ceil<milliseconds>(std::chrono::duration<double>(due - now)));
+      view.CountLines();
+    }
+    SayObservations(session, progress, arguments.json);
+    if (session.DeviceLost()) {
+      progress.Fail("the device is gone");
+      return kRefused;
+    }
+    if (!arguments.json && !OutputIsTerminal() && progress.Due()) progress.Update(view.Pace());
+    if (output.Waiting()) output.Flush();
+    if (output.Waiting()) continue;  // its reader is slow: these values are skipped, too
+    output.Write(view.Show(session.Now() - start));
     output.Flush();
   }
-  if (output.Failure().empty()) return kDone;
+  output.Close(milliseconds(0));
+  if (output.Failure().empty() || StopRequested()) return kDone;
   progress.Fail(output.Failure());
   return kRefused;
 }

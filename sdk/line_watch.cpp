@@ -50,17 +50,28 @@ LineWatch::LineWatch(const NumberRules& rules, const LineFormat& format) : rules
 }
 
 void LineWatch::SetRange(std::int16_t channel, std::int16_t row) {
+  if (RowOfChannel(store_, channel) == row || channel < 0 || channel >= format_.channels) return;
   SetChannelRange(store_, channel, row);
+  Channel& watched = channels_[static_cast<std::size_t>(channel)];
+  watched.codes.clear();
+  watched.inexact = false;
+  reported_.erase({Observation::kSaturated, channel});
+  reported_.erase({Observation::kCoarse, channel});
+}
+
+std::int16_t LineWatch::FittingRow(std::int16_t channel) const {
+  const Channel& watched = channels_.at(static_cast<std::size_t>(channel));
+  return watched.had_number ? FinestRow(watched.lowest, watched.highest) : std::int16_t{-1};
 }
 
 std::vector<Observation> LineWatch::Add(std::string_view line) {
   new_.clear();
-  const std::vector<FieldExplanation> fields = ExplainLine(rules_, format_, line, store_.ChannelValues);
-  if (fields.empty()) return {};
+  fields_ = ExplainLine(rules_, format_, line, store_.ChannelValues);
+  if (fields_.empty()) return {};
   ++lines_;
-  WatchLine(line, fields);
-  for (std::size_t i = 0; i < std::min(fields.size(), channels_.size()); ++i)
-    WatchField(static_cast<std::int16_t>(i), fields[i]);
+  WatchLine(line, fields_);
+  for (std::size_t i = 0; i < std::min(fields_.size(), channels_.size()); ++i)
+    WatchField(static_cast<std::int16_t>(i), fields_[i]);
   if (lines_ == kEnoughLines) WatchAfterEnough();
   return std::move(new_);
 }

@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "driver/line_explanation.h"
+#include "model/ranges.h"
 #include "model/store.h"
 #include "platform/number_rules.h"
 
@@ -71,11 +72,20 @@ class LineWatch {
   /// `rules` must outlive the object. All channels start on row 0.
   LineWatch(const NumberRules& rules, const LineFormat& format);
 
-  /// Tells the row that the host has chosen for a channel.
+  /// Tells the row that the host has chosen for a channel. What was seen of its range before is forgotten.
   void SetRange(std::int16_t channel, std::int16_t row);
 
   /// Takes the next line, ANSI, and gives what is new.
   std::vector<Observation> Add(std::string_view line);
+
+  /// Lines taken so far, empty ones left out.
+  int Lines() const { return lines_; }
+  /// What became of the fields of the last line; none for an empty one. Valid until the next Add.
+  const std::vector<FieldExplanation>& Fields() const { return fields_; }
+  /// The channel's code after the last line.
+  std::int16_t Code(std::int16_t channel) const { return GetChannel(store_, channel); }
+  /// The finest row that has held all values of the channel so far; -1 if none does, or without any number.
+  std::int16_t FittingRow(std::int16_t channel) const;
 
  private:
   struct Channel {
@@ -99,6 +109,7 @@ class LineWatch {
   Store store_;  // values, rows and the conversion to codes, as the driver has them
   std::vector<Channel> channels_;
   int lines_ = 0;
+  std::vector<FieldExplanation> fields_;
   std::set<std::pair<int, std::int16_t>> reported_;  // kind and channel
   std::vector<Observation> new_;
 };

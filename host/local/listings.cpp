@@ -5,6 +5,7 @@
 #include "driver/inspect.h"
 #include "host/commands.h"
 #include "host/json.h"
+#include "host/printable_text.h"
 
 namespace halden::host {
 namespace {
@@ -15,9 +16,11 @@ Row RowOf(std::size_t place, const ListedDevice& device, const std::string& fail
   std::string line = device.line;
   if (device.line_is_fallback) line += " (assumed, those of the port are not known)";
   if (device.com_name.empty()) line = failure.empty() ? "could not be opened" : failure;
-  return {std::to_string(place), device.com_name.empty() ? "-" : device.com_name,
-          device.chip,           device.serial,
-          device.description,    line};
+  Row row = {std::to_string(place), device.com_name.empty() ? "-" : device.com_name,
+             device.chip,           device.serial,
+             device.description,    line};
+  for (std::string& cell : row) cell = Printable(cell);
+  return row;
 }
 
 std::size_t Width(const std::string& utf8) {
@@ -65,7 +68,7 @@ int RunSettings(SystemPlatform& machine, const Arguments& arguments, Progress& p
   if (arguments.json) return Print(SettingsJson(settings), progress);
   std::string rows;
   for (const auto& [name, text, number] : settings)
-    rows += (name.empty() ? "(label)" : name) + ": " + text + "\n";
+    rows += Printable((name.empty() ? "(label)" : name) + ": " + text) + "\n";
   return Print(rows.empty() ? "nothing is stored yet\n" : rows, progress);
 }
 

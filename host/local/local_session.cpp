@@ -1,10 +1,13 @@
 #include "host/local/local_session.h"
 
+#include <algorithm>
 #include <string_view>
 #include <utility>
 
 #include "backends/devices/replay_device.h"
 #include "backends/devices/sim_device.h"
+#include "host/arguments.h"
+#include "host/decimal_text.h"
 #include "host/findings.h"
 #include "host/process.h"
 
@@ -111,6 +114,39 @@ void LocalSession::WatchOnceFormatIsKnown() {
   for (std::int16_t i = 0; i < format.channels; ++i) watch_->SetRange(i, adc_->ChannelRange(i));
 }
 
+void LocalSession::ChooseRanges(const std::vector<RangeChoice>& chosen, Progress& progress) {
+  const double start = Now();
+  progress.Hint("Choosing the ranges ...");
+  while (!StopRequested() && !DeviceLost() && !DeviceEnded()) {
+    const double seconds = Now() - start;
+    const int lines = watch_ ? watch_->Lines() : 0;
+    if (lines > 0 && seconds >= (lines >= sdk::LineWatch::kEnoughLines ? 1 : 10)) break;
+    Serve(std::chrono::milliseconds(50));
+  }
+  using sdk::Observation;
+  std::erase_if(observations_, [](const Observation& seen) {  // of the ranges before
+    return seen.kind == Observation::kSaturated || seen.kind == Observation::kCoarse;
+  });
+  if (!watch_) return;
+  std::string text;
+  for (std::int16_t i = 0; i < adc_->ChannelsCount(); ++i) {
+    const std::int16_t row = watch_->FittingRow(i);
+    const auto names_it = [i](const RangeChoice& choice) { return choice.channel == i; };
+    if (row < 0 || std::ranges::any_of(chosen, names_it)) continue;
+    adc_->ChannelRange(i, row);
+    watch_->SetRange(i, row);
+    text += (text.empty() ? "" : ", ") + adc_->ChannelName(i) + " " +
+            adc_->Ranges().at(static_cast<std::size_t>(row));
+  }
+  progress.Say("Ranges chosen: " + (text.empty() ? "none" : text));
+}
+
+std::string LocalSession::RateText() {
+  const std::string rate = Fixed(adc_->Rate(), 1);
+  if (!driver_.Link().auto_rate) return "user's rate " + rate;
+  return (adc_->Rate() == adc_->RateMax() ? "highest " : "Rate ") + rate;
+}
+
 std::vector<std::string> LocalSession::WhyNotRecognised() const {
   const auto failures = system_.OpenFailures();
   std::vector<std::string> reasons;
@@ -137,9 +173,11 @@ void LocalSession::Listen(std::string_view received) noexcept {
   bytes_ += received.size();
   try {
     cutter_.Add(received, [&](std::string_view line) {
+      ++lines_;
       last_line_ = line;
       if (!watch_) return;
       for (auto& observation : watch_->Add(line)) observations_.push_back(std::move(observation));
+      if (on_line_) on_line_(line, *watch_);
     });
   } catch (...) {
   }

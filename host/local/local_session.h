@@ -1,8 +1,10 @@
 #pragma once
 
+#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <utility>
 #include <vector>
 
@@ -22,10 +24,20 @@ class LocalSession final : public Session {
   /// With `cancel` it cancels the dialog instead.
   LocalSession(SystemPlatform& system, const std::optional<UserAnswer>& answer, bool cancel = false);
 
+  /// Called with each whole line, ANSI, once the format is known. `watch` has taken it already.
+  using LineListener = std::function<void(std::string_view line, const sdk::LineWatch& watch)>;
+  void SetLineListener(LineListener listener) { on_line_ = std::move(listener); }
+  /// As learnt last.
+  LineFormat Format() const { return driver_.Link().format; }
+  const NumberRules& Rules() const { return tapped_.number_rules; }
+
   void Serve(std::chrono::milliseconds at_most) override;
   double Now() const override;
   void Release() override;
   bool FindAgain(Progress& progress) override;
+  void ChooseRanges(const std::vector<RangeChoice>& chosen, Progress& progress) override;
+  std::string RateText() override;
+  std::uint64_t LinesReceived() const override { return lines_; }
   std::uint64_t BytesReceived() const override { return bytes_; }
   std::vector<std::string> TakeNotices() override { return system_.TakeNotices(); }
   void BeginWatching(Progress& progress) override;
@@ -51,7 +63,9 @@ class LocalSession final : public Session {
   sdk::ListeningTap tap_;
   Platform tapped_;          ///< the system's platform with the tap in the place of the device library
   std::uint64_t bytes_ = 0;  ///< received
-  std::string released_;     ///< serial number of the device that Release has let go
+  std::uint64_t lines_ = 0;
+  LineListener on_line_;
+  std::string released_;  ///< serial number of the device that Release has let go
   sdk::LineCutter cutter_;
   std::string last_line_;                ///< as received, ANSI
   Progress* progress_ = nullptr;         ///< of BeginWatching

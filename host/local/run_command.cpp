@@ -13,6 +13,7 @@ int RunWithDriver(SystemPlatform& machine, const Arguments& arguments, Progress&
   }
   LocalSession session(machine, arguments.machine.answer, arguments.machine.cancel);
   if (arguments.command == Command::kMonitor) return RunMonitor(session, progress);
+  if (arguments.command == Command::kExplain) return RunExplain(session, arguments, progress);
   if (arguments.command == Command::kWatch) return RunWatch(session, arguments, progress);
   return RunRecord(session, arguments, progress);
 }
@@ -31,6 +32,7 @@ void AbandonDevices(void* machine) noexcept {
 
 int RunCommand(const Arguments& arguments, Progress& progress) {
   if (arguments.command == Command::kHelp) return Print(arguments.text, progress);
+  if (arguments.command == Command::kRanges) return RunRanges(progress);
   std::string error;
   SystemPlatformOptions options = arguments.machine;
   options.only_list = arguments.command == Command::kDevices;

@@ -36,7 +36,8 @@ PreparedOutput::PreparedOutput() {
 
 constexpr char kHelpOfWindows[] =
     "\n"
-    "On Windows the commands are watch, record and monitor, without --registry, --answer, --cancel or\n"
+    "On Windows the commands are ranges, watch, record and monitor, without --registry, --answer, --cancel "
+    "or\n"
     "--reconnect; --device can only be d2xx.\n";
 
 /// An object of the component that is registered on this machine.
@@ -90,8 +91,10 @@ class ComSession final : public Session {
 std::string WhyNotHere(const Arguments& arguments) {
   const SystemPlatformOptions& machine = arguments.machine;
   const auto of_vendor = [](const std::string& device) { return device == "d2xx"; };
-  if (arguments.command == Command::kDevices || arguments.command == Command::kSettings)
-    return "on Windows a host has watch, record and monitor alone";
+  if (arguments.command == Command::kDevices || arguments.command == Command::kSettings ||
+      arguments.command == Command::kExplain)
+    return "on Windows a host has ranges, watch, record and monitor alone";
+  if (arguments.auto_ranges) return "--range auto: on Windows the component doesn't show the lines";
   if (!std::all_of(machine.devices.begin(), machine.devices.end(), of_vendor))
     return "--device: on Windows devices come from the vendor's library alone, d2xx";
   if (!machine.registry_file.empty())
@@ -107,6 +110,7 @@ std::string WhyNotHere(const Arguments& arguments) {
 int RunCommand(const Arguments& arguments, Progress& progress) {
   const PreparedOutput prepared;
   if (arguments.command == Command::kHelp) return Print(arguments.text + kHelpOfWindows, progress);
+  if (arguments.command == Command::kRanges) return RunRanges(progress);
   if (const std::string reason = WhyNotHere(arguments); !reason.empty()) {
     progress.Fail(reason);
     return kWrongArguments;

@@ -1,0 +1,91 @@
+#include <fstream>
+#include <variant>
+#include <vector>
+
+#include "backends/devices/device_options.h"
+#include "host/commands.h"
+#include "host/findings.h"
+#include "host/local/local_session.h"
+#include "host/output.h"
+#include "host/process.h"
+
+namespace halden::host {
+
+namespace {
+
+/// The file, if all that the arguments name is a replayed one.
+std::string ReplayedFile(const Arguments& arguments) {
+  if (arguments.machine.devices.size() != 1) return {};
+  std::string error;
+  const auto option = ParseDeviceOption(arguments.machine.devices[0], &error);
+  const auto* const replay = option ? std::get_if<ReplayDeviceSettings>(&*option) : nullptr;
+  return replay ? replay->path : "";
+}
+
+/// Explains lines one after the other on standard output.
+class Explainer {
+ public:
+  Explainer(LocalSession& session, const Arguments& arguments)
+      : session_(session), arguments_(arguments), output_("-") {}
+
+  bool Done() const { return lines_ == arguments_.lines || StopRequested() || !output_.Ok(); }
+  void Take(std::string_view line, const sdk::LineWatch& watch) {
+    if (Done()) return;
+    ++lines_;
+    const auto explain = arguments_.json ? ExplanationJson : ExplanationText;
+    output_.Write(explain(session_.Adc(), session_.Format(), line, lines_, watch));
+  }
+  void Flush() { output_.Flush(); }
+
+  /// The exit code.
+  int Finish(Progress& progress) {
+    output_.Close();
+    if (output_.Failure().empty() && lines_ > 0) return kDone;
+    progress.Fail(output_.Failure().empty() ? "no line came" : output_.Failure());
+    return kRefused;
+  }
+
+ private:
+  LocalSession& session_;
+  const Arguments& arguments_;
+  Output output_;
+  std::int64_t lines_ = 0;
+};
+
+/// From its beginning, since the detection has listened to the first lines of the replay.
+void ExplainFile(const std::string& path, const LocalSession& session, Explainer& explainer) {
+  sdk::LineWatch watch(session.Rules(), session.Format());
+  sdk::LineCutter cutter;
+  std::ifstream file(path, std::ios::binary);
+  std::vector<char> block(4096);
+  while (!explainer.Done() && file) {
+    file.read(block.data(), static_cast<std::streamsize>(block.size()));
+    cutter.Add({block.data(), static_cast<std::size_t>(file.gcount())}, [&](std::string_view line) {
+      watch.Add(line);
+      explainer.Take(line, watch);
+    });
+    explainer.Flush();
+  }
+}
+
+}  // namespace
+
+int RunExplain(LocalSession& session, const Arguments& arguments, Progress& progress) {
+  if (!session.Detect(progress)) return kRefused;
+  CatchStopSignals();
+  Explainer explainer(session, arguments);
+  if (const std::string path = ReplayedFile(arguments); !path.empty()) {
+    ExplainFile(path, session, explainer);
+    return explainer.Finish(progress);
+  }
+  session.SetLineListener([&](auto line, const auto& watch) { explainer.Take(line, watch); });
+  session.BeginWatching(progress);
+  while (!explainer.Done() && !session.DeviceLost() && !session.DeviceEnded()) {
+    session.Serve(std::chrono::milliseconds(50));
+    explainer.Flush();
+  }
+  SayObservations(session, progress, arguments.json);
+  return explainer.Finish(progress);
+}
+
+}  // namespace halden::host
