@@ -16,8 +16,15 @@ struct DevicesUnderTest {
   std::function<void(std::size_t, FT_HANDLE, const std::string&)> say;
 };
 
+struct DeviceBackend {
+  std::string name;
+  std::function<DevicesUnderTest()> make;
+
+  friend void PrintTo(const DeviceBackend& backend, std::ostream* out) { *out << backend.name; }
+};
+
 /// What holds for every kind of device. A backend instantiates the suite in the file of its own tests.
-class DeviceContract : public testing::TestWithParam<std::function<DevicesUnderTest()>> {
+class DeviceContract : public testing::TestWithParam<DeviceBackend> {
  protected:
   void SetUp() override { ASSERT_EQ(library_.FT_CreateDeviceInfoList(&listed_), FT_OK); }
   /// -1 where that fails.
@@ -43,7 +50,7 @@ class DeviceContract : public testing::TestWithParam<std::function<DevicesUnderT
     return "COM" + std::to_string(number);
   }
 
-  const DevicesUnderTest devices_ = GetParam()();
+  const DevicesUnderTest devices_ = GetParam().make();
   EmulatedD2xx& library_ = *devices_.library;
   std::int32_t listed_ = -1;
 };

@@ -102,7 +102,8 @@ DevicesUnderTest SimulatedDevices() {
           [sim](std::size_t index, FT_HANDLE, const std::string& bytes) { sim->device(index).Feed(bytes); }};
 }
 
-INSTANTIATE_TEST_SUITE_P(Simulated, DeviceContract, testing::Values(SimulatedDevices));
+INSTANTIATE_TEST_SUITE_P(Simulated, DeviceContract,
+                         testing::Values(DeviceBackend{"Simulated", SimulatedDevices}));
 
 TEST(EmulatedD2xx, GivesEachDeviceANumberOfItsOwn) {
   SimPlatform sim({"sim", "sim:com=256", "sim:com=none", "sim:com=256", "sim:com=258", "sim"});

@@ -112,9 +112,21 @@ DevicesUnderTest OnARealKernel() {
 }
 
 // Only the virtual machine of the tests has chips that may be written to.
+const bool on_a_real_kernel = std::getenv("HALDEN_CHIPS_SEND_BACK") != nullptr;
 INSTANTIATE_TEST_SUITE_P(OfTheKernel, DeviceContract,
-                         testing::Values(std::getenv("HALDEN_CHIPS_SEND_BACK") ? OnARealKernel
-                                                                               : InAFakeSystem));
+                         testing::Values(on_a_real_kernel ? DeviceBackend{"RealKernel", OnARealKernel}
+                                                          : DeviceBackend{"FakeSystem", InAFakeSystem}));
+
+TEST(OfTheKernel, CountsOverrunsOfOpenPortsWhereTheirDriverDoes) {
+  const DevicesUnderTest devices = on_a_real_kernel ? OnARealKernel() : InAFakeSystem();
+  std::int32_t count = 0;
+  FT_HANDLE handle = -1;
+  devices.library->FT_CreateDeviceInfoList(&count);
+  EXPECT_EQ(devices.library->Overruns(), std::nullopt);
+  ASSERT_EQ(devices.library->FT_Open(1, &handle), FT_OK);
+  EXPECT_EQ(devices.library->Overruns().has_value(), on_a_real_kernel);
+  EXPECT_EQ(devices.library->Overruns().value_or(0), 0u);
+}
 
 TEST(KernelDevice, ListingShowsAttributesInTheOrderOfTtysAndWhoHasClaimedAChip) {
   const FakeSystem system;

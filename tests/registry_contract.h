@@ -14,6 +14,8 @@ using namespace std::string_literals;
 struct RegistryBackend {
   std::string name;
   std::function<std::unique_ptr<RegistryApi>(const NumberRules&)> make;
+
+  friend void PrintTo(const RegistryBackend& backend, std::ostream* out) { *out << backend.name; }
 };
 
 /// What holds for every registry, with an empty HKEY_CURRENT_USER.
