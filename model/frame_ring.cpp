@@ -48,8 +48,9 @@ void TakeFrames(tInputState& state, std::int32_t n, std::int16_t* to) {
   while (n > 0) {
     const std::int32_t block = std::min(n, state.AllocKadrs - state.ReadIndex + 1);
     to = std::copy_n(Slot(state, state.ReadIndex), static_cast<std::size_t>(block) * state.AllocChannels, to);
-    // The read index wraps where the block ends, so that it never names a slot after the last one.
-    state.ReadIndex = NextSlot(state, state.ReadIndex + block - 1);
+    // The read index wraps where the block ends, so that it never names a slot after the last one. Without
+    // the parentheses the sum would overflow at the last slot of the largest ring.
+    state.ReadIndex = NextSlot(state, state.ReadIndex + (block - 1));
     n -= block;
   }
   // The indexes of a drained ring are those of a full one.

@@ -123,6 +123,16 @@ TEST_F(FrameRing, AnotherTableDropsTheFramesAndTheSameOneKeepsThem) {
   }
 }
 
+/// Only the undefined-behaviour sanitizer sees an index that overflows.
+TEST_F(FrameRing, LargestRingIsReadToItsLastSlot) {
+  tInputState& state = store.InputState;
+  state.AllocKadrs = state.ReadIndex = state.WriteIndex = std::numeric_limits<std::int32_t>::max();
+  state.AllocChannels = state.InputCountChannels = 0;  // frames of no code need no storage
+  state.BufferEmpty = false;
+  InputData(store);
+  EXPECT_EQ(state.ReadIndex, 1);
+}
+
 TEST_F(Model, ChannelTablesAreLimitedTo32767Entries) {
   for (const std::size_t width : {32767, 32768, 2}) {
     SetInputChannels(store, std::vector<std::int16_t>(width));
