@@ -7,6 +7,8 @@
 
 namespace halden {
 
+/// The order of the members matters: the form and the settings refer to the store, so they are made after it
+/// and destroyed before it.
 struct Driver::Parts final : DriverServices {
   explicit Parts(Platform& with)
       : platform(with), settings(store, with.registry, with.texts), form(store, with, settings) {}

@@ -9,33 +9,34 @@
 
 namespace halden {
 
-/// What a driver knows of the device in use that IADC3 doesn't say. Means something after a Test that gave
-/// true.
+/// What a driver knows about the device in use and IADC3 doesn't offer. Valid once Test has returned true.
 struct LinkState {
-  LineFormat format;       ///< as learnt last
+  LineFormat format;       ///< as learnt from the last analysed lines
   std::int32_t baud = 0;   ///< line rate of the port, bits per second
-  bool auto_rate = false;  ///< Rate follows the lines; else it is the user's
+  bool auto_rate = false;  ///< Rate is measured from the lines; otherwise it is the user's
 };
 
-/// One fresh driver: the store that its objects share and everything that works on it. One thread makes it,
-/// calls it and destroys it. The platform must outlive it, and it must outlive its objects.
+/// A driver in its initial state: the store that its objects share, and everything that works on the store.
+/// It and its objects belong to one thread. The platform must outlive it, and it must outlive its objects.
 class Driver {
  public:
   /// Throws std::bad_alloc.
   explicit Driver(Platform& platform);
   ~Driver();
 
-  /// A new object of the driver's class. The first one sets the driver up (the device is not touched yet),
-  /// the release of the last one closes the port and saves the settings; a release inside a running Test or
-  /// ShowSetting takes effect when that call returns. Null without memory for it.
+  /// Returns a new object of the driver's class, or null if there is no memory for it. The first object sets
+  /// the driver up, without touching a device. Releasing the last one closes the port and saves the settings;
+  /// if it is released inside a running Test or ShowSetting, that happens when the call returns.
   std::shared_ptr<IADC3> CreateObject() noexcept;
 
-  /// One pass of the message queue, which the driver's ticks come inside. A host whose thread has no message
-  /// loop of its own makes it between its polls, at least every 50 ms; may rest for 1 ms.
+  /// Makes one pass of the message queue, in which the driver's ticks run. A host whose thread has no message
+  /// loop must call it between its polls, at least every 50 ms. May sleep for 1 ms.
   void ServeMessages() noexcept;
-  /// Blocks the thread until a pass has something to do, a signal arrives, or `at_most_ms` have passed.
+  /// Blocks the thread until the message queue has something to do, a signal arrives, or `at_most_ms`
+  /// milliseconds have passed.
   void WaitForMessages(std::uint32_t at_most_ms) noexcept;
 
+  /// May be called at any time; see LinkState for when the result means something.
   LinkState Link() const noexcept;
 
  private:

@@ -11,6 +11,7 @@
 namespace halden {
 namespace {
 
+/// Fills in what the operating system knows about COM`number`, the port of an open device.
 void DescribePort(Platform& platform, std::int32_t number, ListedDevice& device) {
   tPortInfo row;
   NamePort(row, number);
@@ -23,7 +24,8 @@ std::string SettingsKey() {
   return DriverSettings::KeyOf(Halden_Text::DriverName());
 }
 
-/// That there is no key yet is no error.
+/// One line on the registry's last failure. Empty after a success, and if the key doesn't exist yet or the
+/// enumeration has just reached its end.
 std::string ErrorOf(cRegistry& registry) {
   const std::int32_t code = registry.ErrorCode();
   if (code == ERROR_SUCCESS || code == ERROR_FILE_NOT_FOUND || code == ERROR_NO_MORE_ITEMS) return "";
@@ -31,6 +33,7 @@ std::string ErrorOf(cRegistry& registry) {
   return "the registry can't be read: " + (text.empty() ? "error " + std::to_string(code) : text);
 }
 
+/// {0, 10, 255} -> "00 0a ff"
 std::string Hexadecimal(const ByteArray& bytes) {
   std::string text;
   for (const std::uint8_t byte : bytes) {
@@ -40,8 +43,12 @@ std::string Hexadecimal(const ByteArray& bytes) {
   return text;
 }
 
-/// Texts are still in the ANSI code page. The rate is kept as a number that has its bits, everything else as
-/// what it is.
+/// A stored value as text, still in the ANSI code page. The registry knows the rate only as a number, so it
+/// is recognised by its name and read as a float:
+///   RateFixed    dword 41200000h     -> "10", 10.0f   (not "1092616192")
+///   ChannelFixed dword 4             -> "4", 4
+///   bytes        {0, 10, 255}        -> "00 0a ff"
+/// Everything else is tried as a text. What can't be read as one either has an empty text.
 StoredSetting Describe(Platform& platform, cRegistry& registry, const std::string& name) {
   float rate = 0;
   if (name == DriverSettings::kRate && registry.ReadSingle(HKEY_CURRENT_USER, SettingsKey(), name, rate))
@@ -59,6 +66,7 @@ StoredSetting Describe(Platform& platform, cRegistry& registry, const std::strin
 
 std::vector<ListedDevice> ListDevices(Platform& platform) {
   cFTDI library(platform.d2xx, platform.clock);
+  // The destructor of `library` closes the device if an exception leaves the loop.
   std::vector<ListedDevice> devices(static_cast<std::size_t>(library.ListCount()));
   for (std::int32_t index = 0; index < library.ListCount(); ++index) {
     ListedDevice& device = devices[static_cast<std::size_t>(index)];
@@ -79,8 +87,9 @@ std::vector<StoredSetting> DescribeSettings(Platform& platform, std::string* err
   *error = ErrorOf(registry);
   std::vector<StoredSetting> settings;
   bool labelled = false;
+  // names[0] is the key.
   for (std::size_t i = 1; i < names.size(); ++i) {
-    // The label has no name, and a name that can't be read is empty too.
+    // The label's name is empty, and so is a name that can't be read: list the label once.
     if (names[i].empty() && std::exchange(labelled, true)) continue;
     StoredSetting& setting = settings.emplace_back(Describe(platform, registry, names[i]));
     for (std::string* text : {&setting.name, &setting.text}) *text = platform.number_rules.AnsiToUtf8(*text);

@@ -9,12 +9,13 @@
 namespace halden {
 namespace {
 
-/// Lets ParseValue read the field, and infers from what it did to text and value which of its steps gave the
-/// number. So the explanation can't drift away from the rules.
+/// Lets ParseValue read the field, then infers from the changed text and value which of its steps gave the
+/// number. The rules live in ParseValue alone, so the explanation can't contradict them.
 FieldExplanation ExplainField(const NumberRules& rules, std::string_view field, float& value) {
   FieldExplanation explained{.text = std::string(field)};
   std::string text(field);
-  float number = std::numeric_limits<float>::quiet_NaN();  // which no text can give
+  // No text reads as a NaN, so one that is still here wasn't stored.
+  float number = std::numeric_limits<float>::quiet_NaN();
   if (!ParseValue(rules, text, number)) {
     explained.reading = FieldReading::kNoNumber;
     value = 0;
@@ -23,6 +24,8 @@ FieldExplanation ExplainField(const NumberRules& rules, std::string_view field, 
   } else {
     value = number;
     explained.read_as = text;
+    // ParseValue removes text around a number but never reorders it, so a changed text that isn't part of the
+    // field had its mark replaced.
     if (!IsNumericText(rules, text))
       explained.reading = FieldReading::kFrontOnly;
     else if (text == field)
@@ -57,6 +60,7 @@ std::vector<FieldExplanation> ExplainLine(const NumberRules& rules, const LineFo
     }
     if (more) rest = Trim(rest.substr(at + 1));
   }
+  // Channels without a field become 0.
   while (fields.size() < values.size()) {
     values[fields.size()] = 0;
     fields.push_back({.reading = FieldReading::kMissing});

@@ -6,7 +6,8 @@ namespace halden {
 
 namespace {
 
-/// A count of the library as the driver counts; what can't be a count is a failure.
+/// A count that the library reported, as the signed number that the driver works with. Returns `on_failure`
+/// if the call failed, and also for a count above INT32_MAX: no queue is that long, so the answer is wrong.
 std::int32_t CountOr(std::int32_t on_failure, FT_STATUS status, std::uint32_t count) {
   constexpr std::uint32_t kMost = std::numeric_limits<std::int32_t>::max();
   return status == FT_OK && count <= kMost ? static_cast<std::int32_t>(count) : on_failure;
@@ -51,7 +52,8 @@ std::int32_t cFTDI::RefreshList() {
   ClearList();
   std::int32_t count = 0;
   if (library_.FT_CreateDeviceInfoList(&count) != FT_OK || count < 1) return 0;
-  constexpr std::int32_t kMost = std::numeric_limits<std::int16_t>::max();  // rows of the port table
+  // Rows of the port table are numbered with 16 bits.
+  constexpr std::int32_t kMost = std::numeric_limits<std::int16_t>::max();
   if (count > kMost) count = kMost;
   DeviceList.resize(count);
   std::int32_t filled = count;
@@ -59,7 +61,7 @@ std::int32_t cFTDI::RefreshList() {
     ClearList();
     return 0;
   }
-  // Devices unplugged between the two calls leave nodes that were never filled.
+  // If a device was unplugged between the two calls, the last nodes were never filled.
   if (filled < count) DeviceList.resize(filled < 0 ? 0 : filled);
   DeviceTotal = static_cast<std::int32_t>(DeviceList.size());
   return DeviceTotal;
@@ -84,6 +86,7 @@ bool cFTDI::Open(std::int32_t index) {
   Close();
   const auto* node = Listed(index);
   if (!node) return false;
+  // A failed call may have written to the handle. A success may have left it at -1; that counts as a failure.
   if (library_.FT_Open(index, &Handle) != FT_OK) Handle = -1;
   if (!IsOpen()) {
     Close();
@@ -94,12 +97,14 @@ bool cFTDI::Open(std::int32_t index) {
   return true;
 }
 
+/// Calls the library even with nothing open: it ignores a handle of -1.
 void cFTDI::Close() {
   library_.FT_Close(Handle);
   Handle = -1;
   CurrentIndex = -1;
 }
 
+/// The library takes stop bits before parity, the other way round than this function.
 bool cFTDI::SetLine(std::int32_t baud, std::uint8_t word_length, std::uint8_t parity,
                     std::uint8_t stop_bits) {
   return IsOpen() && library_.FT_SetBaudRate(Handle, baud) == FT_OK &&
@@ -189,6 +194,7 @@ std::int32_t cFTDI::TxQueueCount() {
   std::uint32_t tx = 0;
   std::uint32_t events = 0;
   const FT_STATUS status = library_.FT_GetStatus(Handle, &rx, &tx, &events);
+  // 0 also on failure, so that WaitForTxDrain doesn't wait for a device that has gone.
   return CountOr(0, status, tx);
 }
 
@@ -215,11 +221,14 @@ void cFTDI::ClearList() {
   DeviceList.clear();
 }
 
+/// Fields of the device list have a fixed size and end at the first NUL, or without one if the text fills
+/// them.
 std::string cFTDI::BytesToString(std::string_view bytes) {
   return std::string(bytes.substr(0, bytes.find('\0')));
 }
 
 std::string cFTDI::ChipTypeName(std::uint32_t type) {
+  // Indexed by the library's type code. Code 3 means that the library doesn't know the chip.
   static constexpr const char* kNames[] = {
       "FT232BM", "FT232AM", "FT100AX",     nullptr,     "FT2232C",     "FT232R",    "FT2232H",
       "FT4232H", "FT232H",  "FT_X_SERIES", "FT4222H_0", "FT4222H_1-2", "FT4222H_3", "FT4222_PROG"};
@@ -231,7 +240,7 @@ const FT_DEVICE_LIST_INFO_NODE* cFTDI::Listed(std::int32_t ListIndex) const {
   return ListIndex >= 0 && ListIndex < DeviceTotal ? &DeviceList[ListIndex] : nullptr;
 }
 
-/// By the difference of the 32-bit counts, so that their wrap does no harm.
+/// Compares the difference of the two tick counts, which stays right when the 32-bit count wraps in between.
 bool cFTDI::TimedOut(std::uint32_t start, std::int32_t timeout) {
   return static_cast<std::int32_t>(clock_.GetTickCount() - start) > timeout;
 }

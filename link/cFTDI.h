@@ -11,63 +11,71 @@
 
 namespace halden {
 
-/// The one place that calls the device library: a snapshot of the device list, taken when the object is made,
-/// and at most one open device. Failures are return values; nothing is thrown but std::bad_alloc.
+/// The only code that calls the device library. Holds a snapshot of the device list and at most one open
+/// device. Failures are reported through return values; only std::bad_alloc is ever thrown. Calls that need
+/// an open device do nothing while there is none.
 class cFTDI final : public ByteSource {
  public:
-  /// Takes the snapshot of the device list.
+  /// Takes the first snapshot of the device list. Both arguments must outlive the object.
   cFTDI(D2xx& library, Clock& clock);
+  /// Closes the device.
   ~cFTDI() override;
   cFTDI(const cFTDI&) = delete;
   cFTDI& operator=(const cFTDI&) = delete;
 
-  /// Of the listed devices; empty, 0 or "<none>" for an index outside the list.
+  // About the device at ListIndex in the snapshot, counted from 0. Outside the list: an empty text, 0, and
+  // "<none>" for the type name. Texts are in the ANSI code page.
   std::string ListSerialNumber(std::int32_t ListIndex) const;
   std::string ListDescription(std::int32_t ListIndex) const;
-  /// Devices plugged in now, asked afresh; 0 on failure.
+  /// Asks the library how many devices are plugged in now; 0 on failure. The snapshot stays as it is.
   std::int32_t DeviceCount();
-  /// Of the open device, as listed; empty when closed.
+  /// The open device's texts, as listed when it was opened; empty when closed.
   std::string DeviceSerialNumber() const;
   std::string DeviceDescription() const;
 
-  /// Takes a new snapshot and gives its devices, at most 32767. 0 on failure, with the list empty.
+  /// Takes a new snapshot and returns how many devices it has, at most 32767. On failure the list is empty.
   std::int32_t RefreshList();
   std::int32_t ListCount() const { return DeviceTotal; }
   std::uint32_t ListID(std::int32_t ListIndex) const;
   std::uint32_t ListType(std::int32_t ListIndex) const;
   std::string ListTypeName(std::int32_t ListIndex) const;
 
-  /// Opens a listed device and closes the one that was open, also if this fails.
+  /// Closes the open device, if any, then opens the listed one. False, with nothing open, if the index is
+  /// outside the list or the library can't open the device.
   bool Open(std::int32_t index);
   void Close();
   bool IsOpen() const { return Handle != -1; }
 
-  /// Line settings, codes as in platform/d2xx.h. True if the library took rate and format.
+  /// Sets the line rate in bits per second, then the format: data bits, and the codes of parity and stop bits
+  /// from platform/d2xx.h. True if the library accepted both.
   bool SetLine(std::int32_t baud, std::uint8_t word_length, std::uint8_t parity, std::uint8_t stop_bits);
   void SetBaudRate(std::int32_t baud);
-  /// Bytes moved; 0 when closed, -1 on failure. `buffer` has at least `count` bytes. Read must not be asked
-  /// for more than RxQueueCount has just reported: it would block.
+  /// Moves up to `count` bytes to or from `buffer`, which must be that long. Returns the number moved: 0 when
+  /// closed, -1 on failure. Never ask Read for more than RxQueueCount has just reported: it would block.
   std::int32_t Read(void* buffer, std::int32_t count) override;
   std::int32_t Write(const void* buffer, std::int32_t count);
   void ResetDevice();
   void ResetPort();
+  /// Drops what waits in the queues of both directions.
   void Purge();
 
   std::uint32_t DeviceID() const;      ///< 0 when closed
   std::uint32_t DeviceType() const;    ///< 0 when closed
   std::string DeviceTypeName() const;  ///< empty when closed
-  std::int32_t ComPortNumber();        ///< 0 when closed or on failure; -1: the device has none
+  std::int32_t ComPortNumber();        ///< N of "COMN"; 0 when closed or on failure, -1 if it has none
   void SetDTR(bool on);
   void SetRTS(bool on);
-  /// 0 to 255; false, without a call, for others.
+  /// How long the chip collects bytes before it sends them, 0 to 255 ms. False, without a call to the
+  /// library, for any other value.
   bool SetLatency(std::int32_t milliseconds);
 
   std::int32_t RxQueueCount() override;  ///< bytes waiting; 0 when closed, -1 on failure
   std::int32_t TxQueueCount();           ///< bytes not yet sent; 0 when closed and on failure
-  /// Waits until `count` bytes can be read, and serves the message queue meanwhile. False once more than
-  /// `timeout` milliseconds have passed.
+  /// Waits until at least `count` bytes can be read, serving the message queue meanwhile. False once more
+  /// than `timeout` milliseconds have passed. Without an open device nothing arrives, so it waits in full.
   bool WaitForRx(std::int16_t count, std::int32_t timeout);
-  /// Waits until at most `count` bytes are not yet sent, without serving the message queue. False as above.
+  /// Waits until at most `count` bytes remain to be sent, sleeping instead of serving the message queue.
+  /// False once more than `timeout` milliseconds have passed.
   bool WaitForTxDrain(std::int16_t count, std::int32_t timeout);
 
  private:
@@ -79,12 +87,12 @@ class cFTDI final : public ByteSource {
 
   D2xx& library_;
   Clock& clock_;
-  std::int32_t DeviceTotal = 0;
+  std::int32_t DeviceTotal = 0;  // nodes in DeviceList
   std::vector<FT_DEVICE_LIST_INFO_NODE> DeviceList;
-  std::int32_t ListedCount = 0;
-  FT_HANDLE Handle = -1;
+  std::int32_t ListedCount = 0;  // as DeviceCount last heard
+  FT_HANDLE Handle = -1;         // -1: closed
   std::int32_t CurrentIndex = -1;
-  FT_DEVICE_LIST_INFO_NODE OpenDevice;
+  FT_DEVICE_LIST_INFO_NODE OpenDevice;  // a copy, because the list may be refreshed while the device is open
 };
 
 }  // namespace halden

@@ -11,25 +11,28 @@ namespace halden {
 
 namespace {
 
-constexpr std::int16_t kProofBytes = 3;        // a device that sends these speaks
-constexpr std::int16_t kAnalysisBytes = 1024;  // wanted for the analysis
-constexpr std::int32_t kListenTime = 2000;     // milliseconds for each of the two
-constexpr std::int32_t kLatency = 5;           // milliseconds
+constexpr std::int16_t kProofBytes = 3;        // enough to show that the device sends anything at all
+constexpr std::int16_t kAnalysisBytes = 1024;  // enough lines to learn the format from
+constexpr std::int32_t kListenTime = 2000;     // milliseconds, for each of the two waits
+// Milliseconds. The chip's default of 16 would deliver the lines of a fast device in bursts.
+constexpr std::int32_t kLatency = 5;
 constexpr double kBitsPerByte = 8;
-constexpr double kUserLineLength = 4;  // bytes, where no line has been heard
-constexpr float kLeastRateMax = 1;
+constexpr double kUserLineLength = 4;  // bytes; the shortest useful line, as in "12\r\n"
+constexpr float kLeastRateMax = 1;     // hertz; a slow line rate with long lines would give 0
 
+/// How many lines of this length (bytes, with their ends) fit into a second, in whole lines.
 float LinesPerSecond(std::int32_t baud, double line_length) {
   return static_cast<float>(std::trunc(baud / kBitsPerByte / line_length));
 }
 
-/// The configured line rate; one beyond 32 bits with a sign is none that a chip has.
+/// The configured line rate in bits per second. Clamped to INT32_MAX: no chip runs that fast.
 std::int32_t RateOf(const tPortInfo& row) {
   constexpr std::uint32_t kMost = std::numeric_limits<std::int32_t>::max();
   return static_cast<std::int32_t>(std::min(row.Config.dcb.BaudRate, kMost));
 }
 
-/// The rate that a chip may really talk at where its port says otherwise; 0 if there is none.
+/// Some devices run at a round rate of their own while their port is configured for the standard rate next to
+/// it. Returns that rate for a configured one, in bits per second; 0 if there is none.
 std::int32_t ActualBaudFor(std::int32_t baud) {
   switch (baud) {
     case 230400:
@@ -45,6 +48,7 @@ std::int32_t ActualBaudFor(std::int32_t baud) {
   }
 }
 
+/// Sets a flag for as long as it lives.
 class ScopedFlag {
  public:
   explicit ScopedFlag(bool& flag) : flag_(flag) { flag_ = true; }
@@ -70,8 +74,10 @@ PortDetection::PortDetection(Store& store, CommConfigApi& comm_config, Clock& cl
       form_(form) {}
 
 bool PortDetection::DetectPort() {
+  // Listening and the dialog serve the message queue, from which the host may call again.
   if (detecting_) return false;
   ScopedFlag detecting(detecting_);
+  // The state of an earlier detection goes first, so that a failure leaves nothing of it.
   SetChannelsCount(store_, 0);
   ClosePort();
   const std::int32_t count = device_->ListCount();
@@ -81,17 +87,21 @@ bool PortDetection::DetectPort() {
   }
   store_.PortTable.assign(count, tPortInfo());
   store_.PortCount = static_cast<std::int16_t>(count);
+  // Listening comes first: it asks no questions, and it measures what a user would have to guess.
   for (std::int16_t i = 0; i < store_.PortCount; ++i)
     if (ProbePort(i)) return DetectByListening(i);
   return DetectByUser();
 }
 
 void PortDetection::ClosePort() noexcept {
+  // The timer stops before the device closes, because a tick reads from it.
   form_.EnableReadTimer(false);
   if (device_ && device_->IsOpen()) device_->Close();
   buffer_.Clear();
 }
 
+/// The port at `index` is open and the buffer has analysed its lines. The timer is last: its first tick may
+/// come as soon as the queue is served, and needs the channels and the rate.
 bool PortDetection::DetectByListening(std::int16_t index) {
   TakePort(index);
   SetChannelsCount(store_, buffer_.MaxColumns);
@@ -103,7 +113,9 @@ bool PortDetection::DetectByListening(std::int16_t index) {
   return true;
 }
 
-/// Nothing has been heard from any device: the user's word stands, also for the rate.
+/// No device sent anything that could be recognised, so the user chooses the port, the channels and the rate.
+/// The rate isn't measured afterwards. Settings are loaded before the dialog, which shows them as presets;
+/// the port is opened after it, because until then nothing says which one.
 bool PortDetection::DetectByUser() {
   form_.LoadSetting();
   std::int16_t row = FindPort(store_, store_.BasePort);
@@ -118,6 +130,8 @@ bool PortDetection::DetectByUser() {
   return true;
 }
 
+/// Opens the port and listens, first at its configured rate, then at the one that its chip may really use.
+/// Leaves the port open only if lines of numbers came.
 bool PortDetection::ProbePort(std::int16_t index) {
   if (!OpenPort(index)) return false;
   BaudRate = RateOf(store_.PortTable[index]);
@@ -127,14 +141,18 @@ bool PortDetection::ProbePort(std::int16_t index) {
   return heard == Heard::kLines;
 }
 
+/// Noise is worth another try at another rate; silence isn't, because a wrong rate garbles bytes but doesn't
+/// swallow them.
 PortDetection::Heard PortDetection::Listen() {
   if (!device_->WaitForRx(kProofBytes, kListenTime)) return Heard::kNothing;
-  device_->WaitForRx(kAnalysisBytes, kListenTime);  // only to give the queue time to fill
+  // The result doesn't matter: a slow device is analysed by the lines that it has sent in this time.
+  device_->WaitForRx(kAnalysisBytes, kListenTime);
   if (buffer_.ReadPort(*device_, true) < kProofBytes) return Heard::kNothing;
   return buffer_.AnalyzeBuffer(true) ? Heard::kLines : Heard::kNoise;
 }
 
-/// The row of the port table keeps the configured rate.
+/// Changes the rate of the open device only: the row of the port table keeps the configured one. What was
+/// received at the old rate is garbled, so it is dropped.
 bool PortDetection::RaiseBaudRate() {
   const std::int32_t raised = ActualBaudFor(BaudRate);
   if (raised == 0) return false;
@@ -144,6 +162,7 @@ bool PortDetection::RaiseBaudRate() {
   return true;
 }
 
+/// Leaves the port either open and set up, or closed.
 bool PortDetection::OpenPort(std::int16_t index) {
   bool open = false;
   try {
@@ -155,11 +174,16 @@ bool PortDetection::OpenPort(std::int16_t index) {
   return open;
 }
 
+/// The order matters. Only the open device can say its COM number, and the line settings are found by that
+/// number. Bytes received before the settings applied are garbled; the pass of the message queue gives them
+/// time to arrive, and the purge drops them. DTR and RTS come last, because they may start a board's
+/// transmission.
 bool PortDetection::SetUpPort(std::int16_t index) {
   if (index < 0 || index >= store_.PortCount) return false;
   cFTDI& device = *device_;
   tPortInfo& row = store_.PortTable[index];
   NamePort(row, device.ComPortNumber());
+  // The fallback must not be applied: the device may have been set up by other means.
   if (GetPortConfig(comm_config_, row)) {
     const Dcb& line = row.Config.dcb;
     device.SetLine(RateOf(row), line.ByteSize, line.Parity, line.StopBits);
@@ -172,6 +196,7 @@ bool PortDetection::SetUpPort(std::int16_t index) {
   return true;
 }
 
+/// Publishes the open port as the one in use.
 void PortDetection::TakePort(std::int16_t index) {
   store_.BasePort = store_.PortTable[index].Number;
   store_.DeviceName = device_->DeviceTypeName();

@@ -12,40 +12,45 @@
 
 namespace halden {
 
-/// What detection needs of the form that it runs for.
+/// What detection needs from the form that it runs for. Calls may throw std::bad_alloc unless declared
+/// noexcept.
 class DetectionForm {
  public:
   virtual ~DetectionForm() = default;
-  /// Shows which port and device are in use.
+  /// Shows the port and the device that the store names.
   virtual void ShowPortInfo() = 0;
+  /// Starts or stops the ticks that read the device.
   virtual void EnableReadTimer(bool on) noexcept = 0;
-  /// Fills BasePort and the user's channels and rate from the stored settings.
+  /// Fills the store's BasePort and the user's channels and rate from the stored settings.
   virtual void LoadSetting() = 0;
-  /// Asks the user for a row of the port table, preset to `row`, and for channels and rate. False: cancelled,
-  /// and nothing has changed.
+  /// Asks the user for a row of the port table (preset: `row`; -1: none), for channels and for a rate. False
+  /// if the user cancelled; nothing has changed then.
   virtual bool GetUserPort(std::int16_t& row) = 0;
-  virtual std::int16_t UserChannels() const = 0;
-  virtual float UserRate() const = 0;
+  virtual std::int16_t UserChannels() const = 0;  ///< 1 to 32 after LoadSetting
+  virtual float UserRate() const = 0;             ///< hertz; 0: not known
 };
 
-/// Finds the device, opens it and closes it. Nothing is ever written to a device: it only gets DTR and RTS
-/// raised. All but ClosePort need a loaded form and may throw std::bad_alloc; the port is then to be closed.
+/// Finds, opens and closes the device. Never writes to a device; it only raises DTR and RTS. DetectPort needs
+/// a loaded form and may throw std::bad_alloc; the caller must then call ClosePort.
 class PortDetection {
  public:
-  /// `device` is the form's own pointer, null while the form is not loaded.
+  /// All arguments must outlive the object. `device` is the form's own pointer, null while the form isn't
+  /// loaded.
   PortDetection(Store& store, CommConfigApi& comm_config, Clock& clock, const std::unique_ptr<cFTDI>& device,
                 ReceiveBuffer& buffer, RateMeter& rate, DetectionForm& form);
 
-  /// Listens to each listed device in turn and keeps the first that sends lines of numbers; asks the user if
-  /// none does. True: a port is open, the channels are counted and the read timer runs. False otherwise, and
-  /// at once when called from inside a running detection, which serves the message queue.
+  /// Listens to each listed device in turn and keeps the first that sends lines of numbers. Asks the user if
+  /// none does. True: a port is open, the number of channels is known and the read timer runs. False: the
+  /// port is closed, and LastError says so if no device is listed. Serves the message queue; a call from
+  /// inside a running detection returns false and changes nothing.
   bool DetectPort();
-  /// Leaves the link closed from any state.
+  /// Stops the read timer, closes the device and empties the receive buffer. May be called in any state.
   void ClosePort() noexcept;
 
-  std::int32_t BaudRate = 0;  ///< line rate of the port in hand, bits per second
+  std::int32_t BaudRate = 0;  ///< line rate of the port opened last, bits per second; 0: none yet
 
  private:
+  /// Noise: bytes that don't form lines of numbers.
   enum class Heard { kNothing, kNoise, kLines };
 
   bool DetectByListening(std::int16_t index);

@@ -9,22 +9,23 @@ namespace halden {
 
 namespace {
 
-/// Reads one port's configuration by the system's protocol: a call with too small a size fails and reports
-/// the size needed, the next call uses it. The driver of a port may append data of its own to the 52 bytes
-/// that a row can hold. It is read into a larger block so that it can't overwrite anything, and then dropped;
-/// the line settings are in the first 52 bytes.
+/// Reads one port's configuration in the two steps that the system requires: a call with too small a size
+/// fails and reports the size needed, and the next call passes that size. A port's system driver may append
+/// data of its own to the 52 bytes that a row of the table can hold. The block has room for it, so that the
+/// calls can't write past the row. Only the first 52 bytes, with the line settings, are kept.
 class ConfigReader {
  public:
   ConfigReader(CommConfigApi& system, const tPortInfo& row) : system_(system), row_(row) {
     std::memcpy(block_.data(), &row.Config, sizeof row.Config);
   }
 
+  /// Reads the configuration stored as the port's default.
   bool ReadDefault() {
     LearnSize();
     return CallGetDefault();
   }
 
-  /// Opens the port itself and reads the settings that it is using.
+  /// Opens the port itself and reads the settings that it is using. Fails if another program has it open.
   bool ReadOpenPort() {
     const CommHandle port = system_.CreateFileA(row_.DevicePath);
     if (port == -1) return false;
@@ -35,7 +36,7 @@ class ConfigReader {
     return known;
   }
 
-  /// The configuration read; after a failure, what the calls have left of the row's old one.
+  /// The configuration read. After a failure: the row's old one, as far as the calls left it alone.
   CommConfig Result() const {
     CommConfig config;
     std::memcpy(&config, block_.data(), sizeof config);
@@ -45,12 +46,13 @@ class ConfigReader {
  private:
   static constexpr std::uint32_t kBlockSize = 65536;
 
-  /// Some systems succeed here without reporting a size: then the plain one has to do.
+  /// Asks with a size of 0, only to learn the size needed. Some systems accept that call and report nothing;
+  /// the plain structure is then assumed.
   void LearnSize() {
     CallGetDefault();
     if (size_ == 0) size_ = sizeof(CommConfig);
   }
-  /// The call before may have asked for more than the block has.
+  /// Clamps the size first: the call before may have reported more than the block has, or nonsense.
   bool CallGetDefault() {
     size_ = std::min(size_, kBlockSize);
     return system_.GetDefaultCommConfigA(row_.Name, block_.data(), &size_);
@@ -58,14 +60,14 @@ class ConfigReader {
 
   CommConfigApi& system_;
   const tPortInfo& row_;
-  std::uint32_t size_ = 0;  // room offered to the next call; afterwards what the call made of it
+  std::uint32_t size_ = 0;  // in: the room offered to the next call; out: the size that it reported
   std::vector<std::uint8_t> block_ = std::vector<std::uint8_t>(kBlockSize);
 };
 
 }  // namespace
 
 void NamePort(tPortInfo& row, std::int32_t number) {
-  row.Number = static_cast<std::int16_t>(number);  // a row has room for 16 bits
+  row.Number = static_cast<std::int16_t>(number);
   if (row.Number != number) row.Number = 0;
   row.Name = "COM" + std::to_string(row.Number);
   row.DevicePath = R"(\\.\)" + row.Name;
@@ -75,6 +77,7 @@ bool GetPortConfig(CommConfigApi& system, tPortInfo& row) {
   ConfigReader reader(system, row);
   const bool known = reader.ReadDefault() || reader.ReadOpenPort();
   row.Config = reader.Result();
+  // Only the line settings: the other fields keep what the calls left in them.
   if (!known) {
     row.Config.dcb.BaudRate = 9600;
     row.Config.dcb.Parity = 0;

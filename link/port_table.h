@@ -7,13 +7,13 @@
 
 namespace halden {
 
-/// Sets a row's Number, Name and DevicePath: 5, "COM5", "\\.\COM5". A number that doesn't fit 16 bits becomes
-/// 0, which no port has.
+/// Sets a row's Number, Name and DevicePath. For example 5, "COM5" and "\\.\COM5". A number that doesn't fit
+/// into 16 bits becomes 0, which no port has.
 void NamePort(tPortInfo& row, std::int32_t number);
 
-/// Reads the line settings that the operating system has for a named row into Config and ConfigText: the
-/// stored default of the port, or else the settings that the port itself is using. False: neither could be
-/// read, and the row holds the fallback 9600,N,8,1, which must not be applied to the device.
+/// Fills a named row's Config and ConfigText with the line settings that the operating system has for the
+/// port: its stored default, or else the settings that the port is using. False if neither could be read. The
+/// row then shows the fallback 9600,N,8,1, which must not be applied to the device. Throws std::bad_alloc.
 bool GetPortConfig(CommConfigApi& system, tPortInfo& row);
 
 /// Rebuilds ConfigText from Config, for display only: bits per second, parity, data bits and stop bits, as in

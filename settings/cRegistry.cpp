@@ -9,10 +9,11 @@ namespace {
 
 static_assert(std::endian::native == std::endian::little, "values are stored as they lie in memory");
 
-constexpr std::uint32_t kBlockSize = 8;
-constexpr std::uint32_t kMessageSize = 256;
-constexpr std::uint32_t kLineBreak = 2;
+constexpr std::uint32_t kBlockSize = 8;      // bytes of a stored double or currency
+constexpr std::uint32_t kMessageSize = 256;  // room for a message of the system, in bytes
+constexpr std::uint32_t kLineBreak = 2;      // the CR LF at the end of every message of the system
 
+/// Reads a value of 8 bytes by copying them. Leaves `value` alone if the stored block has another size.
 template <typename Value>
 bool ReadBlock(cRegistry& registry, HKEY root, const std::string& key, const std::string& name,
                Value& value) {
@@ -36,6 +37,7 @@ bool WriteBlock(cRegistry& registry, HKEY root, const std::string& key, const st
 void cRegistry::RootKey(HKEY root) {
   if (root == root_key_ || !KeyExists(root, "")) return;
   root_key_ = root;
+  // A path below the old root means nothing here.
   KeyPath("");
 }
 
@@ -44,16 +46,19 @@ void cRegistry::KeyPath(const std::string& path) {
   if (KeyExists(root_key_, path) || CreateKey(root_key_, path, "")) key_path_ = path;
 }
 
+/// Keeps the result of a call for ErrorCode. Returns whether the call succeeded.
 bool cRegistry::Record(std::int32_t result) {
   error_code_ = result;
   return result == ERROR_SUCCESS;
 }
 
-/// A success without a handle is none.
+/// Records the result of a call that opens a key. A success that left the handle at 0 counts as a failure:
+/// later calls would otherwise work on a handle that no key has.
 bool cRegistry::RecordOpened(std::int32_t result, HKEY handle) {
   return Record(result == ERROR_SUCCESS && handle == 0 ? ERROR_INVALID_HANDLE : result);
 }
 
+/// Opens the key into key_handle_. The caller must Close it again, but only after a success.
 bool cRegistry::Open(HKEY root, const std::string& key, std::uint32_t access) {
   key_handle_ = 0;
   const std::int32_t result = api_.RegOpenKeyExA(root, key, access, &key_handle_);
@@ -75,6 +80,7 @@ bool cRegistry::CreateKey(HKEY root, const std::string& key, const std::string& 
   const std::int32_t result = api_.RegCreateKeyExA(root, key, KEY_CREATE_SUB_KEY, &key_handle_);
   if (!RecordOpened(result, key_handle_)) return false;
   Close();
+  // The key exists even if its label can't be written, so this result doesn't count.
   if (!text.empty()) WriteString(root, key, "", text);
   return true;
 }
@@ -96,6 +102,7 @@ bool cRegistry::DeleteValue(HKEY root, const std::string& key, const std::string
 bool cRegistry::WriteString(HKEY root, const std::string& key, const std::string& name,
                             const std::string& value) {
   if (!Open(root, key, KEY_SET_VALUE)) return false;
+  // The size has no terminating NUL in it; ReadString adds one of its own.
   const auto size = static_cast<std::uint32_t>(value.size());
   const bool written = Record(api_.RegSetValueExA(key_handle_, name, REG_SZ, value.data(), size));
   Close();
@@ -104,11 +111,14 @@ bool cRegistry::WriteString(HKEY root, const std::string& key, const std::string
 
 bool cRegistry::ReadString(HKEY root, const std::string& key, const std::string& name, std::string& value) {
   if (!Open(root, key, KEY_QUERY_VALUE)) return false;
+  // The first call only asks for the size.
   data_size_ = 0;
   bool found = Record(api_.RegQueryValueExA(key_handle_, name, nullptr, nullptr, &data_size_));
   if (found && data_size_ > kMostData) found = Record(ERROR_MORE_DATA);
   if (found && data_size_ == 0) value.clear();
   if (found && data_size_ > 0) {
+    // One byte more, because a stored text need not end with a NUL. If the second call fails, the buffer is
+    // still zeroed and the text comes out empty.
     std::string buffer(std::size_t{data_size_} + 1, '\0');
     api_.RegQueryValueExA(key_handle_, name, nullptr, buffer.data(), &data_size_);
     value = StripNull(buffer);
@@ -127,6 +137,7 @@ bool cRegistry::WriteLong(HKEY root, const std::string& key, const std::string& 
 
 bool cRegistry::ReadLong(HKEY root, const std::string& key, const std::string& name, std::int32_t& value) {
   if (!Open(root, key, KEY_QUERY_VALUE)) return false;
+  // The type isn't asked for: any value of up to 4 bytes is taken as a number.
   data_size_ = sizeof value;
   const bool read = Record(api_.RegQueryValueExA(key_handle_, name, nullptr, &value, &data_size_));
   Close();
@@ -152,6 +163,7 @@ bool cRegistry::ReadInteger(HKEY root, const std::string& key, const std::string
 }
 
 bool cRegistry::WriteInteger(HKEY root, const std::string& key, const std::string& name, std::int16_t value) {
+  // By way of 16 bits without a sign, so that the upper half stays 0.
   return WriteLong(root, key, name, static_cast<std::uint16_t>(value));
 }
 
@@ -220,6 +232,7 @@ bool cRegistry::ReadBinary(HKEY root, const std::string& key, const std::string&
 }
 
 std::string cRegistry::ErrorText() {
+  // Drops the full stop. A text of up to 4 characters is returned as it is.
   std::string text = SystemErrorText(error_code_, false);
   if (text.size() > 4) text.pop_back();
   return text;
@@ -234,6 +247,7 @@ std::string cRegistry::SystemErrorText(std::int32_t code, bool flag) {
   const std::uint32_t length =
       texts_.FormatMessageA(FORMAT_MESSAGE_FROM_SYSTEM | FORMAT_MESSAGE_IGNORE_INSERTS, nullptr,
                             static_cast<std::uint32_t>(code), 0, buffer, kMessageSize, nullptr);
+  // A length beyond the buffer is a wrong answer of the system.
   if (length <= kLineBreak || length > kMessageSize) return {};
   const std::string text(buffer, length - kLineBreak);
   return flag ? text.substr(0, text.find('.')) : text;

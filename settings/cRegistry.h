@@ -14,25 +14,27 @@ using ByteArray = std::vector<std::uint8_t>;
 /// A registry value of any type: text, bytes or a number.
 using AnyValue = std::variant<std::string, ByteArray, std::int32_t>;
 
-/// Typed access to the registry. A member opens a key, does one thing and closes it again. None throws or
-/// tells a failure but by its result; where the system failed, ErrorCode is its code. Value arguments of a
-/// failed read are unchanged. Names, paths and texts are in the ANSI code page; an empty value name is the
-/// key's default value. Types of stored values are not tested: what fits is taken as the type that is asked
-/// for.
+/// Typed access to the registry. Every call opens a key, does one thing and closes the key again. Failures
+/// are reported only through the return value; ErrorCode then says what the system answered. Only
+/// std::bad_alloc is ever thrown. A failed read leaves its value argument unchanged. Names, paths and texts
+/// are in the ANSI code page. An empty value name means the key's default value. Stored types aren't checked:
+/// a value that has a fitting size is read as the type asked for.
 class cRegistry {
  public:
-  /// Starts on HKEY_CURRENT_USER and "Software", untested. Both arguments must outlive the object.
+  /// Starts on HKEY_CURRENT_USER and "Software", without a call to the registry. Both arguments must outlive
+  /// the object.
   cRegistry(RegistryApi& api, TextResources& texts) : api_(api), texts_(texts) {}
 
   HKEY RootKey() const { return root_key_; }
-  /// Takes another root if it opens, and its empty path with it.
+  /// Changes to another root, and to its empty path. Does nothing if the root can't be opened.
   void RootKey(HKEY root);
   const std::string& KeyPath() const { return key_path_; }
-  /// Takes another path, whose key is made if it is missing; one that can't be made is not taken.
+  /// Changes to another path below the root, and makes its key if it is missing. Does nothing if that fails.
   void KeyPath(const std::string& path);
 
-  // On the current key. Getters give "", 0, false for what can't be read; setters drop the result. Get...
-  // puts the default into `value` where the read fails, and tells whether it succeeded.
+  // Calls on the current key. The plain getters return "", 0 or false for a value that can't be read, and the
+  // plain setters ignore failures. Get... returns whether the read succeeded, and otherwise puts the default
+  // into `value`. Set... returns whether the value was written.
   std::string StringValue(const std::string& name);
   void StringValue(const std::string& name, const std::string& value);
   /// An empty default leaves `value` unchanged.
@@ -67,23 +69,25 @@ class cRegistry {
   void CurrencyValue(const std::string& name, std::int64_t value);
   bool GetCurrency(const std::string& name, std::int64_t& value, std::int64_t default_value);
   bool SetCurrency(const std::string& name, std::int64_t value);
-  /// A single 0 for what can't be read.
+  /// A single byte 0 for a value that can't be read.
   ByteArray BinaryValue(const std::string& name);
   void BinaryValue(const std::string& name, const ByteArray& value);
   bool GetBinary(const std::string& name, ByteArray& value);
   bool SetBinary(const std::string& name, const ByteArray& value);
 
-  // On any key. Writing a value never makes its key.
+  // Calls on any key. Writing a value never makes its key.
   bool KeyExists(HKEY root, const std::string& key);
-  /// Makes the key with its parents; an existing one will do. A text becomes its default value.
+  /// Makes the key and its missing parents; succeeds if the key exists. A `text` that isn't empty becomes the
+  /// key's default value.
   bool CreateKey(HKEY root, const std::string& key, const std::string& text);
+  /// Fails if the key has subkeys.
   bool DeleteKey(HKEY root, const std::string& key);
   bool DeleteValue(HKEY root, const std::string& key, const std::string& name);
   bool WriteString(HKEY root, const std::string& key, const std::string& name, const std::string& value);
-  /// Reads as far as the first NUL. Fails on a value above 16 MiB.
+  /// Reads up to the first NUL. Fails if the value is larger than 16 MiB.
   bool ReadString(HKEY root, const std::string& key, const std::string& name, std::string& value);
   bool WriteLong(HKEY root, const std::string& key, const std::string& name, std::int32_t value);
-  /// Fails on a value longer than 4 bytes; a shorter one fills the low bytes only.
+  /// Fails if the value is longer than 4 bytes. A shorter one replaces only the low bytes of `value`.
   bool ReadLong(HKEY root, const std::string& key, const std::string& name, std::int32_t& value);
   bool ReadByte(HKEY root, const std::string& key, const std::string& name, std::uint8_t& value);
   bool WriteByte(HKEY root, const std::string& key, const std::string& name, std::uint8_t value);
@@ -92,41 +96,43 @@ class cRegistry {
   bool WriteInteger(HKEY root, const std::string& key, const std::string& name, std::int16_t value);
   bool ReadBoolean(HKEY root, const std::string& key, const std::string& name, bool& value);
   bool WriteBoolean(HKEY root, const std::string& key, const std::string& name, bool value);
-  /// Singles are stored as a number that has their bits.
+  /// A single is stored as the number that has the same 32 bits: 1.0 as 3F800000h.
   bool ReadSingle(HKEY root, const std::string& key, const std::string& name, float& value);
   bool WriteSingle(HKEY root, const std::string& key, const std::string& name, float value);
-  /// Doubles and currencies are blocks of 8 bytes; a block of another size is not read.
+  /// Doubles and currencies are stored as blocks of 8 bytes. Reading a block of another size fails.
   bool ReadDouble(HKEY root, const std::string& key, const std::string& name, double& value);
   bool WriteDouble(HKEY root, const std::string& key, const std::string& name, double value);
   bool ReadCurrency(HKEY root, const std::string& key, const std::string& name, std::int64_t& value);
   bool WriteCurrency(HKEY root, const std::string& key, const std::string& name, std::int64_t value);
-  /// False for an empty array, without a call to the registry.
+  /// Fails for an empty array, without a call to the registry.
   bool WriteBinary(HKEY root, const std::string& key, const std::string& name, const ByteArray& bytes);
-  /// False also for a value of size 0.
+  /// Fails for a value of size 0 too. Reads at most 16 MiB.
   bool ReadBinary(HKEY root, const std::string& key, const std::string& name, ByteArray& bytes);
 
-  /// The value's registry type; 0 if there is none of exactly that name, in that case. Text comes without its
-  /// last byte, the NUL. `value` is unchanged for other types, for text or bytes of size 0 and where the
-  /// data can't be read.
+  /// Reads a text, a number or bytes into `value`, and returns the value's registry type; 0 if no value has
+  /// exactly this name (upper and lower case differ here). A text comes without its last byte, the NUL.
+  /// `value` is unchanged for other types, for text or bytes of size 0, and if the data can't be read.
   std::int32_t ReadAnyValue(HKEY root, const std::string& key, const std::string& name, AnyValue& value);
-  /// The number of subkeys. Their names stand behind names[0], which is `key`; one that can't be read is "".
+  /// Returns the number of subkeys. names[0] becomes `key` and names[1] to names[count] their names; a name
+  /// that can't be read is "". `key` may be an element of `names`. 0 if the key can't be opened.
   std::int32_t ListSubKeys(HKEY root, const std::string& key, std::vector<std::string>& names);
-  /// The same for values.
+  /// The same for the key's values. The default value's name is "" too.
   std::int32_t ListValues(HKEY root, const std::string& key, std::vector<std::string>& names);
-  /// The key, and with `recursive` all keys below it, as text in the layout of the registry editor's export,
-  /// without its header; texts are plain in quotes whatever their type. Empty if the key can't be opened.
+  /// Returns the key, and with `recursive` all keys below it, as text in the layout of the registry editor's
+  /// export, without its header. Texts of every type are written in quotes. Empty if the key can't be opened;
+  /// keys and values that can't be read are left out.
   std::string ExportKey(HKEY root, const std::string& key, bool recursive);
-  /// "HKEY_CURRENT_USER" and the like; empty for what is no root.
+  /// Returns "HKEY_CURRENT_USER" and the like; empty if the handle isn't a root.
   static std::string RootName(HKEY root);
 
-  /// Win32 result of the call that was recorded last.
+  /// Win32 result of the last recorded call; 0: success.
   std::int32_t ErrorCode() const { return error_code_; }
-  /// The system's sentence for ErrorCode without its full stop; empty where the system has none.
+  /// The system's sentence for ErrorCode, without its full stop; empty if the system has none.
   std::string ErrorText();
 
  private:
   class KeyView;
-  /// No value is read that the system says is larger, so that a wrong answer doesn't take the memory.
+  /// Upper limit for the data of one value, so that a wrong size from the system can't exhaust the memory.
   static constexpr std::uint32_t kMostData = 1 << 24;
   static constexpr std::uint32_t kReadAccess = READ_CONTROL | KEY_QUERY_VALUE | KEY_ENUMERATE_SUB_KEYS;
 
@@ -136,7 +142,7 @@ class cRegistry {
   void Close();
   std::string ExportSubKeys(HKEY root, const std::string& key, bool recursive);
   static std::string StripNull(const std::string& value);
-  /// With `flag` only what stands before the first full stop.
+  /// With `flag`: only the part before the first full stop.
   std::string SystemErrorText(std::int32_t code, bool flag);
 
   RegistryApi& api_;
@@ -144,8 +150,8 @@ class cRegistry {
   HKEY root_key_ = HKEY_CURRENT_USER;
   std::string key_path_ = "Software";
   std::int32_t error_code_ = ERROR_SUCCESS;
-  HKEY key_handle_ = 0;
-  std::uint32_t data_size_ = 0;
+  HKEY key_handle_ = 0;          // the key that the running call has open
+  std::uint32_t data_size_ = 0;  // in and out: size of the running call's data
 };
 
 }  // namespace halden

@@ -18,6 +18,7 @@ void DriverSettings::InitSettingsKey(const std::string& name) {
   if (store_.ADCState.DriverName.empty()) store_.ADCState.DriverName = name;
   store_.SettingsKey = KeyOf(name);
   cRegistry& registry = OpenSettings();
+  // A label that is right already isn't written again: starting the driver then changes nothing.
   if (registry.StringValue("") != name) registry.SetString("", name);
 }
 
@@ -27,18 +28,21 @@ void DriverSettings::LoadSetting(tUserChoice& choice) {
   registry.GetInteger(kChannels, choice.UserChannels, 1);
   if (choice.UserChannels < 1 || choice.UserChannels > tUserChoice::kMostChannels) choice.UserChannels = 1;
   registry.GetSingle(kRate, choice.UserRate, 1.0f);
-  // A rate that is no number compares as not greater, too.
+  // Not `<= 0`: this form also catches a NaN, which an edited file may hold.
   if (!(choice.UserRate > 0)) choice.UserRate = 0;
 }
 
 void DriverSettings::SaveSetting(const tUserChoice& choice) {
+  // Until a line has been analysed, nothing shows that the choice of port was right.
   if (!store_.FormatKnown) return;
   cRegistry& registry = OpenSettings();
   registry.SetInteger(kPort, store_.BasePort);
+  // 0 means that the settings were never loaded, so that those of an earlier run still hold.
   if (choice.UserChannels > 0) registry.SetInteger(kChannels, choice.UserChannels);
   if (choice.UserRate > 0) registry.SetSingle(kRate, choice.UserRate);
 }
 
+/// Selects root and path at each use: the key may have been impossible to make the time before.
 cRegistry& DriverSettings::OpenSettings() {
   if (!settings_registry_) settings_registry_.emplace(api_, texts_);
   settings_registry_->RootKey(HKEY_CURRENT_USER);

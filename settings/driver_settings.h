@@ -9,7 +9,7 @@
 
 namespace halden {
 
-/// What the user, or an earlier run, says of a device that can't be recognised.
+/// What the user, now or in an earlier run, has entered for a device that can't be recognised.
 struct tUserChoice {
   static constexpr std::int16_t kMostChannels = 32;
 
@@ -17,30 +17,31 @@ struct tUserChoice {
   float UserRate = 0;             ///< hertz; 0: not known
 };
 
-/// What the driver remembers between runs, in one key of the current user. Failures of the registry are told
-/// to nobody: a value that can't be read takes its default, one that can't be written stays as it was.
+/// What the driver remembers between runs, in one registry key of the current user. Registry failures aren't
+/// reported: a value that can't be read takes its default, and one that can't be written stays as it was.
+/// Only std::bad_alloc is thrown.
 class DriverSettings {
  public:
   /// All arguments must outlive the object.
   DriverSettings(Store& store, RegistryApi& api, TextResources& texts)
       : store_(store), api_(api), texts_(texts) {}
 
-  /// Path below the current user's root of the key that a driver of this name keeps.
+  /// Path of the settings key of a driver with this name, below HKEY_CURRENT_USER.
   static std::string KeyOf(const std::string& name);
-  /// Name of the value that holds the bits of a rate.
+  /// Name of the value that holds the rate, as the bits of a float.
   static constexpr char kRate[] = "RateFixed";
 
-  /// Fixes SettingsKey, and DriverName where there is none, makes the key and gives it `name` as its label.
-  /// The first call, before any device is looked for. Throws std::bad_alloc.
+  /// Sets the store's SettingsKey, and its DriverName if that is empty. Makes the key with `name` as its
+  /// default value. Must be the first call, before any device is looked for.
   void InitSettingsKey(const std::string& name);
-  /// Fills BasePort and the user's choice. What is missing is 1; channels outside 1 to 32 become 1, a rate
-  /// that is not above 0 becomes 0.
+  /// Fills the store's BasePort and the user's choice. Missing values become 1, a number of channels outside
+  /// 1 to 32 too. A rate that isn't above 0 becomes 0.
   void LoadSetting(tUserChoice& choice);
-  /// Stores BasePort and the user's choice, as far as there is one, if a line has ever been analysed.
+  /// Writes BasePort, and the user's choice if there is one. Writes nothing before a line has been analysed.
   void SaveSetting(const tUserChoice& choice);
 
  private:
-  /// The registry on the settings key. All three operations share one object, made by the first of them.
+  /// Returns the registry on the settings key. All three calls share one object, which the first one makes.
   cRegistry& OpenSettings();
 
   Store& store_;

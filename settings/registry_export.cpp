@@ -8,14 +8,15 @@
 namespace halden {
 namespace {
 
-/// A value as an enumeration shows it, without its data.
+/// What the enumeration of a key's values reports about one of them. The data is read separately.
 struct ValueEntry {
   std::string name;
   std::uint32_t type = REG_NONE;
-  std::uint32_t size = 0;
+  std::uint32_t size = 0;  // of the data, in bytes
 };
 
-// What the system says of a key beyond this is a wrong answer, which shall cost neither memory nor time.
+// Limits for what the system reports about a key. A larger number is a wrong answer, and must not cost memory
+// or time. The name length is the registry's own limit, in bytes.
 constexpr std::uint32_t kMostEntries = 1 << 20;
 constexpr std::uint32_t kLongestName = 16383;
 
@@ -23,19 +24,21 @@ bool IsNumber(std::uint32_t type) {
   return type == REG_DWORD || type == REG_DWORD_BIG_ENDIAN;
 }
 
+/// A text in quotes with its backslashes doubled. Quotes within it stay as they are.
 std::string ExportText(const std::string& text) {
   std::string doubled;
   for (const char c : text) doubled += c == '\\' ? "\\\\" : std::string(1, c);
   return "\"" + std::string(Trim(doubled)) + "\"\r\n";
 }
 
+/// {0, 10, 255} -> "hex:00,0a,ff"
 std::string ExportBytes(const ByteArray& data) {
   std::string text = "hex:";
   for (std::size_t i = 0; i < data.size(); ++i) text += (i ? "," : "") + HexText(data[i], 2);
   return text + "\r\n";
 }
 
-/// The first 4 bytes, low one first, missing ones 0.
+/// The first 4 bytes, the low one first. Missing bytes are 0. Big-endian numbers are read this way too.
 std::uint32_t Number(const ByteArray& data) {
   std::uint32_t number = 0;
   for (std::size_t i = 0; i < std::min<std::size_t>(data.size(), 4); ++i)
@@ -43,7 +46,8 @@ std::uint32_t Number(const ByteArray& data) {
   return number;
 }
 
-/// The data part of an entry with its line end; nothing, not even that, for a type without a form as text.
+/// The data part of an entry with its line end. Types that have no textual form give nothing, not even the
+/// line end, so the next entry continues the line.
 std::string ExportData(std::uint32_t type, const ByteArray& data) {
   if (IsTextType(type)) return ExportText(std::string(data.begin(), std::find(data.begin(), data.end(), 0)));
   if (type == REG_BINARY) return ExportBytes(data);
@@ -53,8 +57,14 @@ std::string ExportData(std::uint32_t type, const ByteArray& data) {
 
 }  // namespace
 
-/// A key open for looking at it as a whole, closed with the object. An empty path is the root itself, which
-/// stays open.
+/// Opens a key and enumerates its subkeys and values; the destructor closes the key. An empty path means the
+/// root itself, which is always open and is never closed. Every call of the system is recorded in the
+/// registry's ErrorCode, also because Has uses it to notice the end.
+///
+/// Usage, for values and likewise for subkeys:
+///   KeyView view(registry, root, key);
+///   for (std::uint32_t i = 0; view.Has(i, view.info().values); ++i)
+///     if (const auto entry = view.Value(i)) ...
 class cRegistry::KeyView {
  public:
   KeyView(cRegistry& registry, HKEY root, const std::string& key) : registry_(registry) {
@@ -65,6 +75,7 @@ class cRegistry::KeyView {
       const std::int32_t result = registry_.api_.RegOpenKeyExA(root, key, kReadAccess, &handle_);
       open_ = close_ = registry_.RecordOpened(result, handle_);
     }
+    // If the key can't say what it has, info_ stays 0 and the enumeration is empty.
     if (!open_ || !registry_.Record(registry_.api_.RegQueryInfoKeyA(handle_, &info_))) return;
     for (std::uint32_t* entries : {&info_.subkeys, &info_.values})
       *entries = std::min(*entries, kMostEntries);
@@ -78,14 +89,16 @@ class cRegistry::KeyView {
   }
 
   bool open() const { return open_; }
-  /// All 0 where the system does not tell.
+  /// Number of entries and longest names; all 0 if the system can't report them.
   const RegKeyInfo& info() const { return info_; }
 
-  /// Whether to ask for the entry at `index` of `count`: the system may tell of an end before it.
+  /// Whether there may be an entry at `index` of `count`. Entries can vanish during the enumeration; the call
+  /// before has then failed with ERROR_NO_MORE_ITEMS.
   bool Has(std::uint32_t index, std::uint32_t count) const {
     return index < count && registry_.ErrorCode() != ERROR_NO_MORE_ITEMS;
   }
 
+  /// Name of the subkey at `index`, from 0. Empty if the call fails, e.g. for a name longer than reported.
   std::optional<std::string> Subkey(std::uint32_t index) {
     std::uint32_t length = info_.longest_subkey + 1;
     std::string name(length, '\0');
@@ -94,6 +107,7 @@ class cRegistry::KeyView {
     return name.substr(0, length);
   }
 
+  /// The value at `index`, from 0, without its data. Empty if the call fails.
   std::optional<ValueEntry> Value(std::uint32_t index) {
     ValueEntry entry;
     std::uint32_t length = info_.longest_value_name + 1;
@@ -105,12 +119,14 @@ class cRegistry::KeyView {
     return entry;
   }
 
-  /// Of a type without a form as text, and of size 0, nothing is read.
+  /// The data of `entry`, which Value returned for this index. Empty bytes, without a call, for size 0 and
+  /// for types that have no textual form. No result if the call fails.
   std::optional<ByteArray> Data(std::uint32_t index, const ValueEntry& entry) {
     const bool known = IsTextType(entry.type) || entry.type == REG_BINARY || IsNumber(entry.type);
     std::uint32_t size = known ? std::min(entry.size, kMostData) : 0;
     ByteArray data(size);
     if (size == 0) return data;
+    // The system returns the name again with the data, so it needs room.
     std::uint32_t length = info_.longest_value_name + 1;
     std::string name(length, '\0');
     if (!registry_.Record(
@@ -123,8 +139,8 @@ class cRegistry::KeyView {
  private:
   cRegistry& registry_;
   HKEY handle_ = 0;
-  bool open_ = false;
-  bool close_ = false;
+  bool open_ = false;   // handle_ can be used
+  bool close_ = false;  // handle_ is ours to close: it isn't a root
   RegKeyInfo info_;
 };
 
@@ -148,14 +164,18 @@ std::int32_t cRegistry::ReadAnyValue(HKEY root, const std::string& key, const st
 
 std::int32_t cRegistry::ListSubKeys(HKEY root, const std::string& key, std::vector<std::string>& names) {
   KeyView view(*this, root, key);
-  std::vector<std::string> listed(1, key);  // which may be one of the names
+  // Collected apart from `names`, because `key` may be one of its elements.
+  std::vector<std::string> listed(1, key);
   for (std::uint32_t i = 0; view.Has(i, view.info().subkeys); ++i)
     listed.push_back(view.Subkey(i).value_or(""));
+  // The result counts the entries reported, so the list has as many names even if the enumeration ended
+  // early.
   listed.resize(1 + std::size_t{view.info().subkeys});
   names = std::move(listed);
   return static_cast<std::int32_t>(view.info().subkeys);
 }
 
+/// As ListSubKeys does it: the reported number of names, in the order of the enumeration.
 std::int32_t cRegistry::ListValues(HKEY root, const std::string& key, std::vector<std::string>& names) {
   KeyView view(*this, root, key);
   std::vector<std::string> listed(1, key);
@@ -168,6 +188,7 @@ std::int32_t cRegistry::ListValues(HKEY root, const std::string& key, std::vecto
 
 std::string cRegistry::ExportKey(HKEY root, const std::string& key, bool recursive) {
   std::string text;
+  // The block closes this key before its subkeys are opened, so that a deep tree needs only one handle.
   {
     KeyView view(*this, root, key);
     if (!view.open()) return {};
@@ -189,7 +210,7 @@ std::string cRegistry::ExportSubKeys(HKEY root, const std::string& key, bool rec
   const std::string prefix = names[0].empty() ? "" : names[0] + "\\";
   std::string text;
   for (std::size_t i = 1; i < names.size(); ++i) {
-    // A name that could not be read would lead to the key itself again.
+    // A name that couldn't be read would export this key again, without end.
     if (!names[i].empty()) text += ExportKey(root, prefix + names[i], recursive);
   }
   return text;

@@ -4,15 +4,19 @@ namespace halden {
 
 namespace {
 
+// The members below differ only in the type of the value. Each passes on to the member for any key.
+
 template <typename Value>
 using Reader = bool (cRegistry::*)(HKEY, const std::string&, const std::string&, Value&);
 
+/// Reads a value of the current key. Returns `value` if that fails.
 template <typename Value>
 Value Current(cRegistry& registry, Reader<Value> read, const std::string& name, Value value = Value()) {
   (registry.*read)(registry.RootKey(), registry.KeyPath(), name, value);
   return value;
 }
 
+/// Reads a value of the current key. Puts the default into `value` and returns false if that fails.
 template <typename Value>
 bool CurrentOr(cRegistry& registry, Reader<Value> read, const std::string& name, Value& value,
                Value default_value) {
@@ -31,6 +35,7 @@ void cRegistry::StringValue(const std::string& name, const std::string& value) {
 }
 bool cRegistry::GetString(const std::string& name, std::string& value, const std::string& default_value) {
   if (ReadString(root_key_, key_path_, name, value)) return true;
+  // Unlike the other types, a text has a default that means "leave it as it is".
   if (!default_value.empty()) value = default_value;
   return false;
 }

@@ -21,6 +21,8 @@ dlgFTDI::dlgFTDI(Store& store, Platform& platform, DriverSettings& settings)
       detection_(store, platform.comm_config, platform.clock, FTDI, buffer_, rate_, *this),
       window_(platform) {}
 
+/// Closes the port even if the form was never unloaded, so that no tick reads a device that is being
+/// destroyed.
 dlgFTDI::~dlgFTDI() {
   detection_.ClosePort();
 }
@@ -31,22 +33,25 @@ void dlgFTDI::Form_Load() noexcept {
     buffer_.Load();
     window_.Load(store_.ADCState.DriverName);
   } catch (...) {
+    // The wrapper is what marks the form as loaded. A half-loaded form counts as not loaded.
     FTDI.reset();
   }
 }
 
+/// The port closes first: the registry may be slow, and no tick may come meanwhile. Window and wrapper go
+/// last, because saving and closing still use them.
 void dlgFTDI::Form_Unload() noexcept {
   detection_.ClosePort();
   try {
     settings_.SaveSetting(user_);
-  } catch (...) {  // without memory for it what was stored stands
+  } catch (...) {  // on bad_alloc the stored settings stay as they are
   }
   window_.Unload();
   FTDI.reset();
 }
 
 bool dlgFTDI::DetectPort() noexcept {
-  if (!FTDI) Form_Load();  // there was no memory for it before
+  if (!FTDI) Form_Load();  // the first attempt had no memory
   if (!FTDI) return false;
   try {
     return detection_.DetectPort();
@@ -59,11 +64,11 @@ bool dlgFTDI::DetectPort() noexcept {
 void dlgFTDI::ShowModal() noexcept {
   try {
     window_.ShowModal();
-  } catch (...) {
+  } catch (...) {  // without memory there is no window, and nothing else depends on it
   }
 }
 
-/// Without memory for a tick its bytes wait for the next one.
+/// If a tick runs out of memory, its bytes stay in the buffer for the next one.
 void dlgFTDI::tmrReadData_Timer() noexcept {
   try {
     Tick();
@@ -71,9 +76,11 @@ void dlgFTDI::tmrReadData_Timer() noexcept {
   }
 }
 
-/// The timer only runs while a port is open, so there is a wrapper.
+/// Reads what has come, learns the format if it isn't known yet, and turns the lines into values and frames.
+/// The timer runs only while a port is open, so FTDI isn't null.
 void dlgFTDI::Tick() {
   if (buffer_.ReadPort(*FTDI, false) <= 0) return;
+  // The bytes stay in the buffer until there are enough lines to learn the format from.
   if (!store_.FormatKnown && !buffer_.AnalyzeBuffer(false)) return;
   buffer_.ParseBuffer();
   if (window_.Visible()) window_.ShowValue(buffer_.LastLine);

@@ -15,30 +15,32 @@
 
 namespace halden {
 
-/// The form that holds the running parts of the acquisition: the device, the receive buffer and the timer
-/// that reads it. Its members outlive its unloading. Loaded and hidden with the first driver object, unloaded
-/// with the last; it does its work whether or not its window is ever shown. Only the constructor throws,
-/// for lack of memory.
+/// The form that runs the acquisition. It owns the device, the receive buffer and the timer that reads the
+/// device into it. It is loaded, hidden, with the first driver object and unloaded with the last one, and
+/// works whether or not its window is ever shown. Its members, and so the user's choice, survive unloading.
+/// Only the constructor throws (std::bad_alloc).
 class dlgFTDI final : private DetectionForm {
  public:
-  /// All of them must outlive the form.
+  /// All arguments must outlive the form.
   dlgFTDI(Store& store, Platform& platform, DriverSettings& settings);
   ~dlgFTDI() override;
 
-  /// Makes the device wrapper, which takes its snapshot of the device list, the receive buffer and the
-  /// window. Touches no device. Without memory for them the form stays unloaded and does nothing until
-  /// DetectPort tries again.
+  /// Makes the device wrapper, which takes a snapshot of the device list, then the receive buffer and the
+  /// window. Doesn't touch a device. On bad_alloc the form stays unloaded; DetectPort tries again.
   void Form_Load() noexcept;
-  /// Closes the port, then saves the settings. Not inside DetectPort or ShowModal.
+  /// Closes the port, then saves the settings. Must not be called inside DetectPort or ShowModal.
   void Form_Unload() noexcept;
 
+  /// See PortDetection::DetectPort. Loads the form first if that has failed before. False, with the port
+  /// closed, if there is no memory.
   bool DetectPort() noexcept;
-  /// Returns when the user has closed the window; at once where it can't be shown or is shown already.
+  /// Shows the window and returns when the user has closed it. Returns at once if it can't be shown or is
+  /// shown already. Serves the message queue, so acquisition goes on.
   void ShowModal() noexcept;
 
-  /// Line rate of the port in use, bits per second; 0 before a detection.
+  /// Line rate of the port in use, bits per second; 0 before the first detection.
   std::int32_t BaudRate() const { return detection_.BaudRate; }
-  /// Whether Rate follows the lines. It doesn't after a detection by the user.
+  /// Whether Rate is measured from the lines. After a detection by the user it isn't.
   bool AutoRate() const { return rate_.AutoRate; }
 
  private:
@@ -56,14 +58,14 @@ class dlgFTDI final : private DetectionForm {
   Platform& platform_;
   DriverSettings& settings_;
   tUserChoice user_;
-  std::unique_ptr<cFTDI> FTDI;  // made anew at each load; null: not loaded, or no memory for it
+  std::unique_ptr<cFTDI> FTDI;  // made at each load; null: not loaded, or there was no memory
   LineParser parser_;
   RateMeter rate_;
   ReceiveBuffer buffer_;
   std::unique_ptr<PeriodicTimer> tmrReadData_;
   PortDetection detection_;
   MonitorWindow window_;
-  std::unique_ptr<dlgPort> dlgPort_;  // made when the user has to be asked
+  std::unique_ptr<dlgPort> dlgPort_;  // made the first time that the user has to be asked
 };
 
 }  // namespace halden

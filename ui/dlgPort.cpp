@@ -11,10 +11,10 @@ namespace halden {
 
 namespace {
 
-constexpr int kRateDigits = 7;
-constexpr int kIcon = 2;
+constexpr int kRateDigits = 7;  // significant digits that a 32-bit float holds
+constexpr int kIcon = 2;        // number of the icon in the driver's resources
 
-/// The controls in tab order.
+/// The controls in tab order; each is the index of its layout in Design.
 enum Control : int { lblCh, cboCh, lblRate, cboRate, cmdOK, cmdCancel, cmdConfig, lstPort };
 
 ControlLayout Button(const char* name, Bounds bounds, const char* caption, std::function<void()> click) {
@@ -45,11 +45,12 @@ bool dlgPort::GetUserPort(std::int16_t& iGetPort, std::int16_t& iGetCh, float& s
       FillPortList();
       Seed(iGetPort, iGetCh, sGetRate);
     }
-    // Filling the list has already clicked it.
+    // Only now: filling the list has selected a row, which counts as a click and sets SelectedRow.
     Accepted = false;
     SelectedRow = -1;
     if (form_) form_->ShowModal();
   } catch (...) {
+    // Its handlers must not run once the caller has given up.
     form_.reset();
     throw;
   }
@@ -62,17 +63,19 @@ bool dlgPort::GetUserPort(std::int16_t& iGetPort, std::int16_t& iGetCh, float& s
     sGetRate = SelectedRate;
     platform_.toolkit.SetPointer(Pointer::kHourglass);
   }
-  // Takes the closed dialog off the screen before the caller goes on.
+  // Lets the screen be redrawn without the dialog: the caller goes on to work that may take seconds.
   platform_.clock.ServeMessages();
   return chosen;
 }
 
+/// False if there is nothing to show the dialog on.
 bool dlgPort::Load() {
   form_ = platform_.toolkit.NewWindow(Design());
   if (form_) Form_Load();
   return form_ != nullptr;
 }
 
+/// Positions and sizes are in twips (1/1440 inch): left, top, width, height.
 WindowLayout dlgPort::Design() {
   ControlLayout channels{
       .name = "cboCh", .kind = ControlKind::kDropDownList, .bounds = {1260, 1560, 1365, 315}};
@@ -103,6 +106,8 @@ WindowLayout dlgPort::Design() {
       .close_box = [this] { cmdCancel_Click(); }};
 }
 
+/// Shows the presets in the controls. What is out of range leaves the first choice, which Form_Load has
+/// selected.
 void dlgPort::Seed(std::int16_t port, std::int16_t channels, float rate) {
   if (port >= 0 && port < store_.PortCount) form_->SelectRow(lstPort, port);
   form_->SelectRow(cboCh, channels >= 1 && channels <= tUserChoice::kMostChannels ? channels - 1 : 0);
@@ -112,6 +117,7 @@ void dlgPort::Seed(std::int16_t port, std::int16_t channels, float rate) {
   }
 }
 
+/// Fills the lists. The button's word is kept after localizing, because clicks on the port list append to it.
 void dlgPort::Form_Load() {
   platform_.toolkit.SetPointer(Pointer::kDefault);
   form_->ClearRows(cboCh);
@@ -125,6 +131,7 @@ void dlgPort::Form_Load() {
   config_tag_ = form_->Text(cmdConfig);
 }
 
+/// Texts that can't be loaded leave the English ones of the design.
 void dlgPort::LocalizeForm() {
   SetFormCharset(*form_, platform_.texts);
   if (const auto title = platform_.texts.LoadText(kTextSelectPort)) form_->SetCaption(*title);
@@ -143,6 +150,8 @@ void dlgPort::FillPortList() {
   form_->SelectRow(lstPort, 0);
 }
 
+/// Names the port on the button and reads its stored default afresh. Without one there is nothing to edit, so
+/// the button is disabled.
 void dlgPort::lstPort_Click() {
   tPortInfo* row = SelectPortInfo();
   if (!row) return;
@@ -157,11 +166,14 @@ void dlgPort::cmdConfig_Click() {
   tPortInfo* row = SelectPortInfo();
   if (!row) return;
   CommConfigApi& system = platform_.comm_config;
+  // Nothing is stored if the user cancels the system's dialog.
   if (!system.CommConfigDialogA(row->Name, form_->Handle(), &row->Config)) return;
   system.SetDefaultCommConfigA(row->Name, &row->Config, sizeof row->Config);
   ShowPortInfo(*row);
 }
 
+/// A bad rate keeps the dialog open, with the rate selected so that typing replaces it. Without a selected
+/// port the dialog closes as if it had been cancelled.
 void dlgPort::cmdOK_Click() {
   if (SelectPortInfo()) {
     SelectedChannels = static_cast<std::int16_t>(form_->SelectedRow(cboCh) + 1);
@@ -180,19 +192,20 @@ void dlgPort::cmdCancel_Click() {
   form_->Hide();
 }
 
+/// Runs when the focus is about to leave the rate box. `Cancel` set to true keeps it there.
 void dlgPort::cboRate_Validate(bool& Cancel) {
   if (ReadRate()) return;
   ShowRateMessage();
   Cancel = true;
 }
 
-/// Takes over the selected row of the list; null if there is none.
+/// Sets SelectedRow from the list and returns that row of the port table; null if no row is selected.
 tPortInfo* dlgPort::SelectPortInfo() {
   SelectedRow = static_cast<std::int16_t>(form_->SelectedRow(lstPort));
   return SelectedRow < 0 ? nullptr : &store_.PortTable[SelectedRow];
 }
 
-/// Rebuilds the text of the selected row from its configuration.
+/// Shows the configuration of the selected row in the list.
 void dlgPort::ShowPortInfo(tPortInfo& row) {
   FormatPortConfig(row);
   form_->SetRow(lstPort, SelectedRow, RowText(row));
@@ -202,7 +215,8 @@ std::string dlgPort::RowText(const tPortInfo& row) const {
   return platform_.number_rules.AnsiToUtf8(row.Name + "\t" + row.ConfigText);
 }
 
-/// A rate that a 32-bit float can't hold is as bad as one that is no number.
+/// Reads the rate box into SelectedRate. False if the text isn't a number in the user's format, or if a
+/// 32-bit float would round it to 0 or infinity ("1e-60", "1e39"), or if it is negative.
 bool dlgPort::ReadRate() {
   const NumberRules& rules = platform_.number_rules;
   const std::string text = rules.Utf8ToAnsi(form_->Text(cboRate));

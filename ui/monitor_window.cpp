@@ -6,15 +6,15 @@ namespace halden {
 
 namespace {
 
-constexpr int kIcon = 1;
+constexpr int kIcon = 1;  // number of the icon in the driver's resources
 constexpr Color kBlack = 0x000000;
 constexpr Color kGreen = 0x00FF00;
 
-/// Who wants the form unloaded.
+// Why the form is asked to unload.
 constexpr int kByUser = 0;
 constexpr int kByCode = 1;
 
-/// The controls in tab order.
+/// The controls in tab order; each is the index of its layout in Design.
 enum Control : int { cmdClose, txtInfo, txtValue };
 
 std::string VersionText(const ComponentVersion& version) {
@@ -47,6 +47,7 @@ void MonitorWindow::SetAnsiText(int control, const std::string& text) {
   if (form_) form_->SetText(control, platform_.number_rules.AnsiToUtf8(text));
 }
 
+/// Positions and sizes are in twips (1/1440 inch): left, top, width, height.
 WindowLayout MonitorWindow::Design() {
   const ControlLayout close{.name = "cmdClose",
                             .kind = ControlKind::kButton,
@@ -95,13 +96,13 @@ void MonitorWindow::LocalizeForm(const std::string& driver_name) {
   if (const auto close = platform_.texts.LoadText(kTextClose)) form_->SetText(cmdClose, *close);
 }
 
-/// In front of all windows, and an ordinary one again at once.
+/// Brings the window in front of the host's, then lets other windows cover it again.
 void MonitorWindow::Form_Activate() {
   form_->SetTopmost(true);
   form_->SetTopmost(false);
 }
 
-/// The user's closing only hides the form: it stays loaded as long as the driver lives.
+/// A user who closes the window only hides it. The form stays loaded until the driver unloads it.
 void MonitorWindow::Form_QueryUnload(bool& Cancel, int UnloadMode) {
   if (UnloadMode != kByUser) return;
   Cancel = true;

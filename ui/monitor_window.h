@@ -7,24 +7,26 @@
 
 namespace halden {
 
-/// The window that shows the port in use and the last line. Texts come in the ANSI code page. Whether it is
-/// shown or could be changes nothing but Visible: where there is no window, writing to it does nothing.
+/// The window that shows the port in use and the last line received. Texts are given in the ANSI code page.
+/// The driver works the same whether or not the window exists: without one, writing to it does nothing. Calls
+/// may throw std::bad_alloc.
 class MonitorWindow {
  public:
-  /// Must outlive the window.
+  /// The platform must outlive the window.
   explicit MonitorWindow(Platform& platform) : platform_(platform) {}
 
-  /// Makes the form anew, hidden, with its starting texts.
+  /// Makes the form, hidden and with its initial texts, in place of an earlier one.
   void Load(const std::string& driver_name);
-  /// Not from inside ShowModal.
+  /// Destroys the form. Must not be called from inside ShowModal.
   void Unload();
 
   bool Visible() const { return form_ && form_->Visible(); }
-  /// Shows the window until the user closes it, which only hides it; serves the message queue meanwhile.
-  /// False at once: it is not loaded, shown already, or there is nothing to show it on.
+  /// Shows the window until the user closes it, serving the message queue meanwhile. False, at once, if the
+  /// form isn't loaded or is shown already, or if there is nothing to show it on.
   bool ShowModal() { return form_ && form_->ShowModal(); }
-  /// The two lines on port and device, parted by CR LF.
+  /// Shows two lines, on the port and on the device, with CR LF between them.
   void ShowInfo(const std::string& text);
+  /// Shows the last line received.
   void ShowValue(const std::string& text);
 
  private:

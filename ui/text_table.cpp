@@ -7,9 +7,11 @@ namespace halden {
 namespace {
 
 constexpr std::uint16_t kRussian = 0x0419;
+// Drops the highest bits of the sublanguage: Russian of Moldova (0819h) isn't 0419h, but 1419h and 7419h are.
 constexpr std::uint16_t kLanguageMask = 0x0FFF;
 
-/// The arguments one behind the other, each with its NUL, and where each begins.
+/// The arguments one after another, each with its NUL, and the address at which each begins. The addresses
+/// point into `bytes`, so a block can't be copied. They are taken last, because appending moves the bytes.
 struct ArgumentBlock {
   std::string bytes;
   std::array<const char*, 5> begins{};
@@ -41,6 +43,7 @@ std::string TextTable::FormatResText(const std::string& text, const std::string&
   if (text.find('%') == std::string::npos) return text;
   const std::string source = rules_.Utf8ToAnsi(text);
   const ArgumentBlock block(rules_, {&a1, &a2, &a3, &a4, &a5});
+  // Room for each argument twice. A text that needs more makes the formatter fail.
   std::string buffer(source.size() + 2 * (block.bytes.size() - 1), '\0');
   const std::size_t written =
       texts_.FormatMessageA(FORMAT_MESSAGE_FROM_STRING | FORMAT_MESSAGE_ARGUMENT_ARRAY, source.c_str(), 0, 0,

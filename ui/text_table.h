@@ -9,7 +9,7 @@
 
 namespace halden {
 
-/// Numbers of the texts that the forms use.
+/// Identifiers of the texts that the forms use.
 enum TextId : std::int32_t {
   kTextCancel = 21,
   kTextClose = 24,
@@ -20,16 +20,19 @@ enum TextId : std::int32_t {
   kTextProperties = 201,
 };
 
-/// Loads texts and fills in their arguments. All strings are UTF-8; the formatter between works in the ANSI
-/// code page, so characters that it lacks come back as "?".
+/// Loads texts and fills in their arguments. All strings are UTF-8. The system's formatter works in the ANSI
+/// code page, so a character that isn't in that code page becomes "?".
 class TextTable {
  public:
+  /// Both arguments must outlive the table.
   TextTable(TextResources& texts, const NumberRules& rules) : texts_(texts), rules_(rules) {}
 
-  /// The text of `id` with its arguments filled in; empty if there is no such text.
+  /// Returns the text of `id` with its arguments filled in; empty if there is no such text.
   std::string LoadResFormat(std::int32_t id, const std::string& a1, const std::string& a2 = {},
                             const std::string& a3 = {}) const;
-  /// `text` with %1 to %5 replaced by the arguments; with its "%" signs removed if the formatter fails.
+  /// Returns `text` with %1 to %5 replaced by the arguments. If the formatter fails, returns `text` without
+  /// its
+  /// "%" signs.
   std::string FormatResText(const std::string& text, const std::string& a1, const std::string& a2,
                             const std::string& a3, const std::string& a4, const std::string& a5) const;
 
@@ -38,8 +41,8 @@ class TextTable {
   const NumberRules& rules_;
 };
 
-/// On a Russian system: gives the form's font and the font of each control the Cyrillic character set, unless
-/// the form's font has it already. Fonts that are missing or can't be set are passed over.
+/// On a Russian system, gives the fonts of the form and of its controls the Cyrillic character set. Does
+/// nothing if the form's font has it already. Skips fonts that are missing or can't be set.
 void SetFormCharset(Window& form, TextResources& texts);
 
 }  // namespace halden
