@@ -238,7 +238,7 @@ class CommandLine(unittest.TestCase):
         (self.folder / "registry").write_text(f'REGEDIT4\n{key}\n"RateFixed"="so fast"\n"x"=hex:01,fe\n')
         self.assertEqual(self.expect(0, "settings")[0], "RateFixed: so fast\nx: 01 fe\n")
         (self.folder / "registry").write_text("not a registry")
-        self.assertIn("the registry can't be read", self.expect(1, "settings")[1])
+        self.assertIn(f"the registry can't be read: {self.folder}/registry: ", self.expect(1, "settings")[1])
 
     def test_devices_and_values_are_shown_to_people_and_to_programs(self):
         devices = '--device sim:busy,serial="Q\\ --device sim:com=5,baud=9600'

@@ -1,9 +1,12 @@
 #include "backends/linux/registry/file_registry.h"
 
+#include <chrono>
 #include <csignal>
 #include <random>
 #include <sstream>
+#include <sys/file.h>
 #include <sys/resource.h>
+#include <sys/stat.h>
 #include <sys/wait.h>
 
 #include "backends/registry/registry_base.h"
@@ -50,7 +53,7 @@ TEST_F(RegistryFile, HasTheLayoutOfTheRegistryEditor) {
 TEST_F(RegistryFile, MayBeEditedAndKeepsWhatTheCodePageCanNotExpress) {
   SetFileText(
       path,
-      "\xEF\xBB\xBFREGEDIT4\r\n; mine\r\n[HKEY_CURRENT_USER\\A\\B] \r\n\r\n  \"n\" = dword:Ff \r\n"
+      "\xEF\xBB\xBFREGEDIT4\r\n; mine\r\n[HKEY_CURRENT_USER\\A\\B] \r\n\r\n  \"n\" = dword:000000Ff \r\n"
       "\"h\"=hex(7): 61, 00,\\\r\n  0,0\r\n[HKEY_CURRENT_USER\\A]\r\n@=\"\xE2\x82\xAC\xE6\xB0\xB4\"\r\n"
       "\"no text\"=hex(1):61,a0\n[HKEY_CURRENT_USER\\a\\b]\n\"N\"=\"last\"");
   EXPECT_EQ(GetRaw(registry, "A\\B", "n"), "1:last");
@@ -62,29 +65,52 @@ TEST_F(RegistryFile, MayBeEditedAndKeepsWhatTheCodePageCanNotExpress) {
   EXPECT_EQ(GetRaw(registry, "A", "no text"), "1:a?");
 }
 
-TEST_F(RegistryFile, IsKeptUnderAnotherNameWhenDamaged) {
+TEST_F(RegistryFile, IsSetAsideWhenDamagedAndTheChangeIsStored) {
   std::istringstream bad(
       "[HKEY_MINE\\A]\n[HKEY_CURRENT_USER\\\\B]\n[HKEY_CURRENT_USER\\A\n\"v\"=\"\xE6\"\n@=\"C:\\Temp\"\n"
-      "@=\"x\n@=\"x\"y\n@=dword:123456789\n@=hex:01 02\n@=hex:100\n@=hex:01,\n");
+      "@=\"x\n@=\"x\"y\n@=dword:123456789\n@=dword:412\n@=hex:01 02\n@=hex:100\n@=hex:01,\n");
   int number = 0;
   for (std::string line; std::getline(bad, line);) {
     const std::string text = "REGEDIT4\n[HKEY_CURRENT_USER\\A]\n" + line;
+    const std::string kept = path + ".bad" + (++number > 1 ? std::to_string(number) : "");
     SetFileText(path, text);
     EXPECT_EQ(GetRaw(registry, "A", "v"), "error 1009") << text;
-    EXPECT_EQ(SetRaw(registry, "A", "v", REG_SZ, "x"), ERROR_BADDB);
-    EXPECT_EQ(FileText(path + ".bad" + (++number > 1 ? std::to_string(number) : "")), text);
-    EXPECT_EQ(GetRaw(registry, "A", "v"), "error 2");
+    EXPECT_EQ(SetRaw(registry, "A", "v", REG_SZ, "x"), 0);
+    EXPECT_EQ(FileText(kept), text);
+    EXPECT_EQ(GetRaw(registry, "A", "v"), "1:x");
+    const std::string notice =
+        "the registry file " + path + " is damaged, or not a registry file; it is kept as " + kept;
+    EXPECT_EQ(registry.TakeNotices(), std::vector{notice});
   }
 }
 
 TEST_F(RegistryFile, IsWrittenOnlyWhereAllowedAndUnchangedByAFullDisk) {
   EXPECT_EQ(SetRaw(registry, "A", "v", REG_SZ, "x"), 0);
   std::filesystem::create_symlink(path, directory / "link");
-  for (const std::string place : {"link", "r.reg/below", ""}) {
+  std::filesystem::create_directory(directory / "folder");
+  std::filesystem::create_symlink(directory / "target", directory / "linked.lock");
+  mkfifo((directory / "pipe.lock").c_str(), 0666);
+  const struct {
+    std::string place, unreadable, unwritable;
+  } kPlaces[] = {{"link", "", ""},
+                 {"r.reg/below", "r.reg/below: Not a directory", ""},
+                 {"folder", "folder: not a regular file", ""},
+                 {"linked", "", "linked.lock: Too many levels of symbolic links"},
+                 {"pipe", "", "pipe.lock: not a regular file"}};
+  for (const auto& [place, unreadable, unwritable] : kPlaces) {
     FileRegistry there(directory / place, rules);
-    EXPECT_EQ(SetRaw(there, "A", "v", REG_SZ, place), place == "link" ? 0 : ERROR_ACCESS_DENIED) << place;
+    std::vector<std::string> notices;
+    if (!unreadable.empty()) notices.push_back("the registry can't be read: " + directory / unreadable);
+    if (!unwritable.empty()) notices.push_back("settings could not be stored: " + directory / unwritable);
+    for (int again = 0; again < 2; ++again)  // which repeats no notice
+      EXPECT_EQ(SetRaw(there, "A", "v", REG_SZ, place), notices.empty() ? 0 : ERROR_ACCESS_DENIED) << place;
+    EXPECT_EQ(GetRaw(there, "A", "v"), notices.empty()      ? "1:link"
+                                       : unreadable.empty() ? "error 2"
+                                                            : "error 5");
+    EXPECT_EQ(there.TakeNotices(), notices) << place;
     EXPECT_EQ(GetRaw(registry, "A", "v"), "1:link");
   }
+  EXPECT_FALSE(std::filesystem::exists(directory / "target"));
 
   signal(SIGXFSZ, SIG_IGN);
   rlimit limit;
@@ -94,6 +120,27 @@ TEST_F(RegistryFile, IsWrittenOnlyWhereAllowedAndUnchangedByAFullDisk) {
   EXPECT_EQ(SetRaw(registry, "A", "v", REG_SZ, "after"), ERROR_DISK_FULL);
   setrlimit(RLIMIT_FSIZE, &limit);
   EXPECT_EQ(GetRaw(registry, "A", "v"), "1:link");
+}
+
+TEST_F(RegistryFile, WaitsOnceForALockThatIsHeld) {
+  constexpr std::chrono::milliseconds kWait{500};
+  FileRegistry patient(path, rules, kWait);
+  EXPECT_EQ(SetRaw(patient, "A", "v", REG_SZ, "before"), 0);
+  const int lock = open((path + ".lock").c_str(), O_RDONLY | O_CLOEXEC);
+  flock(lock, LOCK_EX);
+  /// How long the failing attempt took.
+  const auto attempt = [&] {
+    const auto start = std::chrono::steady_clock::now();
+    EXPECT_EQ(SetRaw(patient, "A", "v", REG_SZ, "after"), ERROR_SHARING_VIOLATION);
+    return std::chrono::steady_clock::now() - start;
+  };
+  EXPECT_GE(attempt(), kWait - std::chrono::milliseconds(20));
+  EXPECT_LT(attempt(), kWait) << "the lock has just timed out";
+  EXPECT_EQ(patient.TakeNotices(),
+            std::vector{"settings could not be stored: " + path + ".lock: locked by another program"});
+  close(lock);
+  EXPECT_EQ(SetRaw(patient, "A", "v", REG_SZ, "after"), 0);
+  EXPECT_EQ(GetRaw(registry, "A", "v"), "1:after");
 }
 
 TEST_F(RegistryFile, LosesNoFinishedWriteWhenWritersAreKilled) {

@@ -230,9 +230,10 @@ TEST(DriverSettings, TakeFromAnEditedFileWhatMakesSense) {
   /// What stands below the key, and the port, the channels and the rate that are taken from it.
   const std::pair<std::string, std::vector<float>> cases[] = {
       {"", {1, 1, 1}},
-      {"\"Port\"=dword:0000ffff\n\"ChannelFixed\"=dword:20\n\"RateFixed\"=dword:3f000000\n", {-1, 32, 0.5f}},
-      {"\"ChannelFixed\"=dword:21\n\"RateFixed\"=dword:7fc00000\n", {1, 1, 0}},
-      {"\"ChannelFixed\"=dword:0\n\"RateFixed\"=dword:80000001\n", {1, 1, 0}},
+      {"\"Port\"=dword:0000ffff\n\"ChannelFixed\"=dword:00000020\n\"RateFixed\"=dword:3f000000\n",
+       {-1, 32, 0.5f}},
+      {"\"ChannelFixed\"=dword:00000021\n\"RateFixed\"=dword:7fc00000\n", {1, 1, 0}},
+      {"\"ChannelFixed\"=dword:00000000\n\"RateFixed\"=dword:80000001\n", {1, 1, 0}},
       {"\"ChannelFixed\"=dword:00010005\n\"RateFixed\"=\"fast!\"\n", {1, 5, 1}}};
   ScratchDirectory directory;
   const FixedNumberRules rules = FixedNumberRules::Point();

@@ -114,7 +114,10 @@ class DeviceFactory {
   /// The devices that have been plugged in since the last call, if an option asked for the kernel's devices.
   Devices FindNew() { return kernel_devices_ ? kernel_devices_->FindNew() : Devices(); }
   std::vector<std::string> TakeNotices() {
-    return kernel_devices_ ? kernel_devices_->TakeNotices() : std::vector<std::string>();
+    std::vector<std::string> notices = stored_settings_.TakeNotices();
+    if (!kernel_devices_) return notices;
+    for (std::string& notice : kernel_devices_->TakeNotices()) notices.push_back(std::move(notice));
+    return notices;
   }
 
  private:
@@ -179,7 +182,8 @@ class LinuxPlatform : public SystemPlatform {
     PosixTerminal::Abandon();
   }
   std::vector<std::string> TakeNotices() override {
-    std::vector<std::string> notices = factory_->TakeNotices();
+    std::vector<std::string> notices = registry_.TakeNotices();
+    for (std::string& notice : factory_->TakeNotices()) notices.push_back(std::move(notice));
     for (std::string& notice : library_.TakeNotices()) notices.push_back(std::move(notice));
     return notices;
   }

@@ -140,7 +140,8 @@ bool ParseData(std::string_view text, RegistryValue* value) {
   if (Take(text, "dword:")) {
     std::uint32_t number = 0;
     value->type = REG_DWORD;
-    if (!TakeHex(text, 8, &number)) return false;
+    // A file that was cut within the digits must not be read as a smaller number.
+    if (text.size() != 8 || !TakeHex(text, 8, &number)) return false;
     for (int shift = 0; shift < 32; shift += 8) value->data += static_cast<char>(number >> shift);
     return text.empty();
   }

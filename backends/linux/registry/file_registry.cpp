@@ -1,5 +1,6 @@
 #include "backends/linux/registry/file_registry.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <chrono>
 #include <cstdio>
@@ -10,14 +11,22 @@
 #include <system_error>
 #include <thread>
 #include <unistd.h>
+#include <utility>
 
 #include "backends/registry/registry_text.h"
 
 namespace halden {
 namespace {
 
-constexpr int kLockAttempts = 5000;
 constexpr std::chrono::milliseconds kLockPause{1};
+/// Calls of one save follow each other at once. After such a pause, the next call belongs to another save.
+constexpr std::chrono::milliseconds kPauseBetweenSaves{1000};
+/// A process that has held the lock for the longest wait probably hangs. For so long, nobody waits for it
+/// again: the lock is only tried.
+constexpr std::chrono::seconds kPauseAfterTimeout{60};
+
+constexpr char kNotRead[] = "the registry can't be read";
+constexpr char kNotStored[] = "settings could not be stored";
 
 /// The Win32 result for a value of `errno`; `otherwise` for one that has no counterpart.
 std::int32_t ResultOf(int error, std::int32_t otherwise) {
@@ -42,9 +51,22 @@ std::int32_t ResultOf(int error, std::int32_t otherwise) {
   }
 }
 
-/// The result of a system call for writing that has just succeeded or failed.
-std::int32_t WriteResult(bool done) {
-  return done ? ERROR_SUCCESS : ResultOf(errno, ERROR_WRITE_FAULT);
+/// A failure of a system call on `path`; `otherwise` is the code for errors without a counterpart.
+FileResult Failure(const std::string& path, int error, std::int32_t otherwise = ERROR_WRITE_FAULT) {
+  return {ResultOf(error, otherwise), path + ": " + std::generic_category().message(error)};
+}
+
+/// The result of a system call for writing to `path` that has just succeeded or failed.
+FileResult WriteResult(const std::string& path, bool done) {
+  return done ? FileResult() : Failure(path, errno);
+}
+
+/// Anything but a regular file is refused: reading a pipe would wait for its writer.
+FileResult DemandRegular(const std::string& path, int descriptor) {
+  struct stat status {};
+  if (fstat(descriptor, &status) != 0) return Failure(path, errno, ERROR_CANTREAD);
+  if (S_ISREG(status.st_mode)) return {};
+  return {ERROR_ACCESS_DENIED, path + ": not a regular file"};
 }
 
 /// Closes a file descriptor on destruction.
@@ -89,15 +111,15 @@ std::string DirectoryOf(const std::string& path) {
 
 /// Creates the file `path` and brings `content` to the disk. It gets the owner and the permissions of `old`,
 /// the file that it is going to replace, if there is one.
-std::int32_t WriteNew(const std::string& path, std::string_view content, const struct stat* old) {
+FileResult WriteNew(const std::string& path, std::string_view content, const struct stat* old) {
   const Descriptor file(
       open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, old ? old->st_mode & 0777 : 0666));
-  if (!file) return WriteResult(false);
-  if (old && geteuid() == 0 && fchown(file.get(), old->st_uid, old->st_gid) != 0) return WriteResult(false);
+  if (!file) return Failure(path, errno);
+  if (old && geteuid() == 0 && fchown(file.get(), old->st_uid, old->st_gid) != 0) return Failure(path, errno);
   // The umask has cut what open() was asked for, and fchown() may have dropped bits.
-  if (old && fchmod(file.get(), old->st_mode & 07777) != 0) return WriteResult(false);
+  if (old && fchmod(file.get(), old->st_mode & 07777) != 0) return Failure(path, errno);
   // Without fsync, the rename could reach the disk before the content, and a power cut leave an empty file.
-  return WriteResult(WriteAll(file.get(), content) && fsync(file.get()) == 0);
+  return WriteResult(path, WriteAll(file.get(), content) && fsync(file.get()) == 0);
 }
 
 }  // namespace
@@ -116,103 +138,146 @@ AtomicFile::AtomicFile(const std::string& path) : path_(path) {
   if (!error) path_ = target;
 }
 
-std::int32_t AtomicFile::Read(std::string* content) const {
+FileResult AtomicFile::Read(std::string* content) const {
   content->clear();
   // O_NONBLOCK, because opening a named pipe would wait for a writer.
   const Descriptor file(open(path_.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC));
-  if (!file && (errno == ENOENT || errno == ENOTDIR)) return ERROR_SUCCESS;
-  struct stat status {};
-  if (!file || fstat(file.get(), &status) != 0) return ResultOf(errno, ERROR_CANTREAD);
-  if (!S_ISREG(status.st_mode)) return ERROR_ACCESS_DENIED;
-  return ReadAll(file.get(), content) ? ERROR_SUCCESS : ResultOf(errno, ERROR_CANTREAD);
+  if (!file && errno == ENOENT) return {};
+  if (!file) return Failure(path_, errno, ERROR_CANTREAD);
+  if (FileResult result = DemandRegular(path_, file.get()); result.failed()) return result;
+  return ReadAll(file.get(), content) ? FileResult() : Failure(path_, errno, ERROR_CANTREAD);
 }
 
-std::int32_t AtomicFile::Acquire(Lock* lock) const {
+FileResult AtomicFile::Acquire(std::chrono::milliseconds at_most, Lock* lock) const {
+  const auto deadline = std::chrono::steady_clock::now() + at_most;
   std::error_code error;
   std::filesystem::create_directories(DirectoryOf(path_), error);
-  if (error) return ResultOf(error.value(), ERROR_WRITE_FAULT);
-  lock->fd_ = open((path_ + ".lock").c_str(), O_RDONLY | O_CREAT | O_CLOEXEC, 0666);
-  if (lock->fd_ < 0) return WriteResult(false);
-  for (int attempt = 0; attempt < kLockAttempts; ++attempt) {
-    if (flock(lock->fd_, LOCK_EX | LOCK_NB) == 0) return ERROR_SUCCESS;
-    if (errno != EWOULDBLOCK && errno != EINTR) return WriteResult(false);
+  if (error) return Failure(DirectoryOf(path_), error.value());
+  const std::string path = path_ + ".lock";
+  // Neither a dangling link nor a pipe that somebody has put there may be followed or waited for.
+  lock->fd_ = open(path.c_str(), O_RDONLY | O_CREAT | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC, 0666);
+  if (lock->fd_ < 0) return Failure(path, errno);
+  if (FileResult result = DemandRegular(path, lock->fd_); result.failed()) return result;
+  while (flock(lock->fd_, LOCK_EX | LOCK_NB) != 0) {
+    if (errno == EINTR) continue;
+    if (errno != EWOULDBLOCK) return Failure(path, errno);
+    if (std::chrono::steady_clock::now() >= deadline)
+      return {ERROR_SHARING_VIOLATION, path + ": locked by another program"};
     std::this_thread::sleep_for(kLockPause);
   }
-  return ERROR_SHARING_VIOLATION;
+  return {};
 }
 
-std::int32_t AtomicFile::Replace(std::string_view content) const {
+FileResult AtomicFile::Replace(std::string_view content) const {
   const std::string fresh = path_ + ".new";
   struct stat old {};
   const bool exists = stat(path_.c_str(), &old) == 0;
-  if (exists && access(path_.c_str(), W_OK) != 0) return WriteResult(false);
+  if (exists && access(path_.c_str(), W_OK) != 0) return Failure(path_, errno);
   unlink(fresh.c_str());  // left over from a process that was killed within this call
-  std::int32_t result = WriteNew(fresh, content, exists ? &old : nullptr);
-  if (!result) result = WriteResult(rename(fresh.c_str(), path_.c_str()) == 0);
-  if (result) unlink(fresh.c_str());
+  FileResult result = WriteNew(fresh, content, exists ? &old : nullptr);
+  if (!result.failed()) result = WriteResult(path_, rename(fresh.c_str(), path_.c_str()) == 0);
+  if (result.failed()) unlink(fresh.c_str());
   return result;
 }
 
-std::int32_t AtomicFile::SetAside() const {
-  std::string name = path_ + ".bad";
+FileResult AtomicFile::SetAside(std::string* name) const {
+  *name = path_ + ".bad";
   struct stat status {};
-  for (int number = 2; lstat(name.c_str(), &status) == 0; ++number)
-    name = path_ + ".bad" + std::to_string(number);
-  return WriteResult(rename(path_.c_str(), name.c_str()) == 0);
+  for (int number = 2; lstat(name->c_str(), &status) == 0; ++number)
+    *name = path_ + ".bad" + std::to_string(number);
+  return WriteResult(path_, rename(path_.c_str(), name->c_str()) == 0);
+}
+
+std::vector<std::string> FileRegistry::TakeNotices() {
+  return std::exchange(notices_, {});
 }
 
 std::int32_t FileRegistry::Read(const Operation& operation) {
-  const std::int32_t result = Refresh();
-  return result ? result : operation(tree_);
+  const FileResult result = Refresh();
+  return result.failed() ? Report(kNotRead, result) : operation(tree_);
 }
 
 /// The operation is tried on a copy first: one that fails or changes nothing needs no lock and no directory.
 std::int32_t FileRegistry::Change(const Operation& operation) {
-  std::int32_t result = Refresh();
-  if (result == ERROR_BADDB) return SetAsideUnreadable();
-  if (result) return result;
+  const FileResult found = Refresh();
+  if (found.code == ERROR_BADDB) return Store(operation);
+  if (found.failed()) return Report(kNotRead, found);
   RegistryTree changed = tree_;
-  result = operation(changed);
+  const std::int32_t result = operation(changed);
   return result || changed == tree_ ? result : Store(operation);
 }
 
 /// Brings `tree_` up to date with the file.
-std::int32_t FileRegistry::Refresh() {
+FileResult FileRegistry::Refresh() {
   std::string text;
-  if (const std::int32_t result = file_.Read(&text)) return result;
-  if (text == text_) return ERROR_SUCCESS;
+  if (FileResult result = file_.Read(&text); result.failed()) return result;
+  if (text == text_) return {};
   std::optional<RegistryTree> tree = ParseRegistryText(text);
-  if (!tree) return ERROR_BADDB;
+  if (!tree) return {ERROR_BADDB, file_.path() + ": damaged, or not a registry file"};
   text_ = std::move(text);
   tree_ = std::move(*tree);
-  return ERROR_SUCCESS;
+  return {};
 }
 
 /// Carries the operation out under the lock, on what the file holds by then: another process may have written
 /// since the caller looked.
 std::int32_t FileRegistry::Store(const Operation& operation) {
   AtomicFile::Lock lock;
-  std::int32_t result = file_.Acquire(&lock);
-  if (!result) result = Refresh();
-  if (result) return result;
+  FileResult found = Acquire(&lock);
+  if (!found.failed()) found = Refresh();
+  if (found.code == ERROR_BADDB) found = SetAside();
+  if (found.failed()) return Report(kNotStored, found);
   RegistryTree changed = tree_;
-  result = operation(changed);
+  const std::int32_t result = operation(changed);
   if (result || changed == tree_) return result;
   std::string text = FormatRegistryText(changed);
-  result = file_.Replace(text);
-  if (result) return result;
+  if (const FileResult stored = file_.Replace(text); stored.failed()) return Report(kNotStored, stored);
   text_ = std::move(text);
   tree_ = std::move(changed);
+  known_failures_.clear();
   return ERROR_SUCCESS;
 }
 
-std::int32_t FileRegistry::SetAsideUnreadable() {
-  AtomicFile::Lock lock;
-  std::int32_t result = file_.Acquire(&lock);
-  if (!result) result = Refresh();
-  if (result != ERROR_BADDB) return result ? result : ERROR_BADDB;
-  result = file_.SetAside();
-  return result ? result : ERROR_BADDB;
+/// Takes the lock, and waits for it no longer than what is left for this save.
+FileResult FileRegistry::Acquire(AtomicFile::Lock* lock) {
+  using std::chrono::milliseconds;
+  const Time start = std::chrono::steady_clock::now();
+  if (start >= renew_wait_at_) wait_left_ = longest_wait_;
+  const bool waits = wait_left_ > milliseconds(0);
+  FileResult result = file_.Acquire(wait_left_, lock);
+  const Time end = std::chrono::steady_clock::now();
+  wait_left_ -= std::min(wait_left_, std::chrono::duration_cast<milliseconds>(end - start));
+  if (result.code != ERROR_SHARING_VIOLATION) {
+    renew_wait_at_ = end + kPauseBetweenSaves;
+  } else if (waits) {
+    wait_left_ = milliseconds(0);
+    renew_wait_at_ = end + kPauseAfterTimeout;
+  }
+  return result;
+}
+
+/// Renames a damaged file and goes on with an empty registry. Needs the lock.
+FileResult FileRegistry::SetAside() {
+  std::string name;
+  FileResult result = file_.SetAside(&name);
+  if (result.failed()) return result;
+  text_.clear();
+  tree_ = RegistryTree();
+  // That it could not be read before is no longer of interest.
+  std::erase_if(notices_, [](const std::string& notice) { return notice.starts_with(kNotRead); });
+  notices_.push_back("the registry file " + file_.path() +
+                     " is damaged, or not a registry file; it is kept as " + name);
+  return {};
+}
+
+/// Keeps a notice of a failure, unless it is known already, and returns its code.
+std::int32_t FileRegistry::Report(const char* what, const FileResult& result) {
+  const std::string notice = std::string(what) + ": " + result.reason;
+  if (std::find(known_failures_.begin(), known_failures_.end(), notice) == known_failures_.end()) {
+    known_failures_.push_back(notice);
+    notices_.push_back(notice);
+  }
+  return result.code;
 }
 
 std::string DefaultRegistryFile(const std::function<const char*(const char*)>& environment) {

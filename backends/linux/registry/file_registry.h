@@ -1,16 +1,25 @@
 #pragma once
 
+#include <chrono>
 #include <cstdint>
 #include <functional>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "backends/registry/registry_base.h"
 
 namespace halden {
 
-/// One file that several processes read, and that each of them replaces as a whole. Calls return Win32
-/// results.
+/// How a call on a file ended.
+struct FileResult {
+  std::int32_t code = ERROR_SUCCESS;  ///< a Win32 result
+  std::string reason = {};  ///< for a failure: what went wrong, naming the file, for a person to read
+
+  bool failed() const { return code != ERROR_SUCCESS; }
+};
+
+/// One file that several processes read, and that each of them replaces as a whole.
 class AtomicFile {
  public:
   /// While it is held, no other process (and no other object) replaces the file. Released on destruction, and
@@ -32,18 +41,23 @@ class AtomicFile {
   /// points to is replaced and not the link.
   explicit AtomicFile(const std::string& path);
 
-  /// Reads the whole file. `content` is empty if the file doesn't exist. Anything but a regular file is
-  /// refused with ERROR_ACCESS_DENIED. Needs no lock: whoever reads sees one version or the next, never a
-  /// mix.
-  std::int32_t Read(std::string* content) const;
-  /// Creates missing directories, then waits for the lock for up to 5 seconds.
-  std::int32_t Acquire(Lock* lock) const;
+  const std::string& path() const { return path_; }
+
+  /// Reads the whole file. `content` is empty if the file, or its directory, doesn't exist. Anything but a
+  /// regular file is refused with ERROR_ACCESS_DENIED, and so is a path that leads through something that is
+  /// no directory. Needs no lock: whoever reads sees one version or the next, never a mix.
+  FileResult Read(std::string* content) const;
+  /// Creates missing directories, then tries to take the lock until `at_most` has passed, and at least once.
+  /// ERROR_SHARING_VIOLATION if another process still holds it then. PATH.lock has to be a regular file; a
+  /// link, a pipe or a device there gives ERROR_ACCESS_DENIED and is left alone.
+  FileResult Acquire(std::chrono::milliseconds at_most, Lock* lock) const;
   /// Replaces the file in one step, after the new content has reached the disk. On failure the file is
   /// unchanged. Needs the lock. A file without write permission isn't replaced, though the directory's
   /// permissions would allow it.
-  std::int32_t Replace(std::string_view content) const;
-  /// Renames the file to the first free one of PATH.bad, PATH.bad2, PATH.bad3 and so on. Needs the lock.
-  std::int32_t SetAside() const;
+  FileResult Replace(std::string_view content) const;
+  /// Renames the file to the first free one of PATH.bad, PATH.bad2, PATH.bad3 and so on, and returns that
+  /// name in `name`. Needs the lock.
+  FileResult SetAside(std::string* name) const;
 
  private:
   std::string path_;
@@ -57,30 +71,54 @@ class AtomicFile {
 /// call that changes nothing writes nothing.
 ///
 /// Results beyond those of RegistryApi:
-/// - ERROR_BADDB: the file isn't in that layout. A call that would have changed the registry renames the file
-///   (see AtomicFile::SetAside) and returns this result as well; the next call finds an empty registry.
+/// - ERROR_BADDB: a call that only reads found a file that isn't in that layout. A call that may change the
+///   registry renames such a file instead (see AtomicFile::SetAside) and works on an empty registry.
 /// - ERROR_ACCESS_DENIED, ERROR_DISK_FULL, ERROR_WRITE_FAULT, ERROR_CANTREAD: the file can't be written or
 ///   read, and the registry is unchanged.
-/// - ERROR_SHARING_VIOLATION: another process held the lock for 5 seconds.
+/// - ERROR_SHARING_VIOLATION: another process held the lock for too long.
 class FileRegistry : public RegistryBase {
  public:
+  /// The longest that a save waits in all for another process to release the lock.
+  static constexpr std::chrono::milliseconds kLongestWait{5000};
+
   /// Touches nothing: the first change creates the file and its directories. Names and texts are in the code
   /// page of `rules` on the caller's side, and UTF-8 in the file. `rules` must outlive the registry.
-  FileRegistry(const std::string& path, const NumberRules& rules) : RegistryBase(rules), file_(path) {}
+  FileRegistry(const std::string& path, const NumberRules& rules,
+               std::chrono::milliseconds longest_wait = kLongestWait)
+      : RegistryBase(rules), file_(path), longest_wait_(longest_wait) {}
+
+  /// What a person should know, one line each, which names the file: that it could not be read, that
+  /// something could not be stored, or under which name a damaged file was set aside. The driver goes on
+  /// without its settings after such failures, so nothing else reports them. Each line is returned once; the
+  /// same failure is reported again only after a change has been stored in between.
+  std::vector<std::string> TakeNotices();
 
  protected:
   std::int32_t Read(const Operation& operation) override;
   std::int32_t Change(const Operation& operation) override;
 
  private:
-  std::int32_t Refresh();
+  using Time = std::chrono::steady_clock::time_point;
+
+  FileResult Refresh();
   std::int32_t Store(const Operation& operation);
-  std::int32_t SetAsideUnreadable();
+  FileResult Acquire(AtomicFile::Lock* lock);
+  FileResult SetAside();
+  std::int32_t Report(const char* what, const FileResult& result);
 
   AtomicFile file_;
   // `tree_` is always what `text_` parses to, so a file whose text hasn't changed isn't parsed again.
   std::string text_;
   RegistryTree tree_;
+
+  // A save is a series of calls, and each of them takes the lock. They share what is left of the longest
+  // wait, until renew_wait_at_.
+  const std::chrono::milliseconds longest_wait_;
+  std::chrono::milliseconds wait_left_{0};
+  Time renew_wait_at_{};
+
+  std::vector<std::string> notices_;
+  std::vector<std::string> known_failures_;  // in notices_ or returned, and not to be repeated
 };
 
 /// The user's registry file: "halden-text/registry.reg" below $XDG_CONFIG_HOME if that is an absolute path,

@@ -71,6 +71,8 @@ class StoredLineSettings {
   std::optional<Dcb> Find(const std::string& serial);
   /// False if they can't be written, or aren't settings that Find could return; then nothing is changed.
   bool Store(const std::string& serial, const Dcb& settings);
+  /// Why they could not be read or stored, and what became of a damaged file; see FileRegistry::TakeNotices.
+  std::vector<std::string> TakeNotices() { return registry_.TakeNotices(); }
 
  private:
   FileRegistry registry_;
