@@ -16,7 +16,7 @@ struct SystemPlatformOptions {
   std::string registry_file = {};         ///< empty: the user's own
   std::optional<UserAnswer> answer = {};  ///< answers the port dialog
   bool cancel = false;                    ///< cancels the port dialog
-  bool only_list = false;                 ///< devices are listed, not used: no closed port is opened for that
+  bool only_list = false;                 ///< devices are listed, not used: no port is opened needlessly
   std::string system_root = "/";          ///< for tests: where the system shows its devices
 };
 

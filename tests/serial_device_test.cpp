@@ -169,8 +169,12 @@ TEST(SerialDevice, NamesWhoHoldsThePortAndWhoMayTakeItsBytes) {
   ASSERT_EQ(device.Open(), FT_OK) << "closing has not released the lock";
   EXPECT_EQ(device.TakeNotices(), std::vector<std::string>()) << "this has been reported";
   device.Close();
+  EXPECT_EQ(second.Probe(), FT_OK);
+  EXPECT_EQ(second.TakeNotices().size(), 1u);
   const Child holder(open_and_lock(LOCK_EX));
   EXPECT_NE(device.Open(), FT_OK);
+  EXPECT_NE(second.Probe(), FT_OK);
+  EXPECT_EQ(second.OpenFailure(), path + ": held by another program, " + holder.Name());
   EXPECT_EQ(device.OpenFailure(), path + ": held by another program, " + holder.Name());
 }
 
@@ -241,6 +245,7 @@ TEST(SerialDevice, IsRestoredTogetherWithTheTerminal) {
 }
 
 TEST(SerialDevice, HandlesOnlySignalsThatWouldEndTheProcessAndOnlyWhileItIsOpen) {
+  signal(SIGTERM, SIG_DFL);  // it may be ignored, or have another handler
   signal(SIGUSR1, OwnHandler);
   signal(SIGUSR2, SIG_IGN);
   {

@@ -130,20 +130,22 @@ std::string SerialDevice::TryOpen() {
   Dcb found;
   if (line_settings_->GetOriginal(&found)) found_line_settings_ = found;
   overruns_before_ = OverrunCounter().value_or(0);
-  NoticeOpener(resolved);
+  opened_path_ = resolved;
   return "";
 }
 
 /// Why Open would fail; empty if it would succeed as far as can be seen without resetting the device. Opening
-/// a closed port raises DTR. Opening a pseudo-terminal, or a port that another program has open, doesn't.
+/// a closed port raises DTR. Opening a pseudo-terminal, or a port that another program has open, doesn't; its
+/// settings and its bytes are left alone.
 std::string SerialDevice::TryProbe() {
   const std::string resolved = Resolve(port_.path);
   struct stat status {};
   if (stat(resolved.c_str(), &status) != 0) return SerialFailureText(errno, resolved, port_.root);
   if (IsPseudoTerminal(status) || !FindOpener(resolved, port_.root).empty()) {
-    const std::string failure = TryOpen();
-    if (failure.empty()) Close();
-    return failure;
+    SerialFile file(resolved);
+    if (file.fd() < 0 || !file.Lock()) return SerialFailureText(errno, resolved, port_.root);
+    opened_path_ = resolved;
+    return "";
   }
   if (!IsTty(status)) return SerialFailureText(ENOTTY, resolved, port_.root);
   if (faccessat(AT_FDCWD, resolved.c_str(), R_OK | W_OK, AT_EACCESS) != 0)
@@ -151,18 +153,15 @@ std::string SerialDevice::TryProbe() {
   return "";
 }
 
-/// A program that has the port open without a lock isn't kept out by ours. Looked up at each opening, and
-/// reported when it is another program than at the last one.
-void SerialDevice::NoticeOpener(const std::string& resolved) {
-  const std::string opener = FindOpener(resolved, port_.root);
-  if (opener == opener_) return;
-  opener_ = opener;
-  if (!opener.empty())
-    notices_.push_back(port_.path + ": also open in " + opener + ", which may take bytes from it");
-}
-
+/// A program that has the port open without a lock isn't kept out by ours. It is looked for here, not in
+/// Open, since looking through all processes may take many milliseconds.
 std::vector<std::string> SerialDevice::TakeNotices() {
-  return std::exchange(notices_, {});
+  if (opened_path_.empty()) return {};
+  const std::string opener = FindOpener(std::exchange(opened_path_, ""), port_.root);
+  if (opener == opener_) return {};
+  opener_ = opener;
+  if (opener.empty()) return {};
+  return {port_.path + ": also open in " + opener + ", which may take bytes from it"};
 }
 
 std::optional<std::uint64_t> SerialDevice::Overruns() const {

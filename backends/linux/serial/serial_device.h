@@ -72,8 +72,8 @@ class SerialDevice : public Device {
 
   std::string OpenFailure() const override { return open_failure_; }
   std::optional<std::uint64_t> Overruns() const override;
-  /// Says when another program has the port open without having locked it, since the two will take each
-  /// other's bytes.
+  /// Once for each opening, says if another program has the port open now without a lock: the two take each
+  /// other's bytes. May take many milliseconds.
   std::vector<std::string> TakeNotices() override;
 
  protected:
@@ -84,7 +84,6 @@ class SerialDevice : public Device {
   std::string TryOpen();
   std::string TryProbe();
   FT_STATUS Report(const std::string& failure);
-  void NoticeOpener(const std::string& resolved);
   std::optional<std::uint64_t> OverrunCounter() const;
   bool SetLowLatency();
   FT_STATUS SetModemLine(int line, bool on);
@@ -94,8 +93,8 @@ class SerialDevice : public Device {
   std::optional<Dcb> default_line_settings_;
   std::optional<Dcb> found_line_settings_;  // of the port itself, when it was last opened
   std::string open_failure_;
-  std::string opener_;                // see NoticeOpener
-  std::vector<std::string> notices_;  // not taken yet
+  std::string opened_path_;  // not empty: has been opened since TakeNotices
+  std::string opener_;       // that TakeNotices has found last
   std::uint64_t overruns_before_ = 0;
   PortRestorer restorer_;
 
