@@ -4,6 +4,7 @@
 #include <functional>
 #include <map>
 #include <string>
+#include <string_view>
 #include <type_traits>
 #include <utility>
 #include <vector>
@@ -59,6 +60,8 @@ class Faults {
 
   /// Names of the calls since Inject, without GetQueueStatus, which the driver polls.
   std::vector<std::string> calls;
+  /// While set, Trace and Make write down what happens, for TakeTrace.
+  bool tracing = false;
   /// Calls for which it returns true fail as well.
   std::function<bool(const std::string& call)> fails;
 
@@ -86,12 +89,33 @@ class Faults {
     return report;
   }
 
+  /// Notes a line. Equal lines in a row become one: "pass x 2001".
+  void Trace(const std::string& line) {
+    const AllocationPause pause;
+    if (!tracing) return;
+    if (trace_.empty() || trace_.back().first != line) trace_.emplace_back(line, 0);
+    ++trace_.back().second;
+  }
+  /// What has been noted since the last call, in lines that end where something comes to rest.
+  std::string TakeTrace() {
+    std::string text = "\n";
+    for (const auto& [line, times] : std::exchange(trace_, {})) {
+      text += line + (times > 1 ? " x " + std::to_string(times) : "");
+      const bool rests = line == "pass" || line.starts_with("GetDefault") || line.find("Close") != line.npos;
+      text += rests || line.starts_with("timer") ? "\n" : ", ";
+    }
+    return text;
+  }
+
   /// Makes a call, or what the plan puts in its place. Its result is a bool, a code that is 0 for success, or
   /// an object that is empty after a failure. Arguments that point to numbers are its counts.
   template <class Call, class... Arguments>
   auto Make(const char* name, Call call, const Arguments&... arguments) -> decltype(call()) {
     using Result = decltype(call());
     const AllocationPause pause;
+    // Handles of keys depend on what was opened before.
+    [[maybe_unused]] const bool numbers = std::string_view(name).substr(0, 3) != "Reg";
+    if (tracing && IsTraced(name)) Trace((name + ... + TextOf(arguments, numbers)));
     const Kind kind = plan_.kind;
     const bool of_counts = kind == kWrongCount || kind == kFailsWithCounts;
     const bool wrong = GoesWrong(name, kind != kReadsHalf && (!of_counts || (kIsCount<Arguments> || ...)));
@@ -114,6 +138,19 @@ class Faults {
   bool ReadsHalf() { return plan_.kind == kReadsHalf && GoesWrong("Read", true); }
 
  private:
+  /// Not the device library's polled call, and no texts.
+  static bool IsTraced(const std::string& name) {
+    return name != "GetQueueStatus" && name != "LoadText" && name != "FormatMessageA" &&
+           name != "GetSystemDefaultLangID";
+  }
+  /// Numbers and texts that a call passes in, the library's handles too.
+  template <class Argument>
+  static std::string TextOf(const Argument& argument, bool numbers) {
+    if constexpr (std::is_same_v<Argument, std::string>) return " " + argument;
+    if constexpr (std::is_integral_v<Argument>) return numbers ? " " + std::to_string(argument) : "";
+    return "";
+  }
+
   template <class Argument>
   static constexpr bool kIsCount =
       std::is_same_v<Argument, std::int32_t*> || std::is_same_v<Argument, std::uint32_t*> ||
@@ -147,6 +184,7 @@ class Faults {
       if (count) *count = static_cast<std::remove_pointer_t<Argument>>(plan_.change(*count));
   }
 
+  std::vector<std::pair<std::string, int>> trace_;  // a line, and how often it came in a row
   Plan plan_;
   int count_ = 0;
   int repeats_ = 0;

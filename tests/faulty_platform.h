@@ -68,17 +68,20 @@ class FaultyD2xx : public FaultyInterface<D2xx> {
   HALDEN_FORWARD(FT_STATUS, FT_Purge, (FT_HANDLE handle, std::uint32_t mask), handle, mask)
 
   FT_STATUS FT_Open(std::int32_t index, FT_HANDLE* handle) override {
-    return faults_.Make("Open", [&] {
-      const FT_STATUS status = real_.FT_Open(index, handle);
-      if (status == FT_OK) faults_.Opened(this, *handle, "Open");
-      return status;
-    });
+    return faults_.Make(
+        "Open",
+        [&] {
+          const FT_STATUS status = real_.FT_Open(index, handle);
+          if (status == FT_OK) faults_.Opened(this, *handle, "Open");
+          return status;
+        },
+        index);
   }
   /// Closes even when it reports a failure.
   FT_STATUS FT_Close(FT_HANDLE handle) override {
     if (handle != -1) faults_.Closed(this, handle, "Close");
-    const FT_STATUS status = real_.FT_Close(handle);
-    return faults_.Make(handle == -1 ? "Close none" : "Close", [&] { return status; });
+    return faults_.Make(handle == -1 ? "Close none" : "Close",
+                        [status = real_.FT_Close(handle)] { return status; });
   }
   FT_STATUS FT_Read(FT_HANDLE handle, void* buffer, std::uint32_t count, std::uint32_t* read) override {
     if (faults_.ReadsHalf()) count /= 2;
@@ -89,7 +92,7 @@ class FaultyD2xx : public FaultyInterface<D2xx> {
           if (status == FT_OK) received.append(static_cast<const char*>(buffer), *read);
           return status;
         },
-        read);
+        handle, count, read);
   }
 };
 
@@ -119,14 +122,14 @@ class FaultyRegistry : public FaultyInterface<RegistryApi> {
     const auto open = [&] {
       return Opened(real_.RegOpenKeyExA(parent, path, access, key), *key, "RegOpenKeyExA " + path);
     };
-    return faults_.Make("RegOpenKeyExA", open);
+    return faults_.Make("RegOpenKeyExA", open, path);
   }
   std::int32_t RegCreateKeyExA(HKEY parent, const std::string& path, std::uint32_t access,
                                HKEY* key) override {
     const auto create = [&] {
       return Opened(real_.RegCreateKeyExA(parent, path, access, key), *key, "RegCreateKeyExA " + path);
     };
-    return faults_.Make("RegCreateKeyExA", create);
+    return faults_.Make("RegCreateKeyExA", create, path);
   }
   /// Closes even when it reports a failure.
   std::int32_t RegCloseKey(HKEY key) override {
@@ -211,12 +214,44 @@ class FaultyToolkit : public FaultyInterface<Toolkit> {
 
   bool CanShow() const override { return real_.CanShow(); }
   std::unique_ptr<Window> NewWindow(WindowLayout layout) override {
-    return faults_.Make("NewWindow", [&] { return real_.NewWindow(std::move(layout)); });
+    const std::string name = layout.name;
+    return faults_.Make(
+        "NewWindow", [&] { return real_.NewWindow(std::move(layout)); }, name);
   }
   void ShowMessage(const std::string& text, const std::string& title, MessageIcon icon) override {
     real_.ShowMessage(text, title, icon);
   }
   void SetPointer(Pointer pointer) override { real_.SetPointer(pointer); }
+};
+
+/// A clock that traces the passes of the message queue and the switching of timers.
+class TracedClock : public Clock {
+ public:
+  TracedClock(Clock& real, Faults& faults) : real_(real), faults_(faults) {}
+
+  std::uint32_t GetTickCount() override { return real_.GetTickCount(); }
+  void Sleep(std::uint32_t milliseconds) override { real_.Sleep(milliseconds); }
+  void ServeMessages() override {
+    faults_.Trace("pass");
+    real_.ServeMessages();
+  }
+  void WaitForMessages(std::uint32_t at_most_ms) override { real_.WaitForMessages(at_most_ms); }
+  std::unique_ptr<PeriodicTimer> NewTimer(std::uint32_t interval_ms, std::function<void()> tick) override {
+    struct Timer : PeriodicTimer {
+      void Enable(bool on) override {
+        faults.Trace(on ? "timer on" : "timer off");
+        real->Enable(on);
+      }
+      Faults& faults;
+      std::unique_ptr<PeriodicTimer> real;
+      Timer(Faults& of, std::unique_ptr<PeriodicTimer> timer) : faults(of), real(std::move(timer)) {}
+    };
+    return std::make_unique<Timer>(faults_, real_.NewTimer(interval_ms, std::move(tick)));
+  }
+
+ private:
+  Clock& real_;
+  Faults& faults_;
 };
 
 #undef HALDEN_FORWARD
@@ -232,7 +267,8 @@ struct FaultyPlatform {
   FaultyRegistry registry{real.registry, faults};
   FaultyTexts texts{real.texts, faults};
   FaultyToolkit toolkit{real.toolkit, faults};
-  Platform platform{d2xx, comm_config, registry, real.clock, real.number_rules, texts, toolkit};
+  TracedClock clock{real.clock, faults};
+  Platform platform{d2xx, comm_config, registry, clock, real.number_rules, texts, toolkit};
 };
 
 /// A driver on a simulated platform whose calls can be made to fail. It has no object yet.

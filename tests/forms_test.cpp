@@ -61,12 +61,27 @@ TEST(PortDialog, FollowsThePortsConfiguration) {
   EXPECT_EQ(forms.watched.faults.calls.back(), "CommConfigDialogA") << "and stores nothing";
 }
 
+TEST(PortDialog, BadRateSelectsAllButTheFirstCharacter) {
+  Forms forms;
+  const FormStep type_digit =
+      Do([](MemoryWindow& window) { window.Edit([](EditText& edit) { edit.Insert(U"0"); }); });
+  EXPECT_EQ(forms.AskPort({Type("cboRate", "5 x"), Enter(), type_digit, SeeText("cboRate", "50"), Enter()}),
+            (Choice{true, 0, 1, 50}));
+}
+
+TEST(PortDialog, CancellingForgetsTheRowThatWasSelectedAtFirst) {
+  Forms forms;
+  forms.AskPort({Escape()}, {false, 2, 1, 1});
+  EXPECT_EQ(forms.dialog.SelectedRow, -1);
+}
+
 TEST(PortDialog, TouchesPointerAndQueueInOrderAndStartsAnewEachTime) {
   Forms forms;
   EXPECT_EQ(forms.AskPort({PickRow("lstPort", 2), PickRow("cboCh", 4), Type("cboRate", "77"), Enter()}),
             (Choice{true, 2, 5, 77}));
   EXPECT_EQ(forms.script.TakeLog(), (Texts{"pointer 0", "show dlgPort", "hide dlgPort", "pointer 11"}));
-  EXPECT_EQ(forms.sim.clock().GetTickCount(), 4u) << "a pass behind each step, and one when it is closed";
+  EXPECT_EQ(forms.sim.clock().GetTickCount(), 4u)
+      << "a pass after each step, and one when the dialog is closed";
   EXPECT_EQ(forms.AskPort({SeeText("cboRate", "1"), SeeText("cboCh", "1"), Enter()}),
             (Choice{true, 0, 1, 1}));
   const Choice presets{false, 2, 3, 4};

@@ -1,6 +1,5 @@
 #include <algorithm>
 #include <gtest/gtest.h>
-#include <tuple>
 
 #include "backends/linux/registry/file_registry.h"
 #include "backends/toolkit/answering_toolkit.h"
@@ -30,9 +29,10 @@ struct Registry : testing::Test {
   cRegistry registry{faulty, texts};
 };
 
-TEST_F(Registry, SelectsRootAndKey) {
+TEST_F(Registry, SelectsOnlyRootsAndKeysThatOpen) {
   registry.KeyPath("A\\B\\C");
-  EXPECT_TRUE(registry.KeyExists(kUser, "a\\b\\c") && registry.CreateKey(kUser, "A", "label"));
+  EXPECT_TRUE(registry.KeyExists(kUser, "a\\b\\c"));
+  EXPECT_TRUE(registry.CreateKey(kUser, "A", "label"));
   EXPECT_EQ(GetRaw(memory, "A", ""), "1:label");
   registry.RootKey(kUser);
   registry.RootKey(0x1234);
@@ -59,20 +59,26 @@ TEST_F(Registry, StoresEachTypeInItsForm) {
             "\"b\"=dword:000000ff\r\n\"i\"=dword:0000ffff\r\n\"t\"=dword:00000001\r\n\"f\"=dword:00000000\r\n"
             "\"r\"=dword:3f800000\r\n\"d\"=hex:00,00,00,00,00,00,f8,bf\r\n"
             "\"c\"=hex:0e,d0,31,8c,c5,f4,ff,ff\r\n\"x\"=hex:00,0a,ff\r\n");
-  EXPECT_EQ(std::tuple(registry.StringValue("S"), registry.LongValue("l"), registry.LongValue("i"),
-                       registry.IntegerValue("i"), registry.ByteValue("b"), registry.BooleanValue("l"),
-                       registry.BooleanValue("f"), registry.SingleValue("r"), registry.DoubleValue("d"),
-                       registry.CurrencyValue("c"), registry.BinaryValue("x")),
-            std::tuple("te\xE9xt", -2, 65535, -1, 255, true, false, 1, -1.5, -12345678901234,
-                       ByteArray{0, 10, 255}));
+  EXPECT_EQ(registry.StringValue("S"), "te\xE9xt") << "names have no case";
+  EXPECT_EQ(registry.LongValue("l"), -2);
+  EXPECT_EQ(registry.LongValue("i"), 65535);
+  EXPECT_EQ(registry.IntegerValue("i"), -1);
+  EXPECT_EQ(registry.ByteValue("b"), 255);
+  EXPECT_TRUE(registry.BooleanValue("l"));
+  EXPECT_FALSE(registry.BooleanValue("f"));
+  EXPECT_EQ(registry.SingleValue("r"), 1);
+  EXPECT_EQ(registry.DoubleValue("d"), -1.5);
+  EXPECT_EQ(registry.CurrencyValue("c"), -12345678901234);
+  EXPECT_EQ(registry.BinaryValue("x"), (ByteArray{0, 10, 255}));
 }
 
-TEST_F(Registry, TakesWhatFitsAndDefaultsOtherwise) {
+TEST_F(Registry, ReadsWhatFitsAndTheDefaultOtherwise) {
   SetRaw(memory, "K", "v", REG_BINARY, "1234");
   double real = 1;
   EXPECT_FALSE(registry.GetDouble("v", real, 2.5));
   EXPECT_EQ(real, 2.5);
-  EXPECT_FALSE(registry.BooleanValue("missing") || registry.ByteValue("missing"));
+  EXPECT_FALSE(registry.BooleanValue("missing"));
+  EXPECT_EQ(registry.ByteValue("missing"), 0);
   faults.Inject({.call = 3});
   EXPECT_EQ(registry.BinaryValue("v"), ByteArray{0});
 
@@ -85,12 +91,15 @@ TEST_F(Registry, TakesWhatFitsAndDefaultsOtherwise) {
   EXPECT_EQ(text, "old");
   EXPECT_FALSE(registry.GetString("missing", text, "x"));
   EXPECT_EQ(text, "x");
-  EXPECT_TRUE(registry.SetString("", "") && registry.GetString("", text, "x"));
+  EXPECT_TRUE(registry.SetString("", ""));
+  EXPECT_TRUE(registry.GetString("", text, "x"));
   EXPECT_EQ(text, "");
   ByteArray bytes{9};
-  EXPECT_FALSE(registry.GetBinary("", bytes) || registry.SetBinary("none", {}));
+  EXPECT_FALSE(registry.GetBinary("", bytes)) << "of size 0";
+  EXPECT_FALSE(registry.SetBinary("none", {}));
   EXPECT_EQ(bytes, ByteArray{9});
-  EXPECT_FALSE(registry.WriteLong(kUser, "missing", "v", 1) || registry.DeleteKey(kUser, "missing"));
+  EXPECT_FALSE(registry.WriteLong(kUser, "missing", "v", 1));
+  EXPECT_FALSE(registry.DeleteKey(kUser, "missing"));
   EXPECT_EQ(registry.ErrorText(), "The system cannot find the file specified");
 }
 
@@ -116,22 +125,24 @@ TEST_F(Registry, ReadsListsAndExportsEveryType) {
   std::string key = "\r\n[HKEY_CURRENT_USER\\K]\r\n";
   for (const auto& v : values) {
     SetRaw(memory, "K", v.name, v.type, v.data);
+    SCOPED_TRACE(v.name);
+    const bool fits = v.integer != 1;  // into the 4 bytes of a number
     std::int16_t integer = 7;
-    EXPECT_EQ(registry.GetInteger(v.name, integer, 1), v.integer != 1);
-    EXPECT_EQ(registry.ErrorCode(), v.integer == 1 ? ERROR_MORE_DATA : 0);
-    EXPECT_EQ(integer, v.integer) << v.name;
+    EXPECT_EQ(registry.GetInteger(v.name, integer, 1), fits);
+    EXPECT_EQ(registry.ErrorCode(), fits ? 0 : ERROR_MORE_DATA);
+    EXPECT_EQ(integer, v.integer);
     std::uint8_t byte = 7;
+    EXPECT_EQ(registry.GetByte(v.name, byte, 1), fits);
+    EXPECT_EQ(byte, static_cast<std::uint8_t>(v.integer));
     bool truth = v.integer == 0;
+    EXPECT_EQ(registry.GetBoolean(v.name, truth, true), fits);
+    EXPECT_EQ(truth, v.integer != 0);
     ByteArray bytes;
     EXPECT_EQ(registry.GetBinary(v.name, bytes), !v.data.empty());
     EXPECT_EQ(std::string(bytes.begin(), bytes.end()), v.data);
-    EXPECT_EQ(registry.GetByte(v.name, byte, 1) + registry.GetBoolean(v.name, truth, true),
-              v.integer == 1 ? 0 : 2);
-    EXPECT_EQ(std::pair(byte, truth), std::pair(static_cast<std::uint8_t>(v.integer), v.integer != 0))
-        << v.name;
     AnyValue any = 7;
-    EXPECT_EQ(registry.ReadAnyValue(kUser, "K", v.name, any), static_cast<std::int32_t>(v.type)) << v.name;
-    EXPECT_EQ(any, v.any) << v.name;
+    EXPECT_EQ(registry.ReadAnyValue(kUser, "K", v.name, any), static_cast<std::int32_t>(v.type));
+    EXPECT_EQ(any, v.any);
     key += v.exported;
   }
   EXPECT_EQ(registry.StringValue("multi"), "one");
@@ -139,7 +150,9 @@ TEST_F(Registry, ReadsListsAndExportsEveryType) {
   EXPECT_EQ(registry.ReadAnyValue(kUser, "K", "Multi", none), 0);
   std::vector<std::string> names;
   EXPECT_EQ(registry.ListValues(kUser, "K", names), 10);
-  EXPECT_EQ(names[0] + names[1] + names[10], "Kbytes");
+  EXPECT_EQ(names[0], "K");
+  EXPECT_EQ(names[1], "");
+  EXPECT_EQ(names[10], "bytes");
 
   SetRaw(memory, "K\\b\\c", "v", REG_SZ, "1");
   SetRaw(memory, "K\\A", "v", REG_SZ, "2");
@@ -151,7 +164,8 @@ TEST_F(Registry, ReadsListsAndExportsEveryType) {
   EXPECT_EQ(registry.ExportKey(kUser, "K", false), key);
   EXPECT_EQ(registry.ExportKey(kUser, "", true), "\r\n[HKEY_CURRENT_USER]\r\n" + key + first + others);
   EXPECT_EQ(registry.ExportKey(HKEY_DYN_DATA, "", true), "\r\n[HKEY_DYN_DATA]\r\n");
-  EXPECT_EQ(registry.ExportKey(kUser, "missing", true) + registry.RootName(0x80000007), "");
+  EXPECT_EQ(registry.ExportKey(kUser, "missing", true), "");
+  EXPECT_EQ(registry.RootName(0x80000007), "");
   memory.SetRights(kUser, "K\\A", KEY_QUERY_VALUE);
   const std::string whole = registry.ExportKey(kUser, "K", true);
   EXPECT_EQ(whole, key + others);
@@ -159,14 +173,14 @@ TEST_F(Registry, ReadsListsAndExportsEveryType) {
     faults.Inject({.call = failing});
     const std::string text = registry.ExportKey(kUser, "K", true);
     EXPECT_EQ(text.empty(), failing == 1);
-    // Nothing lacks but what could not be listed.
+    // Only what couldn't be listed is missing.
     const auto lacking = std::mismatch(text.begin(), text.end(), whole.begin(), whole.end()).first;
     EXPECT_TRUE(whole.ends_with(std::string(lacking, text.end()))) << failing << text;
   }
   EXPECT_EQ(faults.LeftOpen(), std::vector<std::string>());
 }
 
-TEST_F(Registry, MembersNeedTheirRightsTellFailuresAndLeaveNoKeyOpen) {
+TEST_F(Registry, CallsAskForTheRightsTheyNeedAndCloseTheKeyAfterFailures) {
   std::string text;
   /// The rights that a member needs, and a call of it.
   const std::pair<std::uint32_t, std::function<bool()>> members[] = {
@@ -192,7 +206,7 @@ TEST_F(Registry, MembersNeedTheirRightsTellFailuresAndLeaveNoKeyOpen) {
 
 const std::string kKey = "Software\\Corvane\\ADC\\Brackwell\\Halden-Text";
 
-TEST(DriverSettings, KeepWhatARunHasProved) {
+TEST(DriverSettings, StoreOnlyWhatWorkedInARun) {
   const std::string kept = "\"ChannelFixed\"=dword:00000004\r\n\"RateFixed\"=dword:41200000\r\n";
   const std::string chosen = "\"ChannelFixed\"=dword:00000003\r\n\"RateFixed\"=dword:3f000000\r\n";
   const std::string label = "@=\"Halden-Text\"\r\n", port = "\"Port\"=dword:00000005\r\n";
@@ -201,8 +215,8 @@ TEST(DriverSettings, KeepWhatARunHasProved) {
   const struct {
     std::vector<std::string> devices;
     std::optional<UserAnswer> answer;
-    std::string heard;   ///< what the device says once it is open
-    std::string stored;  ///< behind what an earlier run has stored, 4 channels and 10 Hz
+    std::string heard;   ///< what the device sends once it is open
+    std::string stored;  ///< afterwards; an earlier run has stored 4 channels and 10 Hz
   } lives[] = {{{"sim:com=5"}, {}, "", kept + label + port},
                {{silent}, answer, "1;2\r3;4\r5;6\r", chosen + label + port},
                {{silent}, answer, "", kept + label},
@@ -226,21 +240,24 @@ TEST(DriverSettings, KeepWhatARunHasProved) {
   }
 }
 
-TEST(DriverSettings, TakeFromAnEditedFileWhatMakesSense) {
-  /// What stands below the key, and the port, the channels and the rate that are taken from it.
-  const std::pair<std::string, std::vector<float>> cases[] = {
-      {"", {1, 1, 1}},
-      {"\"Port\"=dword:0000ffff\n\"ChannelFixed\"=dword:00000020\n\"RateFixed\"=dword:3f000000\n",
-       {-1, 32, 0.5f}},
-      {"\"ChannelFixed\"=dword:00000021\n\"RateFixed\"=dword:7fc00000\n", {1, 1, 0}},
-      {"\"ChannelFixed\"=dword:00000000\n\"RateFixed\"=dword:80000001\n", {1, 1, 0}},
-      {"\"ChannelFixed\"=dword:00010005\n\"RateFixed\"=\"fast!\"\n", {1, 5, 1}}};
+TEST(DriverSettings, ReplaceImpossibleValuesOfAnEditedFile) {
+  const struct {
+    std::string values;  ///< lines below the key
+    int port, channels;
+    float rate;
+  } cases[] = {{"", 1, 1, 1},
+               {"\"Port\"=dword:0000ffff\n\"ChannelFixed\"=dword:00000020\n\"RateFixed\"=dword:3f000000\n",
+                -1, 32, 0.5f},
+               {"\"ChannelFixed\"=dword:00000021\n\"RateFixed\"=dword:7fc00000\n", 1, 1, 0},
+               {"\"ChannelFixed\"=dword:00000000\n\"RateFixed\"=dword:80000001\n", 1, 1, 0},
+               {"\"ChannelFixed\"=dword:00010005\n\"RateFixed\"=\"fast!\"\n", 1, 5, 1}};
   ScratchDirectory directory;
   const FixedNumberRules rules = FixedNumberRules::Point();
   CommonTexts texts(TextLanguage::kEnglish, 0x0409);
-  for (const auto& [values, taken] : cases) {
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.values);
     const std::string key = "REGEDIT4\n\n[HKEY_CURRENT_USER\\" + kKey + "]\n@=\"halden-text\"\n";
-    SetFileText(directory / "r.reg", key + values);
+    SetFileText(directory / "r.reg", key + c.values);
     FileRegistry file(directory / "r.reg", rules);
     Store store;
     DriverSettings settings(store, file, texts);
@@ -248,8 +265,9 @@ TEST(DriverSettings, TakeFromAnEditedFileWhatMakesSense) {
     EXPECT_EQ(GetRaw(file, kKey, ""), "1:Halden-Text");
     tUserChoice choice;
     settings.LoadSetting(choice);
-    EXPECT_EQ((std::vector<float>{1.0f * store.BasePort, 1.0f * choice.UserChannels, choice.UserRate}), taken)
-        << values;
+    EXPECT_EQ(store.BasePort, c.port);
+    EXPECT_EQ(choice.UserChannels, c.channels);
+    EXPECT_EQ(choice.UserRate, c.rate);
   }
 }
 

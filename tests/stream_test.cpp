@@ -27,7 +27,7 @@ struct Memory : ByteSource {
   std::string bytes;
 };
 
-/// The part of a driver that decodes, with its state, behind a detection of so many channels.
+/// The part of a driver that decodes, with its state, as a detection of this many channels leaves it.
 struct Decoder {
   explicit Decoder(const NumberRules& rules = kPoint, std::int16_t channels = 3) : parser(store, rules, 64) {
     InitRanges(store, rules);
@@ -51,32 +51,49 @@ struct Decoder {
 struct Lines : testing::Test, Decoder {};
 
 TEST_F(Lines, FormatAndValuesOfWholeLines) {
-  const std::tuple<std::string, int, std::string, int, std::vector<float>> cases[] = {
-      {"1;2;3", 3, ";", 3, {1, 2, 3}},        {"1;;3", 3, ";", 2, {1, 0, 3}},
-      {"1;x;3", 3, ";", 2, {1, 0, 3}},        {"1;2", 2, ";", 2, {1, 2, 0}},
-      {"1;2;", 2, ";", 2, {1, 2, 9}},         {"1;", 1, ";", 1, {1, 9, 9}},
-      {"1;2;3;4", 4, ";", 3, {1, 2, 3}},      {"1;12:34;3", 3, ";", 3, {1, 9, 3}},
-      {"1.5  2.5", 2, " ", 2, {1.5, 2.5, 0}}, {"12.5(3.1)", 2, "(", 2, {12.5, 3.1f, 0}},
-      {"(12", 2, "(", 1, {0, 12, 0}},         {"\t1\t 2", 3, "\t", 2, {0, 1, 2}},
-      {"1; 2 ;3", 3, ";", 3, {1, 2, 3}},      {"1 2;3", 2, ";", 2, {9, 3, 0}},
-      {"42", 1, "", 1, {42, 9, 9}},           {"1,2,3", 1, "", 1, {123, 9, 9}},
-      {" 12", 1, " ", 1, {12, 9, 9}},         {"12 ", 1, " ", 1, {12, 9, 9}},
-      {"abc", 3, "", 0, {0, 9, 9}},           {"-", 1, "", 0, {0, 9, 9}},
-      {"   ", 0, " ", 0, {0, 9, 9}}};
-  for (const auto& [line, columns, separator, read, values] : cases) {
+  const struct {
+    std::string line;
+    int columns;
+    std::string separator;
+    int read;                   ///< numbers that ParseLine reports
+    std::vector<float> values;  ///< of the channels, which were 9
+  } cases[] = {{.line = "1;2;3", .columns = 3, .separator = ";", .read = 3, .values = {1, 2, 3}},
+               {.line = "1;;3", .columns = 3, .separator = ";", .read = 2, .values = {1, 0, 3}},
+               {.line = "1;x;3", .columns = 3, .separator = ";", .read = 2, .values = {1, 0, 3}},
+               {.line = "1;2", .columns = 2, .separator = ";", .read = 2, .values = {1, 2, 0}},
+               {.line = "1;2;", .columns = 2, .separator = ";", .read = 2, .values = {1, 2, 9}},
+               {.line = "1;", .columns = 1, .separator = ";", .read = 1, .values = {1, 9, 9}},
+               {.line = "1;2;3;4", .columns = 4, .separator = ";", .read = 3, .values = {1, 2, 3}},
+               {.line = "1;12:34;3", .columns = 3, .separator = ";", .read = 3, .values = {1, 9, 3}},
+               {.line = "1.5  2.5", .columns = 2, .separator = " ", .read = 2, .values = {1.5, 2.5, 0}},
+               {.line = "12.5(3.1)", .columns = 2, .separator = "(", .read = 2, .values = {12.5, 3.1f, 0}},
+               {.line = "(12", .columns = 2, .separator = "(", .read = 1, .values = {0, 12, 0}},
+               {.line = "\t1\t 2", .columns = 3, .separator = "\t", .read = 2, .values = {0, 1, 2}},
+               {.line = "1; 2 ;3", .columns = 3, .separator = ";", .read = 3, .values = {1, 2, 3}},
+               {.line = "1 2;3", .columns = 2, .separator = ";", .read = 2, .values = {9, 3, 0}},
+               {.line = "42", .columns = 1, .separator = "", .read = 1, .values = {42, 9, 9}},
+               {.line = "1,2,3", .columns = 1, .separator = "", .read = 1, .values = {123, 9, 9}},
+               {.line = " 12", .columns = 1, .separator = " ", .read = 1, .values = {12, 9, 9}},
+               {.line = "12 ", .columns = 1, .separator = " ", .read = 1, .values = {12, 9, 9}},
+               {.line = "abc", .columns = 3, .separator = "", .read = 0, .values = {0, 9, 9}},
+               {.line = "-", .columns = 1, .separator = "", .read = 0, .values = {0, 9, 9}},
+               {.line = "   ", .columns = 0, .separator = " ", .read = 0, .values = {0, 9, 9}}};
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.line);
     store.ChannelValues.assign(3, 9);
-    std::string left = line;
-    EXPECT_EQ(parser.DetectColumns(left), columns) << line;
-    EXPECT_EQ(store.Separator, separator) << line;
-    EXPECT_EQ(store.ColumnsCount, columns) << line;
-    EXPECT_EQ(parser.ParseLine(line), read) << line;
-    EXPECT_EQ(store.ChannelValues, values) << line;
+    std::string left = c.line;
+    EXPECT_EQ(parser.DetectColumns(left), c.columns);
+    EXPECT_EQ(store.ColumnsCount, c.columns);
+    EXPECT_EQ(store.Separator, c.separator);
+    EXPECT_EQ(parser.ParseLine(c.line), c.read);
+    EXPECT_EQ(store.ChannelValues, c.values);
   }
   std::string empty;
-  EXPECT_EQ(parser.DetectColumns(empty) + parser.ParseLine(empty), 0);
-  EXPECT_EQ(store.Separator, " ");
+  EXPECT_EQ(parser.DetectColumns(empty), 0);
+  EXPECT_EQ(parser.ParseLine(empty), 0);
+  EXPECT_EQ(store.Separator, " ") << "as the last line left it";
   SetChannelsCount(store, 0);
-  EXPECT_EQ(parser.ParseLine("1"), 0);
+  EXPECT_EQ(parser.ParseLine("1"), 0) << "without a channel";
 }
 
 TEST(Passes, FollowTheRulesAndTheFormatOfTheirTime) {
@@ -108,25 +125,33 @@ TEST_F(Lines, CountsOfHostileLinesSaturateInLinearTime) {
   }
 }
 
-TEST_F(Lines, OfAReadThatIsTooLargeComesWhatThereIsRoomFor) {
+TEST_F(Lines, OversizedReadKeepsWhatFitsIntoTheBuffer) {
   EXPECT_EQ(Receive(std::string(70000, 'z')), 65536);
   EXPECT_EQ(ReceiveBuffer(parser, rate).ReadPort(source, true), 0) << "without storage";
 }
 
 TEST_F(Lines, AnalysisLearnsFromWholeLinesAlone) {
-  const std::tuple<std::string, bool, int, int, int> cases[] = {
-      {"1;2\r\n3;4\r\n5", false, 0, 2, 11}, {"1;2\r\n3;4\r\n5;6\r\n7", true, 7, 2, 1},
-      {"1\r2\r3\r", true, 2, 1, 0},         {"x\r1\r2\r\r", true, 3, 1, 0},
-      {"1;2\n3;4\n", false, 0, 0, 8},       {"", false, 0, 0, 0},
-      {"x\r1;2;3\r\r4\r\n", true, 6, 3, 0}, {"\r\n1;2\r\n \r\n3;4\r\n55", true, 7, 2, 2}};
-  for (const auto& [bytes, good, mean, columns, left] : cases) {
+  const struct {
+    std::string bytes;
+    bool good;
+    int mean, columns, left;  ///< mean length of a line, most columns, bytes left in the buffer
+  } cases[] = {{.bytes = "1;2\r\n3;4\r\n5", .good = false, .mean = 0, .columns = 2, .left = 11},
+               {.bytes = "1;2\r\n3;4\r\n5;6\r\n7", .good = true, .mean = 7, .columns = 2, .left = 1},
+               {.bytes = "1\r2\r3\r", .good = true, .mean = 2, .columns = 1, .left = 0},
+               {.bytes = "x\r1\r2\r\r", .good = true, .mean = 3, .columns = 1, .left = 0},
+               {.bytes = "1;2\n3;4\n", .good = false, .mean = 0, .columns = 0, .left = 8},
+               {.bytes = "", .good = false, .mean = 0, .columns = 0, .left = 0},
+               {.bytes = "x\r1;2;3\r\r4\r\n", .good = true, .mean = 6, .columns = 3, .left = 0},
+               {.bytes = "\r\n1;2\r\n \r\n3;4\r\n55", .good = true, .mean = 7, .columns = 2, .left = 2}};
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.bytes);
     buffer.Clear();
     source.bytes.clear();
-    Receive(bytes);
-    EXPECT_EQ(buffer.AnalyzeBuffer(true), good) << bytes;
-    EXPECT_EQ(buffer.MeanLineLength, mean) << bytes;
-    EXPECT_EQ(buffer.MaxColumns, columns) << bytes;
-    EXPECT_EQ(buffer.RxCount, left) << bytes;
+    Receive(c.bytes);
+    EXPECT_EQ(buffer.AnalyzeBuffer(true), c.good);
+    EXPECT_EQ(buffer.MeanLineLength, c.mean);
+    EXPECT_EQ(buffer.MaxColumns, c.columns);
+    EXPECT_EQ(buffer.RxCount, c.left);
   }
   buffer.Clear();
   Receive("1\r2\r3\r4");
@@ -146,8 +171,8 @@ TEST_F(Lines, TheRateIsEstimatedFromEveryHundredLines) {
   EXPECT_EQ(store.InputState.Rate, 10);  // not started
   rate.Start();
   take(1);
-  // Nothing changes where no time has gone by, where the tick count has become negative, and behind a tick
-  // count of 0, which is none to count from.
+  // The estimate stays when no time has passed, when the tick count becomes negative, and after a tick count
+  // of 0, which means that there is no reading yet.
   const std::pair<std::uint32_t, float> estimates[] = {
       {1001, 100},         {1334, 300},        {1381, 1000},        {1481, 1000},  {3981, 40},
       {153981, 0.01f},     {253981, 1},        {253981, 1},         {254314, 300}, {0x7FFFFF9B, 0.01f},

@@ -172,8 +172,8 @@ void dlgPort::cmdConfig_Click() {
   ShowPortInfo(*row);
 }
 
-/// A bad rate keeps the dialog open, with the rate selected so that typing replaces it. Without a selected
-/// port the dialog closes as if it had been cancelled.
+/// A bad rate keeps the dialog open. The selection then starts after the first character, not before it: that
+/// is how the dialog has to behave. Without a selected port the dialog closes as if it had been cancelled.
 void dlgPort::cmdOK_Click() {
   if (SelectPortInfo()) {
     SelectedChannels = static_cast<std::int16_t>(form_->SelectedRow(cboCh) + 1);
