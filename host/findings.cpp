@@ -27,8 +27,10 @@ std::string RangeText(IADC3& adc, std::int16_t row) {
 /// What would fit: an option that a user can copy.
 std::string RangeAdvice(IADC3& adc, const sdk::Observation& observation) {
   if (observation.row < 0) return "no range is that wide";
+  constexpr std::int16_t kFirstRowOfCounts = 5;
   return RangeText(adc, observation.row) + " would fit: --range " + std::to_string(observation.channel) +
-         "=" + std::to_string(observation.row);
+         "=" + std::to_string(observation.row) +
+         (observation.row < kFirstRowOfCounts ? "" : ", which reads back as parts of full scale");
 }
 
 }  // namespace
@@ -81,7 +83,8 @@ std::string WhyNotRecognisedText(const sdk::Heard& heard, const std::string& fai
              "...,eol=lf" +
              sample;
     case sdk::Silence::kNoLineEnd:
-      return "no line end (CR) came" + sample;
+      return "no line end (CR) came in " + std::to_string(heard.bytes) +
+             " bytes, so its lines are very long or end in something else; " + std::string(kAnswer) + sample;
     case sdk::Silence::kFewLines:
       return "fewer than three line ends came, so it is slow or its lines are very long; " +
              std::string(kAnswer) + sample;
@@ -137,8 +140,9 @@ std::vector<std::string> DescribeLine(IADC3& adc, const NumberRules& rules, cons
     const auto channel = static_cast<std::int16_t>(i);
     std::string row = "  " + Padded(adc.ChannelName(channel), 10) + Padded(Shortest(values[i]), 12) +
                       "range " + Padded(RangeText(adc, adc.ChannelRange(channel)), 12);
-    if (i < fields.size() && fields[i].reading != FieldReading::kNumber)
-      row += ReadingText(fields[i].reading);
+    // A line of one value leaves the other channels without a field.
+    const FieldReading reading = i < fields.size() ? fields[i].reading : FieldReading::kMissing;
+    if (reading != FieldReading::kNumber) row += ReadingText(reading);
     row.erase(row.find_last_not_of(' ') + 1);
     lines.push_back(std::move(row));
   }

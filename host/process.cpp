@@ -32,14 +32,14 @@ volatile std::sig_atomic_t stop_requested = 0;
 void (*put_back_before_end)(void*) noexcept = nullptr;
 void* put_back_owner = nullptr;
 
+extern "C" void RequestStop(int signal) {
+  stop_requested = 1;
+  std::signal(signal, SIG_DFL);
+}
+
 extern "C" void EndProcess(int signal) {
   if (put_back_before_end != nullptr) put_back_before_end(put_back_owner);
   std::_Exit(128 + signal);
-}
-
-extern "C" void RequestStop(int signal) {
-  stop_requested = 1;
-  std::signal(signal, EndProcess);
 }
 
 void HandleStopSignals(void (*handler)(int)) {

@@ -38,14 +38,14 @@ bool CutFile(std::FILE* file, std::uint64_t bytes);
 bool ReaderHasLeft();
 
 /// What EndOnStopSignals does first, in the signal handler: it must be async-signal-safe. `owner` is passed
-/// to `put_back`, and must live as long as such a signal may come, or until another call with null.
+/// to `put_back`, and must live as long as such a signal may come.
 void SetPutBack(void (*put_back)(void* owner) noexcept, void* owner);
 /// From here on Ctrl-C, a hang-up of the terminal or a request to terminate ends the process at once, with
 /// exit code 128 + the signal's number.
 void EndOnStopSignals();
 
 /// From here on the first Ctrl-C, hang-up of the terminal or request to terminate only makes StopRequested
-/// true. If the same one comes again, it ends the process as after EndOnStopSignals.
+/// true. The second one ends the program.
 void CatchStopSignals();
 bool StopRequested();
 

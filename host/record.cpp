@@ -155,6 +155,7 @@ class Recorder {
     }
     summary_.seconds = Elapsed();
     summary_.rate = adc().Rate();
+    rate_text_ = session_.RateText();
     summary_.rate_max = adc().RateMax();
     summary_.port = "COM" + std::to_string(adc().BasePort());
     adc().StopRecord();
@@ -343,8 +344,8 @@ class Recorder {
 
   std::string SummaryText() const {
     std::string text = std::to_string(summary_.frames) + " frames in " + Fixed(summary_.seconds, 2) + " s, " +
-                       Fixed(summary_.FramesPerSecond(), 1) + " frames a second (Rate " +
-                       Fixed(summary_.rate, 1) + "); the ring " +
+                       Fixed(summary_.FramesPerSecond(), 1) + " frames a second (" + rate_text_ +
+                       "); the ring " +
                        (summary_.ring_full ? "was full: frames may be missing" : "was never full");
     if (!summary_.gaps.empty())
       text +=
@@ -390,6 +391,7 @@ class Recorder {
   std::int64_t frames_ = 0;  ///< passed on to the sinks
   bool device_lost_ = false;
   std::string failure_;
+  std::string rate_text_;  ///< Session::RateText at the end
   RecordingSummary summary_;
 };
 

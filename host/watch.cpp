@@ -120,7 +120,9 @@ int RunWatch(Session& session, const Arguments& arguments, Progress& progress) {
   const double end = arguments.seconds ? start + *arguments.seconds : std::numeric_limits<double>::infinity();
   for (double due = start; due < end && !StopRequested() && output.Ok();) {
     // Values that were due while the program was stopped are skipped, not shown all at once.
-    due = std::min(std::max(due + kPace, session.Now()), end);
+    due += kPace;
+    if (due < session.Now()) due = session.Now() + kPace;
+    due = std::min(due, end);
     for (double now = session.Now(); now < due && !StopRequested(); now = session.Now()) {
       session.Serve(std::chrono::ceil<milliseconds>(std::chrono::duration<double>(due - now)));
       view.CountLines();

@@ -1,6 +1,7 @@
 #include "sdk/line_watch.h"
 
 #include <algorithm>
+#include <charconv>
 #include <cmath>
 
 #include "model/ranges.h"
@@ -20,6 +21,12 @@ bool IsHexadecimal(std::string_view field) {
 bool IsTimeOfDay(std::string_view field) {
   return field.size() >= 3 && field.find_first_not_of("0123456789:") == std::string_view::npos &&
          field.find(':') != std::string_view::npos && field.front() != ':' && field.back() != ':';
+}
+
+/// The shortest text that reads back as the same number.
+std::string ShortestText(float value) {
+  char room[32];
+  return {room, std::to_chars(room, room + sizeof room, value).ptr};
 }
 
 /// Whether commas in a line of one value look like separators. One comma alone may be a decimal mark, unless
@@ -110,7 +117,7 @@ void LineWatch::WatchValue(std::int16_t channel, float value) {
   if (at_end && (row < kDecimalRows || FinestRow(value, value) != row))
     Report({.kind = Observation::kSaturated,
             .channel = channel,
-            .example = std::to_string(value),
+            .example = ShortestText(value),
             .row = FinestRow(watched.lowest, watched.highest)});
   if (row >= kDecimalRows) return;
   if (watched.codes.size() < kFewCodes) watched.codes.insert(code);

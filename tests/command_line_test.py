@@ -108,7 +108,7 @@ class CommandLine(unittest.TestCase):
             self.assertEqual(re.findall('"end">(.*)<', picture), [str(tick) for tick in ticks])
 
     def test_a_signal_ends_a_recording_with_whole_lines_in_the_form_asked_for(self):
-        for number in [signal.SIGINT, signal.SIGTERM]:
+        for number in [signal.SIGINT, signal.SIGTERM, signal.SIGHUP]:
             process = self.start(f"record {FAST} --csv - --channels 2,0,2 --range 0=3 --codes --json "
                                  f"--svg {self.folder}/picture --force")
             begin = "".join(process.stdout.readline() for _ in range(20))

@@ -9,6 +9,7 @@
 #include <numeric>
 
 #include "host/decimal_text.h"
+#include "host/json.h"
 #include "host/recording.h"
 #include "host/trace.h"
 
@@ -28,9 +29,10 @@ TEST(ValueText, EveryCodeOfEveryRangeReadsBackFromItsText) {
                           {.scale = 0, .offset = 0}};  // of a channel that doesn't exist
   for (const auto& [scale, offset] : ranges) {
     const ValueFormat format = FormatOf(scale, offset);
-    for (int code = -32768; code <= 32767; code += 7) {
+    for (int code = -32768; code <= 32767; ++code) {
       char text[kValueRoom];
       const std::string value(text, WriteValue(static_cast<std::int16_t>(code), format, text));
+      ASSERT_NE(value, "-0") << "scale " << scale << ", code " << code;
       ASSERT_EQ(std::lround((std::stod(value) - offset) * format.scale), code)
           << "scale " << scale << ", offset " << offset << ", text " << value;
     }
@@ -160,6 +162,14 @@ TEST(NpySink, ContinuesWithTheRowsThatBothOfItsFilesHold) {
   EXPECT_EQ(stamps.size(), 128 + 5 * sizeof(double));
   EXPECT_NE(values.find("'shape': (5, 1)"), std::string::npos);
   EXPECT_NE(stamps.find("'shape': (5,)"), std::string::npos);
+}
+
+TEST(Json, EscapesEveryControlCharacterAndReplacesMalformedText) {
+  ListedDevice device;
+  device.serial = "\x01\x1f\x7f\xc2\x9b\xff\xd0\xb6";
+  const std::string json = DevicesJson({device}, {""});
+  EXPECT_NE(json.find("\"serial\":\"\\u0001\\u001f\\u007f\\u009b\xEF\xBF\xBD\xd0\xb6\""), std::string::npos)
+      << json;
 }
 
 TEST(Trace, MergingBinsLosesNoPeakAndNoGap) {

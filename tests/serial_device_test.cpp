@@ -118,7 +118,6 @@ class Child {
   explicit Child(const std::function<void(int pipe)>& run) {
     int ends[2];
     EXPECT_EQ(pipe(ends), 0);
-    std::fflush(stdout);  // or a child that exits prints it again
     id_ = fork();
     if (id_ == 0) {
       close(ends[0]);

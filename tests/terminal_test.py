@@ -112,7 +112,7 @@ class TerminalTest(unittest.TestCase):
         terminal.see("│ 6             ▴ │", f"│{REVERSE}>9   ", "│ 12            ▾ │", "│ COM32767  11│",
                      "[7,5           ▾]", f"{DIM}[   ", f"{UNDERLINE}К", f"{BOLD}[     OK     ]")
         terminal.press("Enter", "BTab", "Up", "Enter")
-        terminal.see_given_back(1)  # no frame came from the silent device
+        terminal.see_given_back(0)
         assert pathlib.Path(terminal.folder, "csv").read_text().count("Column") == 9
 
     def test_stopped_monitor_gives_the_terminal_back_until_it_continues(self):
@@ -139,13 +139,19 @@ class TerminalTest(unittest.TestCase):
                 os.kill(terminal.program(), number)
                 terminal.see_given_back(128 + number)
 
-    def test_window_catches_every_ending_signal_but_those_that_are_ignored(self):
-        record = '"$H" record --device sim:silent,com=5 --registry "$D/reg" --seconds 99999 --csv - >"$D/csv"'
-        terminal = Terminal(self, run("trap '' ALRM HUP; " + record))
-        terminal.see("Select COM Port")
+    def test_signals_are_caught_only_while_a_window_is_shown(self):
+        record = '"$H" record --device sim:silent,com=5{} --registry "$D/reg" --seconds 99999 --csv - >"$D/csv"'
+        plain = Terminal(self, run(record.format(",columns=2").replace("silent,", "")))
+        asked = Terminal(self, run("trap '' ALRM HUP; " + record.format("")))
+        asked.see("Select COM Port")
         # The host ignores SIGPIPE and the shell the two others.
         ending = ENDING_SIGNALS - {signal.SIGPIPE, signal.SIGALRM, signal.SIGHUP}
-        self.assertEqual(terminal.caught_signals(), ending | {signal.SIGTSTP, signal.SIGCONT})
+        self.assertEqual(asked.caught_signals(), ending | {signal.SIGTSTP, signal.SIGCONT})
+        asked.press("Enter")
+        for terminal in (plain, asked):
+            terminal.see("frames")
+        self.assertEqual(asked.caught_signals(), plain.caught_signals() - {signal.SIGHUP})
+        self.assertIn(signal.SIGTERM, asked.caught_signals())
 
     def test_live_values_and_progress_stay_on_their_lines(self):
         host = '"$H" {} --device sim:com=5,columns=2 --registry "$D/reg" --seconds 1.5'

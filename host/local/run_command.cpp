@@ -46,7 +46,6 @@ int RunCommand(const Arguments& arguments, Progress& progress) {
   const int code = RunOn(*machine, arguments, progress);
   CatchStopSignals();  // the machine is about to go
   for (const std::string& notice : machine->TakeNotices()) progress.Fail(notice);
-  SetPutBack(nullptr, nullptr);  // the destructors do it
   return code;
 }
 

@@ -1,0 +1,210 @@
+#include <algorithm>
+#include <csignal>
+#include <functional>
+#include <gtest/gtest.h>
+#include <sstream>
+
+#include "backends/sim/sim_platform.h"
+#include "backends/system_platform.h"
+#include "backends/toolkit/answering_toolkit.h"
+#include "host/arguments.h"
+#include "host/commands.h"
+#include "host/local/local_session.h"
+#include "tests/scratch_files.h"
+
+namespace halden::host {
+namespace {
+
+/// A machine on a virtual clock. Nobody sits at it: without --answer the port dialog is cancelled.
+class VirtualMachine final : public SystemPlatform {
+ public:
+  VirtualMachine(const SystemPlatformOptions& options, const FixedNumberRules& rules)
+      : sim(options.devices, {.number_rules = rules}),
+        answering_(sim.toolkit(), sim.clock(), sim.number_rules(), options.answer, true),
+        platform_{sim.library(),      sim.library(),        sim.registry(), sim.clock(),
+                  sim.number_rules(), sim.platform().texts, answering_} {}
+
+  Platform& platform() override { return platform_; }
+  std::vector<std::string> OpenFailures() const override { return sim.library().OpenFailures(); }
+  bool HasEnded(std::int32_t place) const override { return sim.library().HasEnded(place); }
+  void HoldDialogBack(bool hold) override { answering_.HoldDialogBack(hold); }
+
+  mutable SimPlatform sim;
+
+ private:
+  AnsweringToolkit answering_;
+  Platform platform_;
+};
+
+/// What a run of the host has printed.
+struct Printed {
+  int code = -1;
+  std::string out = {};
+  std::string err = {};
+};
+
+/// Runs a command line, which holds words between blanks. `prepare` gets the machine before the run.
+Printed RunHost(
+    const std::string& line, const FixedNumberRules& rules = FixedNumberRules::C(),
+    const std::function<void(SimPlatform&)>& prepare = [](SimPlatform&) {}) {
+  std::istringstream stream(line);
+  const std::vector<std::string> words(std::istream_iterator<std::string>(stream), {});
+  std::vector<const char*> pointers;
+  for (const std::string& word : words) pointers.push_back(word.c_str());
+  Printed printed;
+  const auto arguments = ParseArguments(pointers, &printed.err);
+  if (!arguments) return printed;
+  testing::internal::CaptureStdout();
+  testing::internal::CaptureStderr();
+  {
+    Progress progress(arguments->quiet);
+    VirtualMachine machine(arguments->machine, rules);
+    prepare(machine.sim);
+    LocalSession session(machine, arguments->machine.answer, true);
+    const bool watch = arguments->command == Command::kWatch;
+    printed.code = (watch ? RunWatch : RunRecord)(session, *arguments, progress);
+  }
+  for (const int number : {SIGINT, SIGTERM, SIGHUP}) std::signal(number, SIG_DFL);  // as the host found them
+  printed.err = testing::internal::GetCapturedStderr();
+  printed.out = testing::internal::GetCapturedStdout();
+  return printed;
+}
+
+/// A device, and what a user who records it reads and gets.
+struct DeviceKind {
+  std::string line;           ///< sent ten times a second for ten seconds; empty: `options` names the device
+  const char* recorded = "";  ///< the last line of the CSV; empty: the device is not recognised
+  std::vector<std::string> said = {};
+  const char* options = "";  ///< of the device, then of the command
+  std::string first = {};    ///< sent before
+  FixedNumberRules rules = FixedNumberRules::C();
+};
+
+std::string LastLine(std::string text) {
+  if (text.ends_with('\n')) text.pop_back();
+  return text.substr(text.find_last_of('\n') + 1);
+}
+
+std::string Repeated(const std::string& text, int times) {
+  std::string all;
+  while (times-- > 0) all += text;
+  return all;
+}
+
+TEST(DeviceKinds, AreExplainedAndRecorded) {
+  const FixedNumberRules english = FixedNumberRules::Point(), german = {',', '.', CodePage::kWestern};
+  const std::string kSplit = "Lines are split at ";
+  const DeviceKind kinds[] = {
+      {"1.5\r\n", "1.5", {"Last line: \"1.5\"", "A line is one value:", "1.5         range ±1000"}},
+      {"-12\r",
+       "-12",
+       {"Found replayed file COM256 with 1 channel, at most 300 frames a second"},
+       ",baud=9600"},
+      {"T=23.45C;H=41.2%\r\n",
+       "23.45,41.2",
+       {kSplit + "\";\" into 2 columns", "text around the number removed"}},
+      {"1.5,2.5,3.5\r\n", "1.5", {"only the front is a number", "the comma is no separator"}},
+      {"1.5,2.5,3.5\r\n",
+       "1.5",
+       {"only the front is a number", "the comma is no separator"},
+       "",
+       "",
+       english},
+      {"1.5,2.5,3.5\r\n", "1", {"only the front is a number", "the comma is no separator"}, "", "", german},
+      {"1,5\t2,5\r\n", "1.5,2.5", {kSplit + "tab", "decimal mark replaced by the system's"}},
+      {"1,5\t1.5\r\n", "1.5,15", {"Column2   15 "}, "", "", german},
+      {"1;2\n", "", {"its lines end in LF alone", "add eol=lf", "it sent \"1;2\\n1;2\\n"}},
+      {"1;2\r\n", "1,2", {kSplit + "\";\" into 2 columns"}, "", "Sensor v1.0, 2026\r\nready\r\n"},
+      {"{\"t\":23.5,\"h\":41}\r\n", "23.5", {"Last line: \"{\\\"t\\\":23.5", "the comma is no separator"}},
+      {"101325\r\n", "1638.35", {"Column1: 101325 is outside its range ±1000; no range is that wide"}},
+      {"5000\r\n",
+       "1638.35",
+       {"Column1: 5000 is outside its range ±1000; Int 16-bit would fit: --range 0=9, which reads"}},
+      {"0.0123\r\n",
+       "0",
+       {"Column1 uses fewer than 20 codes of its range ±1000", "±0.1 would fit: --range 0=4"}},
+      {"0.0123\r\n", "0.0123", {"range ±0.1"}, " --range 0=+-0.1"},
+      {"7.5;0.0123\r\n", "7.5,0.0123", {"Ranges chosen: Column1 ±10, Column2 ±0.1"}, " --range auto"},
+      {"12:34:01;2.1\r\n",
+       "0,2.1",
+       {"Column1: \"12:34:01\" is a time of day", "Column1 has never been a number"}},
+      {"0x1A;0xE5\r\n", "0,0", {"Column1: \"0x1A\" is hexadecimal", "Column2: \"0xE5\" is hexadecimal"}},
+      {"1;2;3\r\n",
+       "1,2",
+       {"into 2 columns", "a line has 3 fields, not as many"},
+       "",
+       Repeated("1;2\r\n", 30)},
+      {"1;;3\r\n", "1,0,3", {"no number, so 0", "Column2 has never been a number"}},
+      {"hello\r\n",
+       "0,0,0,0,0",
+       {"no number, so 0", "the line has no such field", "Column1 has never been a number"}},
+      {"\r\n", "", {"only empty lines came"}},
+      {"23.5\xB0"
+       "C\r\n",
+       "23.5",
+       {"Last line: \"23.5\\xB0C\""}},
+      {"1.5E2 -3e-1\r\n", "150,-0.3", {kSplit + "blank into 2 columns"}},
+      {"", "", {"simulated device SIM1) was not recognised: no byte came"}, "sim:silent"},
+      {"", "", {"held by another program"}, "sim:busy"},
+      {"", "", {"probably another one than 115200", "it sent \"\\x"}, "sim:baud=115200,speaks_at=38400"},
+      {"", "", {"fewer than three line ends came", "--answer"}, "sim:rate=0.1"},
+      {"", "", {"no line end (CR) came in ", "very long", "--answer"}, "sim:columns=200"},
+      {"",
+       "100.05",
+       {"No line has come yet", "(user's rate 0.1)"},
+       "sim:rate=0.1,columns=1,signal=constant --answer channels=1,rate=0.1 --seconds 61"},
+  };
+  const ScratchDirectory scratch;
+  for (const DeviceKind& kind : kinds) {
+    SCOPED_TRACE(kind.options + (" sending " + kind.line));
+    SetFileText(scratch / "sent", kind.first + Repeated(kind.line, 100));
+    const std::string device = kind.line.empty() ? "" : "replay:" + scratch / "sent" + ",rate=10";
+    const Printed printed = RunHost("record --csv - --device " + device + kind.options, kind.rules);
+    EXPECT_EQ(printed.code, *kind.recorded ? kDone : kRefused);
+    EXPECT_EQ(LastLine(printed.out), kind.recorded);
+    for (const std::string& text : kind.said)
+      EXPECT_NE(printed.err.find(text), std::string::npos) << text << "\nnot in\n" << printed.err;
+  }
+}
+
+TEST(Watch, SkipsWhatWasDueWhileTheProgramWasStopped) {
+  std::unique_ptr<PeriodicTimer> stop;
+  const Printed printed =
+      RunHost("watch --seconds 10 --device sim:columns=1", FixedNumberRules::C(), [&](SimPlatform& sim) {
+        stop = sim.clock().NewTimer(6000, [&] {
+          sim.clock().Sleep(3000);
+          stop.reset();
+        });
+        stop->Enable(true);
+      });
+  EXPECT_NEAR(static_cast<double>(std::ranges::count(printed.out, '\n')), (10 - 3) / 0.25, 1);
+}
+
+TEST(Watch, SaysHowOldTheValuesAreAndThatTheDeviceIsGone) {
+  const ScratchDirectory scratch;
+  SetFileText(scratch / "sent", Repeated("1\r\n", 60));
+  const std::string watch = "watch --device replay:" + scratch / "sent" + ",rate=10 --seconds ";
+  EXPECT_TRUE(LastLine(RunHost(watch + "9").out).ends_with(" 1  (5 s old)"));
+  const Printed json = RunHost(watch + "4 --json");
+  EXPECT_NE(LastLine(json.out).find("\"pace\":10."), std::string::npos) << json.out;
+  const Printed lost = RunHost("watch --device sim:unplug_after=6");
+  EXPECT_EQ(lost.code, kRefused);
+  EXPECT_NE(lost.err.find("the device is gone"), std::string::npos) << lost.err;
+}
+
+TEST(Record, SaysThatTheRingWasFull) {
+  const ScratchDirectory scratch;
+  SetFileText(scratch / "sent", Repeated("1\r", 100000));
+  const Printed printed = RunHost("record --capacity 1024 --device replay:" + scratch / "sent,baud=2000000");
+  EXPECT_NE(printed.err.find("the ring was full"), std::string::npos) << printed.err;
+}
+
+TEST(Record, LabelsTicksAWholeUnitApartWithoutDecimals) {
+  const ScratchDirectory scratch;
+  RunHost("record --seconds 8 --device sim:columns=1 --svg " + scratch / "picture");
+  const std::string picture = FileText(scratch / "picture");
+  EXPECT_NE(picture.find("\"middle\">8</text>"), std::string::npos) << picture.substr(0, 4000);
+}
+
+}  // namespace
+}  // namespace halden::host
