@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <charconv>
-#include <fstream>
 #include <functional>
 #include <iomanip>
 #include <limits>
@@ -234,15 +233,6 @@ std::string Numbered(const std::string& name, int number) {
   return name + std::to_string(number);
 }
 
-std::optional<std::string> ReadFile(const std::string& path) {
-  std::ifstream file(path, std::ios::binary);
-  std::string bytes;
-  char chunk[4096];
-  while (file.read(chunk, sizeof chunk) || file.gcount() > 0) bytes.append(chunk, file.gcount());
-  if (!file.eof()) return std::nullopt;
-  return bytes;
-}
-
 }  // namespace
 
 std::optional<DeviceOption> ParseDeviceOption(const std::string& option, std::string* error) {
@@ -279,10 +269,8 @@ std::unique_ptr<Device> MakeDevice(const DeviceOption& option, int number, Clock
     return std::make_unique<SimDevice>(clock, settings);
   }
   if (const auto* replay = std::get_if<ReplayDeviceSettings>(&option)) {
-    std::optional<std::string> bytes = ReadFile(replay->path);
-    if (bytes) {
-      return std::make_unique<ReplayDevice>(clock, *replay, Numbered("REPLAY", number), std::move(*bytes));
-    }
+    auto device = ReplayDevice::Open(clock, *replay, Numbered("REPLAY", number));
+    if (device) return device;
     *error = "--device replay: takes a file that can be read, not " + Quoted(replay->path);
     return nullptr;
   }

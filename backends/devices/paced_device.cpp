@@ -28,6 +28,13 @@ void PacedDevice::StartLines(double origin, std::uint64_t line) {
   ended_ = false;
 }
 
+std::string_view PacedDevice::TakeUnsent() {
+  Advance();
+  const std::string_view unsent = sending_.substr(sent_);
+  StartLines(std::numeric_limits<double>::infinity(), 0);
+  return unsent;
+}
+
 /// Takes up the next line if its time has come.
 bool PacedDevice::BeginLine(double now) {
   const double due = static_cast<double>(next_line_) * 1000 / pace_.lines_per_second;

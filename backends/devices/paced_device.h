@@ -78,6 +78,8 @@ class PacedDevice : public Device {
   /// Line 0 is due at the time `origin`, infinity for never, and the next line is `line`. What was due before
   /// the opening is lost, as nobody listened.
   void StartLines(double origin, std::uint64_t line);
+  /// What the device has not sent yet of the line that is on its way, which is then forgotten.
+  std::string_view TakeUnsent();
   void UnplugAt(double milliseconds) { unplug_at_ = milliseconds; }
   std::uint32_t PortBaud() const { return port_line_.BaudRate; }
 

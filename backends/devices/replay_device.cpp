@@ -1,6 +1,7 @@
 #include "backends/devices/replay_device.h"
 
 #include <algorithm>
+#include <cstddef>
 #include <utility>
 
 namespace halden {
@@ -18,31 +19,106 @@ DeviceIdentity IdentityOf(const std::string& serial) {
 
 }  // namespace
 
+std::unique_ptr<ReplayDevice> ReplayDevice::Open(Clock& clock, const ReplayDeviceSettings& settings,
+                                                 const std::string& serial) {
+  std::ifstream file(settings.path, std::ios::binary);
+  file.peek();
+  if (file.bad() || !file.is_open()) return nullptr;
+  file.clear();  // an empty file is at its end already
+  if (!file.seekg(0)) return nullptr;
+  return std::unique_ptr<ReplayDevice>(new ReplayDevice(clock, settings, serial, std::move(file)));
+}
+
 ReplayDevice::ReplayDevice(Clock& clock, const ReplayDeviceSettings& settings, const std::string& serial,
-                           std::string bytes)
+                           std::ifstream file)
     : PacedDevice(
           clock, IdentityOf(serial), settings.baud.value_or(kUsualBaud),
           {settings.rate.value_or(kUnbounded),
            settings.rate && !settings.baud ? kUnbounded : settings.baud.value_or(kUsualBaud) / kBitsPerByte}),
-      bytes_(std::move(bytes)),
+      file_(std::move(file)),
       loop_(settings.loop) {}
 
 std::string ReplayDevice::OnOpen() {
-  place_ = 0;
+  hurries_ = false;
+  Rewind();
   StartLines(Milliseconds(), 0);
   return "";
 }
 
+void ReplayDevice::Rewind() {
+  begin_ = end_ = 0;
+  file_.clear();
+  file_.seekg(0);
+}
+
+/// Moves what is left to the front of the block and fills it up. False if the file has no more.
+bool ReplayDevice::Refill() {
+  std::copy(block_.begin() + static_cast<std::ptrdiff_t>(begin_),
+            block_.begin() + static_cast<std::ptrdiff_t>(end_), block_.begin());
+  end_ -= begin_;
+  begin_ = 0;
+  file_.read(block_.data() + end_, static_cast<std::streamsize>(block_.size() - end_));
+  const auto count = static_cast<std::size_t>(file_.gcount());
+  end_ += count;
+  return count > 0;
+}
+
 std::string_view ReplayDevice::NextLine(std::uint64_t) {
-  if (loop_ && place_ == bytes_.size()) place_ = 0;
-  const std::size_t start = place_;
-  place_ = std::min(bytes_.find_first_of("\r\n", start), bytes_.size());
-  if (bytes_.compare(place_, 2, "\r\n") == 0) {
-    place_ += 2;
-  } else if (place_ < bytes_.size()) {
-    place_ += 1;
+  for (bool again = loop_;; again = false) {
+    const std::string_view line = TakeLine();
+    if (!line.empty() || !again) return line;
+    Rewind();
   }
-  return std::string_view(bytes_).substr(start, place_ - start);
+}
+
+/// Up to and with the next line end, or the rest of the file, or, of a longer line, a block.
+std::string_view ReplayDevice::TakeLine() {
+  std::size_t searched = 0;
+  for (;;) {
+    const std::string_view rest(block_.data() + begin_, end_ - begin_);
+    std::size_t size = std::min(rest.find_first_of("\r\n", searched), rest.size());
+    // A CR at the end of the block may be followed by an LF.
+    const bool whole = size + 1 < rest.size() || (size < rest.size() && rest[size] == '\n');
+    searched = size;
+    if (!whole && rest.size() < block_.size() && Refill()) continue;
+    if (size < rest.size()) size += rest.substr(size, 2) == "\r\n" ? 2 : 1;
+    begin_ += size;
+    return rest.substr(0, size);
+  }
+}
+
+void ReplayDevice::Hurry() {
+  begin_ -= TakeUnsent().size();
+  hurries_ = true;
+}
+
+/// The size of the next piece for the driver: whole lines where possible, since it then has nothing to move
+/// and to keep.
+std::size_t ReplayDevice::NextPiece() {
+  if (end_ - begin_ < kPiece) Refill();
+  const std::size_t size = std::min(end_ - begin_, kPiece);
+  const auto last_end = std::string_view(block_.data() + begin_, size).rfind('\r');
+  if (last_end == std::string_view::npos || size < kPiece) return size;
+  return last_end + (last_end + 1 < size && block_[begin_ + last_end + 1] == '\n' ? 2 : 1);
+}
+
+FT_STATUS ReplayDevice::GetQueueStatus(std::uint32_t* rx_bytes) {
+  const FT_STATUS status = PacedDevice::GetQueueStatus(rx_bytes);
+  if (status == FT_OK && hurries_ && *rx_bytes == 0) *rx_bytes = static_cast<std::uint32_t>(NextPiece());
+  return status;
+}
+
+FT_STATUS ReplayDevice::Read(void* buffer, std::uint32_t count, std::uint32_t* read) {
+  const FT_STATUS status = PacedDevice::Read(buffer, count, read);
+  if (status != FT_OK || !hurries_ || *read > 0) return status;
+  *read = static_cast<std::uint32_t>(std::min<std::size_t>(count, end_ - begin_));
+  std::copy_n(block_.data() + begin_, *read, static_cast<char*>(buffer));
+  begin_ += *read;
+  return FT_OK;
+}
+
+bool ReplayDevice::Ended() const {
+  return hurries_ ? begin_ == end_ && file_.eof() : PacedDevice::Ended();
 }
 
 }  // namespace halden

@@ -1,9 +1,12 @@
 #pragma once
 
 #include <cstdint>
+#include <fstream>
+#include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "backends/devices/paced_device.h"
 
@@ -21,21 +24,42 @@ struct ReplayDeviceSettings {
   bool loop = false;                  ///< starts again at its end, else it falls silent there
 };
 
-/// A device that says the bytes of a file, from the first one on at each opening.
+/// A device that sends the bytes of a file, from the first one on at each opening. It holds 1 MiB of the file
+/// at a time.
 class ReplayDevice : public PacedDevice {
  public:
-  /// `serial` is at most 16 characters long.
-  ReplayDevice(Clock& clock, const ReplayDeviceSettings& settings, const std::string& serial,
-               std::string bytes);
+  /// `serial` is at most 16 characters long. Null if the file can't be read, or not from its start again.
+  static std::unique_ptr<ReplayDevice> Open(Clock& clock, const ReplayDeviceSettings& settings,
+                                            const std::string& serial);
+
+  /// From now on, until it is opened again, the rest of the file comes as fast as it is read, without regard
+  /// to the clock and to `loop`: up to 32 KiB wait at any time.
+  void Hurry();
+
+  FT_STATUS Read(void* buffer, std::uint32_t count, std::uint32_t* read) override;
+  FT_STATUS GetQueueStatus(std::uint32_t* rx_bytes) override;
+  bool Ended() const override;
 
  protected:
   std::string_view NextLine(std::uint64_t line) override;
   std::string OnOpen() override;
 
  private:
-  const std::string bytes_;
+  static constexpr std::size_t kPiece = 32768;
+
+  ReplayDevice(Clock& clock, const ReplayDeviceSettings& settings, const std::string& serial,
+               std::ifstream file);
+  void Rewind();
+  bool Refill();
+  std::string_view TakeLine();
+  std::size_t NextPiece();
+
+  std::ifstream file_;
   const bool loop_;
-  std::size_t place_ = 0;
+  bool hurries_ = false;
+  std::vector<char> block_ = std::vector<char>(1 << 20);
+  std::size_t begin_ = 0;  // of what is left of the block
+  std::size_t end_ = 0;
 };
 
 }  // namespace halden
