@@ -142,6 +142,7 @@ class CommandLine {
     AddWatch();
     AddExplain();
     AddRecord();
+    AddConvert();
     AddMonitor();
     AddSettings();
     app_.footer(kMainFooter);
@@ -209,13 +210,26 @@ class CommandLine {
     CLI::App& added = *app_.add_subcommand(name, purpose);
     added.callback([this, command] { arguments_.command = command; });
     added.group("Commands");
-    AddCommonOptions(added);
+    if (command == Command::kConvert || command == Command::kRanges)
+      AddPrintOptions(added);
+    else
+      AddCommonOptions(added);
     added.footer(footer);
     return added;
   }
 
   /// They may come before or after the command.
   void AddCommonOptions(CLI::App& command) {
+    AddDeviceOptions(command);
+    AddPrintOptions(command);
+  }
+
+  void AddPrintOptions(CLI::App& command) {
+    Flag(command, "--quiet", "Only failures on standard error", &arguments_.quiet);
+    Flag(command, "--json", "Prints JSON for programs", &arguments_.json);
+  }
+
+  void AddDeviceOptions(CLI::App& command) {
     SystemPlatformOptions& machine = arguments_.machine;
     Value(command, "--device", "D", "sim[:KEY=VALUE,...], replay:FILE, tty:PATH or linux",
           "Where devices come from (sim); may be repeated", [&](const std::string& value) {
@@ -228,9 +242,7 @@ class CommandLine {
           "port=N,channels=N,rate=X: a row of the port list from 0, 1 to 32 channels, a rate above 0",
           "Answers the driver's port dialog",
           [&](const std::string& value) { return ParseAnswer(value, &machine.answer); });
-    Flag(command, "--cancel", "Cancels the driver's port dialog", &machine.cancel);
-    Flag(command, "--quiet", "Only failures on standard error", &arguments_.quiet);
-    Flag(command, "--json", "Prints JSON for programs", &arguments_.json);
+    Flag(command, "--cancel", "Cancels the driver's port dialog", &arguments_.machine.cancel);
   }
 
   /// Of the commands that show or keep values.
@@ -275,6 +287,38 @@ class CommandLine {
         "20 lines if those take longer. All start on ±1000.");
   }
 
+  /// What a frame holds, and the files that get it.
+  void AddColumnOptions(CLI::App& record) {
+    Value(record, "--channels", "0,2,1", "channels from 0 to 32766, separated by commas",
+          "The columns of a frame, in this order (all)",
+          [&](const std::string& value) { return ParseChannels(value, &arguments_.channels); });
+    File(record, "--csv", "FILE|-", "the name of a file, or - for standard output",
+         "Writes one line per frame", &arguments_.csv);
+    Flag(record, "--codes", "Raw codes in the CSV instead of physical values", &arguments_.codes);
+    File(record, "--npy", "FILE", kAnyFile, "Writes a numpy array of values, float32, frames by columns",
+         &arguments_.npy);
+    Flag(record, "--force", "Overwrites files that exist", &arguments_.force);
+  }
+
+  void AddConvert() {
+    CLI::App& convert = AddCommand(
+        Command::kConvert, "convert", "Make of a captured file what record would have made of its bytes",
+        "Example:\n  halden-host convert capture.txt --npy data.npy --line-rate 100\n\n"
+        "The driver is the same, but time is simulated, so it takes no longer than the reading. As in a\n"
+        "recording, the first lines serve to recognise the device: at most those of 1024 bytes or 2 s at\n"
+        "115200 baud. The summary counts them.");
+    convert.add_option("INPUT", arguments_.input, "The bytes of a device, as they came")->type_name("");
+    AddColumnOptions(convert);
+    Value(convert, "--range", "CH=RANGE", RangesAllowed(), "Range of a channel: 0=±10 or 0=2 (see ranges)",
+          [&](const std::string& value) {
+            return ParseRanges(value, &arguments_.ranges, &arguments_.auto_ranges);
+          });
+    Value(convert, "--line-rate", "R", "a number of lines a second from 0.001 to 1e9",
+          "First a column Time, for so many lines a second", [&](const std::string& value) {
+            return ParseWithin(value, 0.001, 1e9, &arguments_.line_rate.emplace());
+          });
+  }
+
   void AddRecord() {
     CLI::App& record =
         AddCommand(Command::kRecord, "record", "Find the device and record it",
@@ -288,17 +332,12 @@ class CommandLine {
           [&](const std::string& value) {
             return ParseWithin<std::int64_t>(value, 1, 1'000'000'000'000, &arguments_.frames.emplace());
           });
-    Value(record, "--channels", "0,2,1", "channels from 0 to 32766, separated by commas",
-          "The columns of a frame, in this order (all)",
-          [&](const std::string& value) { return ParseChannels(value, &arguments_.channels); });
+    AddColumnOptions(record);
     Value(record, "--capacity", "FRAMES", "a whole number from 1024 to 2147483647",
           "Size of the driver's buffer", [&](const std::string& value) {
             return ParseWithin(value, 1024, std::numeric_limits<std::int32_t>::max(),
                                &arguments_.capacity.emplace());
           });
-    File(record, "--csv", "FILE|-", "the name of a file, or - for standard output",
-         "Writes one line per frame", &arguments_.csv);
-    Flag(record, "--codes", "Raw codes in the CSV instead of physical values", &arguments_.codes);
     Value(record, "--svg", "FILE", kAnyFile, "Draws a picture of the recording",
           [&](const std::string& value) {
             arguments_.svg = value;
@@ -309,13 +348,10 @@ class CommandLine {
 
   /// How the files of a recording are written, and what ends it but its length.
   void AddFileOptions(CLI::App& record) {
-    File(record, "--npy", "FILE", kAnyFile, "Writes a numpy array of values, float32, frames by columns",
-         &arguments_.npy);
     time_option_ =
         record.add_option("--time", time_, "First a column Time: seconds from the start, or the time of day")
             ->expected(0, 1)
             ->type_name("[absolute]");
-    Flag(record, "--force", "Overwrites files that exist", &arguments_.force);
     Flag(record, "--append", "Goes on at the end of a CSV or array of the same columns", &arguments_.append);
     Value(record, "--rotate", "SIZE|TIME", "a size (500kB, 10MB, 2GB) or a time (30s, 10min, 1h, 1d)",
           "Begins a new file, FILE-001, FILE-002 ..., after this size or time",
@@ -422,7 +458,16 @@ class CommandLine {
     if (arguments_.export_text && arguments_.json)
       throw WrongWord("only one of --export and --json is allowed");
     FinishFileOptions();
+    if (arguments_.command == Command::kConvert) CheckConvert();
     if (arguments_.codes && arguments_.csv.empty()) throw WrongWord("--codes needs --csv FILE beside it");
+  }
+
+  void CheckConvert() {
+    if (arguments_.input.empty()) throw WrongWord("convert needs a captured file: convert INPUT --csv FILE");
+    if (arguments_.csv.empty() && arguments_.npy.empty())
+      throw WrongWord("convert needs --csv FILE or --npy FILE");
+    if (arguments_.auto_ranges) throw WrongWord("--range auto goes with watch and record only");
+    if (arguments_.line_rate) arguments_.time = TimeColumn::kRelative;
   }
 
   void FinishFileOptions() {

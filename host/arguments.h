@@ -12,7 +12,7 @@
 namespace halden::host {
 
 /// kHelp only prints Arguments::text.
-enum class Command { kHelp, kDevices, kRanges, kWatch, kExplain, kRecord, kMonitor, kSettings };
+enum class Command { kHelp, kDevices, kRanges, kWatch, kExplain, kRecord, kConvert, kMonitor, kSettings };
 
 inline constexpr std::int16_t kLastChannel = 32766;
 inline constexpr std::int16_t kLastRange = 14;  ///< row of the range table
@@ -34,6 +34,8 @@ struct Arguments {
   std::vector<std::int16_t> channels;  ///< 0 to kLastChannel, in the order of a frame; empty: all
   std::vector<RangeChoice> ranges;
   bool auto_ranges = false;              ///< for the channels that `ranges` leaves open
+  std::string input;                     ///< the file to convert
+  std::optional<double> line_rate;       ///< lines per second by which a converted file gets its times
   std::int64_t lines = 10;               ///< to explain, 1 to 1e9
   std::optional<std::int32_t> capacity;  ///< frames, 1024 or more
   std::string csv;                       ///< a file, "-" for standard output; empty: none

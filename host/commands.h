@@ -29,6 +29,8 @@ int RunRanges(Progress& progress);
 
 // These look into the driver's platform, so only a program that the driver is linked to has them.
 int RunDevices(SystemPlatform& machine, const Arguments& arguments, Progress& progress);
+/// Needs no device, and so no platform.
+int RunConvert(const Arguments& arguments, Progress& progress);
 int RunExplain(LocalSession& session, const Arguments& arguments, Progress& progress);
 int RunSettings(SystemPlatform& machine, const Arguments& arguments, Progress& progress);
 

@@ -99,19 +99,22 @@ static Json Stretches(const std::vector<Stretch>& stretches) {
 }
 
 std::string SummaryJson(const RecordingSummary& summary) {
-  return OneLine({{"port", summary.port},
-                  {"channels", summary.channels},
-                  {"columns", summary.columns},
-                  {"rate_max", Number(summary.rate_max)},
-                  {"rate", Number(summary.rate)},
-                  {"frames", summary.frames},
-                  {"seconds", Number(Fixed(summary.seconds, 3))},
-                  {"frames_per_second", Number(Fixed(summary.FramesPerSecond(), 3))},
-                  {"first_time", Number(Fixed(summary.first_time, 4))},
-                  {"last_time", Number(Fixed(summary.last_time, 4))},
-                  {"ring_full", summary.ring_full},
-                  {"gaps", Stretches(summary.gaps)},
-                  {"away", Stretches(summary.away)}});
+  Json object = {{"port", summary.port},
+                 {"channels", summary.channels},
+                 {"columns", summary.columns},
+                 {"rate_max", Number(summary.rate_max)},
+                 {"rate", Number(summary.rate)},
+                 {"frames", summary.frames},
+                 {"seconds", Number(Fixed(summary.seconds, 3))},
+                 {"frames_per_second", Number(Fixed(summary.FramesPerSecond(), 3))},
+                 {"first_time", Number(Fixed(summary.first_time, 4))},
+                 {"last_time", Number(Fixed(summary.last_time, 4))},
+                 {"ring_full", summary.ring_full},
+                 {"gaps", Stretches(summary.gaps)},
+                 {"away", Stretches(summary.away)}};
+  if (summary.skipped_bytes > 0)
+    object.update({{"skipped_bytes", summary.skipped_bytes}, {"skipped_lines", summary.skipped_lines}});
+  return OneLine(object);
 }
 
 std::string LiveValuesJson(const LiveValues& live) {

@@ -114,6 +114,10 @@ class Recorder {
     // The files come after StartRecord, so that a refused recording leaves older ones alone.
     if (!StartRecord()) return kRefused;
     start_ = session_.Now();
+    if (Converts()) {
+      summary_.skipped_bytes = session_.BytesReceived();
+      summary_.skipped_lines = session_.LinesReceived();
+    }
     sinks_ = std::make_unique<Sinks>(arguments_, columns_);
     SayWhatIsRecorded();
     do Record();
@@ -135,7 +139,7 @@ class Recorder {
   }
 
   void SayWhatIsRecorded() {
-    progress_.Say("Recording " + std::to_string(columns_.size()) +
+    progress_.Say((Converts() ? "Converting " : "Recording ") + std::to_string(columns_.size()) +
                   (columns_.size() == 1 ? " column" : " columns") + Ending());
     if (arguments_.csv.empty() && arguments_.npy.empty() && arguments_.svg.empty())
       progress_.Say("Nothing is kept: name a file with --csv, --npy or --svg");
@@ -153,7 +157,7 @@ class Recorder {
       if (progress_.Due()) progress_.Update(State());
       if (arguments_.sync && Elapsed() >= next_sync_) Sync();
     }
-    summary_.seconds = Elapsed();
+    if (!Converts()) summary_.seconds = Elapsed();
     summary_.rate = adc().Rate();
     rate_text_ = session_.RateText();
     summary_.rate_max = adc().RateMax();
@@ -161,6 +165,7 @@ class Recorder {
     adc().StopRecord();
     StampNewFrames();
     TakeAll();
+    if (Converts()) summary_.seconds = static_cast<double>(frames_) / arguments_.line_rate.value_or(1);
     summary_.ring_full |= source_->RingWasFull();
   }
 
@@ -182,6 +187,7 @@ class Recorder {
   double Elapsed() const { return session_.Now() - start_; }
 
   std::string Ending() const {
+    if (Converts()) return "";
     if (arguments_.frames) return " until " + std::to_string(*arguments_.frames) + " frames are there";
     if (arguments_.seconds) return " for " + Trimmed(*arguments_.seconds, 3) + " s";
     return " until Ctrl-C";
@@ -257,10 +263,20 @@ class Recorder {
     if (waiting_ == 0) stamped_ = 0;
     if (times_.size() < stamped_ + fresh) times_.resize(stamped_ + fresh);
     const auto times = std::span(times_).subspan(stamped_, fresh);
-    arrivals_.Poll(Elapsed(), times);
+    if (Converts())
+      StampByLineRate(times);
+    else
+      arrivals_.Poll(Elapsed(), times);
     stamped_ += fresh;
     waiting_ = count;
     if (fresh > 0) last_frame_ = Elapsed();
+  }
+
+  bool Converts() const { return arguments_.command == Command::kConvert; }
+
+  /// Without a rate no time is written.
+  void StampByLineRate(std::span<double> times) {
+    for (double& time : times) time = static_cast<double>(converted_++) / arguments_.line_rate.value_or(1);
   }
 
   void Take(std::span<const std::int16_t> codes, std::span<const double> times) {
@@ -277,6 +293,7 @@ class Recorder {
   }
 
   std::string State() const {
+    if (Converts()) return std::to_string(frames_) + " frames";
     const double seconds = Elapsed();
     const double pace = seconds > 0 ? static_cast<double>(frames_) / seconds : 0;
     std::string state = Fixed(seconds, 1) + " s, " + std::to_string(frames_) + " frames, " + Fixed(pace, 1) +
@@ -330,7 +347,9 @@ class Recorder {
     progress_.Say(SummaryText());
     const int printed = arguments_.json ? PrintSummary() : kDone;
     if (const std::string failure = sinks_->Failure(); !failure.empty()) failure_ = failure;
-    if (failure_.empty() && frames_ == 0) failure_ = "no frame came";
+    if (failure_.empty() && frames_ == 0)
+      failure_ = Converts() ? "no line is left: those that there are served to recognise the device"
+                            : "no frame came";
     if (failure_.empty()) return printed;
     progress_.Fail(failure_);
     return kRefused;
@@ -343,6 +362,7 @@ class Recorder {
   }
 
   std::string SummaryText() const {
+    if (Converts()) return ConversionText();
     std::string text = std::to_string(summary_.frames) + " frames in " + Fixed(summary_.seconds, 2) + " s, " +
                        Fixed(summary_.FramesPerSecond(), 1) + " frames a second (" + rate_text_ +
                        "); the ring " +
@@ -352,6 +372,14 @@ class Recorder {
           "; the device was not read in time " + TimesAndLength(summary_.gaps) + ": frames may be missing";
     if (!summary_.away.empty()) text += "; the device was away " + TimesAndLength(summary_.away);
     return text;
+  }
+
+  std::string ConversionText() const {
+    return std::to_string(summary_.frames) + " frames" +
+           (arguments_.line_rate ? " over " + Fixed(summary_.seconds, 2) + " s" : "") + "; the " +
+           std::to_string(summary_.skipped_lines) + " lines before them, " +
+           std::to_string(summary_.skipped_bytes) + " bytes, served to recognise the device" +
+           (summary_.ring_full ? "; the ring was full: frames may be missing" : "");
   }
 
   /// "once, for 2.3 s" or "3 times, for 7.1 s in all".
@@ -388,7 +416,8 @@ class Recorder {
   double last_serve_ = 0;
   double next_sync_ = 1;
 
-  std::int64_t frames_ = 0;  ///< passed on to the sinks
+  std::int64_t converted_ = 0;  ///< frames stamped
+  std::int64_t frames_ = 0;     ///< passed on to the sinks
   bool device_lost_ = false;
   std::string failure_;
   std::string rate_text_;  ///< Session::RateText at the end

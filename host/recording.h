@@ -36,6 +36,9 @@ struct RecordingSummary {
   double last_time = 0;       ///< of the last frame
   bool ring_full = false;     ///< the driver's ring was full at some time, so frames may be missing
   std::vector<Stretch> gaps;  ///< in which nobody took the device's bytes, and some may be lost
+  /// Before the first frame, of a converted file: bytes by which the device was recognised, and their lines.
+  std::uint64_t skipped_bytes = 0;
+  std::uint64_t skipped_lines = 0;
   std::vector<Stretch> away;  ///< in which the device was gone
 
   double FramesPerSecond() const { return seconds > 0 ? static_cast<double>(frames) / seconds : 0; }

@@ -19,9 +19,9 @@ inline constexpr char kReplayedDescription[] = "Replayed file";
 /// `baud` as well no byte comes faster than the line carries it; without `rate`, `baud` alone sets the pace.
 struct ReplayDeviceSettings {
   std::string path;
-  std::optional<double> rate;         ///< lines a second; a line ends with CR LF, CR or LF
-  std::optional<std::uint32_t> baud;  ///< that the port is configured for; nothing: 115200
-  bool loop = false;                  ///< starts again at its end, else it falls silent there
+  std::optional<double> rate = {};         ///< lines a second; a line ends with CR LF, CR or LF
+  std::optional<std::uint32_t> baud = {};  ///< that the port is configured for; nothing: 115200
+  bool loop = false;                       ///< starts again at its end, else it falls silent there
 };
 
 /// A device that sends the bytes of a file, from the first one on at each opening. It holds 1 MiB of the file

@@ -171,6 +171,7 @@ std::string LocalSession::KindOf(std::int32_t index) const {
 /// watched.
 void LocalSession::Listen(std::string_view received) noexcept {
   bytes_ += received.size();
+  if (!listens_) return;
   try {
     cutter_.Add(received, [&](std::string_view line) {
       ++lines_;

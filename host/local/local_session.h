@@ -18,7 +18,7 @@ namespace halden::host {
 
 /// A session with the driver that is linked to the program. What the device sends is watched on its way to
 /// the driver.
-class LocalSession final : public Session {
+class LocalSession : public Session {
  public:
   /// `system` must outlive the session. `answer` is the one that it gives in the port dialog, if any.
   /// With `cancel` it cancels the dialog instead.
@@ -50,6 +50,8 @@ class LocalSession final : public Session {
   bool Find(Progress& progress) override;
   std::vector<std::string> WhyNotRecognised() const override;
   std::string KindOfDevice() const override { return KindOf(tap_.LatestIndex()); }
+  /// From now on no line is watched, which costs more than the driver takes to read it.
+  void StopListening() { listens_ = false; }
 
  private:
   bool SomeDeviceWasSilent() const;
@@ -64,6 +66,7 @@ class LocalSession final : public Session {
   Platform tapped_;          ///< the system's platform with the tap in the place of the device library
   std::uint64_t bytes_ = 0;  ///< received
   std::uint64_t lines_ = 0;
+  bool listens_ = true;
   LineListener on_line_;
   std::string released_;  ///< serial number of the device that Release has let go
   sdk::LineCutter cutter_;

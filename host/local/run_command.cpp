@@ -33,6 +33,7 @@ void AbandonDevices(void* machine) noexcept {
 int RunCommand(const Arguments& arguments, Progress& progress) {
   if (arguments.command == Command::kHelp) return Print(arguments.text, progress);
   if (arguments.command == Command::kRanges) return RunRanges(progress);
+  if (arguments.command == Command::kConvert) return RunConvert(arguments, progress);
   std::string error;
   SystemPlatformOptions options = arguments.machine;
   options.only_list = arguments.command == Command::kDevices;

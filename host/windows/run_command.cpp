@@ -92,7 +92,7 @@ std::string WhyNotHere(const Arguments& arguments) {
   const SystemPlatformOptions& machine = arguments.machine;
   const auto of_vendor = [](const std::string& device) { return device == "d2xx"; };
   if (arguments.command == Command::kDevices || arguments.command == Command::kSettings ||
-      arguments.command == Command::kExplain)
+      arguments.command == Command::kExplain || arguments.command == Command::kConvert)
     return "on Windows a host has ranges, watch, record and monitor alone";
   if (arguments.auto_ranges) return "--range auto: on Windows the component doesn't show the lines";
   if (!std::all_of(machine.devices.begin(), machine.devices.end(), of_vendor))
