@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
-#include <cstdio>
 #include <deque>
 #include <string>
 #include <type_traits>
@@ -41,7 +40,7 @@ class HostModel {
     static constexpr void (Model::*kCalls[])() = {
         &Model::Lines, &Model::Lines,   &Model::Lines,  &Model::Range,   &Model::Size,    &Model::Table,
         &Model::Start, &Model::Start,   &Model::Stop,   &Model::GetData, &Model::GetData, &Model::InputData,
-        &Model::Live,  &Model::Release, &Model::Detect, &Model::Ignored, &Model::Pause,   &Model::Burst};
+        &Model::Live,  &Model::Release, &Model::Detect, &Model::Ignored, &Model::Pause};
     wrong_.clear();
     fresh_ = false;
     (this->*kCalls[choices_.Below(static_cast<int>(std::size(kCalls)))])();
@@ -53,16 +52,15 @@ class HostModel {
   using Codes = std::vector<std::int16_t>;
   static constexpr int kChannels = 3;
 
-  static std::string Text(const std::string& text) { return "\"" + text + "\""; }
-  static std::string Text(const Codes& codes) {
-    constexpr std::size_t kShown = 8;
-    std::string text;
-    for (std::size_t i = 0; i < std::min(codes.size(), kShown); ++i) text += " " + std::to_string(codes[i]);
-    return "{" + text + (codes.size() > kShown ? " ...}, " + std::to_string(codes.size()) + " codes" : " }");
-  }
-  template <class Number>
-  static std::string Text(Number number) {
-    return std::to_string(number);
+  template <class Value>
+  static std::string Text(const Value& value) {
+    if constexpr (std::is_arithmetic_v<Value>) return std::to_string(value);
+    if constexpr (std::is_same_v<Value, std::string>) return "\"" + value + "\"";
+    if constexpr (std::is_same_v<Value, Codes>) {
+      std::string text = std::to_string(value.size()) + " codes:";
+      for (std::size_t i = 0; i < std::min<std::size_t>(value.size(), 8); ++i) text += " " + Text(value[i]);
+      return text;
+    }
   }
 
   template <class Value>
@@ -76,8 +74,7 @@ class HostModel {
 
   std::string LastCalls() const {
     std::string text = "\nthe last calls, which count from 1:";
-    const std::size_t shown = std::min(call_count_, calls_.size());
-    for (std::size_t i = call_count_ - shown; i < call_count_; ++i)
+    for (std::size_t i = call_count_ - std::min(call_count_, calls_.size()); i < call_count_; ++i)
       text += "\n  " + std::to_string(i + 1) + ": " + calls_[i % calls_.size()];
     return text;
   }
@@ -145,29 +142,6 @@ class HostModel {
     Tick();
   }
 
-  /// As much at once as just fits after the bytes held, or one byte more, which drops these.
-  void Burst() {
-    if (!detected_) return;
-    constexpr int kBuffer = 65536, kLine = 32;
-    constexpr double kHeld = 9e6;  // what a "9" held before it adds to the first value
-    const bool fits = choices_.Below(2) == 0;
-    Log(fits ? "as many bytes come as fit after those held"
-             : "one byte more comes than fits after those held");
-    for (const std::string& held : {std::string("\r"), std::string(kLine - fits, ' ') + "9"}) {
-      sim_.device(0).Feed(held);
-      Tick();
-    }
-    for (int line = 1; line < kBuffer / kLine; ++line) {
-      for (double& value : values_) value = choices_.Below(200) + 0.5;
-      char text[kLine + 1];
-      std::snprintf(text, sizeof text, "%08.1f;%08.1f;%012.1f\r\n", values_[0], values_[1], values_[2]);
-      sim_.device(0).Feed(text);
-      if (line == 1 && fits) values_[0] += kHeld;
-      AddFrame();
-    }
-    Tick();
-  }
-
   void Tick() {
     sim_.clock().Sleep(49);
     sim_.clock().RunFor(1);
@@ -190,10 +164,10 @@ class HostModel {
   }
 
   void Range() {
-    const auto channel =
-        static_cast<std::int16_t>(choices_.Below(6) == 0 ? choices_.Number() : choices_.Below(4));
-    const auto row =
-        static_cast<std::int16_t>(choices_.Below(6) == 0 ? choices_.Number() : choices_.Below(15));
+    const auto below = [this](int bound) {  // or any other number
+      return static_cast<std::int16_t>(choices_.Below(6) == 0 ? choices_.Number() : choices_.Below(bound));
+    };
+    const std::int16_t channel = below(4), row = below(15);
     Log("ChannelRange(" + std::to_string(channel) + ", " + std::to_string(row) + ")");
     adc_->ChannelRange(channel, row);
     const bool exists = detected_ && channel >= 0 && channel < kChannels;
@@ -259,9 +233,8 @@ class HostModel {
     const bool null = choices_.Below(10) == 0;
     Log("GetData(" + std::string(null ? "null, " : "") + std::to_string(room) + " codes)");
     const std::int32_t frames = adc_->GetData(null ? nullptr : data.data(), size, left);
-    const std::int32_t fit = null ? 0 : std::max(room / static_cast<std::int32_t>(width_), 0);
     const auto width = static_cast<std::int32_t>(width_);
-    Expect("frames of GetData", frames, std::min(fit, Waiting()));
+    Expect("frames of GetData", frames, null ? 0 : std::clamp(room / width, 0, Waiting()));
     Expect("DataSize", size, frames * width);
     if (!wrong_.empty()) return;
     for (std::int32_t i = 0; i < frames; ++i) TakeFrame(data.data() + i * width);

@@ -130,6 +130,15 @@ TEST_F(Lines, OversizedReadKeepsWhatFitsIntoTheBuffer) {
   EXPECT_EQ(ReceiveBuffer(parser, rate).ReadPort(source, true), 0) << "without storage";
 }
 
+TEST_F(Lines, BytesHeldAreDroppedOnlyWhereTheNewOnesDoNotFit) {
+  for (const int more : {65535, 65536}) {
+    buffer.Clear();
+    Receive("7");
+    EXPECT_EQ(Receive(std::string(more, '1')), more);
+    EXPECT_EQ(buffer.RxCount, 65536) << "after one byte and " << more;
+  }
+}
+
 TEST_F(Lines, AnalysisLearnsFromWholeLinesAlone) {
   const struct {
     std::string bytes;
