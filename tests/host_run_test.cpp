@@ -4,37 +4,14 @@
 #include <gtest/gtest.h>
 #include <sstream>
 
-#include "backends/sim/sim_platform.h"
-#include "backends/system_platform.h"
-#include "backends/toolkit/answering_toolkit.h"
 #include "host/arguments.h"
 #include "host/commands.h"
 #include "host/local/local_session.h"
 #include "tests/scratch_files.h"
+#include "tests/virtual_machine.h"
 
 namespace halden::host {
 namespace {
-
-/// A machine on a virtual clock. Nobody sits at it: without --answer the port dialog is cancelled.
-class VirtualMachine final : public SystemPlatform {
- public:
-  VirtualMachine(const SystemPlatformOptions& options, const FixedNumberRules& rules)
-      : sim(options.devices, {.number_rules = rules}),
-        answering_(sim.toolkit(), sim.clock(), sim.number_rules(), options.answer, true),
-        platform_{sim.library(),      sim.library(),        sim.registry(), sim.clock(),
-                  sim.number_rules(), sim.platform().texts, answering_} {}
-
-  Platform& platform() override { return platform_; }
-  std::vector<std::string> OpenFailures() const override { return sim.library().OpenFailures(); }
-  bool HasEnded(std::int32_t place) const override { return sim.library().HasEnded(place); }
-  void HoldDialogBack(bool hold) override { answering_.HoldDialogBack(hold); }
-
-  mutable SimPlatform sim;
-
- private:
-  AnsweringToolkit answering_;
-  Platform platform_;
-};
 
 /// What a run of the host has printed.
 struct Printed {
