@@ -65,6 +65,25 @@ TEST_F(RegistryFile, MayBeEditedAndKeepsWhatTheCodePageCanNotExpress) {
   EXPECT_EQ(GetRaw(registry, "A", "no text"), "1:a?");
 }
 
+TEST_F(RegistryFile, IsReadAnewAfterEachChangeAndQuickWithManyValues) {
+  for (const char digit : "1234567"s) {  // the same size, within one step of the file's time
+    SetFileText(path, "REGEDIT4\n[HKEY_CURRENT_USER\\A]\n\"v\"=\""s + digit + "\"\n");
+    EXPECT_EQ(GetRaw(registry, "A", "v"), "1:"s + digit);
+  }
+  constexpr int kMany = 20000;
+  std::string text = "REGEDIT4\n[HKEY_CURRENT_USER\\A]\n";
+  for (int i = 0; i < kMany; ++i) text += "\"V" + std::to_string(i) + "\"=dword:0000000a\n";
+  for (int i = kMany; i > 0; --i) text += "[HKEY_CURRENT_USER\\B\\" + std::to_string(i) + "]\n";
+  const auto start = std::chrono::steady_clock::now();
+  SetFileText(path, text);
+  EXPECT_EQ(SetRaw(registry, "a", "v19998", REG_SZ, "last"), 0);
+  for (int i = 0; i < kMany; i += 2) {
+    const std::string name = "v" + std::to_string(i);
+    EXPECT_EQ(GetRaw(registry, "A", name), i == 19998 ? "1:last" : "4:\n\0\0\0"s) << name;
+  }
+  EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(10));
+}
+
 TEST_F(RegistryFile, IsSetAsideWhenDamagedAndTheChangeIsStored) {
   std::istringstream bad(
       "[HKEY_MINE\\A]\n[HKEY_CURRENT_USER\\\\B]\n[HKEY_CURRENT_USER\\A\n\"v\"=\"\xE6\"\n@=\"C:\\Temp\"\n"

@@ -26,7 +26,7 @@ std::int32_t OpenNode(const RegistryNode* node, std::uint32_t access) {
 std::int32_t CreateNode(RegistryNode& root, const RegistryPath& path, std::uint32_t access) {
   RegistryNode* node = &root;
   for (const std::string& name : path) {
-    if (!node->FindSubkey(name) && !(node->rights & KEY_CREATE_SUB_KEY)) return ERROR_ACCESS_DENIED;
+    if (!node->subkeys.Find(name) && !(node->rights & KEY_CREATE_SUB_KEY)) return ERROR_ACCESS_DENIED;
     node = &node->Subkey(name);
   }
   return OpenNode(node, access);
@@ -37,7 +37,7 @@ std::int32_t DeleteNode(RegistryTree& tree, HKEY root, const RegistryPath& path)
   if (!node) return ERROR_FILE_NOT_FOUND;
   const bool refused = path.empty() || !node->subkeys.empty() || !(node->rights & kDeleteKey);
   if (refused) return ERROR_ACCESS_DENIED;
-  tree.Find(root, RegistryPath(path.begin(), path.end() - 1))->RemoveSubkey(node);
+  tree.Find(root, RegistryPath(path.begin(), path.end() - 1))->subkeys.Remove(node);
   return ERROR_SUCCESS;
 }
 
@@ -152,7 +152,7 @@ std::int32_t RegistryBase::RegCloseKey(HKEY key) {
 std::int32_t RegistryBase::RegQueryValueExA(HKEY key, const std::string& name, std::uint32_t* type,
                                             void* data, std::uint32_t* size) {
   return WithKey(key, KEY_QUERY_VALUE, false, [&](RegistryNode& node) -> std::int32_t {
-    const RegistryValue* value = node.FindValue(ansi_.ToUtf8(Name(name)));
+    const RegistryValue* value = node.values.Find(ansi_.ToUtf8(Name(name)));
     return value ? Deliver(*value, type, data, size) : ERROR_FILE_NOT_FOUND;
   });
 }
@@ -183,9 +183,9 @@ std::int32_t RegistryBase::RegDeleteKeyA(HKEY parent, const std::string& path) t
 
 std::int32_t RegistryBase::RegDeleteValueA(HKEY key, const std::string& name) {
   return WithKey(key, KEY_SET_VALUE, true, [&](RegistryNode& node) {
-    const RegistryValue* value = node.FindValue(ansi_.ToUtf8(Name(name)));
+    const RegistryValue* value = node.values.Find(ansi_.ToUtf8(Name(name)));
     if (!value) return ERROR_FILE_NOT_FOUND;
-    node.RemoveValue(value);
+    node.values.Remove(value);
     return ERROR_SUCCESS;
   });
 }

@@ -163,6 +163,7 @@ class Parser {
       if (header && !(line.front() == '[' ? ParseSection(line) : ParseValue(line))) return std::nullopt;
       header = true;
     }
+    for (HKEY root = HKEY_CLASSES_ROOT; IsRootKey(root); ++root) tree_.Root(root).SortSubkeys();
     return std::move(tree_);
   }
 
@@ -191,7 +192,7 @@ class Parser {
     const std::optional<RegistryPath> path = SplitPath(line);
     if (root == std::end(kRootKeyNames) || !path) return false;
     section_ = &tree_.Root(HKEY_CLASSES_ROOT + static_cast<HKEY>(root - std::begin(kRootKeyNames)));
-    for (const std::string& name : *path) section_ = &section_->Subkey(name);
+    for (const std::string& name : *path) section_ = &section_->UnsortedSubkey(name);
     return true;
   }
 

@@ -26,16 +26,6 @@ bool IsKeyName(std::string_view name) {
   return length >= 1 && length <= kLongestKeyName;
 }
 
-template <typename Item>
-Item* FindByName(std::vector<Item>& items, std::string_view name) {
-  for (Item& item : items)  // nearly always as it was made
-    if (item.name == name) return &item;
-  const std::string folded = FoldCase(name);
-  for (Item& item : items)
-    if (FoldCase(item.name) == folded) return &item;
-  return nullptr;
-}
-
 }  // namespace
 
 std::string FoldCase(std::string_view name) {
@@ -44,33 +34,23 @@ std::string FoldCase(std::string_view name) {
   return folded;
 }
 
-RegistryNode* RegistryNode::FindSubkey(std::string_view subkey) {
-  return FindByName(subkeys, subkey);
-}
-
-RegistryValue* RegistryNode::FindValue(std::string_view value) {
-  return FindByName(values, value);
-}
-
 RegistryNode& RegistryNode::Subkey(std::string_view subkey) {
-  if (RegistryNode* found = FindSubkey(subkey)) return *found;
-  const auto behind = std::upper_bound(
-      subkeys.begin(), subkeys.end(), FoldCase(subkey),
-      [](const std::string& folded, const RegistryNode& other) { return folded < FoldCase(other.name); });
-  return *subkeys.insert(behind, {std::string(subkey), rights, {}, {}});
+  if (RegistryNode* found = subkeys.Find(subkey)) return *found;
+  return subkeys.Insert({std::string(subkey), rights, {}, {}});
+}
+
+RegistryNode& RegistryNode::UnsortedSubkey(std::string_view subkey) {
+  if (RegistryNode* found = subkeys.Find(subkey)) return *found;
+  return subkeys.Append({std::string(subkey), rights, {}, {}});
+}
+
+void RegistryNode::SortSubkeys() {
+  subkeys.Sort([](RegistryNode& subkey) { subkey.SortSubkeys(); });
 }
 
 RegistryValue& RegistryNode::Value(std::string_view value) {
-  if (RegistryValue* found = FindValue(value)) return *found;
-  return values.emplace_back(RegistryValue{std::string(value), REG_NONE, {}});
-}
-
-void RegistryNode::RemoveSubkey(const RegistryNode* subkey) {
-  subkeys.erase(subkeys.begin() + (subkey - subkeys.data()));
-}
-
-void RegistryNode::RemoveValue(const RegistryValue* value) {
-  values.erase(values.begin() + (value - values.data()));
+  if (RegistryValue* found = values.Find(value)) return *found;
+  return values.Append({std::string(value), REG_NONE, {}});
 }
 
 std::optional<RegistryPath> SplitPath(std::string_view path) {
@@ -87,7 +67,7 @@ std::optional<RegistryPath> SplitPath(std::string_view path) {
 RegistryNode* RegistryTree::Find(HKEY root, const RegistryPath& path) {
   RegistryNode* node = &Root(root);
   for (const std::string& name : path)
-    if (!(node = node->FindSubkey(name))) return nullptr;
+    if (!(node = node->subkeys.Find(name))) return nullptr;
   return node;
 }
 

@@ -84,7 +84,12 @@ std::string AnsiText::ToUtf8(std::string_view ansi) const {
 std::string AnsiText::FromUtf8(std::string_view utf8) const {
   std::string ansi;
   while (!utf8.empty()) {
-    const auto found = std::find(characters_.begin(), characters_.end(), TakeCharacter(&utf8));
+    const char32_t character = TakeCharacter(&utf8);
+    if (character < 128 && characters_[character] == character) {  // nearly always
+      ansi += static_cast<char>(character);
+      continue;
+    }
+    const auto found = std::find(characters_.begin(), characters_.end(), character);
     ansi += found == characters_.end() ? '?' : static_cast<char>(found - characters_.begin());
   }
   return ansi;

@@ -4,6 +4,7 @@
 #include <cerrno>
 #include <chrono>
 #include <cstdio>
+#include <ctime>
 #include <fcntl.h>
 #include <filesystem>
 #include <sys/file.h>
@@ -62,10 +63,9 @@ FileResult WriteResult(const std::string& path, bool done) {
 }
 
 /// Anything but a regular file is refused: reading a pipe would wait for its writer.
-FileResult DemandRegular(const std::string& path, int descriptor) {
-  struct stat status {};
-  if (fstat(descriptor, &status) != 0) return Failure(path, errno, ERROR_CANTREAD);
-  if (S_ISREG(status.st_mode)) return {};
+FileResult DemandRegular(const std::string& path, int descriptor, struct stat* status) {
+  if (fstat(descriptor, status) != 0) return Failure(path, errno, ERROR_CANTREAD);
+  if (S_ISREG(status->st_mode)) return {};
   return {ERROR_ACCESS_DENIED, path + ": not a regular file"};
 }
 
@@ -104,6 +104,23 @@ bool WriteAll(int descriptor, std::string_view content) {
   return true;
 }
 
+constexpr std::int64_t kNanoseconds = 1'000'000'000;
+
+std::int64_t Nanoseconds(const timespec& time) {
+  return std::int64_t{time.tv_sec} * kNanoseconds + time.tv_nsec;
+}
+
+/// Nothing for a file that has changed within the last moment, or in the future: the kernel's file times
+/// advance in steps of some milliseconds, so a further change might get the same time.
+std::optional<FileVersion> VersionOf(const struct stat& status) {
+  constexpr std::int64_t kMoment = kNanoseconds / 10;
+  timespec now{};
+  clock_gettime(CLOCK_REALTIME, &now);
+  const std::int64_t changed = Nanoseconds(status.st_ctim);
+  if (Nanoseconds(now) - changed < kMoment) return std::nullopt;
+  return FileVersion{status.st_dev, status.st_ino, status.st_size, changed};
+}
+
 std::string DirectoryOf(const std::string& path) {
   const std::string directory = std::filesystem::path(path).parent_path();
   return directory.empty() ? "." : directory;
@@ -138,14 +155,23 @@ AtomicFile::AtomicFile(const std::string& path) : path_(path) {
   if (!error) path_ = target;
 }
 
-FileResult AtomicFile::Read(std::string* content) const {
-  content->clear();
+FileResult AtomicFile::Read(std::optional<FileVersion>* version, std::optional<std::string>* content) const {
+  struct stat status {};
+  content->reset();
+  if (*version && stat(path_.c_str(), &status) == 0 && VersionOf(status) == *version) return {};
+  version->reset();
   // O_NONBLOCK, because opening a named pipe would wait for a writer.
   const Descriptor file(open(path_.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC));
-  if (!file && errno == ENOENT) return {};
-  if (!file) return Failure(path_, errno, ERROR_CANTREAD);
-  if (FileResult result = DemandRegular(path_, file.get()); result.failed()) return result;
-  return ReadAll(file.get(), content) ? FileResult() : Failure(path_, errno, ERROR_CANTREAD);
+  if (!file && errno != ENOENT) return Failure(path_, errno, ERROR_CANTREAD);
+  std::string text;
+  if (file) {
+    if (FileResult result = DemandRegular(path_, file.get(), &status); result.failed()) return result;
+    if (!ReadAll(file.get(), &text)) return Failure(path_, errno, ERROR_CANTREAD);
+    // The version as it was before reading. A change made in the meantime is then noticed by the next call.
+    *version = VersionOf(status);
+  }
+  *content = std::move(text);
+  return {};
 }
 
 FileResult AtomicFile::Acquire(std::chrono::milliseconds at_most, Lock* lock) const {
@@ -157,7 +183,8 @@ FileResult AtomicFile::Acquire(std::chrono::milliseconds at_most, Lock* lock) co
   // Neither a dangling link nor a pipe that somebody has put there may be followed or waited for.
   lock->fd_ = open(path.c_str(), O_RDONLY | O_CREAT | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC, 0666);
   if (lock->fd_ < 0) return Failure(path, errno);
-  if (FileResult result = DemandRegular(path, lock->fd_); result.failed()) return result;
+  struct stat status {};
+  if (FileResult result = DemandRegular(path, lock->fd_, &status); result.failed()) return result;
   while (flock(lock->fd_, LOCK_EX | LOCK_NB) != 0) {
     if (errno == EINTR) continue;
     if (errno != EWOULDBLOCK) return Failure(path, errno);
@@ -207,15 +234,19 @@ std::int32_t FileRegistry::Change(const Operation& operation) {
   return result || changed == tree_ ? result : Store(operation);
 }
 
-/// Brings `tree_` up to date with the file.
+/// Brings `tree_` up to date with the file. If there is no memory for that, everything stays as it was.
 FileResult FileRegistry::Refresh() {
-  std::string text;
-  if (FileResult result = file_.Read(&text); result.failed()) return result;
-  if (text == text_) return {};
-  std::optional<RegistryTree> tree = ParseRegistryText(text);
-  if (!tree) return {ERROR_BADDB, file_.path() + ": damaged, or not a registry file"};
-  text_ = std::move(text);
-  tree_ = std::move(*tree);
+  std::optional<FileVersion> version = version_;
+  std::optional<std::string> text;
+  if (FileResult result = file_.Read(&version, &text); result.failed()) return result;
+  if (text && *text != text_) {
+    std::optional<RegistryTree> tree = ParseRegistryText(*text);
+    damaged_ = !tree;
+    text_ = std::move(*text);
+    tree_ = tree ? std::move(*tree) : RegistryTree();
+  }
+  version_ = version;
+  if (damaged_) return {ERROR_BADDB, file_.path() + ": damaged, or not a registry file"};
   return {};
 }
 
@@ -224,6 +255,7 @@ FileResult FileRegistry::Refresh() {
 std::int32_t FileRegistry::Store(const Operation& operation) {
   AtomicFile::Lock lock;
   FileResult found = Acquire(&lock);
+  version_.reset();  // a network's file system may report an old version for some seconds: read the file
   if (!found.failed()) found = Refresh();
   if (found.code == ERROR_BADDB) found = SetAside();
   if (found.failed()) return Report(kNotStored, found);
@@ -232,6 +264,7 @@ std::int32_t FileRegistry::Store(const Operation& operation) {
   if (result || changed == tree_) return result;
   std::string text = FormatRegistryText(changed);
   if (const FileResult stored = file_.Replace(text); stored.failed()) return Report(kNotStored, stored);
+  version_.reset();
   text_ = std::move(text);
   tree_ = std::move(changed);
   known_failures_.clear();
@@ -261,8 +294,9 @@ FileResult FileRegistry::SetAside() {
   std::string name;
   FileResult result = file_.SetAside(&name);
   if (result.failed()) return result;
+  version_.reset();
   text_.clear();
-  tree_ = RegistryTree();
+  damaged_ = false;
   // That it could not be read before is no longer of interest.
   std::erase_if(notices_, [](const std::string& notice) { return notice.starts_with(kNotRead); });
   notices_.push_back("the registry file " + file_.path() +

@@ -3,8 +3,10 @@
 #include <chrono>
 #include <cstdint>
 #include <functional>
+#include <optional>
 #include <string>
 #include <string_view>
+#include <sys/types.h>
 #include <vector>
 
 #include "backends/registry/registry_base.h"
@@ -17,6 +19,16 @@ struct FileResult {
   std::string reason = {};  ///< for a failure: what went wrong, naming the file, for a person to read
 
   bool failed() const { return code != ERROR_SUCCESS; }
+};
+
+/// Identifies what a file holds: whatever is written to it, or put in its place, has another version.
+struct FileVersion {
+  dev_t device = 0;
+  ino_t inode = 0;
+  off_t size = 0;
+  std::int64_t changed_ns = 0;  ///< the time of its last change, which no program can set
+
+  bool operator==(const FileVersion&) const = default;
 };
 
 /// One file that several processes read, and that each of them replaces as a whole.
@@ -43,10 +55,12 @@ class AtomicFile {
 
   const std::string& path() const { return path_; }
 
-  /// Reads the whole file. `content` is empty if the file, or its directory, doesn't exist. Anything but a
-  /// regular file is refused with ERROR_ACCESS_DENIED, and so is a path that leads through something that is
-  /// no directory. Needs no lock: whoever reads sees one version or the next, never a mix.
-  FileResult Read(std::string* content) const;
+  /// Reads the whole file, unless it still has the `version` of an earlier call: then `content` is nothing.
+  /// `content` is empty if the file, or its directory, doesn't exist. Anything but a regular file is refused
+  /// with ERROR_ACCESS_DENIED, and so is a path that leads through something that is no directory. On failure
+  /// `version` and `content` are nothing. Needs no lock: whoever reads sees one version or the next, never a
+  /// mix.
+  FileResult Read(std::optional<FileVersion>* version, std::optional<std::string>* content) const;
   /// Creates missing directories, then tries to take the lock until `at_most` has passed, and at least once.
   /// ERROR_SHARING_VIOLATION if another process still holds it then. PATH.lock has to be a regular file; a
   /// link, a pipe or a device there gives ERROR_ACCESS_DENIED and is left alone.
@@ -107,9 +121,13 @@ class FileRegistry : public RegistryBase {
   std::int32_t Report(const char* what, const FileResult& result);
 
   AtomicFile file_;
-  // `tree_` is always what `text_` parses to, so a file whose text hasn't changed isn't parsed again.
+  // The file as it was last seen. `tree_` is always what `text_` parses to, and empty if that is `damaged_`.
+  // A file whose version hasn't changed isn't read again, and one whose text hasn't changed isn't parsed
+  // again.
+  std::optional<FileVersion> version_;
   std::string text_;
   RegistryTree tree_;
+  bool damaged_ = false;
 
   // A save is a series of calls, and each of them takes the lock. They share what is left of the longest
   // wait, until renew_wait_at_.
