@@ -114,8 +114,9 @@ bool PortDetection::DetectByListening(std::int16_t index) {
 }
 
 /// No device sent anything that could be recognised, so the user chooses the port, the channels and the rate.
-/// The rate isn't measured afterwards. Settings are loaded before the dialog, which shows them as presets;
-/// the port is opened after it, because until then nothing says which one.
+/// The rate isn't measured afterwards, unless an earlier detection has started the rate meter. Settings are
+/// loaded before the dialog, which shows them as presets; the port is opened after it, because until then
+/// nothing says which one.
 bool PortDetection::DetectByUser() {
   form_.LoadSetting();
   std::int16_t row = FindPort(store_, store_.BasePort);

@@ -40,7 +40,8 @@ class dlgFTDI final : private DetectionForm {
 
   /// Line rate of the port in use, bits per second; 0 before the first detection.
   std::int32_t BaudRate() const { return detection_.BaudRate; }
-  /// Whether Rate is measured from the lines. After a detection by the user it isn't.
+  /// Whether Rate is measured from the lines. True from the first detection by listening on: a later
+  /// detection by the user starts from the rate entered, but the lines go on changing it.
   bool AutoRate() const { return rate_.AutoRate; }
 
  private:

@@ -144,6 +144,8 @@ void dlgPort::LocalizeForm() {
   localize(lblRate, kTextRate);
 }
 
+/// Lists the ports in the order of the port table, so that a row of the list is a row of the table. Selects
+/// the first one, which runs lstPort_Click.
 void dlgPort::FillPortList() {
   form_->ClearRows(lstPort);
   for (int row = 0; row < store_.PortCount; ++row) form_->AddRow(lstPort, RowText(store_.PortTable[row]));
@@ -162,6 +164,7 @@ void dlgPort::lstPort_Click() {
   form_->SetEnabled(cmdConfig, has_default);
 }
 
+/// Lets the user edit the port's line settings in the system's dialog, and makes them the port's default.
 void dlgPort::cmdConfig_Click() {
   tPortInfo* row = SelectPortInfo();
   if (!row) return;
@@ -188,6 +191,7 @@ void dlgPort::cmdOK_Click() {
   form_->Hide();
 }
 
+/// Also for the close box. Accepted stays false.
 void dlgPort::cmdCancel_Click() {
   form_->Hide();
 }
@@ -211,6 +215,7 @@ void dlgPort::ShowPortInfo(tPortInfo& row) {
   form_->SetRow(lstPort, SelectedRow, RowText(row));
 }
 
+/// "COM5", a tab and "9600,N,8,1"; just the tab for a device that could not be opened.
 std::string dlgPort::RowText(const tPortInfo& row) const {
   return platform_.number_rules.AnsiToUtf8(row.Name + "\t" + row.ConfigText);
 }

@@ -17,6 +17,7 @@ constexpr int kByCode = 1;
 /// The controls in tab order; each is the index of its layout in Design.
 enum Control : int { cmdClose, txtInfo, txtValue };
 
+/// " (v3.2.2)", which follows the caption.
 std::string VersionText(const ComponentVersion& version) {
   return " (v" + std::to_string(version.major) + "." + std::to_string(version.minor) + "." +
          std::to_string(version.revision) + ")";
@@ -29,6 +30,7 @@ void MonitorWindow::Load(const std::string& driver_name) {
   if (form_) LocalizeForm(driver_name);
 }
 
+/// Asks as if the code wanted the form unloaded, which is never refused.
 void MonitorWindow::Unload() {
   bool cancel = false;
   Form_QueryUnload(cancel, kByCode);
@@ -88,6 +90,7 @@ WindowLayout MonitorWindow::Design() {
           .close_box = close_box};
 }
 
+/// Texts that can't be loaded leave those of the design. The caption is then just the version.
 void MonitorWindow::LocalizeForm(const std::string& driver_name) {
   SetFormCharset(*form_, platform_.texts);
   const TextTable table(platform_.texts, platform_.number_rules);

@@ -9,7 +9,7 @@
 
 namespace halden {
 
-/// Identifiers of the texts that the forms use.
+/// Identifiers of the texts that the forms use. The numbers are those of the resources on Windows.
 enum TextId : std::int32_t {
   kTextCancel = 21,
   kTextClose = 24,
@@ -30,9 +30,8 @@ class TextTable {
   /// Returns the text of `id` with its arguments filled in; empty if there is no such text.
   std::string LoadResFormat(std::int32_t id, const std::string& a1, const std::string& a2 = {},
                             const std::string& a3 = {}) const;
-  /// Returns `text` with %1 to %5 replaced by the arguments. If the formatter fails, returns `text` without
-  /// its
-  /// "%" signs.
+  /// Returns `text` with %1 to %5 replaced by the arguments. If the formatter fails, for example because the
+  /// result is too long, returns `text` without its "%" signs.
   std::string FormatResText(const std::string& text, const std::string& a1, const std::string& a2,
                             const std::string& a3, const std::string& a4, const std::string& a5) const;
 
