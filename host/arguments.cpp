@@ -225,8 +225,9 @@ class CommandLine {
   }
 
   void AddPrintOptions(CLI::App& command) {
-    Flag(command, "--quiet", "Only failures on standard error", &arguments_.quiet);
-    Flag(command, "--json", "Prints JSON for programs", &arguments_.json);
+    Flag(command, "--quiet", "Only failures on standard error, and no warnings", &arguments_.quiet);
+    Flag(command, "--json", "Prints JSON for programs; warnings are objects on standard error",
+         &arguments_.json);
   }
 
   void AddDeviceOptions(CLI::App& command) {

@@ -3,6 +3,7 @@
 
 usage: command_line_test.py HALDEN_HOST
 """
+import contextlib
 import json
 import os
 import re
@@ -153,8 +154,35 @@ class CommandLine(unittest.TestCase):
             self.assertLess(time.monotonic() - started, 1 if number else 3, "seconds until the end")
             out, err = process.communicate()
             self.assertIn("its reader takes nothing", err)
-            summary = json.loads(next(line for line in err.splitlines() if line.startswith("{")))
+            summary = json.loads(next(line for line in err.splitlines() if line.startswith('{"port"')))
             self.assertEqual((summary["frames"], out[-1], summary["gaps"]), (out.count("\n") - 1, "\n", []))
+
+    def test_lines_that_end_in_lf_are_explained_once_the_port_is_told_until_a_signal(self):
+        master, slave = os.openpty()
+        tty.setraw(slave)
+        device = f"explain --device tty:{os.ttyname(slave)},baud=9600"
+
+        def speak(process):
+            with contextlib.suppress(OSError):
+                while process.poll() is None:
+                    os.write(master, b"T=23.45C;x\n")
+                    time.sleep(0.02)
+
+        with ThreadPoolExecutor(1) as pool:
+            process = self.start(device)
+            pool.submit(speak, process)
+            self.assertIn("add eol=lf", process.communicate()[1])
+            process = self.start(f"{device},eol=lf --lines 1000000 --json")
+            pool.submit(speak, process)
+            fields = json.loads(process.stdout.readline())["fields"]
+            self.assertEqual([(field["value"], field["code"]) for field in fields], [(23.45, 469), (0, 0)])
+            process.send_signal(signal.SIGINT)
+            started = time.monotonic()
+            self.assertEqual(process.wait(), 0)
+            self.assertLess(time.monotonic() - started, 1, "seconds until the end")
+        (self.folder / "capture").write_bytes(b"1\t2\r\n" * 300)
+        out, _ = self.expect(0, f"explain --device replay:{self.folder}/capture --lines 1000")
+        self.assertEqual(out.count("Line "), 300, "all lines of a file")
 
     def test_older_files_are_left_alone_unless_asked_for(self):
         old = self.folder / "old.csv"
