@@ -98,7 +98,7 @@ class Faults {
   }
   /// What has been noted since the last call, in lines that end where something comes to rest.
   std::string TakeTrace() {
-    std::string text = "\n";
+    std::string text;
     for (const auto& [line, times] : std::exchange(trace_, {})) {
       text += line + (times > 1 ? " x " + std::to_string(times) : "");
       const bool rests = line == "pass" || line.starts_with("GetDefault") || line.find("Close") != line.npos;

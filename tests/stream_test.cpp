@@ -59,8 +59,6 @@ TEST_F(Lines, FormatAndValuesOfWholeLines) {
     std::vector<float> values;  ///< of the channels, which were 9
   } cases[] = {{.line = "1;2;3", .columns = 3, .separator = ";", .read = 3, .values = {1, 2, 3}},
                {.line = "1;;3", .columns = 3, .separator = ";", .read = 2, .values = {1, 0, 3}},
-               {.line = "1;x;3", .columns = 3, .separator = ";", .read = 2, .values = {1, 0, 3}},
-               {.line = "1;2", .columns = 2, .separator = ";", .read = 2, .values = {1, 2, 0}},
                {.line = "1;2;", .columns = 2, .separator = ";", .read = 2, .values = {1, 2, 9}},
                {.line = "1;", .columns = 1, .separator = ";", .read = 1, .values = {1, 9, 9}},
                {.line = "1;2;3;4", .columns = 4, .separator = ";", .read = 3, .values = {1, 2, 3}},
@@ -69,13 +67,9 @@ TEST_F(Lines, FormatAndValuesOfWholeLines) {
                {.line = "12.5(3.1)", .columns = 2, .separator = "(", .read = 2, .values = {12.5, 3.1f, 0}},
                {.line = "(12", .columns = 2, .separator = "(", .read = 1, .values = {0, 12, 0}},
                {.line = "\t1\t 2", .columns = 3, .separator = "\t", .read = 2, .values = {0, 1, 2}},
-               {.line = "1; 2 ;3", .columns = 3, .separator = ";", .read = 3, .values = {1, 2, 3}},
                {.line = "1 2;3", .columns = 2, .separator = ";", .read = 2, .values = {9, 3, 0}},
-               {.line = "42", .columns = 1, .separator = "", .read = 1, .values = {42, 9, 9}},
                {.line = "1,2,3", .columns = 1, .separator = "", .read = 1, .values = {123, 9, 9}},
                {.line = " 12", .columns = 1, .separator = " ", .read = 1, .values = {12, 9, 9}},
-               {.line = "12 ", .columns = 1, .separator = " ", .read = 1, .values = {12, 9, 9}},
-               {.line = "abc", .columns = 3, .separator = "", .read = 0, .values = {0, 9, 9}},
                {.line = "-", .columns = 1, .separator = "", .read = 0, .values = {0, 9, 9}},
                {.line = "   ", .columns = 0, .separator = " ", .read = 0, .values = {0, 9, 9}}};
   for (const auto& c : cases) {
@@ -146,10 +140,8 @@ TEST_F(Lines, AnalysisLearnsFromWholeLinesAlone) {
     int mean, columns, left;  ///< mean length of a line, most columns, bytes left in the buffer
   } cases[] = {{.bytes = "1;2\r\n3;4\r\n5", .good = false, .mean = 0, .columns = 2, .left = 11},
                {.bytes = "1;2\r\n3;4\r\n5;6\r\n7", .good = true, .mean = 7, .columns = 2, .left = 1},
-               {.bytes = "1\r2\r3\r", .good = true, .mean = 2, .columns = 1, .left = 0},
                {.bytes = "x\r1\r2\r\r", .good = true, .mean = 3, .columns = 1, .left = 0},
                {.bytes = "1;2\n3;4\n", .good = false, .mean = 0, .columns = 0, .left = 8},
-               {.bytes = "", .good = false, .mean = 0, .columns = 0, .left = 0},
                {.bytes = "x\r1;2;3\r\r4\r\n", .good = true, .mean = 6, .columns = 3, .left = 0},
                {.bytes = "\r\n1;2\r\n \r\n3;4\r\n55", .good = true, .mean = 7, .columns = 2, .left = 2}};
   for (const auto& c : cases) {
