@@ -112,8 +112,12 @@ std::string SummaryJson(const RecordingSummary& summary) {
                  {"ring_full", summary.ring_full},
                  {"gaps", Stretches(summary.gaps)},
                  {"away", Stretches(summary.away)}};
+  if (!summary.timed)
+    for (const char* key : {"seconds", "frames_per_second", "first_time", "last_time"}) object.erase(key);
   if (summary.skipped_bytes > 0)
-    object.update({{"skipped_bytes", summary.skipped_bytes}, {"skipped_lines", summary.skipped_lines}});
+    object.update({{"skipped_bytes", summary.skipped_bytes},
+                   {"skipped_lines", summary.skipped_lines},
+                   {"unfinished_bytes", summary.unfinished_bytes}});
   return OneLine(object);
 }
 

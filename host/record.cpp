@@ -115,8 +115,9 @@ class Recorder {
     if (!StartRecord()) return kRefused;
     start_ = session_.Now();
     if (Converts()) {
-      summary_.skipped_bytes = session_.BytesReceived();
+      summary_.skipped_bytes = session_.BytesReceived() - session_.PartLineReceived();
       summary_.skipped_lines = session_.LinesReceived();
+      summary_.timed = arguments_.line_rate.has_value();
     }
     sinks_ = std::make_unique<Sinks>(arguments_, columns_);
     SayWhatIsRecorded();
@@ -158,6 +159,7 @@ class Recorder {
       if (arguments_.sync && Elapsed() >= next_sync_) Sync();
     }
     if (!Converts()) summary_.seconds = Elapsed();
+    if (Converts()) summary_.unfinished_bytes = session_.PartLineReceived();
     summary_.rate = adc().Rate();
     rate_text_ = session_.RateText();
     summary_.rate_max = adc().RateMax();
@@ -379,6 +381,9 @@ class Recorder {
            (arguments_.line_rate ? " over " + Fixed(summary_.seconds, 2) + " s" : "") + "; the " +
            std::to_string(summary_.skipped_lines) + " lines before them, " +
            std::to_string(summary_.skipped_bytes) + " bytes, served to recognise the device" +
+           (summary_.unfinished_bytes > 0 ? "; the last " + std::to_string(summary_.unfinished_bytes) +
+                                                " bytes are lost, since no line end follows"
+                                          : "") +
            (summary_.ring_full ? "; the ring was full: frames may be missing" : "");
   }
 

@@ -31,6 +31,7 @@ struct RecordingSummary {
   float rate_max = 0;       ///< frames per second that the line could carry
   float rate = 0;           ///< the driver's Rate at the end
   std::int64_t frames = 0;  ///< that every file holds
+  bool timed = true;        ///< false if a file is converted without a line rate: the next three mean nothing
   double seconds = 0;
   double first_time = 0;      ///< of the first frame, seconds from the start; 0 without frames
   double last_time = 0;       ///< of the last frame
@@ -39,7 +40,8 @@ struct RecordingSummary {
   /// Before the first frame, of a converted file: bytes by which the device was recognised, and their lines.
   std::uint64_t skipped_bytes = 0;
   std::uint64_t skipped_lines = 0;
-  std::vector<Stretch> away;  ///< in which the device was gone
+  std::uint64_t unfinished_bytes = 0;  ///< lost at the end of the file, since no line end follows them
+  std::vector<Stretch> away;           ///< in which the device was gone
 
   double FramesPerSecond() const { return seconds > 0 ? static_cast<double>(frames) / seconds : 0; }
 };

@@ -52,6 +52,8 @@ class Session {
   virtual std::uint64_t LinesReceived() const { return 0; }
   /// Bytes that the driver has received; 0 where they can't be counted.
   virtual std::uint64_t BytesReceived() const { return 0; }
+  /// Bytes that the driver has received since the last line end.
+  virtual std::uint64_t PartLineReceived() const { return 0; }
   /// What a person should know and no result has said: one line each, returned once.
   virtual std::vector<std::string> TakeNotices() { return {}; }
 

@@ -1,26 +1,13 @@
 #include <algorithm>
 #include <gtest/gtest.h>
 
-#include "backends/sim/sim_platform.h"
 #include "host/commands.h"
 #include "host/local/local_session.h"
 #include "tests/scratch_files.h"
+#include "tests/virtual_machine.h"
 
 namespace halden::host {
 namespace {
-
-/// A machine on a virtual clock, for a recording that nobody waits for.
-class VirtualMachine final : public SystemPlatform {
- public:
-  explicit VirtualMachine(const std::string& device) : sim_({device}) {}
-  Platform& platform() override { return sim_.platform(); }
-  std::vector<std::string> OpenFailures() const override { return sim_.library().OpenFailures(); }
-  bool HasEnded(std::int32_t place) const override { return sim_.library().HasEnded(place); }
-  void HoldDialogBack(bool) override {}
-
- private:
-  mutable SimPlatform sim_;
-};
 
 /// Lines that count, and so many that they come in several portions.
 std::string Counting(const std::string& separator, const std::string& end) {
@@ -49,7 +36,7 @@ TEST(Convert, GivesTheCsvThatRecordGetsAtThePaceOfTheDevice) {
     arguments.input = folder / "capture";
     arguments.csv = folder / "recorded";
     arguments.command = Command::kRecord;
-    VirtualMachine machine("replay:" + arguments.input);
+    VirtualMachine machine({.devices = {"replay:" + arguments.input}}, FixedNumberRules::C());
     LocalSession session(machine, {});
     ASSERT_EQ(RunRecord(session, arguments, progress), kDone) << name;
     arguments.command = Command::kConvert;

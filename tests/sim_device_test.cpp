@@ -109,5 +109,19 @@ TEST(ReplayDevice, KeepsThePaceThatItsOptionNames) {
   }
 }
 
+TEST(ReplayDevice, SaysTheSameToDetectionHoweverSlowTheMachineIs) {
+  const ScratchDirectory folder;
+  std::string bytes;
+  for (int i = 0; i < 1000; ++i) bytes += std::to_string(i) + "\r";
+  SetFileText(folder / "file", bytes);
+  Listening replay("replay:" + (folder / "file"));
+  replay.clock.Sleep(10);
+  replay.device.Purge(FT_PURGE_RX);
+  const std::string first = replay.Hear(1000);
+  EXPECT_EQ(first.size(), ReplayDevice::kHeldBack);
+  EXPECT_EQ(first.substr(0, 8), bytes.substr(0, 8)) << "the purge starts the file anew";
+  EXPECT_TRUE(first + replay.Hear(0) == bytes) << "what was held back follows";
+}
+
 }  // namespace
 }  // namespace halden

@@ -51,9 +51,10 @@ bool PacedDevice::BeginLine(double now) {
 void PacedDevice::Advance() {
   const double now = Milliseconds() - origin_;
   while (sent_ < sending_.size() || BeginLine(now)) {
-    const std::size_t due =
-        now >= line_end_ ? sending_.size()
-                         : static_cast<std::size_t>((now - line_start_) * pace_.bytes_per_second / 1000);
+    std::size_t due = now >= line_end_
+                          ? sending_.size()
+                          : static_cast<std::size_t>((now - line_start_) * pace_.bytes_per_second / 1000);
+    due = std::min(due, sent_ + Room(queue_));
     if (due > sent_) Receive(sending_.substr(sent_, due - sent_), queue_);
     sent_ = std::max(sent_, due);
     if (sent_ < sending_.size()) return;

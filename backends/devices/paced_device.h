@@ -72,6 +72,8 @@ class PacedDevice : public Device {
   virtual void OnDtrRise() {}
   /// What the port makes of bytes that the device has sent.
   virtual void Receive(std::string_view sent, ByteQueue& queue) { queue.Push(sent); }
+  /// How many bytes more the device may send now. The others wait until the next call.
+  virtual std::size_t Room(const ByteQueue&) const { return ByteQueue::kCapacity; }
 
   /// Whole milliseconds since the device was made.
   double Milliseconds() const;

@@ -40,6 +40,7 @@ ReplayDevice::ReplayDevice(Clock& clock, const ReplayDeviceSettings& settings, c
 
 std::string ReplayDevice::OnOpen() {
   hurries_ = false;
+  was_read_ = false;
   Rewind();
   StartLines(Milliseconds(), 0);
   return "";
@@ -108,8 +109,19 @@ FT_STATUS ReplayDevice::GetQueueStatus(std::uint32_t* rx_bytes) {
   return status;
 }
 
+FT_STATUS ReplayDevice::Purge(std::uint32_t mask) {
+  const FT_STATUS status = PacedDevice::Purge(mask);
+  if (status == FT_OK && (mask & FT_PURGE_RX) != 0 && !was_read_) OnOpen();
+  return status;
+}
+
+std::size_t ReplayDevice::Room(const ByteQueue& queue) const {
+  return was_read_ ? ByteQueue::kCapacity : kHeldBack - std::min(kHeldBack, queue.Size());
+}
+
 FT_STATUS ReplayDevice::Read(void* buffer, std::uint32_t count, std::uint32_t* read) {
   const FT_STATUS status = PacedDevice::Read(buffer, count, read);
+  was_read_ = true;
   if (status != FT_OK || !hurries_ || *read > 0) return status;
   *read = static_cast<std::uint32_t>(std::min<std::size_t>(count, end_ - begin_));
   std::copy_n(block_.data() + begin_, *read, static_cast<char*>(buffer));

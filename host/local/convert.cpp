@@ -1,4 +1,6 @@
+#include <filesystem>
 #include <memory>
+#include <system_error>
 #include <vector>
 
 #include "backends/devices/emulated_d2xx.h"
@@ -12,6 +14,7 @@
 #include "host/commands.h"
 #include "host/local/local_session.h"
 #include "host/printable_text.h"
+#include "host/recording.h"
 
 namespace halden::host {
 namespace {
@@ -75,9 +78,19 @@ class Conversion final : public LocalSession {
   CapturePlatform& platform_;
 };
 
+bool IsInput(const std::string& path, const Arguments& arguments) {
+  std::error_code ignored;
+  return !path.empty() && std::filesystem::equivalent(path, arguments.input, ignored);
+}
+
 }  // namespace
 
 int RunConvert(const Arguments& arguments, Progress& progress) {
+  for (const std::string& path : {arguments.csv, arguments.npy, TimesPath(arguments.npy)}) {
+    if (!IsInput(path, arguments)) continue;
+    progress.Fail(Quoted(path) + " is the file to convert, and can't be written");
+    return kWrongArguments;
+  }
   const auto platform = CapturePlatform::Open(arguments.input);
   if (!platform) {
     progress.Fail(Quoted(arguments.input) + " can't be read: convert takes the file of a captured stream");

@@ -167,10 +167,24 @@ std::string LocalSession::KindOf(std::int32_t index) const {
   return description == kReplayedDescription ? "replayed file " : "";
 }
 
+void LocalSession::MeasurePartLine(std::string_view received) {
+  const auto last = received.rfind('\r');
+  std::string_view rest = received;
+  if (last != std::string_view::npos) {
+    rest.remove_prefix(last + 1);
+    part_line_ = 0;
+    after_return_ = true;
+  }
+  if (after_return_ && rest.starts_with('\n')) rest.remove_prefix(1);
+  if (!received.empty()) after_return_ = received.back() == '\r';
+  part_line_ += rest.size();
+}
+
 /// Keeps the last whole line and what is odd about the lines. A line that there is no memory for isn't
 /// watched.
 void LocalSession::Listen(std::string_view received) noexcept {
   bytes_ += received.size();
+  MeasurePartLine(received);
   if (!listens_) return;
   try {
     cutter_.Add(received, [&](std::string_view line) {

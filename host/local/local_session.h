@@ -39,6 +39,7 @@ class LocalSession : public Session {
   std::string RateText() override;
   std::uint64_t LinesReceived() const override { return lines_; }
   std::uint64_t BytesReceived() const override { return bytes_; }
+  std::uint64_t PartLineReceived() const override { return part_line_; }
   std::vector<std::string> TakeNotices() override { return system_.TakeNotices(); }
   void BeginWatching(Progress& progress) override;
   std::vector<sdk::Observation> TakeObservations() override { return std::exchange(observations_, {}); }
@@ -54,6 +55,7 @@ class LocalSession : public Session {
   void StopListening() { listens_ = false; }
 
  private:
+  void MeasurePartLine(std::string_view received);
   bool SomeDeviceWasSilent() const;
   void WatchOnceFormatIsKnown();
   std::string KindOf(std::int32_t index) const;
@@ -66,6 +68,8 @@ class LocalSession : public Session {
   Platform tapped_;          ///< the system's platform with the tap in the place of the device library
   std::uint64_t bytes_ = 0;  ///< received
   std::uint64_t lines_ = 0;
+  std::uint64_t part_line_ = 0;  ///< bytes after the last line end
+  bool after_return_ = false;    ///< the last byte was a CR
   bool listens_ = true;
   LineListener on_line_;
   std::string released_;  ///< serial number of the device that Release has let go
