@@ -78,6 +78,13 @@ void* operator new(std::size_t size) {
   throw std::bad_alloc();
 }
 
+void* operator new(std::size_t size, const std::nothrow_t&) noexcept {
+  if (Fails()) return nullptr;
+  void* const memory = std::malloc(size);
+  if (memory) ++live;
+  return memory;
+}
+
 void operator delete(void* memory) noexcept {
   if (memory) --live;
   std::free(memory);

@@ -112,7 +112,7 @@ class TerminalTest(unittest.TestCase):
         terminal.see("│ 6             ▴ │", f"│{REVERSE}>9   ", "│ 12            ▾ │", "│ COM32767  11│",
                      "[7,5           ▾]", f"{DIM}[   ", f"{UNDERLINE}К", f"{BOLD}[     OK     ]")
         terminal.press("Enter", "BTab", "Up", "Enter")
-        terminal.see_given_back(0)
+        terminal.see_given_back(1)  # a silent device sends no frame
         assert pathlib.Path(terminal.folder, "csv").read_text().count("Column") == 9
 
     def test_stopped_monitor_gives_the_terminal_back_until_it_continues(self):
