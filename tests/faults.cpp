@@ -5,6 +5,7 @@
 #include <cstdlib>
 #include <new>
 #include <sys/file.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 namespace {
@@ -20,6 +21,11 @@ struct AllocationPlan {
 };
 thread_local AllocationPlan plan;
 thread_local bool interrupting = false;
+thread_local halden::FileCallLog* file_calls = nullptr;
+
+void Log(const char* call) {
+  if (file_calls) file_calls->calls += call;
+}
 
 /// Whether a call is to fail as if a signal had interrupted it.
 bool IsInterrupted() {
@@ -68,6 +74,14 @@ halden::Interruptions::~Interruptions() {
   interrupting = false;
 }
 
+halden::FileCallLog::FileCallLog() {
+  file_calls = this;
+}
+
+halden::FileCallLog::~FileCallLog() {
+  file_calls = nullptr;
+}
+
 void* operator new(std::size_t size) {
   if (!Fails()) {
     if (void* memory = std::malloc(size)) {
@@ -105,6 +119,21 @@ extern "C" ssize_t __wrap_write(int fd, const void* bytes, std::size_t count) {
 extern "C" int __real_flock(int fd, int operation);
 extern "C" int __wrap_flock(int fd, int operation) {
   return IsInterrupted() ? -1 : __real_flock(fd, operation);
+}
+extern "C" int __real_fchmod(int fd, mode_t mode);
+extern "C" int __wrap_fchmod(int fd, mode_t mode) {
+  Log("fchmod ");
+  return __real_fchmod(fd, mode);
+}
+extern "C" int __real_fsync(int fd);
+extern "C" int __wrap_fsync(int fd) {
+  Log("fsync ");
+  return __real_fsync(fd);
+}
+extern "C" int __real_rename(const char* from, const char* to);
+extern "C" int __wrap_rename(const char* from, const char* to) {
+  Log("rename ");
+  return __real_rename(from, to);
 }
 
 // Without this option the address sanitizer aborts on a huge request instead of returning null.

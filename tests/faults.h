@@ -35,6 +35,14 @@ struct Interruptions {
   ~Interruptions();
 };
 
+/// While one of these lives, it lists the calls of fchmod(), fsync() and rename() that our code makes on this
+/// thread: "fchmod fsync rename ", say.
+struct FileCallLog {
+  FileCallLog();
+  ~FileCallLog();
+  std::string calls;
+};
+
 /// Decides which calls to a FaultyPlatform go wrong, and how. All of its interfaces share one count of calls.
 /// Backends may not throw, so allocations made below a call never fail.
 class Faults {

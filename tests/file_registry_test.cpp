@@ -10,6 +10,7 @@
 #include <sys/wait.h>
 
 #include "backends/registry/registry_base.h"
+#include "tests/faults.h"
 #include "tests/registry_contract.h"
 #include "tests/scratch_files.h"
 
@@ -101,6 +102,15 @@ TEST_F(RegistryFile, IsSetAsideWhenDamagedAndTheChangeIsStored) {
         "the registry file " + path + " is damaged, or not a registry file; it is kept as " + kept;
     EXPECT_EQ(registry.TakeNotices(), std::vector{notice});
   }
+}
+
+TEST_F(RegistryFile, KeepsItsModeAndReachesTheDiskBeforeItReplacesTheOldOne) {
+  SetRaw(registry, "A", "v", REG_SZ, "before");
+  std::filesystem::permissions(path, std::filesystem::perms(0666));  // more than the umask would leave
+  FileCallLog log;
+  SetRaw(registry, "A", "v", REG_SZ, "after");
+  EXPECT_EQ(log.calls, "fchmod fsync rename ");
+  EXPECT_EQ(std::filesystem::status(path).permissions(), std::filesystem::perms(0666));
 }
 
 TEST_F(RegistryFile, IsWrittenOnlyWhereAllowedAndUnchangedByAFullDisk) {
