@@ -16,20 +16,21 @@
 
 namespace halden {
 
-/// What a simulated machine is like, devices apart.
+/// The properties of a simulated system, apart from its devices.
 struct SimOptions {
   FixedNumberRules number_rules = FixedNumberRules::Point();
   TextLanguage language = TextLanguage::kEnglish;
   std::uint16_t system_language = 0x0409;
-  std::uint32_t start_tick = 0;
+  std::uint32_t start_tick = 0;  ///< near 2^32, the tick count wraps soon
 };
 
-/// A whole machine in memory on a virtual clock, with simulated and replayed devices. Its user follows the
-/// script of the toolkit. Two machines share nothing.
+/// A whole system in memory on a virtual clock, with simulated and replayed devices. Its user follows the
+/// toolkit's script, and its registry is lost with the object. Objects share nothing, so tests can run side
+/// by side.
 class SimPlatform {
  public:
-  /// `devices` are --device options; a bad one, or one of another kind than "sim" and "replay", throws
-  /// std::invalid_argument.
+  /// `devices` are --device options of the kinds "sim" and "replay", in listing order. Throws
+  /// std::invalid_argument for any other or a malformed one.
   explicit SimPlatform(const std::vector<std::string>& devices, const SimOptions& machine = {});
   SimPlatform(const SimPlatform&) = delete;
   SimPlatform& operator=(const SimPlatform&) = delete;
@@ -39,11 +40,11 @@ class SimPlatform {
   EmulatedD2xx& library() { return library_; }
   MemoryRegistry& registry() { return registry_; }
   ScriptedToolkit& toolkit() { return toolkit_; }
-  /// May be set to other rules at any time.
+  /// Assign other rules at any time, to simulate a change of the system's settings.
   FixedNumberRules& number_rules() { return machine_.number_rules; }
-  /// The device of the option at this place.
+  /// The device of the option at `index`; valid as long as this object.
   PacedDevice& device(std::size_t index) { return *devices_.at(index).device; }
-  /// What was done to it, as PacedDevice::LogCallsTo tells.
+  /// The calls of that device, in the form of PacedDevice::LogCallsTo.
   const std::vector<std::string>& calls(std::size_t index) const { return devices_.at(index).calls; }
 
  private:

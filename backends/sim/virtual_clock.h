@@ -10,11 +10,12 @@
 
 namespace halden {
 
-/// Time that only its user moves: 1 ms at each pass of the message queue, before anything is served, and as
-/// much as is slept. Nothing waits.
+/// A clock that advances only when it is used: by 1 ms at each pass of the message queue, before anything is
+/// served, and by the duration of each Sleep. Nothing really waits, so minutes of a test take milliseconds,
+/// and each run is the same.
 class VirtualClock : public Clock {
  public:
-  /// `start` is the first tick count; near 2^32 it lets the count wrap soon.
+  /// `start` is the first tick count, in milliseconds.
   explicit VirtualClock(std::uint32_t start = 0) : now_(start), queue_(*this) {}
 
   std::uint32_t GetTickCount() override { return now_; }
@@ -32,9 +33,10 @@ class VirtualClock : public Clock {
     return queue_.NewTimer(interval_ms, std::move(tick));
   }
 
-  /// A message for the next pass, also for one that is made deep inside a call of the driver.
+  /// Adds a message for the next pass of the message queue, which may happen deep inside a call of the
+  /// driver.
   void Post(std::function<void()> message) { queue_.Post(std::move(message)); }
-  /// Passes until so much time has gone by; below 2^31.
+  /// Runs passes until `milliseconds`, fewer than 2^31, have passed.
   void RunFor(std::uint32_t milliseconds) {
     const std::uint32_t start = now_;
     while (now_ - start < milliseconds) ServeMessages();

@@ -9,14 +9,17 @@ namespace {
 
 constexpr char32_t kMalformed = 0xFFFD;
 
+/// A range of characters, both ends included.
 struct Span {
   char32_t first;
   char32_t last;
 };
 
+// Control and combining characters, joiners, and other marks that take no cell.
 constexpr Span kJoining[] = {{0x0000, 0x001F}, {0x007F, 0x009F}, {0x0300, 0x036F}, {0x0483, 0x0489},
                              {0x200B, 0x200F}, {0x2028, 0x202E}, {0x2060, 0x206F}, {0x20D0, 0x20F0},
                              {0xFE00, 0xFE0F}, {0xFE20, 0xFE2F}, {0xFEFF, 0xFEFF}};
+// The blocks that terminals display in two cells. A few rare characters in them are narrow.
 constexpr Span kWide[] = {{0x1100, 0x115F},   {0x2E80, 0x303E},   {0x3041, 0xA4CF},  {0xAC00, 0xD7A3},
                           {0xF900, 0xFAFF},   {0xFE30, 0xFE6F},   {0xFF00, 0xFF60},  {0xFFE0, 0xFFE6},
                           {0x1F300, 0x1F64F}, {0x1F900, 0x1F9FF}, {0x20000, 0x3FFFD}};
@@ -38,7 +41,8 @@ char32_t TakeCharacter(std::string_view* utf8) {
 
   const int tail = lead < 0xE0 ? 1 : lead < 0xF0 ? 2 : 3;
   char32_t character = lead & (0x3Fu >> tail);
-  // The second byte alone decides on overlong forms, surrogates and what lies beyond U+10FFFF.
+  // The range of the second byte excludes overlong forms, surrogates and everything beyond U+10FFFF. The
+  // bytes after it may have any value from 80h to BFh.
   unsigned char low = lead == 0xE0 ? 0xA0 : lead == 0xF0 ? 0x90 : 0x80;
   unsigned char high = lead == 0xED ? 0x9F : lead == 0xF4 ? 0x8F : 0xBF;
   for (int i = 0; i < tail; ++i) {

@@ -9,7 +9,7 @@
 namespace halden {
 namespace {
 
-/// The characters of the bytes 128 to 255; 0 where the page has none.
+/// The characters of the bytes 128 to 255; 0 for a byte that the code page leaves undefined.
 using UpperHalf = std::array<char16_t, 128>;
 
 constexpr UpperHalf kCyrillic = {
@@ -24,7 +24,7 @@ constexpr UpperHalf kCyrillic = {
     0x0438, 0x0439, 0x043A, 0x043B, 0x043C, 0x043D, 0x043E, 0x043F, 0x0440, 0x0441, 0x0442, 0x0443, 0x0444,
     0x0445, 0x0446, 0x0447, 0x0448, 0x0449, 0x044A, 0x044B, 0x044C, 0x044D, 0x044E, 0x044F};
 
-/// From byte 160 upward the western page is Latin-1.
+/// The western code page. From byte 160 on it is the same as Latin-1.
 constexpr UpperHalf MakeWestern() {
   UpperHalf page = {0x20AC, 0,      0x201A, 0x0192, 0x201E, 0x2026, 0x2020, 0x2021, 0x02C6, 0x2030, 0x0160,
                     0x2039, 0x0152, 0,      0x017D, 0,      0,      0x2018, 0x2019, 0x201C, 0x201D, 0x2022,
@@ -38,6 +38,7 @@ const UpperHalf& UpperHalfOf(CodePage page) {
   return page == CodePage::kCyrillic ? kCyrillic : kWestern;
 }
 
+/// "?" for a character that the code page lacks.
 char ByteOf(char32_t character, const UpperHalf& upper) {
   if (character < 0x80) return static_cast<char>(character);
   const auto* found = std::find(upper.begin(), upper.end(), character);

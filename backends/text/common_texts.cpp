@@ -6,6 +6,7 @@
 namespace halden {
 namespace {
 
+/// A text of the forms in both languages, UTF-8.
 struct TextRow {
   std::uint32_t id;
   const char* english;
@@ -18,11 +19,13 @@ constexpr TextRow kTexts[] = {
 #undef TEXT_ROW
 };
 
+/// A Win32 error code with the system's message.
 struct Sentence {
   std::uint32_t code;
   const char* text;
 };
 
+// The codes that the registry's backends return, and their neighbours. An unknown code has no message.
 constexpr Sentence kSentences[] = {
     {0, "The operation completed successfully."},
     {1, "Incorrect function."},
@@ -52,6 +55,7 @@ constexpr Sentence kSentences[] = {
     {1018, "Illegal operation attempted on a registry key that has been marked for deletion."},
 };
 
+/// With the line break that the system appends to its messages.
 std::optional<std::string> SystemSentence(std::uint32_t code) {
   for (const Sentence& sentence : kSentences)
     if (sentence.code == code) return std::string(sentence.text) + "\r\n";
@@ -62,9 +66,10 @@ bool IsDigit(char c) {
   return c >= '0' && c <= '9';
 }
 
-constexpr std::uint32_t kArguments = 5;
+constexpr std::uint32_t kArguments = 5;  // the callers pass no more
 
-/// Appends what the directive at the front of `rest`, its "%" already taken, stands for, and takes it away.
+/// Removes the directive at the front of `rest`, whose "%" has been removed already, and appends its text.
+/// False for a directive or an argument that doesn't exist. %0 drops everything after it.
 bool AppendDirective(std::string_view& rest, const char* const* arguments, std::string& text) {
   if (rest.empty()) return false;
   const char first = rest.front();
@@ -84,6 +89,7 @@ bool AppendDirective(std::string_view& rest, const char* const* arguments, std::
   return true;
 }
 
+/// "%1 is not a number%n" with "x" -> "x is not a number\r\n"
 std::optional<std::string> FillIn(std::string_view source, const char* const* arguments) {
   std::string text;
   while (!source.empty()) {

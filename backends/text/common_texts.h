@@ -6,18 +6,20 @@ namespace halden {
 
 enum class TextLanguage { kEnglish, kRussian };
 
-/// The texts for systems that have neither string resources nor a message formatter of their own. The
-/// system's sentences are English in every language.
+/// The texts of the forms and the system's error messages, for systems that have neither string resources nor
+/// a message formatter. The forms are English or Russian; the system's messages are always English.
 class CommonTexts : public TextResources {
  public:
-  /// `language` is that of the process, `system_language` the system's language identifier.
+  /// `language` selects the texts of the forms. `system_language` is the Windows language identifier that
+  /// GetSystemDefaultLangID returns, such as 0409h for English (United States).
   CommonTexts(TextLanguage language, std::uint16_t system_language)
       : language_(language), system_language_(system_language) {}
 
   std::optional<std::string> LoadText(std::uint32_t id) override;
   std::uint16_t GetSystemDefaultLangID() override { return system_language_; }
-  /// Of the formatter's directives: %1 to %5, %0 (ends the text), %n and %r (breaks), and % before any other
-  /// character for that character itself. Fails on %6 and above, and where an argument is missing.
+  /// Supports the system's messages and these directives: %1 to %5 (arguments), %0 (ends the text), %n and %r
+  /// (line breaks), and % followed by any other character for that character. Fails, with 0, on %6 and above,
+  /// on a missing argument, and if the text and its NUL don't fit into `capacity` bytes.
   std::uint32_t FormatMessageA(std::uint32_t flags, const char* source, std::uint32_t id,
                                std::uint32_t language, char* buffer, std::uint32_t capacity,
                                const char* const* arguments) override;

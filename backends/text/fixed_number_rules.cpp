@@ -9,14 +9,16 @@
 namespace halden {
 namespace {
 
-constexpr std::size_t kLongestPlain = 15;
+constexpr std::size_t kLongestPlain = 15;  // digits, leading and trailing zeros included
 
-/// A number above 0 as 0.DIGITS times 10 to the power `point`, without zeros at either end of the digits.
+/// A positive number as 0.DIGITS times 10 to the power `point`. The digits neither begin nor end with a zero:
+/// 12.5 is {"125", 2}, and 0.001 is {"1", -2}.
 struct Decimal {
   std::string digits;
   int point = 0;
 };
 
+/// Rounds by to_chars, which is exact and independent of the locale: "1.25e+01" is taken apart.
 Decimal Decompose(double value, int significant_digits) {
   char text[32] = {};
   const auto end =
@@ -29,6 +31,7 @@ Decimal Decompose(double value, int significant_digits) {
   return decimal;
 }
 
+/// {"125", 2} -> "12.5", {"1", -2} -> "0.001", {"1", 4} -> "1000"
 std::string PlainForm(const Decimal& decimal, char separator) {
   std::string text = decimal.digits;
   if (decimal.point <= 0) {
@@ -39,6 +42,7 @@ std::string PlainForm(const Decimal& decimal, char separator) {
   return text.insert(point, 1, separator);
 }
 
+/// {"125", 2} -> "1.25E+01": at least two digits of exponent, as Windows writes them.
 std::string ExponentForm(const Decimal& decimal, char separator) {
   std::string text = decimal.digits;
   if (text.size() > 1) text.insert(1, 1, separator);

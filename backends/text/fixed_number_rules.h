@@ -8,16 +8,20 @@
 
 namespace halden {
 
-/// The default number-to-text conversion of every system: `value` to at most `significant_digits` (taken into
-/// 1 to 17) without trailing zeros, such as "1000", "-0.1" or "12.5". The exponent form, such as "1E-20",
-/// only where the plain one takes more than 15 digits and is the longer of the two. Zero has no sign; what is
-/// no number is "NaN", "INF" or "-INF".
+/// The number-to-text conversion that all systems share: `value` rounded to `significant_digits` (clamped to
+/// 1 to 17) and without trailing zeros, such as "1000", "-0.1" or "12.5". The exponent form is used only if
+/// the plain form has more than 15 digits and is longer:
+///
+///     1e14  -> "100000000000000"        1e-20 -> "1E-20"
+///     1e15  -> "1E+15"                  0.1   -> "0.1"
+///
+/// Zero has no sign. Not-a-number and the infinities are "NaN", "INF" and "-INF".
 std::string FormatNumber(double value, int significant_digits, char decimal_separator);
 
-/// Rules that never change.
+/// Number rules that are given once and never change: the locale's on Linux, those of a test in tests.
 class FixedNumberRules final : public NumberRules {
  public:
-  /// `group_separator` '\0': no character is one.
+  /// A `group_separator` of '\0' means that no character separates groups.
   FixedNumberRules(char decimal_separator, char group_separator, CodePage page)
       : decimal_(decimal_separator), group_(group_separator), page_(page) {}
 
@@ -25,7 +29,7 @@ class FixedNumberRules final : public NumberRules {
   static FixedNumberRules Point() { return {'.', ',', CodePage::kWestern}; }
   /// Decimal comma, no-break space between groups, Cyrillic.
   static FixedNumberRules Comma() { return {',', '\xA0', CodePage::kCyrillic}; }
-  /// Decimal point, no groups, western: the C locale.
+  /// The C locale: decimal point, no groups, western.
   static FixedNumberRules C() { return {'.', '\0', CodePage::kWestern}; }
 
   char DecimalSeparator() const override { return decimal_; }

@@ -15,12 +15,13 @@ void AnsweringToolkit::ShowMessage(const std::string& text, const std::string& t
   if (!asked_) others_.ShowMessage(text, title, icon);
 }
 
+/// Enter closes the dialog if the form accepts the answer. If it is still open then, Escape cancels it.
 void AnsweringToolkit::HandleInput(MemoryWindow& window) {
   if (answer_ && !held_back_ && Fill(window)) window.PressEnter();
   if (window.Visible()) window.PressEscape();
 }
 
-/// Does what a user would who has the answer in mind, and ends on the rate box.
+/// Picks the rows and types the rate, as a user would do. False if a row doesn't exist.
 bool AnsweringToolkit::Fill(MemoryWindow& window) const {
   const int ports = window.Find("lstPort");
   const int channels = window.Find("cboCh");

@@ -10,14 +10,15 @@
 
 namespace halden {
 
-/// What a user does with the form in front and sees of it, whatever draws it. Controls go by name.
+/// What a user can do with the front window, and what the user sees of it, independent of the toolkit.
+/// Controls are named as in their layout.
 class FormUser {
  public:
   virtual ~FormUser() = default;
 
-  /// Clicks a row of a list box, or picks one of a combo box.
+  /// Clicks a row of a list box, or chooses a row of a combo box. Rows count from 0.
   virtual void PickRow(const std::string& control, int row) = 0;
-  /// Goes to the edit box and replaces its text.
+  /// Moves the focus to the edit box and replaces its text.
   virtual void Type(const std::string& control, const std::string& text) = 0;
   virtual void Press(const std::string& button) = 0;
   virtual void AccessKey(char32_t key) = 0;
@@ -26,9 +27,9 @@ class FormUser {
   virtual void Escape() = 0;
   virtual void CloseBox() = 0;
 
-  /// The control that has the focus.
+  /// The name of the control that has the focus.
   virtual std::string Focus() const = 0;
-  /// Of a list box: its selected row.
+  /// The text of a control; of a list box, its selected row.
   virtual std::string Text(const std::string& control) const = 0;
 };
 
@@ -65,7 +66,7 @@ class MemoryUser : public FormUser {
   MemoryWindow& window_;
 };
 
-/// One thing that a user does or looks at, and how many passes of the message queue follow it.
+/// One action or observation of a user, followed by a number of passes of the message queue.
 struct FormStep {
   template <std::invocable<FormUser&> Act>
   FormStep(Act step, int passes_after = 1) : act(std::move(step)), passes(passes_after) {}
@@ -76,7 +77,7 @@ struct FormStep {
   int passes;
 };
 
-/// Steps of what a user does: Press("cmdOK") is a step that presses the button.
+/// Makes steps: Press("cmdOK") is a step that presses the button when it is played.
 namespace user {
 
 inline FormStep PickRow(std::string control, int row) {
@@ -107,7 +108,7 @@ inline FormStep Wait(int passes) {
   return {[](FormUser&) {}, passes};
 }
 
-/// Looks at the window, or does what no other step does: only for users of windows in memory.
+/// Any other action or observation. Only for users of windows in memory.
 inline FormStep Do(std::function<void(MemoryWindow&)> act) {
   return [act = std::move(act)](FormUser& user) { act(static_cast<MemoryUser&>(user).Window()); };
 }

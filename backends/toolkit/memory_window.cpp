@@ -64,6 +64,7 @@ bool MemoryWindow::ShowModal() {
   return true;
 }
 
+/// Runs the window until it is hidden. The first tab stop gets the focus unless the form has set it.
 void MemoryWindow::Serve() {
   if (focus_ < 0) TakeFocus(NextFocus(-1, 1, true));
   if (layout_.activate) layout_.activate();
@@ -114,6 +115,7 @@ void MemoryWindow::SetRow(int control, int row, const std::string& text) {
   RequestRedraw();
 }
 
+/// As on Windows, a selection by the program clicks a list box if it changes, and never a combo box.
 void MemoryWindow::SelectRow(int control, int row) {
   MemoryControl& chosen = controls_[control];
   const int before = chosen.selected;
@@ -122,6 +124,7 @@ void MemoryWindow::SelectRow(int control, int row) {
   if (runs_click && chosen.layout.click) chosen.layout.click();
 }
 
+/// A row that doesn't exist clears the selection. A combo box shows the row's text, selected as a whole.
 void MemoryWindow::Select(MemoryControl& control, int row) {
   const bool exists = row >= 0 && row < static_cast<int>(control.rows.size());
   control.selected = exists ? row : -1;
@@ -193,6 +196,7 @@ void MemoryWindow::PressEscape() {
   PressButtonWith(&ControlLayout::cancel_button);
 }
 
+/// Clicks the button that has the role, such as the default button. The focus stays where it is.
 void MemoryWindow::PressButtonWith(bool ControlLayout::*role) {
   for (MemoryControl& control : controls_) {
     if (control.layout.*role && control.enabled && control.layout.click) return control.layout.click();
@@ -215,7 +219,7 @@ void MemoryWindow::RequestRedraw() {
   if (visible_) display_.RequestRedraw();
 }
 
-/// The selected row of a combo box is the one that its text names.
+/// After a change of the text: a combo box selects the row with the same text, or none.
 void MemoryWindow::FollowText(MemoryControl& control) {
   if (control.layout.kind == ControlKind::kComboBox) {
     const auto found = std::find(control.rows.begin(), control.rows.end(), EncodeUtf8(control.text.Text()));
@@ -224,6 +228,7 @@ void MemoryWindow::FollowText(MemoryControl& control) {
   RequestRedraw();
 }
 
+/// Moves the focus without validation. A combo box selects its whole text when it gets the focus.
 void MemoryWindow::TakeFocus(int control) {
   focus_ = control;
   if (control >= 0 && controls_[control].layout.kind == ControlKind::kComboBox) {
@@ -232,7 +237,8 @@ void MemoryWindow::TakeFocus(int control) {
   RequestRedraw();
 }
 
-/// Goes round at the ends; `from` itself, which may be -1, if there is no other.
+/// The next control that can have the focus, in either direction, wrapping around at the ends. With
+/// `tab_stops`, only tab stops count. Returns `from`, which may be -1, if there is no other.
 int MemoryWindow::NextFocus(int from, int step, bool tab_stops) const {
   const int count = ControlCount();
   int control = from;

@@ -11,27 +11,29 @@ namespace halden {
 
 class MemoryWindow;
 
-/// The text of an edit box with its selection, behind which the caret stands. Positions count characters.
+/// The text of an edit box with its selection. The caret is at the end of the selection. Positions count
+/// characters, from 0.
 class EditText {
  public:
   const std::u32string& Text() const { return text_; }
   int SelectionStart() const { return start_; }
   int Caret() const { return start_ + length_; }
 
-  /// Replaces everything; the caret stands in front of the text.
+  /// Replaces the whole text and moves the caret to its start.
   void Set(std::u32string text);
-  /// Clipped to the text.
+  /// Both are clamped to the text.
   void Select(int start, int length);
   void SelectAll() { Select(0, Size()); }
   void MoveCaret(int position) { Select(position, 0); }
-  /// Steps from the caret, or out of a selection to its end on that side.
+  /// Moves the caret by `step` characters. With a selection, it moves to the end of the selection on that
+  /// side instead, as edit boxes do.
   void StepCaret(int step) { MoveCaret(length_ == 0 ? start_ + step : step < 0 ? start_ : Caret()); }
 
-  /// Replaces the selection.
+  /// Replaces the selection. The caret follows the new text.
   void Insert(const std::u32string& text);
-  /// Removes the selection, or the character in front of the caret.
+  /// Removes the selection, or the character before the caret.
   void Backspace();
-  /// Removes the selection, or the character behind the caret.
+  /// Removes the selection, or the character after the caret.
   void Delete();
 
  private:
@@ -42,32 +44,36 @@ class EditText {
   int length_ = 0;
 };
 
-/// Where windows in memory are shown, and who uses them.
+/// Shows windows in memory and passes on what their user does. Modal windows nest: the one shown last is in
+/// front.
 class WindowDisplay {
  public:
   virtual ~WindowDisplay() = default;
-  /// Puts a window in front of those that are shown. False: there is nothing to show it on.
+  /// Puts the window in front of those that are shown. False if there is nothing to show it on, such as no
+  /// terminal.
   virtual bool Show(MemoryWindow& window) = 0;
-  /// Throws nothing, since a window is also taken away where there is no memory to show it any longer.
+  /// Must not throw: a window is also removed while an exception unwinds.
   virtual void Remove(MemoryWindow& window) = 0;
-  /// Before each pass of the message queue while the window is the front one: what the user does with it.
+  /// Called before each pass of the message queue while the window is in front. Calls the window's members
+  /// for what the user has done.
   virtual void HandleInput(MemoryWindow& window) = 0;
-  /// Something of a shown window has changed.
+  /// A window that is shown has changed.
   virtual void RequestRedraw() = 0;
 };
 
+/// A control with its current state.
 struct MemoryControl {
   ControlLayout layout;
   EditText text;
   bool enabled = true;
   std::vector<std::string> rows;
-  int selected = -1;
+  int selected = -1;  // a row; -1: none
 
   bool CanFocus() const { return enabled && layout.kind != ControlKind::kLabel; }
 };
 
-/// A window whose controls are kept in memory: what every backend shares that draws its controls itself.
-/// Stage and clock must outlive it.
+/// A window whose controls are kept in memory: texts, rows, focus and tab order, for toolkits that draw the
+/// controls themselves. `display` and `clock` must outlive it.
 class MemoryWindow : public Window {
  public:
   MemoryWindow(WindowLayout layout, WindowDisplay& display, Clock& clock);
@@ -95,27 +101,33 @@ class MemoryWindow : public Window {
 
   const WindowLayout& Layout() const { return layout_; }
   const MemoryControl& Control(int control) const { return controls_[control]; }
-  /// -1: there is none of that name.
+  /// The index of a control; -1 if there is none of that name.
   int Find(std::string_view name) const;
-  /// -1: none.
+  /// The index of the control that has the focus; -1 if none has.
   int Focus() const { return focus_; }
 
-  // What a user does. Only a shown window has a user.
+  // What a user does; only for a window that is shown. Events of the form (validate, click) run inside, in
+  // the order in which a Windows form raises them.
 
-  /// False: the control can't have the focus, or the one that has it keeps it.
+  /// Validates the control that has the focus, then moves the focus. False if `control` can't have it, if the
+  /// validation keeps it, or if the form has closed meanwhile.
   bool MoveFocus(int control);
-  /// To the next tab stop, or the one before for a negative step.
+  /// Moves the focus to the next tab stop (`step` 1) or the previous one (-1).
   void StepFocus(int step);
-  /// Goes to a button and clicks it; does nothing where the focus can't go there.
+  /// Moves the focus to a button and clicks it; does nothing if the focus can't be moved.
   void Press(int control);
-  /// False: no control has this access key.
+  /// Presses the button with this access key, or moves the focus to the control after the label with it.
+  /// False if no control has it.
   bool PressAccessKey(char32_t key);
+  /// Clicks the button that has the focus, or else the default button.
   void PressEnter();
+  /// Clicks the cancel button.
   void PressEscape();
   void PressCloseBox();
-  /// Clicks a row of a list box, or picks one of a combo box.
+  /// Clicks a row of a list box, or chooses a row of a combo box. Does nothing if there is no such row.
   void PickRow(int control, int row);
-  /// Changes the text of the edit box that has the focus; nothing if none has.
+  /// Changes the text of the combo box that has the focus, by calling `change` with its EditText. Does
+  /// nothing if another kind of control has the focus.
   template <typename Change>
   void Edit(Change change) {
     if (focus_ < 0 || controls_[focus_].layout.kind != ControlKind::kComboBox) return;

@@ -23,6 +23,7 @@ class MessageQueue::Schedule {
     return elapsed >= interval_ms_ ? 0 : std::min(limit, interval_ms_ - elapsed);
   }
 
+  /// A timer doesn't tick again inside its own tick, even if that runs passes.
   bool TickIfDue() {
     if (!enabled_ || ticking_) return false;
     const std::uint32_t elapsed = clock_.GetTickCount() - last_;
@@ -38,11 +39,12 @@ class MessageQueue::Schedule {
   Clock& clock_;
   const std::uint32_t interval_ms_;
   const std::function<void()> tick_;
-  std::uint32_t last_ = 0;  // the latest point of the grid that has passed
+  std::uint32_t last_ = 0;  // when it was enabled or last due; always on the grid
   bool enabled_ = false;
   bool ticking_ = false;
 };
 
+/// The owner's end of a timer. Destroying it stops the ticks.
 class MessageQueue::Timer : public PeriodicTimer {
  public:
   explicit Timer(std::shared_ptr<Schedule> schedule) : schedule_(std::move(schedule)) {}
@@ -64,6 +66,7 @@ std::unique_ptr<PeriodicTimer> MessageQueue::NewTimer(std::uint32_t interval_ms,
 }
 
 bool MessageQueue::Serve() {
+  // Only the outermost pass removes destroyed timers: those outside are still going through the list.
   ++passes_running_;
   const bool had_messages = ServePosted();
   const bool had_ticks = ServeTimers();
@@ -92,7 +95,7 @@ bool MessageQueue::ServePosted() {
 
 bool MessageQueue::ServeTimers() {
   bool ticked = false;
-  // A tick may add timers.
+  // By index, because a tick may add timers.
   for (std::size_t i = 0; i < timers_.size(); ++i) {  // NOLINT(modernize-loop-convert)
     const std::shared_ptr<Schedule> schedule = timers_[i].lock();
     if (schedule && schedule->TickIfDue()) ticked = true;

@@ -4,6 +4,7 @@
 
 namespace halden {
 
+/// A window in memory that also logs SetTopmost.
 class ScriptedToolkit::ScriptedWindow : public MemoryWindow {
  public:
   ScriptedWindow(WindowLayout layout, ScriptedToolkit& toolkit)
@@ -38,7 +39,7 @@ void ScriptedToolkit::SetPointer(Pointer pointer) {
 }
 
 bool ScriptedToolkit::Show(MemoryWindow& window) {
-  log_.reserve(log_.size() + 2);  // for what Remove writes as well
+  log_.reserve(log_.size() + 2);  // for Remove as well, which must not throw
   if (can_show_) log_.push_back("show " + window.Layout().name);
   return can_show_;
 }

@@ -9,19 +9,21 @@
 
 namespace halden {
 
-/// Windows in memory with a user who follows a script: one step before each pass of the message queue, on the
-/// window in front. A script that ends while a window is shown closes that window. Messages are dismissed at
-/// once. All that happens is written down.
+/// Windows in memory whose user follows a script. Before each pass of the message queue, the next step is
+/// played on the front window. If there are no more steps, the window is closed, so a test can't hang.
+/// Message boxes are dismissed immediately. Everything is logged.
 class ScriptedToolkit : public Toolkit, private WindowDisplay {
  public:
   explicit ScriptedToolkit(Clock& clock) : clock_(clock) {}
 
+  /// Appends steps to the script. A step with n passes is followed by n - 1 passes without any.
   void Play(const std::vector<FormStep>& steps);
-  /// False: from now on there is nothing to show a window on.
+  /// With false, windows and messages can no longer be shown, as on a system without a screen.
   void SetCanShow(bool can_show) { can_show_ = can_show; }
 
   /// "show NAME", "hide NAME", "message TITLE: TEXT", "pointer NUMBER", "topmost" and "not topmost".
   const std::vector<std::string>& Log() const { return log_; }
+  /// Returns the log and empties it.
   std::vector<std::string> TakeLog();
 
   bool CanShow() const override { return can_show_; }
@@ -38,7 +40,7 @@ class ScriptedToolkit : public Toolkit, private WindowDisplay {
   void RequestRedraw() override {}
 
   Clock& clock_;
-  std::deque<FormStep> steps_;
+  std::deque<FormStep> steps_;  // not played yet
   std::vector<std::string> log_;
   bool can_show_ = true;
 };
