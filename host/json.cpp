@@ -110,6 +110,7 @@ std::string SummaryJson(const RecordingSummary& summary) {
                  {"first_time", Number(Fixed(summary.first_time, 4))},
                  {"last_time", Number(Fixed(summary.last_time, 4))},
                  {"ring_full", summary.ring_full},
+                 {"overruns", summary.overruns},
                  {"gaps", Stretches(summary.gaps)},
                  {"away", Stretches(summary.away)}};
   if (!summary.timed)

@@ -8,6 +8,7 @@
 #include "host/json.h"
 #include "host/process.h"
 #include "host/recording.h"
+#include "host/recording_files.h"
 #include "sdk/arrival_times.h"
 
 namespace halden::host {
@@ -17,82 +18,6 @@ namespace {
 bool ApplyChoices(IADC3& adc, const Arguments& arguments, std::string* error) {
   if (arguments.capacity) adc.InputSizeData(*arguments.capacity);
   return ApplyRanges(adc, arguments.ranges, error) && ApplyChannels(adc, arguments.channels, error);
-}
-
-/// The sinks that the arguments ask for.
-class Sinks {
- public:
-  Sinks(const Arguments& arguments, const std::vector<Column>& columns) {
-    FileOptions options{.existing = arguments.existing,
-                        .raw_codes = arguments.codes,
-                        .time = arguments.time,
-                        .start = std::chrono::system_clock::now()};
-    if (!arguments.csv.empty()) Add(NewCsvSink, arguments.csv, columns, options, arguments.rotation);
-    if (!arguments.npy.empty()) Add(NewNpySink, arguments.npy, columns, options, arguments.rotation);
-    // A picture can't be continued.
-    if (options.existing == Existing::kContinue)
-      options.existing = arguments.force ? Existing::kOverwrite : Existing::kRefuse;
-    if (!arguments.svg.empty()) sinks_.push_back(NewPictureSink(arguments.svg, columns, options));
-  }
-
-  void Take(const Frames& frames) {
-    for (const auto& sink : sinks_) sink->Take(frames);
-  }
-  void Sync() {
-    for (const auto& sink : sinks_) sink->Sync();
-  }
-  void Pause(const RecordingSummary& summary) {
-    for (const auto& sink : sinks_) sink->Pause(summary);
-  }
-  void Finish(const RecordingSummary& summary) {
-    for (const auto& sink : sinks_) sink->Finish(summary);
-  }
-  bool Ready() const {
-    return std::ranges::all_of(sinks_, [](const auto& sink) { return sink->Ready(); });
-  }
-  bool Ok() const {
-    return std::ranges::all_of(sinks_, [](const auto& sink) { return sink->Ok(); });
-  }
-  /// Of the first sink that has failed; empty if none has.
-  std::string Failure() const {
-    for (const auto& sink : sinks_)
-      if (!sink->Failure().empty()) return sink->Failure();
-    return {};
-  }
-  /// The fewest frames that a file holds, or `taken` where no file holds frames.
-  std::int64_t Written(std::int64_t taken) const {
-    for (const auto& sink : sinks_)
-      if (const std::int64_t written = sink->Written(); written >= 0) taken = std::min(taken, written);
-    return taken;
-  }
-
- private:
-  using Maker = std::unique_ptr<FrameSink>(const std::string&, std::vector<Column>, const FileOptions&);
-
-  void Add(Maker* make, const std::string& path, const std::vector<Column>& columns,
-           const FileOptions& options, const Rotation& rotation) {
-    if (rotation.Never()) {
-      sinks_.push_back(make(path, columns, options));
-      return;
-    }
-    sinks_.push_back(NewRotatingSink(
-        rotation, [=](int number) { return make(NumberedPath(path, number), columns, options); }));
-  }
-
-  std::vector<std::unique_ptr<FrameSink>> sinks_;
-};
-
-/// Why a file that the arguments name can't be written; empty if all can. Changes no file.
-std::string WhyNotWritable(const Arguments& arguments) {
-  const auto first = [&](const std::string& path) {
-    return path.empty() || arguments.rotation.Never() ? path : NumberedPath(path, 1);
-  };
-  const std::string npy = first(arguments.npy);
-  const bool times = !npy.empty() && arguments.time != TimeColumn::kNone;
-  for (const std::string& path : {first(arguments.csv), npy, times ? TimesPath(npy) : ""})
-    if (const std::string reason = WhyNotWritable(path, arguments.existing); !reason.empty())
-      return reason.ends_with("overwrites it") ? reason + ", --append goes on at its end" : reason;
-  return WhyNotWritable(arguments.svg, arguments.force ? Existing::kOverwrite : Existing::kRefuse);
 }
 
 /// One recording, from the first StartRecord to the last frame. It may use several objects of the driver, one
@@ -119,10 +44,10 @@ class Recorder {
       summary_.skipped_lines = session_.LinesReceived();
       summary_.timed = arguments_.line_rate.has_value();
     }
-    sinks_ = std::make_unique<Sinks>(arguments_, columns_);
+    files_ = std::make_unique<RecordingFiles>(arguments_, columns_);
     SayWhatIsRecorded();
     do Record();
-    while (device_lost_ && arguments_.reconnect && sinks_->Ok() && Reconnect());
+    while (device_lost_ && arguments_.reconnect && files_->Ok() && Reconnect());
     if (device_lost_) summary_.seconds = Elapsed();
     return Finish();
   }
@@ -136,6 +61,7 @@ class Recorder {
       return false;
     }
     source_ = std::make_unique<FrameSource>(adc(), columns_.size());
+    overruns_ = session_.Overruns();
     return true;
   }
 
@@ -152,7 +78,7 @@ class Recorder {
     last_serve_ = Elapsed();
     while (!Enough()) {
       session_.Serve(Rest());
-      NoteGap();
+      NoteLoss();
       Collect();
       SayObservations(session_, progress_, arguments_.json);
       if (progress_.Due()) progress_.Update(State());
@@ -172,7 +98,7 @@ class Recorder {
   }
 
   void Sync() {
-    sinks_->Sync();
+    files_->Sync();
     next_sync_ = Elapsed() + 1;
   }
 
@@ -197,7 +123,7 @@ class Recorder {
 
   /// Whether the recording is over. If that is a failure, failure_ says why.
   bool Enough() {
-    if (StopRequested() || !sinks_->Ok()) return true;
+    if (StopRequested() || !files_->Ok()) return true;
     if (arguments_.frames && frames_ >= *arguments_.frames) return true;
     if (arguments_.seconds && Elapsed() >= *arguments_.seconds) return true;
     const double silence = Elapsed() - last_frame_;
@@ -216,30 +142,43 @@ class Recorder {
     return true;
   }
 
+  /// Warns where bytes of the device were lost for certain, or may have been.
+  void NoteLoss() {
+    const std::uint64_t reported = session_.Overruns();
+    const std::uint64_t fresh = reported - std::min(reported, std::exchange(overruns_, reported));
+    const bool first = summary_.overruns == 0;
+    summary_.overruns += fresh;
+    if (NoteGap(fresh > 0) || fresh == 0 || !first) return;
+    progress_.Warn("received bytes were lost, " + Fixed(Elapsed(), 1) +
+                   " s after the start, because they weren't read in time: frames are missing");
+  }
+
   /// The driver takes bytes from the device at each tick. Where ticks were late, because this process was
-  /// stopped or an output took long, the queues on the way to the driver may have run over.
-  void NoteGap() {
+  /// stopped or an output took long, the queues on the way to the driver may have run over. True for such a
+  /// gap.
+  bool NoteGap(bool lost) {
     constexpr double kNoticeable = 0.25;        // seconds; ticks come every 0.05 s
     constexpr double kQueueSize = 16 * 1024;    // bytes that surely find room on the way
     constexpr double kUnknownPace = 32 * 1024;  // bytes per second, where received bytes can't be counted
     const double now = Elapsed();
     const double gap = now - std::exchange(last_serve_, now);
-    if (gap < kNoticeable) return;
+    if (gap < kNoticeable) return false;
     double gaps = 0;
     for (const Stretch& earlier : summary_.gaps) gaps += earlier.length;
     const auto bytes = static_cast<double>(session_.BytesReceived());
     const double pace = bytes > 0 ? bytes / std::max(now - gap - gaps, 0.1) : kUnknownPace;
-    if (gap * pace < kQueueSize) return;
+    if (!lost && gap * pace < kQueueSize) return false;
     summary_.gaps.push_back({now - gap, gap});
     progress_.Warn("the device was not read for " + Fixed(gap, 1) + " s, from " + Fixed(now - gap, 1) +
-                   " s on: frames may be missing");
+                   " s on: frames " + (lost ? "are" : "may be") + " missing");
+    return true;
   }
 
   /// Passes the frames that wait on to the sinks, as long as those are ready for them. Frames that they
   /// aren't ready for stay in the driver's ring, so that a slow reader of a pipe doesn't hold up the ticks.
   void Collect() {
     StampNewFrames();
-    while (sinks_->Ready() && TakeBlock()) {
+    while (files_->Ready() && TakeBlock()) {
     }
   }
 
@@ -291,7 +230,7 @@ class Recorder {
     if (frames_ == 0) summary_.first_time = times.front();
     summary_.last_time = times.back();
     frames_ += frames;
-    sinks_->Take({codes, times});
+    files_->Take({codes, times});
   }
 
   std::string State() const {
@@ -311,7 +250,7 @@ class Recorder {
     const double lost = Elapsed();
     progress_.Say("The device is gone after " + Fixed(lost, 1) + " s, waiting for it");
     Summarize();
-    sinks_->Pause(summary_);  // a stop signal ends the process while the driver listens
+    files_->Pause(summary_);  // a stop signal ends the process while the driver listens
     if (arguments_.sync) Sync();
     session_.Release();
     while (!session_.FindAgain(progress_)) {
@@ -344,11 +283,11 @@ class Recorder {
 
   int Finish() {
     Summarize();
-    sinks_->Finish(summary_);
-    summary_.frames = sinks_->Written(frames_);  // a reader may have taken the last ones just now
+    files_->Finish(summary_);
+    summary_.frames = files_->Written(frames_);  // a reader may have taken the last ones just now
     progress_.Say(SummaryText());
     const int printed = arguments_.json ? PrintSummary() : kDone;
-    if (const std::string failure = sinks_->Failure(); !failure.empty()) failure_ = failure;
+    if (const std::string failure = files_->Failure(); !failure.empty()) failure_ = failure;
     if (failure_.empty() && frames_ == 0)
       failure_ = Converts() ? "no line is left: those that there are served to recognise the device"
                             : "no frame came";
@@ -360,7 +299,7 @@ class Recorder {
   void Summarize() {
     summary_.channels = channels_;
     summary_.columns = columns_.size();
-    summary_.frames = sinks_->Written(frames_);
+    summary_.frames = files_->Written(frames_);
   }
 
   std::string SummaryText() const {
@@ -372,6 +311,8 @@ class Recorder {
     if (!summary_.gaps.empty())
       text +=
           "; the device was not read in time " + TimesAndLength(summary_.gaps) + ": frames may be missing";
+    if (summary_.overruns > 0)
+      text += "; received bytes were lost " + Times(summary_.overruns) + ": frames are missing";
     if (!summary_.away.empty()) text += "; the device was away " + TimesAndLength(summary_.away);
     return text;
   }
@@ -387,12 +328,16 @@ class Recorder {
            (summary_.ring_full ? "; the ring was full: frames may be missing" : "");
   }
 
+  static std::string Times(std::uint64_t count) {
+    return count == 1 ? "once" : std::to_string(count) + " times";
+  }
+
   /// "once, for 2.3 s" or "3 times, for 7.1 s in all".
   static std::string TimesAndLength(const std::vector<Stretch>& stretches) {
     double length = 0;
     for (const Stretch& stretch : stretches) length += stretch.length;
-    if (stretches.size() == 1) return "once, for " + Fixed(length, 1) + " s";
-    return std::to_string(stretches.size()) + " times, for " + Fixed(length, 1) + " s in all";
+    return Times(stretches.size()) + ", for " + Fixed(length, 1) +
+           (stretches.size() == 1 ? " s" : " s in all");
   }
 
   /// On standard error where standard output holds the CSV.
@@ -409,7 +354,7 @@ class Recorder {
   const std::vector<Column> columns_;
   const int channels_;  ///< of the device
   std::unique_ptr<FrameSource> source_;
-  std::unique_ptr<Sinks> sinks_;
+  std::unique_ptr<RecordingFiles> files_;
   sdk::ArrivalTimes arrivals_;
   std::vector<double> times_;
   std::size_t stamped_ = 0;
@@ -421,6 +366,7 @@ class Recorder {
   double last_serve_ = 0;
   double next_sync_ = 1;
 
+  std::uint64_t overruns_ = 0;  ///< Session::Overruns as last seen
   std::int64_t converted_ = 0;  ///< frames stamped
   std::int64_t frames_ = 0;     ///< passed on to the sinks
   bool device_lost_ = false;

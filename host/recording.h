@@ -33,10 +33,11 @@ struct RecordingSummary {
   std::int64_t frames = 0;  ///< that every file holds
   bool timed = true;        ///< false if a file is converted without a line rate: the next three mean nothing
   double seconds = 0;
-  double first_time = 0;      ///< of the first frame, seconds from the start; 0 without frames
-  double last_time = 0;       ///< of the last frame
-  bool ring_full = false;     ///< the driver's ring was full at some time, so frames may be missing
-  std::vector<Stretch> gaps;  ///< in which nobody took the device's bytes, and some may be lost
+  double first_time = 0;       ///< of the first frame, seconds from the start; 0 without frames
+  double last_time = 0;        ///< of the last frame
+  bool ring_full = false;      ///< the driver's ring was full at some time, so frames may be missing
+  std::uint64_t overruns = 0;  ///< how often the system reported that received bytes were lost
+  std::vector<Stretch> gaps;   ///< in which nobody took the device's bytes, and some may be lost
   /// Before the first frame, of a converted file: bytes by which the device was recognised, and their lines.
   std::uint64_t skipped_bytes = 0;
   std::uint64_t skipped_lines = 0;

@@ -54,6 +54,9 @@ class Session {
   virtual std::uint64_t BytesReceived() const { return 0; }
   /// Bytes that the driver has received since the last line end.
   virtual std::uint64_t PartLineReceived() const { return 0; }
+  /// How often the system has reported, since the device was opened, that received bytes were lost because
+  /// they weren't read in time; 0 where it can't say.
+  virtual std::uint64_t Overruns() const { return 0; }
   /// What a person should know and no result has said: one line each, returned once.
   virtual std::vector<std::string> TakeNotices() { return {}; }
 

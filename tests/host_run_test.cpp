@@ -1,6 +1,7 @@
 #include <algorithm>
 #include <csignal>
 #include <functional>
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <sstream>
 
@@ -23,7 +24,7 @@ struct Printed {
 /// Runs a command line, which holds words between blanks. `prepare` gets the machine before the run.
 Printed RunHost(
     const std::string& line, const FixedNumberRules& rules = FixedNumberRules::C(),
-    const std::function<void(SimPlatform&)>& prepare = [](SimPlatform&) {}) {
+    const std::function<void(VirtualMachine&)>& prepare = [](VirtualMachine&) {}) {
   std::istringstream stream(line);
   const std::vector<std::string> words(std::istream_iterator<std::string>(stream), {});
   std::vector<const char*> pointers;
@@ -36,7 +37,7 @@ Printed RunHost(
   {
     Progress progress(arguments->quiet);
     VirtualMachine machine(arguments->machine, rules);
-    prepare(machine.sim);
+    prepare(machine);
     LocalSession session(machine, arguments->machine.answer, true);
     const bool watch = arguments->command == Command::kWatch;
     printed.code = (watch ? RunWatch : RunRecord)(session, *arguments, progress);
@@ -147,14 +148,14 @@ TEST(DeviceKinds, AreExplainedAndRecorded) {
 
 TEST(Watch, SkipsWhatWasDueWhileTheProgramWasStopped) {
   std::unique_ptr<PeriodicTimer> stop;
-  const Printed printed =
-      RunHost("watch --seconds 10 --device sim:columns=1", FixedNumberRules::C(), [&](SimPlatform& sim) {
-        stop = sim.clock().NewTimer(6000, [&] {
-          sim.clock().Sleep(3000);
-          stop.reset();
-        });
-        stop->Enable(true);
-      });
+  const Printed printed = RunHost("watch --seconds 10 --device sim:columns=1", FixedNumberRules::C(),
+                                  [&](VirtualMachine& machine) {
+                                    stop = machine.sim.clock().NewTimer(6000, [&] {
+                                      machine.sim.clock().Sleep(3000);
+                                      stop.reset();
+                                    });
+                                    stop->Enable(true);
+                                  });
   EXPECT_NEAR(static_cast<double>(std::ranges::count(printed.out, '\n')), (10 - 3) / 0.25, 1);
 }
 
@@ -168,6 +169,31 @@ TEST(Watch, SaysHowOldTheValuesAreAndThatTheDeviceIsGone) {
   const Printed lost = RunHost("watch --device sim:unplug_after=6");
   EXPECT_EQ(lost.code, kRefused);
   EXPECT_NE(lost.err.find("the device is gone"), std::string::npos) << lost.err;
+}
+
+TEST(Record, SaysWhereBytesWereLost) {
+  std::unique_ptr<PeriodicTimer> stop;
+  const auto record = [&](std::uint64_t overruns) {
+    const Printed printed = RunHost("record --json --seconds 10 --device sim:columns=8,baud=2000000",
+                                    FixedNumberRules::C(), [&](VirtualMachine& machine) {
+                                      stop = machine.sim.clock().NewTimer(6000, [&, overruns] {
+                                        machine.sim.clock().Sleep(3000);
+                                        machine.overruns += overruns;
+                                        stop.reset();
+                                      });
+                                      stop->Enable(true);
+                                    });
+    return printed.err + printed.out;
+  };
+  const std::string guessed = record(0), certain = record(2);
+  const auto has = [](const std::string& text) { return testing::HasSubstr(text); };
+  EXPECT_THAT(guessed, has("the device was not read for 3.0 s, from "));
+  EXPECT_THAT(guessed, has("s on: frames may be missing\n"));
+  EXPECT_THAT(guessed, has("; the device was not read in time once, for 3.0 s: frames may be missing"));
+  EXPECT_THAT(guessed, has("\"overruns\":0,\"gaps\":[{\"start\":"));
+  EXPECT_THAT(certain, has("s on: frames are missing\n"));
+  EXPECT_THAT(certain, has("; received bytes were lost 2 times: frames are missing"));
+  EXPECT_THAT(certain, has("\"overruns\":2,"));
 }
 
 TEST(Record, SaysThatTheRingWasFull) {

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <cstdint>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -24,9 +26,11 @@ class VirtualMachine final : public SystemPlatform {
     return failures.empty() ? sim.library().OpenFailures() : failures;
   }
   bool HasEnded(std::int32_t place) const override { return sim.library().HasEnded(place); }
+  std::optional<std::uint64_t> Overruns() const override { return overruns; }
   void HoldDialogBack(bool hold) override { answering_.HoldDialogBack(hold); }
 
   mutable SimPlatform sim;
+  std::uint64_t overruns = 0;         ///< reported for the device
   std::vector<std::string> failures;  ///< instead of those of the devices, unless empty
 
  private:

@@ -40,6 +40,7 @@ class LocalSession : public Session {
   std::uint64_t LinesReceived() const override { return lines_; }
   std::uint64_t BytesReceived() const override { return bytes_; }
   std::uint64_t PartLineReceived() const override { return part_line_; }
+  std::uint64_t Overruns() const override { return system_.Overruns().value_or(0); }
   std::vector<std::string> TakeNotices() override { return system_.TakeNotices(); }
   void BeginWatching(Progress& progress) override;
   std::vector<sdk::Observation> TakeObservations() override { return std::exchange(observations_, {}); }
