@@ -12,44 +12,43 @@
 namespace halden {
 
 struct SystemPlatformOptions {
-  std::vector<std::string> devices = {};  ///< where devices come from, in listing order; empty: one "sim"
-  std::string registry_file = {};         ///< empty: the user's own
+  std::vector<std::string> devices = {};  ///< --device options, in listing order; empty: one "sim"
+  std::string registry_file = {};         ///< path; empty: the user's own file
   std::optional<UserAnswer> answer = {};  ///< answers the port dialog
   bool cancel = false;                    ///< cancels the port dialog
-  bool only_list = false;                 ///< devices are listed, not used: no port is opened needlessly
-  std::string system_root = "/";          ///< for tests: where the system shows its devices
+  bool only_list = false;         ///< the program only lists devices, so ports stay closed if possible
+  std::string system_root = "/";  ///< for tests: the directory that holds the system's /dev and /sys
 };
 
-/// The backends of the system that the program runs on.
+/// The backends of the system that the program runs on. Used on one thread.
 class SystemPlatform {
  public:
   virtual ~SystemPlatform() = default;
-  /// Valid as long as the machine.
+  /// Valid as long as this object.
   virtual Platform& platform() = 0;
-  /// One line for each listed device, in order, that says why it could not be opened the last time; empty
-  /// where it could, or was never tried.
+  /// For each listed device, in order, one line that says why its last opening failed; empty if it succeeded
+  /// or was never tried.
   virtual std::vector<std::string> OpenFailures() const = 0;
-  /// Whether the open device at this place of the list will never send again, because it was a replayed file
-  /// and has been read to its end.
+  /// Whether the open device at this index of the list will never send again: a replayed file that has been
+  /// read to its end.
   virtual bool HasEnded(std::int32_t place) const = 0;
-  /// While held back, the port dialog is cancelled at once, and an answer that the options hold is kept for
-  /// later. Call it between detections, not inside one.
+  /// While held back, the port dialog cancels itself, and an answer given in the options is kept for later.
+  /// Call this between detections, not inside one.
   virtual void HoldDialogBack(bool hold) = 0;
-  /// How often the chips or the system have reported, since the ports were opened, that received bytes were
-  /// lost because they were not taken in time. If the number has grown, bytes were lost for certain. If it
-  /// hasn't, or where no open device can say (nothing), a gap has to be found by other means: not every loss
-  /// is reported. The number starts at 0 again when a port is opened.
+  /// How often the chips or the system have reported an overrun (received bytes lost because they weren't
+  /// read in time) since the ports were opened; opening a port resets the number to 0. nullopt if no open
+  /// device can say. Growth proves a loss. The opposite doesn't hold, because not every loss is reported.
   virtual std::optional<std::uint64_t> Overruns() const { return std::nullopt; }
-  /// Puts the ports and the terminal back as they were found, because the process is about to end without
-  /// unwinding. Async-signal-safe; nothing of the platform may be used afterwards.
+  /// Restores the ports and the terminal to the state they were found in. For a process that is about to end
+  /// without unwinding. Async-signal-safe. The platform must not be used afterwards.
   virtual void AbandonDevices() noexcept {}
-  /// What a person should know and no result has said, such as that settings could not be stored: one line
-  /// each, UTF-8, in order. Each is returned once.
+  /// Warnings for the user that no return value carried, such as "settings could not be stored": one line
+  /// each, UTF-8, oldest first. Each is returned once.
   virtual std::vector<std::string> TakeNotices() { return {}; }
 };
 
-/// Builds the machine. Nothing on failure; then `error` is one line that names the option at fault and what
-/// is allowed.
+/// Builds the platform. Null on failure; then `error` is one line that names the option at fault and what is
+/// allowed.
 std::unique_ptr<SystemPlatform> OpenSystemPlatform(const SystemPlatformOptions& options, std::string* error);
 
 }  // namespace halden

@@ -7,8 +7,8 @@
 
 namespace halden {
 
-/// A receive queue with a device's bound: what comes while it is full is lost, what it holds stays. Allocates
-/// only when it is made.
+/// A ring buffer of received bytes, as large as a device's. Bytes that don't fit are dropped; bytes already
+/// held are kept. Allocates only in the constructor.
 class ByteQueue {
  public:
   static constexpr std::size_t kCapacity = 65536;
@@ -23,7 +23,7 @@ class ByteQueue {
     std::copy_n(bytes.data() + to_border, count - to_border, bytes_.data());
     size_ += count;
   }
-  /// Takes the oldest bytes, at most `count`, to `buffer` and gives their number.
+  /// Moves the oldest bytes, at most `count`, to `buffer` and returns their number.
   std::size_t Pop(char* buffer, std::size_t count) {
     count = std::min(count, size_);
     const std::size_t to_border = std::min(count, kCapacity - first_);
@@ -36,8 +36,8 @@ class ByteQueue {
 
  private:
   std::vector<char> bytes_ = std::vector<char>(kCapacity);
-  std::size_t first_ = 0;
-  std::size_t size_ = 0;
+  std::size_t first_ = 0;  // index of the oldest byte; the bytes wrap at kCapacity
+  std::size_t size_ = 0;   // bytes held
 };
 
 }  // namespace halden

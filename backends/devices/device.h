@@ -10,36 +10,36 @@
 
 namespace halden {
 
-/// A device's answer where a call fails. Callers only compare the status with FT_OK.
+/// The status of every failed call. Callers only compare a status with FT_OK.
 inline constexpr FT_STATUS kDeviceFailed = 1;
 
-/// The highest line rate that a chip has, bits per second.
+/// The highest rate of any chip, bits per second.
 inline constexpr std::uint32_t kHighestBaud = 12'000'000;
 
-/// What the device list tells of a device.
+/// A device's entry in the device list.
 struct DeviceIdentity {
-  std::uint32_t type = 5;         ///< chip type code of the device library
-  std::uint32_t id = 0x04036001;  ///< vendor and product
+  std::uint32_t type = 5;         ///< chip type code of the device library; 5 is an FT232R
+  std::uint32_t id = 0x04036001;  ///< vendor identifier in the high half, product identifier in the low half
   std::string serial;             ///< at most 16 characters, ANSI
   std::string description;        ///< at most 64 characters, ANSI
-  /// The COM number that the device would like. Nothing: any free one. -1: it has none at all.
+  /// The COM number that the device asks for. nullopt: any free one. -1: the device has no COM number.
   std::optional<std::int32_t> com;
 };
 
-/// One device behind the stand-in of the device library. Calls answer as their namesakes in D2xx do, without
-/// the handle: everything from SetBaudRate to Purge comes only between a successful Open and Close.
+/// One device of the emulated device library. Each call has the contract of its namesake in D2xx, without the
+/// handle. The calls from SetBaudRate to Purge are only made between a successful Open and Close.
 class Device {
  public:
   virtual ~Device() = default;
 
   virtual const DeviceIdentity& Identity() const = 0;
-  /// Whether the device is plugged in now: a fresh list holds only those that are.
+  /// Whether the device is plugged in now. A new snapshot lists only devices that are.
   virtual bool Present() const = 0;
 
   virtual FT_STATUS Open() = 0;
   virtual void Close() = 0;
-  /// Finds out whether Open would succeed, and leaves the device closed. Opens it only where that can't reset
-  /// a device; so FT_OK doesn't promise that Open succeeds. Sets OpenFailure.
+  /// Finds out whether Open would succeed, and leaves the device closed. Where opening might reset the device
+  /// it checks less, so FT_OK doesn't promise that Open will succeed. Sets OpenFailure.
   virtual FT_STATUS Probe() {
     const FT_STATUS status = Open();
     if (status == FT_OK) Close();
@@ -58,23 +58,23 @@ class Device {
   virtual FT_STATUS GetTxQueueStatus(std::uint32_t* tx_bytes) = 0;
   virtual FT_STATUS Purge(std::uint32_t mask) = 0;
 
-  /// The line settings that are stored as the port's default; false if there are none.
+  /// Reads the line settings stored as the port's default; false if there are none.
   virtual bool GetDefaultLineSettings(Dcb* line) = 0;
-  /// Stores the port's default, which the next GetDefaultLineSettings gives.
+  /// Stores the port's default, which GetDefaultLineSettings then returns. False: not stored.
   virtual bool SetDefaultLineSettings(const Dcb& line) = 0;
-  /// The line settings that the port has, whether or not it is open. Those of a closed port may be the ones
-  /// that it had when it was last open. False if they aren't known.
+  /// Reads the port's current line settings, or, for a closed port, possibly those that it had when it was
+  /// last open. False if they aren't known.
   virtual bool GetPortLineSettings(Dcb* line) = 0;
 
-  /// Whether the open device has sent its last byte and all were read, as a replayed file does at its end.
+  /// Whether the open device will never send again and every byte of it has been read (a replayed file).
   virtual bool Ended() const { return false; }
 
   /// One line that says why the last Open failed; empty if it succeeded or was never tried.
   virtual std::string OpenFailure() const = 0;
-  /// How often the chip or the system has reported, since the device was opened, that received bytes were
-  /// lost because nobody had taken them in time. Nothing while the device is closed, or where it can't say.
+  /// How often the chip or the system has reported an overrun since the device was opened. nullopt if the
+  /// device is closed or doesn't count overruns.
   virtual std::optional<std::uint64_t> Overruns() const { return std::nullopt; }
-  /// What a person should know about the device, one line each, UTF-8. Each is returned once.
+  /// Warnings for the user about this device, one line each, UTF-8. Each is returned once.
   virtual std::vector<std::string> TakeNotices() { return {}; }
 };
 

@@ -15,14 +15,15 @@ namespace halden {
 
 namespace {
 
-constexpr double kLongest = 86400;  // seconds
+constexpr double kLongest = 86400;  // seconds: one day
 constexpr std::uint32_t kLowestBaud = 300;
 
-/// One key of an option: what it is called, what it takes, and how it is stored.
+/// One key of an option.
 template <typename Settings>
 struct Key {
   std::string name;
-  std::string takes;
+  std::string takes;  ///< the values allowed, for messages: "1 to 1000"
+  /// Parses `value` and stores it. `has_value` is false for "key" without "=". False if it isn't allowed.
   std::function<bool(Settings& settings, bool has_value, std::string_view value)> store;
 };
 
@@ -78,7 +79,8 @@ Key<Settings> ChoiceKey(std::string name, std::vector<std::pair<std::string, Mem
           }};
 }
 
-/// Text that stands around a number and must leave the number, and the line, as it is.
+/// A label or unit next to a number. It can't contain characters that would change how the number is read or
+/// where the line is split.
 Key<SimDeviceSettings> AffixKey(std::string name, std::string SimDeviceSettings::*member) {
   return {std::move(name), "up to 16 characters without digits, blanks and any of + - . ; (",
           [=](SimDeviceSettings& settings, bool, std::string_view value) {
@@ -156,7 +158,7 @@ std::vector<Key<PortSettings>> KeysOf(const PortSettings&) {
                     &PortSettings::line_end)};
 }
 
-/// Takes the part up to the next comma off the front of `rest`.
+/// Removes the part up to and including the next comma from `rest` and returns it without the comma.
 std::string_view TakePart(std::string_view* rest) {
   const std::size_t comma = std::min(rest->find(','), rest->size());
   const std::string_view part = rest->substr(0, comma);
@@ -168,7 +170,7 @@ std::string Quoted(std::string_view text) {
   return "\"" + std::string(text) + "\"";
 }
 
-/// Stores the keys of an option; what is wrong with the first bad one, or nothing.
+/// Parses the keys of an option into `settings`. Returns what is wrong with the first bad key, or "".
 template <typename Settings>
 std::string ReadKeys(std::string_view keys_text, Settings* settings) {
   const std::vector<Key<Settings>> keys = KeysOf(*settings);
@@ -182,7 +184,7 @@ std::string ReadKeys(std::string_view keys_text, Settings* settings) {
     if (key == keys.end()) {
       std::string names;
       for (const auto& known : keys) names += (names.empty() ? "" : ", ") + known.name;
-      // The rate alone, as other programs take it.
+      // "tty:/dev/ttyUSB0,9600": some programs take the rate without a key.
       const bool is_rate = ReadNumber(name, kLowestBaud, kHighestBaud).has_value();
       if (is_rate && !has_value) return "write baud=" + std::string(name) + ", not " + Quoted(name);
       return "no key " + Quoted(name) + ", the keys are " + names;
@@ -204,12 +206,13 @@ std::string DescribeKeys(const std::vector<Key<Settings>>& keys) {
   return lines;
 }
 
-/// Stores the path up to the first comma. `rest` becomes what follows it. What is wrong with it, or nothing.
+/// Moves the path up to the first comma from `rest` to `path`. Returns what is wrong with it, or "".
 std::string ReadPath(std::string_view* rest, std::string* path) {
   *path = TakePart(rest);
   return path->empty() ? "takes a path after the colon" : "";
 }
 
+/// `rest` is what follows the kind and its colon. Returns what is wrong with the option, or "".
 std::string Parse(std::string_view kind, std::string_view rest, DeviceOption* option) {
   if (kind == "sim") return ReadKeys(rest, &option->emplace<SimDeviceSettings>());
   if (kind == "replay") {
@@ -238,7 +241,7 @@ std::string Numbered(const std::string& name, int number) {
 std::optional<DeviceOption> ParseDeviceOption(const std::string& option, std::string* error) {
   if (option.starts_with('/')) return ParseDeviceOption("tty:" + option, error);
   const std::string_view text = option;
-  // Only the kernel's devices need nothing between their name and the keys.
+  // Only "linux" takes nothing before its keys, so its keys follow a comma.
   const std::size_t end = std::min(text.find(text.starts_with("linux,") ? ',' : ':'), text.size());
   const std::string_view kind = text.substr(0, end);
   const std::string_view rest = text.substr(std::min(end + 1, text.size()));

@@ -13,13 +13,13 @@
 
 namespace halden {
 
-/// How a device ends its lines. The driver knows CR, and drops an LF that follows it. An LF alone has to
-/// become a CR on the way.
+/// How a device ends its lines. The driver splits at CR and drops an LF that follows one, so the backend
+/// turns a lone LF into a CR.
 enum class LineEnd { kCr, kLf, kCrLf };
 
-/// How a port is used.
+/// The keys that every kind of serial port takes.
 struct PortSettings {
-  std::optional<std::uint32_t> baud = {};  ///< that the port is configured for; nothing: what it is set to
+  std::optional<std::uint32_t> baud = {};  ///< the port's default rate; nullopt: the rate it is set to
   LineEnd line_end = LineEnd::kCr;
 };
 
@@ -28,28 +28,28 @@ struct SerialDeviceSettings : PortSettings {
   std::string path;
 };
 
-/// Every device of the right make that the kernel lists. Their ports are used in this way from now on.
+/// Every FTDI device that the kernel lists. The rate is stored, so later runs use it too.
 struct KernelDeviceSettings : PortSettings {};
 
-/// The devices of the vendor's library.
+/// The devices of the vendor's library, on Windows.
 struct VendorDevices {};
 
 using DeviceOption = std::variant<SimDeviceSettings, ReplayDeviceSettings, SerialDeviceSettings,
                                   KernelDeviceSettings, VendorDevices>;
 
-/// Takes one --device option apart: "sim[:key=value,...]", "replay:FILE[,rate=N][,baud=N][,loop]",
-/// "tty:PATH[,baud=N][,eol=cr|lf|crlf]", "linux[,baud=N][,eol=cr|lf|crlf]" or "d2xx". An absolute path means
-/// "tty:" and that path. A path may hold anything but a comma; of a key given twice the last one counts.
-/// Nothing on failure; then `error` is one line that names what is wrong and what is allowed.
+/// Parses one --device option: "sim[:key=value,...]", "replay:FILE[,rate=N][,baud=N][,loop]",
+/// "tty:PATH[,baud=N][,eol=cr|lf|crlf]", "linux[,baud=N][,eol=cr|lf|crlf]" or "d2xx". An absolute path is
+/// short for "tty:" and that path. A path can't contain a comma. If a key is given twice the last one counts.
+/// nullopt on failure; then `error` is one line that says what is wrong and what is allowed.
 std::optional<DeviceOption> ParseDeviceOption(const std::string& option, std::string* error);
 
-/// What ParseDeviceOption takes, for people: each kind of device with its keys and their values, in lines
-/// that end in newlines.
+/// Help text for ParseDeviceOption: each kind of device with its keys and their values. Several lines, each
+/// ending in a newline.
 std::string DescribeDeviceOptions();
 
-/// Makes a simulated or a replayed device, the `number`th of all devices (from 1), which is in its serial
-/// number where the option names none. Nothing on failure, and for every other kind; then `error` is one line
-/// that says why. `clock` must outlive the device.
+/// Makes a simulated or replayed device. `number` counts all devices from 1; it becomes part of the serial
+/// number ("SIM1") unless the option gives one. Null on failure and for every other kind of device; then
+/// `error` is one line that says why. `clock` must outlive the device.
 std::unique_ptr<Device> MakeDevice(const DeviceOption& option, int number, Clock& clock, std::string* error);
 
 }  // namespace halden

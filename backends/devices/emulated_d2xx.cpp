@@ -21,7 +21,8 @@ FT_DEVICE_LIST_INFO_NODE ToNode(const DeviceIdentity& identity) {
   return node;
 }
 
-/// Hands a configuration out into `size` bytes of room.
+/// Copies a COMMCONFIG with these line settings to `config`, which has room for *size bytes. *size becomes
+/// the size needed. False, and nothing copied, if the room is too small.
 bool Export(const Dcb& line, void* config, std::uint32_t* size) {
   CommConfig full;
   full.dcb = line;
@@ -43,6 +44,7 @@ void EmulatedD2xx::Add(std::vector<std::unique_ptr<Device>> devices) {
   AssignComNumbers();
 }
 
+/// Two passes: numbers that devices ask for come first, so that no spare number takes one of them.
 void EmulatedD2xx::AssignComNumbers() {
   for (Slot& slot : slots_) {
     const std::int32_t wish = slot.device->Identity().com.value_or(-1);

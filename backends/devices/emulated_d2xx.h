@@ -14,31 +14,33 @@
 
 namespace halden {
 
-/// The device library and the port configuration over devices of any kind, listed in the order given.
+/// An emulation of the device library and the port configuration on top of Device objects, which are listed
+/// in the order given.
 ///
-/// Each device has the COM number that it would like. One that is missing or taken becomes the next free one
-/// from 256; wishes of all devices come first. Numbers don't change any more, so a device that comes back
-/// has its own again. Without memory a call fails.
+/// Each device gets the COM number it asks for. Once all of those are assigned, a device without one, or
+/// whose number was taken, gets the next free number from 256 up. A number never changes, so a device that is
+/// unplugged and comes back has the same one. A call that runs out of memory fails; nothing is thrown.
 class EmulatedD2xx : public D2xx, public CommConfigApi {
  public:
-  /// Lets the user change the line settings of a port, such as "COM5"; false if cancelled.
+  /// A modal dialog in which the user changes the line settings of `port`, such as "COM5". False: cancelled.
   using LineSettingsDialog = std::function<bool(const std::string& port, Dcb* line)>;
 
-  /// Gives devices that have not been there before.
+  /// Returns devices that were plugged in since the last call and that have never been returned before.
   using FindNew = std::function<std::vector<std::unique_ptr<Device>>()>;
 
-  /// `find_new`, if any, is asked at each snapshot and count; what it finds is listed after all others. With
-  /// `only_list`, FT_Open merely probes a device (Device::Probe), and calls that need an open device fail.
+  /// `find_new` may be null. It is called whenever devices are listed or counted, and its devices are listed
+  /// after all others. With `only_list`, FT_Open merely probes a device (Device::Probe), and calls that need
+  /// an open device fail.
   explicit EmulatedD2xx(std::vector<std::unique_ptr<Device>> devices, FindNew find_new = nullptr,
                         bool only_list = false);
 
-  /// What CommConfigDialogA shows. As long as none is set, there is nothing to show.
+  /// Sets the dialog that CommConfigDialogA shows. Until then CommConfigDialogA returns false.
   void SetLineSettingsDialog(LineSettingsDialog dialog) { line_settings_dialog_ = std::move(dialog); }
-  /// For each device of the last snapshot why its last FT_Open failed; empty if it didn't.
+  /// Device::OpenFailure of each device in the last snapshot.
   std::vector<std::string> OpenFailures() const;
-  /// Device::Ended of the device at this place of the last snapshot; false for a place that it doesn't have.
+  /// Device::Ended of the device at this index of the last snapshot; false if the index is out of range.
   bool HasEnded(std::int32_t place) const;
-  /// The sum of Device::Overruns over the open devices that can say; nothing if there is none.
+  /// The sum of Device::Overruns over the open devices that count them; nullopt if none does.
   std::optional<std::uint64_t> Overruns() const;
   /// The notices of all devices (Device::TakeNotices).
   std::vector<std::string> TakeNotices();
@@ -78,8 +80,8 @@ class EmulatedD2xx : public D2xx, public CommConfigApi {
   struct Slot {
     std::unique_ptr<Device> device;
     std::int32_t com = -1;
-    FT_HANDLE handle = -1;        // of FT_Open
-    CommHandle port_handle = -1;  // of CreateFileA
+    FT_HANDLE handle = -1;        // from FT_Open; -1: closed
+    CommHandle port_handle = -1;  // from CreateFileA; -1: closed
   };
 
   void Add(std::vector<std::unique_ptr<Device>> devices);
@@ -96,8 +98,8 @@ class EmulatedD2xx : public D2xx, public CommConfigApi {
 
   const FindNew find_new_;
   const bool only_list_;
-  std::vector<Slot> slots_;
-  std::vector<std::size_t> snapshot_;  // places in slots_
+  std::vector<Slot> slots_;            // every device ever seen; never removed, so indexes stay valid
+  std::vector<std::size_t> snapshot_;  // indexes into slots_ of the devices listed last
   std::int32_t next_handle_ = 1;
   LineSettingsDialog line_settings_dialog_;
 };

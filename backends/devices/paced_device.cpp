@@ -12,6 +12,7 @@ PacedDevice::PacedDevice(Clock& clock, DeviceIdentity identity, std::uint32_t ba
   port_line_ = default_line_settings_;
 }
 
+/// Adds up differences, because the clock's count wraps at 2^32.
 double PacedDevice::Milliseconds() const {
   const std::uint32_t tick = clock_.GetTickCount();
   elapsed_ms_ += tick - last_tick_;
@@ -35,7 +36,8 @@ std::string_view PacedDevice::TakeUnsent() {
   return unsent;
 }
 
-/// Takes up the next line if its time has come.
+/// Makes the next line the current one if it is due at `now` (relative to origin_). A line starts at its due
+/// time or when the line before it has been sent, whichever is later.
 bool PacedDevice::BeginLine(double now) {
   const double due = static_cast<double>(next_line_) * 1000 / pace_.lines_per_second;
   const double start = std::max(due, line_end_);
@@ -48,6 +50,7 @@ bool PacedDevice::BeginLine(double now) {
   return !ended_;
 }
 
+/// Moves every byte that is due by now into the queue.
 void PacedDevice::Advance() {
   const double now = Milliseconds() - origin_;
   while (sent_ < sending_.size() || BeginLine(now)) {
@@ -75,6 +78,7 @@ void PacedDevice::Plug() {
   dtr_ = false;
 }
 
+/// Logs a call. Fails, without logging it, unless the device is open and plugged in.
 FT_STATUS PacedDevice::Accept(const std::string& call) {
   if (!IsReachable()) return kDeviceFailed;
   if (log_ != nullptr) log_->push_back(call);
@@ -85,6 +89,7 @@ FT_STATUS PacedDevice::Open() {
   const std::string fault = Present() ? OnOpen() : "not plugged in";
   open_failure_ = fault.empty() ? "" : identity_.serial + ": " + fault;
   if (!fault.empty()) return kDeviceFailed;
+  // Bytes sent while the device was closed are lost: generate them, then drop them.
   if (origin_ < Milliseconds()) Advance();
   queue_.Clear();
   open_ = true;

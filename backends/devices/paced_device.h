@@ -12,17 +12,18 @@
 
 namespace halden {
 
-/// A device that speaks by itself: one line after another, paced by a clock. It has no thread: what it has
-/// said since the last call is made up at the next one, without allocating once it runs.
+/// A device that sends line after line, paced by a clock. It has no thread: each call first generates what
+/// the device would have sent since the previous call. That allocates nothing in steady state.
+///
+/// Time inside is in milliseconds since the device was made, as a double.
 class PacedDevice : public Device {
  public:
-  /// Puts bytes into the receive queue of the open device, as if it had just sent them.
+  /// Puts bytes into the receive queue as if the device had just sent them; does nothing while it is closed.
   void Feed(std::string_view bytes);
-  /// Pulls the plug and puts it in again. A device that was open then answers no more until it is opened
-  /// anew.
+  /// Unplugs the device and plugs it in again. If it was open its calls then fail until it is opened again.
   void Unplug() { plugged_ = false; }
   void Plug();
-  /// From now on, appends one text for each call that does something to the device: "open", "close",
+  /// From now on, appends one text to `log` for each call that changes the device: "open", "close",
   /// "baud 9600", "data 8 0 0" (word length, stop bits, parity), "latency 5", "dtr 1", "rts 1", "purge 3",
   /// "reset", "write BYTES". `log` must outlive the device.
   void LogCallsTo(std::vector<std::string>* log) { log_ = log; }
@@ -51,36 +52,35 @@ class PacedDevice : public Device {
 
  protected:
   static constexpr double kUnbounded = std::numeric_limits<double>::infinity();
-  static constexpr double kBitsPerByte = 10;  // a start bit, eight data bits, a stop bit
+  static constexpr double kBitsPerByte = 10;  // one start bit, eight data bits, one stop bit
 
-  /// How fast the device speaks. At most one of the two may be unbounded.
+  /// How fast the device sends; the slower of the two limits applies. At most one may be kUnbounded.
   struct Pace {
     double lines_per_second;
     double bytes_per_second;
   };
 
-  /// `clock` must outlive the device. `baud` is the line rate that its port is configured for.
+  /// `clock` must outlive the device. `baud` is the port's default rate, bits per second.
   PacedDevice(Clock& clock, DeviceIdentity identity, std::uint32_t baud, Pace pace);
 
-  /// The bytes of a line with its end, valid until the next call; nothing where the device has no more to
-  /// say.
+  /// Returns line number `line` including its line end. The bytes stay valid until the next call. Empty: the
+  /// device will send nothing more.
   virtual std::string_view NextLine(std::uint64_t line) = 0;
-  /// The device is being opened, and StartLines is to say what comes next. The answer is why it can't be
-  /// opened; empty if it can.
+  /// Called when the device is opened; must call StartLines. Returns why the device can't be opened, or "".
   virtual std::string OnOpen() = 0;
-  /// DTR rises: it was low, and SetDtr(true) was called. What was due before has been received.
+  /// Called when SetDtr(true) finds DTR low. Bytes that were due until now are already in the queue.
   virtual void OnDtrRise() {}
-  /// What the port makes of bytes that the device has sent.
+  /// Puts bytes that the device has sent into the queue. Override it to garble them.
   virtual void Receive(std::string_view sent, ByteQueue& queue) { queue.Push(sent); }
-  /// How many bytes more the device may send now. The others wait until the next call.
+  /// How many more bytes the device may send now. The rest stay due and are sent at a later call.
   virtual std::size_t Room(const ByteQueue&) const { return ByteQueue::kCapacity; }
 
-  /// Whole milliseconds since the device was made.
+  /// Whole milliseconds since the device was made. Doesn't wrap.
   double Milliseconds() const;
-  /// Line 0 is due at the time `origin`, infinity for never, and the next line is `line`. What was due before
-  /// the opening is lost, as nobody listened.
+  /// Restarts the sequence of lines: line n is due at `origin` plus n periods (never, if `origin` is
+  /// infinite), and the next line to be sent is `line`. Lines due before the device was opened are lost.
   void StartLines(double origin, std::uint64_t line);
-  /// What the device has not sent yet of the line that is on its way, which is then forgotten.
+  /// Stops sending, and returns the unsent rest of the current line.
   std::string_view TakeUnsent();
   void UnplugAt(double milliseconds) { unplug_at_ = milliseconds; }
   std::uint32_t PortBaud() const { return port_line_.BaudRate; }
@@ -103,17 +103,17 @@ class PacedDevice : public Device {
   mutable std::uint64_t elapsed_ms_ = 0;
   bool plugged_ = true;
   bool open_ = false;
-  double unplug_at_ = std::numeric_limits<double>::infinity();  // milliseconds
-  bool dtr_ = false;  // closing leaves it as it is, as on a port with HUPCL cleared; unplugging clears it
+  double unplug_at_ = std::numeric_limits<double>::infinity();
+  bool dtr_ = false;  // closing leaves it unchanged, as on a port with HUPCL cleared; unplugging clears it
 
   ByteQueue queue_;
-  std::string_view sending_;  // the line that is on its way
-  std::size_t sent_ = 0;      // of its bytes
-  double line_start_ = 0;     // milliseconds behind origin_
-  double line_end_ = 0;
-  double origin_ = 0;  // milliseconds
-  std::uint64_t next_line_ = 0;
-  bool ended_ = false;  // NextLine had no more to say
+  std::string_view sending_;     // the current line
+  std::size_t sent_ = 0;         // bytes of it that are in the queue already
+  double line_start_ = 0;        // when its first byte was sent, relative to origin_
+  double line_end_ = 0;          // when its last byte arrives, relative to origin_
+  double origin_ = 0;            // when line 0 is due
+  std::uint64_t next_line_ = 0;  // number of the line after the current one
+  bool ended_ = false;           // NextLine returned an empty line
 };
 
 }  // namespace halden

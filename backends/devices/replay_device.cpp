@@ -24,7 +24,7 @@ std::unique_ptr<ReplayDevice> ReplayDevice::Open(Clock& clock, const ReplayDevic
   std::ifstream file(settings.path, std::ios::binary);
   file.peek();
   if (file.bad() || !file.is_open()) return nullptr;
-  file.clear();  // an empty file is at its end already
+  file.clear();  // peek set eof on an empty file
   if (!file.seekg(0)) return nullptr;
   return std::unique_ptr<ReplayDevice>(new ReplayDevice(clock, settings, serial, std::move(file)));
 }
@@ -52,7 +52,8 @@ void ReplayDevice::Rewind() {
   file_.seekg(0);
 }
 
-/// Moves what is left to the front of the block and fills it up. False if the file has no more.
+/// Moves the unsent bytes to the front of the block and fills the rest from the file. False at the end of the
+/// file.
 bool ReplayDevice::Refill() {
   std::copy(block_.begin() + static_cast<std::ptrdiff_t>(begin_),
             block_.begin() + static_cast<std::ptrdiff_t>(end_), block_.begin());
@@ -65,6 +66,7 @@ bool ReplayDevice::Refill() {
 }
 
 std::string_view ReplayDevice::NextLine(std::uint64_t) {
+  // Rewinds at most once: a looped file that is empty must not spin here.
   for (bool again = loop_;; again = false) {
     const std::string_view line = TakeLine();
     if (!line.empty() || !again) return line;
@@ -72,13 +74,14 @@ std::string_view ReplayDevice::NextLine(std::uint64_t) {
   }
 }
 
-/// Up to and with the next line end, or the rest of the file, or, of a longer line, a block.
+/// Returns the bytes up to and including the next line end, or the rest of the file. A line longer than the
+/// block is returned in pieces of a block. Empty at the end of the file.
 std::string_view ReplayDevice::TakeLine() {
   std::size_t searched = 0;
   for (;;) {
     const std::string_view rest(block_.data() + begin_, end_ - begin_);
     std::size_t size = std::min(rest.find_first_of("\r\n", searched), rest.size());
-    // A CR at the end of the block may be followed by an LF.
+    // The LF after a CR that is the last byte of the block may not have been loaded yet.
     const bool whole = size + 1 < rest.size() || (size < rest.size() && rest[size] == '\n');
     searched = size;
     if (!whole && rest.size() < block_.size() && Refill()) continue;
@@ -89,12 +92,13 @@ std::string_view ReplayDevice::TakeLine() {
 }
 
 void ReplayDevice::Hurry() {
+  // The unsent rest of the current line lies directly before begin_: step back over it.
   begin_ -= TakeUnsent().size();
   hurries_ = true;
 }
 
-/// The size of the next piece for the driver: whole lines where possible, since it then has nothing to move
-/// and to keep.
+/// The size of the next piece to deliver: whole lines where possible, because the driver then has no
+/// unfinished line to move to the front of its buffer.
 std::size_t ReplayDevice::NextPiece() {
   if (end_ - begin_ < kPiece) Refill();
   const std::size_t size = std::min(end_ - begin_, kPiece);
@@ -115,6 +119,7 @@ FT_STATUS ReplayDevice::Purge(std::uint32_t mask) {
   return status;
 }
 
+/// See the class comment: before the first Read only kHeldBack bytes arrive.
 std::size_t ReplayDevice::Room(const ByteQueue& queue) const {
   return was_read_ ? ByteQueue::kCapacity : kHeldBack - std::min(kHeldBack, queue.Size());
 }

@@ -12,35 +12,36 @@
 
 namespace halden {
 
-/// By which a program tells replayed files from real devices.
+/// The description by which programs recognise a replayed file in the device list.
 inline constexpr char kReplayedDescription[] = "Replayed file";
 
-/// How a captured file is spoken again. With `rate` alone each line comes whole when its time has come; with
-/// `baud` as well no byte comes faster than the line carries it; without `rate`, `baud` alone sets the pace.
+/// How fast a captured file is replayed. With `rate` alone, each line arrives complete at its time. With
+/// `baud` too, its bytes also arrive no faster than a port at that rate. Without `rate`, the port's rate
+/// alone sets the pace.
 struct ReplayDeviceSettings {
   std::string path;
-  std::optional<double> rate = {};         ///< lines a second; a line ends with CR LF, CR or LF
-  std::optional<std::uint32_t> baud = {};  ///< that the port is configured for; nothing: 115200
-  bool loop = false;                       ///< starts again at its end, else it falls silent there
+  std::optional<double> rate = {};         ///< lines per second; a line ends in CR LF, CR or LF
+  std::optional<std::uint32_t> baud = {};  ///< the port's default rate; nullopt: 115200
+  bool loop = false;                       ///< starts again at the end of the file; otherwise falls silent
 };
 
-/// A device that sends the bytes of a file, from the first one on at each opening. It holds 1 MiB of the file
-/// at a time.
+/// A device that sends the bytes of a file, from the start each time it is opened. At most 1 MiB of the file
+/// is in memory at a time.
 ///
-/// A program that looks for a device opens it, purges its queue, and then listens to the first lines. How
-/// many bytes come in that time would depend on how fast the machine is. Here it doesn't, so that a file
-/// always gives the same recording: a purge before the first Read starts the file anew, and until that Read
-/// no more than kHeldBack bytes come. What was held back follows at once.
+/// Detection opens a device, purges its queue and then reads the first lines. How many bytes have arrived by
+/// then depends on the speed of the machine. To make every replay of a file give the same recording, a purge
+/// before the first Read rewinds the file, and only kHeldBack bytes arrive before that Read. The bytes held
+/// back until then arrive immediately after it.
 class ReplayDevice : public PacedDevice {
  public:
-  static constexpr std::size_t kHeldBack = 1024;  ///< as many as the driver would like to hear of a device
+  static constexpr std::size_t kHeldBack = 1024;  ///< as many bytes as detection waits for
 
-  /// `serial` is at most 16 characters long. Null if the file can't be read, or not from its start again.
+  /// `serial` has at most 16 characters. Null if the file can't be read or is not seekable (a pipe).
   static std::unique_ptr<ReplayDevice> Open(Clock& clock, const ReplayDeviceSettings& settings,
                                             const std::string& serial);
 
-  /// From now on, until it is opened again, the rest of the file comes as fast as it is read, without regard
-  /// to the clock and to `loop`: up to 32 KiB wait at any time.
+  /// Until the device is opened again, delivers the rest of the file as fast as it is read, up to 32 KiB at a
+  /// time. The clock and `loop` are ignored.
   void Hurry();
 
   FT_STATUS Read(void* buffer, std::uint32_t count, std::uint32_t* read) override;
@@ -66,9 +67,10 @@ class ReplayDevice : public PacedDevice {
   std::ifstream file_;
   const bool loop_;
   bool hurries_ = false;
-  bool was_read_ = false;  // since it was opened
+  bool was_read_ = false;  // Read was called since the device was opened
+  // The bytes of the file that were loaded but not yet sent are block_[begin_, end_).
   std::vector<char> block_ = std::vector<char>(1 << 20);
-  std::size_t begin_ = 0;  // of what is left of the block
+  std::size_t begin_ = 0;
   std::size_t end_ = 0;
 };
 

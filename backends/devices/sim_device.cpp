@@ -15,10 +15,11 @@ constexpr std::string_view kWords[] = {"warming up, please wait\n", "sensor not 
                                        "waiting for trigger\n"};
 constexpr std::size_t kNumberLength = 8;  // "-1000.00"
 
+// Samples are in steps of 0.05: 20000 steps are 1000.00.
 constexpr int kLimit = 20000;
 constexpr int kSpan = 2 * kLimit + 1;
 constexpr double kSineAmplitude = 18000;
-constexpr std::uint64_t kSinePeriod = 200;
+constexpr std::uint64_t kSinePeriod = 200;  // lines
 
 int Sine(std::uint64_t line, int column, int columns) {
   const double turns = static_cast<double>(line % kSinePeriod) / kSinePeriod +
@@ -26,6 +27,7 @@ int Sine(std::uint64_t line, int column, int columns) {
   return static_cast<int>(std::lround(kSineAmplitude * std::sin(2 * std::numbers::pi * turns)));
 }
 
+/// A hash of `index` (splitmix64), so that noise depends on nothing but its place in the stream.
 std::uint64_t Scramble(std::uint64_t index) {
   index += 0x9E3779B97F4A7C15;
   index = (index ^ (index >> 30)) * 0xBF58476D1CE4E5B9;
@@ -33,6 +35,7 @@ std::uint64_t Scramble(std::uint64_t index) {
   return index ^ (index >> 31);
 }
 
+/// The value of a column in steps of 0.05, from -kLimit to kLimit.
 int SampleAt(SimSignal signal, std::uint64_t line, int column, int columns, std::uint64_t seed) {
   switch (signal) {
     case SimSignal::kSine:
@@ -106,10 +109,11 @@ void SimDevice::AppendNumber(int steps) {
 }
 
 void SimDevice::Receive(std::string_view sent, ByteQueue& queue) {
+  // A UART reads ten bits from one start bit, so it tolerates a few percent; 2 % each way is common.
   if (std::abs(static_cast<double>(PortBaud()) / speaks_at_ - 1) <= 0.02) return queue.Push(sent);
   for (std::size_t i = 0; i < sent.size(); ++i) {
     char noise = static_cast<char>(Scramble(settings_.seed + noise_bytes_++));
-    if (noise == '\r') noise = '\0';
+    if (noise == '\r') noise = '\0';  // a CR would let the driver take the noise for lines
     queue.Push({&noise, 1});
   }
 }

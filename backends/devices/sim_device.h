@@ -10,39 +10,40 @@
 
 namespace halden {
 
-/// By which a program tells simulated devices from real ones.
+/// The description by which programs recognise a simulated device in the device list.
 inline constexpr char kSimulatedDescription[] = "Simulated device";
 
 enum class SimSignal { kSine, kRamp, kNoise, kConstant };
 
-/// What a simulated device is and says. The defaults fit together: the line carries the rate.
+/// What a simulated device sends. With the defaults, `baud` is high enough for `rate`.
 struct SimDeviceSettings {
   int columns = 4;
   char separator = '\t';
   char decimal = '.';
-  std::string label;         ///< in front of each number, as it stands
-  std::string unit;          ///< behind each number, as it stands
-  std::string end = "\r\n";  ///< of each line
-  /// Prose that never analyses. As any line that a CR ends would be analysed, its lines end in LF.
+  std::string label;         ///< sent before each number
+  std::string unit;          ///< sent after each number
+  std::string end = "\r\n";  ///< sent after each line
+  /// Send words instead of numbers, which the driver never recognises. The lines end in LF, since the driver
+  /// would take any line that ends in CR for a column.
   bool words = false;
   SimSignal signal = SimSignal::kSine;
   std::uint64_t seed = 1;
-  double rate = 100;                       ///< lines a second, as far as the line carries them
-  std::uint32_t baud = 115200;             ///< that the port is configured for
-  std::optional<std::uint32_t> speaks_at;  ///< the rate it really talks at; nothing: `baud`
-  double silent = 0;                       ///< seconds from its making; infinity: for good
-  /// Like a board that restarts when DTR rises: the seconds for which it is silent after each rise. Closing
-  /// the port doesn't drop DTR, so opening it again causes no restart. Nothing: it doesn't restart.
+  double rate = 100;                       ///< lines per second, or fewer if the port's rate is too low
+  std::uint32_t baud = 115200;             ///< the port's default rate
+  std::optional<std::uint32_t> speaks_at;  ///< the rate the device really sends at; nullopt: `baud`
+  double silent = 0;                       ///< seconds before the first line; infinity: never sends
+  /// Like a board that restarts when DTR rises: how many seconds it is silent after each rise. Closing the
+  /// port doesn't drop DTR, so reopening it causes no restart. nullopt: doesn't restart.
   std::optional<double> resets;
-  bool busy = false;                ///< held by another program: it can't be opened
+  bool busy = false;                ///< can't be opened, as if another program had it open
   std::optional<std::int32_t> com;  ///< as in DeviceIdentity
   std::string serial;
-  double unplug_after = std::numeric_limits<double>::infinity();  ///< seconds from its last opening
+  double unplug_after = std::numeric_limits<double>::infinity();  ///< seconds after each opening
 };
 
-/// A simulated device that sends lines of numbers with two decimals, multiples of 0.05 within 1000 either
-/// way. It talks all the time, so it is opened in the midst of a line. At a line rate that is more than 2 %
-/// off, noise without a CR is heard instead.
+/// A simulated device that sends lines of numbers with two decimals: multiples of 0.05 from -1000 to 1000. It
+/// sends while it is closed too, so a program that opens it usually starts in the middle of a line. If the
+/// port's rate is more than 2 % off, the port receives noise without a CR.
 class SimDevice : public PacedDevice {
  public:
   SimDevice(Clock& clock, const SimDeviceSettings& settings);
@@ -58,7 +59,7 @@ class SimDevice : public PacedDevice {
 
   const SimDeviceSettings settings_;
   const std::uint32_t speaks_at_;
-  double speaks_from_;  // when line 0 is due, in milliseconds; infinity: never
+  double speaks_from_;  // when line 0 is due, ms; infinity: never
   std::string line_;
   std::uint64_t noise_bytes_ = 0;
 };

@@ -9,11 +9,11 @@ namespace {
 
 constexpr std::uint32_t kDeleteKey = 0x10000;
 constexpr std::size_t kLongestName = 16383;  // of a value
-/// Handles are multiples of four below the roots, as the system's are.
+/// Handles are multiples of four and below the root handles, like those of Windows.
 constexpr HKEY kHandleStep = 4;
 constexpr HKEY kHandleMask = 0x7FFFFFFC;
 
-/// Names cross the calls as far as their first NUL.
+/// A name ends at its first NUL, as it would in a call of the real registry.
 std::string Name(const std::string& name) {
   return name.substr(0, name.find('\0'));
 }
@@ -46,7 +46,7 @@ bool SamePath(const RegistryPath& a, const RegistryPath& b) {
                     [](const std::string& x, const std::string& y) { return FoldCase(x) == FoldCase(y); });
 }
 
-/// Whether a name and its NUL fit where a caller has said there is room for *length characters.
+/// Whether `name` and a NUL fit into a buffer of *length characters.
 bool NameFits(const std::string& name, const char* buffer, const std::uint32_t* length) {
   return buffer && length && name.size() < *length;
 }
@@ -104,6 +104,7 @@ std::int32_t RegistryBase::WithKey(HKEY key, std::uint32_t access, bool changes,
   return ERROR_NOT_ENOUGH_MEMORY;
 }
 
+/// Copies a value's data, its type and its size out; see RegQueryValueExA for the null pointers.
 std::int32_t RegistryBase::Deliver(const RegistryValue& value, std::uint32_t* type, void* data,
                                    std::uint32_t* size) const {
   const std::string bytes = IsTextType(value.type) ? ansi_.FromUtf8(value.data) : value.data;
@@ -233,6 +234,7 @@ bool MemoryRegistry::SetRights(HKEY root, const std::string& path, std::uint32_t
   return node != nullptr;
 }
 
+/// Works on a copy, so that an operation that fails halfway leaves the tree unchanged.
 std::int32_t MemoryRegistry::Change(const Operation& operation) {
   RegistryTree changed = tree_;
   const std::int32_t result = operation(changed);

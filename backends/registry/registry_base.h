@@ -8,8 +8,8 @@
 
 namespace halden {
 
-/// The registry's calls over a RegistryTree, wherever that is kept: handles, rights, codes and the way
-/// between the ANSI code page and UTF-8.
+/// Implements the registry's calls on a RegistryTree: handles, rights, result codes, and conversion between
+/// the ANSI code page and UTF-8. Derived classes say where the tree is kept.
 class RegistryBase : public RegistryApi {
  public:
   std::int32_t RegOpenKeyExA(HKEY parent, const std::string& path, std::uint32_t access, HKEY* key) override;
@@ -27,7 +27,7 @@ class RegistryBase : public RegistryApi {
   std::int32_t RegEnumValueA(HKEY key, std::uint32_t index, char* name, std::uint32_t* length,
                              std::uint32_t* type, void* data, std::uint32_t* size) override;
 
-  /// Handles that have been opened and not closed.
+  /// Number of handles that have been opened and not closed.
   std::size_t OpenHandles() const { return open_keys_.size(); }
 
  protected:
@@ -35,16 +35,16 @@ class RegistryBase : public RegistryApi {
 
   explicit RegistryBase(const NumberRules& rules) : ansi_(rules) {}
 
-  /// Runs `operation` on the tree as it is now and gives its result, or the reason why the tree can't be had.
+  /// Runs `operation` on the current tree. Returns its result, or why the tree couldn't be loaded.
   virtual std::int32_t Read(const Operation& operation) = 0;
-  /// The same for an operation that may change the tree: the change is kept only if the result is success. It
-  /// may run more than once, each time on a tree that holds nothing of the run before.
+  /// Like Read, for an operation that may change the tree. The change is kept only if `operation` returns
+  /// ERROR_SUCCESS. It may be run again, each time on a tree without the changes of the previous run.
   virtual std::int32_t Change(const Operation& operation) = 0;
 
   const AnsiText& ansi() const { return ansi_; }
 
  private:
-  /// A key by its place, which is found anew at each call: the tree may have changed in between.
+  /// What a handle refers to. The path is looked up at each call, because the tree may have changed since.
   struct Place {
     HKEY root = 0;
     RegistryPath path;
@@ -56,7 +56,8 @@ class RegistryBase : public RegistryApi {
   std::int32_t FindPlace(HKEY parent, const std::string& path, Place* place) const;
   HKEY AddHandle(const Place& place);
   void MarkDeleted(const Place& place);
-  /// What a call on a handle does to the handle's key, once the access it needs has been checked.
+  /// Runs `operation` on the key of a handle, if the handle was opened with `access`. `changes`: the
+  /// operation may change the tree.
   std::int32_t WithKey(HKEY key, std::uint32_t access, bool changes,
                        const std::function<std::int32_t(RegistryNode&)>& operation);
   std::int32_t Deliver(const RegistryValue& value, std::uint32_t* type, void* data,
@@ -67,14 +68,14 @@ class RegistryBase : public RegistryApi {
   HKEY last_handle_ = 0;
 };
 
-/// A registry that lasts as long as the object.
+/// A registry in memory, which lasts as long as the object.
 class MemoryRegistry : public RegistryBase {
  public:
   /// Names and texts are in the code page of `rules`.
   explicit MemoryRegistry(const NumberRules& rules) : RegistryBase(rules) {}
 
-  /// From now on `access` is the most that may be asked for when the key is opened; keys made below it later
-  /// get the same. Making a key needs KEY_CREATE_SUB_KEY of its parent. False if there is no such key.
+  /// Limits the rights with which the key can be opened to `access`; keys created below it later inherit the
+  /// limit. Creating a key needs KEY_CREATE_SUB_KEY on its parent. False if there is no such key.
   bool SetRights(HKEY root, const std::string& path, std::uint32_t access);
 
  protected:

@@ -49,7 +49,7 @@ std::string HexBytes(std::string_view data) {
   return text;
 }
 
-/// Whether the text can stand in a file between quotes. What a person has written as bytes need not be text.
+/// Whether `text` can be written in quotes. A user can edit hex data into a REG_SZ value that isn't UTF-8.
 bool IsPlain(const std::string& text) {
   return std::none_of(text.begin(), text.end(), IsControl) && IsWellFormed(text);
 }
@@ -75,7 +75,7 @@ void AppendSection(std::string& text, const std::string& path, const RegistryNod
   for (const RegistryNode& subkey : node.subkeys) AppendSection(text, path + "\\" + subkey.name, subkey);
 }
 
-/// Takes `prefix` off the front of `text`, if it stands there.
+/// Removes `prefix` from the front of `text`. False if `text` doesn't start with it.
 bool Take(std::string_view& text, std::string_view prefix) {
   if (!text.starts_with(prefix)) return false;
   text.remove_prefix(prefix.size());
@@ -88,7 +88,7 @@ std::string_view Trimmed(std::string_view text) {
   return text.substr(first, text.find_last_not_of(kBlanks) - first + 1);
 }
 
-/// Takes a hexadecimal number of at least one and at most `most` digits.
+/// Removes a hexadecimal number of 1 to `most` digits from the front of `text`. False if there is none.
 bool TakeHex(std::string_view& text, std::size_t most, std::uint32_t* number) {
   const char* end = text.data() + std::min(most, text.size());
   const auto [behind, error] = std::from_chars(text.data(), end, *number, 16);
@@ -140,7 +140,7 @@ bool ParseData(std::string_view text, RegistryValue* value) {
   if (Take(text, "dword:")) {
     std::uint32_t number = 0;
     value->type = REG_DWORD;
-    // A file that was cut within the digits must not be read as a smaller number.
+    // A file cut off within the digits must not be read as a smaller number.
     if (text.size() != 8 || !TakeHex(text, 8, &number)) return false;
     for (int shift = 0; shift < 32; shift += 8) value->data += static_cast<char>(number >> shift);
     return text.empty();
@@ -168,7 +168,7 @@ class Parser {
   }
 
  private:
-  /// The next line that says something, joined with those that continue it.
+  /// Reads the next line that isn't blank or a comment, joined with its continuation lines. False at the end.
   bool NextLine(std::string* line) {
     line->clear();
     while (!rest_.empty()) {

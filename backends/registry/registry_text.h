@@ -8,16 +8,23 @@
 
 namespace halden {
 
-/// The registry as text in the layout of the registry editor's export (REGEDIT4), in UTF-8, one section a
-/// key. Values in quotes are texts without control characters and without a NUL at the end, "dword:" four
-/// bytes, "hex:" and "hex(n):" the bytes of every other value. In quotes a backslash stands before a
-/// backslash, before a quote and, as \xNN, for a control character in a value's name. Reading takes the same
-/// and, besides, a byte order mark, lines that end in CR LF, blank lines, comment lines (";"), hex data over
-/// several lines and sections in any order; a value given twice has the last one's data. Text with nothing
-/// but blanks is an empty registry.
+/// Writes the registry as text in the format of the registry editor's export (REGEDIT4), but in UTF-8. Each
+/// key is a section:
+///
+///     [HKEY_CURRENT_USER\Software]
+///     @="text"                       the default value
+///     "Port"=dword:00000100          type REG_DWORD, four bytes
+///     "Bytes"=hex:01,ff              type REG_BINARY
+///     "Other"=hex(7):41,00           any other type, given in hex
+///
+/// A REG_SZ value is quoted if it holds no control characters (no NUL either); otherwise its bytes are
+/// written as "hex(1):". Inside quotes, \\ and \" escape a backslash and a quote, and \xNN a control
+/// character in a value's name.
 std::string FormatRegistryText(const RegistryTree& tree);
 
-/// Nothing if any line is not as told above, or the text is not UTF-8.
+/// Reads that format. Also accepts a byte order mark, CR LF line ends, blank lines, comment lines (";"), hex
+/// data continued over several lines (",\"), and sections in any order. If a value is given twice the last
+/// one counts. Blank text is an empty registry. nullopt if a line is malformed or the text isn't UTF-8.
 std::optional<RegistryTree> ParseRegistryText(std::string_view text);
 
 }  // namespace halden

@@ -9,6 +9,8 @@ namespace {
 
 constexpr std::size_t kLongestKeyName = 255;
 
+/// Upper case of ASCII, Latin-1 and Cyrillic letters, and of the few letters that code pages 1251 and 1252
+/// have outside those blocks.
 char32_t UpperCase(char32_t c) {
   const auto in = [c](char32_t first, char32_t last) { return c >= first && c <= last; };
   if (in(U'a', U'z') || (in(0xE0, 0xFE) && c != 0xF7) || in(0x430, 0x44F)) return c - 0x20;
