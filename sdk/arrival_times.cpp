@@ -10,14 +10,14 @@ void ArrivalTimes::Poll(double now, std::span<double> times) {
   last_poll_ = now;
   if (times.empty()) return;
 
-  // Nothing that this poll brings came before the tick that precedes it. Polls may be closer together than
-  // ticks.
+  // These frames weren't there at the previous poll. Polls may be closer together than ticks; then the lines
+  // may have arrived up to one tick ago.
   const double earliest = std::max(last_time_, std::min(previous, now - kTick));
   const auto count = static_cast<double>(times.size());
   const double pace = Pace();
-  // The first frame is due one period after the last one. A little too early only shows that the measured
-  // pace is a little off, and the clamp mends that. Far too early there was a pause: then the last frame is
-  // taken to have come just now.
+  // Expect the first frame one period after the previous one. If that is slightly before `earliest`, the
+  // measured pace is a little off and the clamp corrects it. If it is far before, the device has paused:
+  // assume that the last of these frames arrived just now and count back from it.
   const double period = pace > 0 ? 1 / pace : (now - earliest) / count;
   double first = last_time_ + period;
   if (frames_ == 0 || first < earliest - std::max(kTick, period)) first = now - (count - 1) * period;
@@ -36,7 +36,7 @@ double ArrivalTimes::Pace() const {
 }
 
 void ArrivalTimes::Measure(double now, std::size_t frames) {
-  // After a pause as long as the window nothing is known of the pace any more.
+  // A pace measured before a pause as long as the window says nothing about the pace after it.
   if (!marks_.empty() && now - marks_.back().time > kWindow) marks_.clear();
   frames_ += frames;
   marks_.push_back({now, frames_});

@@ -7,17 +7,17 @@
 
 namespace halden::sdk {
 
-/// Gives frames the times at which their lines came. Frames carry no stamp of their own: a poll only shows
-/// that they came since the driver's tick before. Within that span they are spread by the pace that was
-/// measured over the last seconds.
+/// Estimates when the line of each frame arrived. Frames have no timestamp: a poll only shows that they
+/// arrived since the driver's previous tick. Within that span they are spaced by the pace measured over the
+/// last seconds.
 ///
-/// Times never run backwards and never overtake the poll that brought the frame. A regular device gets
+/// Times never decrease and are never later than the poll that brought the frame. A regular device gets
 /// regular times; after a pause each time is right to within one tick (50 ms).
 class ArrivalTimes {
  public:
-  /// Call it for each poll, in order, with the frames that it brought, also with none. `now` is the poll's
-  /// time in seconds from any start, not below that of the poll before. Fills `times`, which has one element
-  /// per frame.
+  /// Call this once per poll, also for a poll that brought no frames. `now` is the time of the poll in
+  /// seconds since an arbitrary start; it must not decrease. `times` has one element for each frame that the
+  /// poll brought and is filled with their times.
   void Poll(double now, std::span<double> times);
 
   /// Frames per second over the last seconds; 0 until two polls have brought frames.
@@ -27,17 +27,18 @@ class ArrivalTimes {
   static constexpr double kTick = 0.05;  // seconds between two ticks of the driver
   static constexpr double kWindow = 4;   // seconds over which the pace is measured
 
+  /// A poll that brought frames.
   struct Mark {
-    double time;           // of a poll that brought frames
-    std::uint64_t frames;  // that had come by then
+    double time;
+    std::uint64_t frames;  // received in total, including this poll
   };
 
   void Measure(double now, std::size_t frames);
 
   std::deque<Mark> marks_;  // of the last kWindow seconds, oldest first
   std::uint64_t frames_ = 0;
-  double last_poll_ = 0;
-  double last_time_ = 0;  // given last
+  double last_poll_ = 0;  // `now` of the previous poll
+  double last_time_ = 0;  // time of the previous frame
   bool polled_ = false;
 };
 

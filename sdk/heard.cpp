@@ -23,13 +23,13 @@ void Heard::Add(std::string_view received) {
 }
 
 Silence WhyNotRecognised(const Heard& heard) {
-  constexpr std::uint64_t kReturnsNeeded =
-      3;  // one before the first whole line, one at the end of each of two
+  // The driver needs two whole lines: a CR before the first and one at the end of each.
+  constexpr std::uint64_t kReturnsNeeded = 3;
   if (!heard.opened) return Silence::kNotOpened;
-  // The driver leaves fewer than three bytes in the queue.
+  // The driver doesn't read until three bytes are queued.
   if (heard.bytes == 0) return heard.queued == 0 ? Silence::kNothing : Silence::kFewLines;
-  // A wrong baud rate gives half of its bytes or more outside ASCII. Text in another alphabet or with a
-  // degree sign on each line stays well below a third.
+  // At a wrong baud rate, half of the bytes or more are outside ASCII. In lines of numbers with units in
+  // another alphabet, or with a degree sign, it is well below a third.
   if (heard.unprintable * 3 > heard.bytes) return Silence::kUnprintable;
   if (heard.returns == 0) return heard.feeds > 0 ? Silence::kFeedsOnly : Silence::kNoLineEnd;
   if (heard.text == 0) return Silence::kEmptyLines;
@@ -78,7 +78,7 @@ FT_STATUS ListeningTap::FT_Open(std::int32_t index, FT_HANDLE* handle) {
   const FT_STATUS status = library_.FT_Open(index, handle);
   try {
     heard_[index] = Heard{.opened = status == FT_OK};
-  } catch (...) {  // without memory for the note the driver goes on all the same
+  } catch (...) {  // bad_alloc: the driver must not fail because there are no statistics
     return status;
   }
   if (status != FT_OK) return status;
@@ -95,7 +95,7 @@ FT_STATUS ListeningTap::FT_Close(FT_HANDLE handle) {
 
 FT_STATUS ListeningTap::FT_SetBaudRate(FT_HANDLE handle, std::uint32_t bits_per_second) {
   const FT_STATUS status = library_.FT_SetBaudRate(handle, bits_per_second);
-  // At another rate the bytes so far mean nothing.
+  // Bytes received at the previous rate say nothing about this one.
   if (status == FT_OK && handle == open_ && open_ != -1) {
     heard_[latest_] = Heard{.opened = true, .baud = bits_per_second};
   }

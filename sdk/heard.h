@@ -11,64 +11,63 @@
 
 namespace halden::sdk {
 
-/// What a device has sent since it was opened last.
+/// Statistics of what a device has sent since it was last opened.
 struct Heard {
   static constexpr std::size_t kSampleSize = 60;
 
   bool opened = false;            ///< FT_Open has succeeded
-  std::uint32_t baud = 0;         ///< bits per second, as set last; 0: never set
+  std::uint32_t baud = 0;         ///< the last rate set, bits per second; 0: none was set
   std::uint32_t queued = 0;       ///< bytes in the library's queue, as last reported
-  std::uint64_t bytes = 0;        ///< received
+  std::uint64_t bytes = 0;        ///< bytes received
   std::uint64_t returns = 0;      ///< CRs among them
   std::uint64_t feeds = 0;        ///< LFs among them
-  std::uint64_t unprintable = 0;  ///< neither ASCII text nor CR, LF or tab
-  std::uint64_t text = 0;         ///< neither CR nor LF
-  std::string sample = {};        ///< the first bytes, kSampleSize at most
+  std::uint64_t unprintable = 0;  ///< bytes that are neither printable ASCII nor CR, LF or tab
+  std::uint64_t text = 0;         ///< bytes that are neither CR nor LF
+  std::string sample = {};        ///< the first bytes, at most kSampleSize
 
   void Add(std::string_view received);
 };
 
-/// Why the driver could not recognise a device by what it sent. The causes exclude each other; the first that
-/// applies counts.
+/// Why the driver could not recognise a device. If several causes apply, it is the first of them in this
+/// order.
 enum class Silence {
   kNotOpened,     ///< it could not be opened
   kNothing,       ///< no byte came
-  kUnprintable,   ///< mostly not text: probably another baud rate
-  kFeedsOnly,     ///< lines end in LF alone, and the driver wants CR
+  kUnprintable,   ///< mostly not text: the baud rate is probably wrong
+  kFeedsOnly,     ///< lines end in LF without CR, but the driver needs CR
   kNoLineEnd,     ///< text without CR or LF
   kFewLines,      ///< fewer than three CRs: slow, or very long lines
-  kEmptyLines,    ///< line ends with nothing between them
-  kRecognisable,  ///< nothing in the bytes speaks against it
+  kEmptyLines,    ///< line ends only
+  kRecognisable,  ///< the bytes show no reason
 };
 
 Silence WhyNotRecognised(const Heard& heard);
 
-/// Passes every call on to the device library and takes note of what the devices send.
+/// A device library that passes every call on to another one and keeps statistics of what the devices send.
 ///
-/// Devices are known by their place in the list of the last snapshot. Like the library it is used on the
-/// driver's one thread.
+/// Devices are identified by their index in the last snapshot. Like the library it is used on the driver's
+/// one thread.
 class ListeningTap final : public D2xx {
  public:
-  /// Called with bytes that the driver has just read. They are valid during the call. Must not throw.
+  /// Called with the bytes that the driver has just read, which are valid during the call. Must not throw.
   using Listener = std::function<void(std::string_view received)>;
 
   /// `library` must outlive the tap.
   explicit ListeningTap(D2xx& library) : library_(library) {}
 
-  /// What the device at this place of the list has sent since its last FT_Open; all zero if it was never
-  /// opened.
+  /// The statistics of the device at this index since its last FT_Open; all zero if it was never opened.
   const Heard& At(std::int32_t index) const;
-  /// What the device has sent that was opened last; null if none was.
+  /// The statistics of the device that was opened last; null if none was.
   const Heard* Latest() const { return latest_ < 0 ? nullptr : &At(latest_); }
-  /// Place of the device that was opened last; -1 if none was.
+  /// The index of the device that was opened last; -1 if none was.
   std::int32_t LatestIndex() const { return latest_; }
-  /// Texts of the device at this place of the last snapshot; empty for a place that it doesn't have. ANSI.
+  /// Texts of the device at this index of the last snapshot, ANSI; empty if the index is out of range.
   std::string SerialNumber(std::int32_t index) const;
   std::string Description(std::int32_t index) const;
-  /// A failed call on the device that is open now: it was probably unplugged. False again after the next
-  /// FT_Open.
+  /// Whether reading from the open device has failed, which usually means that it was unplugged. Reset by the
+  /// next successful FT_Open.
   bool Lost() const { return lost_; }
-  /// At most one listener; none if empty.
+  /// Replaces the listener; an empty function removes it.
   void SetListener(Listener listener) { listener_ = std::move(listener); }
 
   FT_STATUS FT_CreateDeviceInfoList(std::int32_t* count) override;
@@ -99,9 +98,9 @@ class ListeningTap final : public D2xx {
   D2xx& library_;
   Listener listener_;
   std::vector<FT_DEVICE_LIST_INFO_NODE> nodes_;  // of the last snapshot
-  std::map<std::int32_t, Heard> heard_;          // by place in the list
-  std::int32_t latest_ = -1;                     // place of the device that was opened last
-  FT_HANDLE open_ = -1;
+  std::map<std::int32_t, Heard> heard_;          // by index in the snapshot
+  std::int32_t latest_ = -1;                     // index of the device that was opened last
+  FT_HANDLE open_ = -1;                          // its handle; -1 once it is closed
   bool lost_ = false;
 };
 

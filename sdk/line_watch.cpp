@@ -9,6 +9,7 @@
 namespace halden::sdk {
 namespace {
 
+// Rows of the range table: the first five are decimal ranges, the others counts.
 constexpr std::int16_t kDecimalRows = 5;
 constexpr std::int16_t kInt16Row = 9;
 constexpr std::int16_t kUInt16Row = 14;
@@ -29,8 +30,8 @@ std::string ShortestText(float value) {
   return {room, std::to_chars(room, room + sizeof room, value).ptr};
 }
 
-/// Whether commas in a line of one value look like separators. One comma alone may be a decimal mark, unless
-/// it separates groups of digits here and so vanishes.
+/// Whether commas in a line that is read as one value look like separators: "1.5,2.5" or "1,2,3". A single
+/// comma is taken for a decimal mark, except in locales where it separates groups of digits and is skipped.
 bool CommasLookLikeSeparators(std::string_view line, const NumberRules& rules) {
   const auto commas = std::ranges::count(line, ',');
   const bool with_point = line.find('.') != std::string_view::npos;
@@ -112,7 +113,7 @@ void LineWatch::WatchValue(std::int16_t channel, float value) {
   watched.had_number = true;
   const std::int16_t row = RowOfChannel(store_, channel);
   const std::int16_t code = GetChannel(store_, channel);
-  // On a row of counts the highest code is the highest count, which is no saturation.
+  // The end codes don't always mean saturation: on a row of counts they are the extreme counts themselves.
   const bool at_end = code == 32767 || code == -32768;
   if (at_end && (row < kDecimalRows || FinestRow(value, value) != row))
     Report({.kind = Observation::kSaturated,
@@ -123,7 +124,7 @@ void LineWatch::WatchValue(std::int16_t channel, float value) {
   if (watched.codes.size() < kFewCodes) watched.codes.insert(code);
   const double read_back = code / double{store_.ADCState.UnitScale[static_cast<std::size_t>(row)]};
   const double spread = watched.highest - watched.lowest;
-  // A hundredth of the signal is lost, or a thousandth of a signal that doesn't move.
+  // Noticeable: more than 1 % of the signal's spread, or 0.1 % of the value if that is more.
   const double loss = std::max(spread / 100, std::fabs(double{value}) / 1000);
   if (std::fabs(read_back - value) > loss) watched.inexact = true;
   if (lines_ > kEnoughLines && IsCoarse(channel))

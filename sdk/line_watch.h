@@ -13,11 +13,12 @@
 
 namespace halden::sdk {
 
-/// Cuts the bytes of a device into lines as the driver does: a CR ends a line, and an LF right after it
-/// belongs to the line end.
+/// Splits received bytes into lines as the driver does: a CR ends a line, and an LF right after it belongs to
+/// the line end. Bytes may be added in pieces of any size.
 class LineCutter {
  public:
-  /// Calls `take(std::string_view line)` for each line that is whole now. A line is valid during the call.
+  /// Calls `take(std::string_view line)` for each line that these bytes complete. A line is valid during the
+  /// call.
   template <class Take>
   void Add(std::string_view received, Take take) {
     for (const char c : received) {
@@ -27,7 +28,7 @@ class LineCutter {
         take(std::string_view(line_));
         line_.clear();
       } else if (!ends_line) {
-        if (line_.size() == kLongestLine) line_.clear();  // the driver drops it as well
+        if (line_.size() == kLongestLine) line_.clear();  // the driver's buffer drops such a line too
         line_ += c;
       }
     }
@@ -40,60 +41,59 @@ class LineCutter {
   bool after_return_ = false;
 };
 
-/// Something about the lines that a user would want to know, because the driver reads them in a way that
-/// surprises or loses something.
+/// Something unusual about the lines, which the driver may read differently from what the user expects.
 struct Observation {
   enum Kind {
-    kCommas,       ///< a line with commas is read as one value: the comma is no separator
-    kHexadecimal,  ///< a field such as "0x1A", which is no number here
-    kTimeOfDay,    ///< a field such as "12:34:01", which is no number here
+    kCommas,       ///< a line with commas is read as one value, because the comma isn't a separator
+    kHexadecimal,  ///< a field such as "0x1A", which isn't read as a number
+    kTimeOfDay,    ///< a field such as "12:34:01", which isn't read as a number
     kFieldCount,   ///< a line has more or fewer fields than the format
-    kNeverNumber,  ///< the channel has not had a number in kEnoughLines lines
-    kSaturated,    ///< a value lies outside the channel's range: its code is 32767 or -32768
-    kCoarse,  ///< the channel uses few codes and loses digits, and a finer range would hold all its values
+    kNeverNumber,  ///< the channel has had no number in the first kEnoughLines lines
+    kSaturated,    ///< a value is outside the channel's range: its code is 32767 or -32768
+    kCoarse,       ///< the range is so wide that codes lose digits, and a finer one would hold all values
   };
   Kind kind;
   std::int16_t channel = -1;  ///< -1: the line as a whole
   std::string example = {};   ///< the line or field, ANSI
-  std::int16_t row = -1;  ///< row of the range table that would fit; -1: none does, or it isn't about ranges
-  int fields = 0;         ///< of kFieldCount: fields of the line
+  std::int16_t row = -1;      ///< for kSaturated and kCoarse, the row of the range table that fits; -1: none
+  int fields = 0;             ///< for kFieldCount, the number of fields in the line
 };
 
-/// The finest row of the range table that holds all values from `lowest` to `highest` without saturation: the
-/// decimal rows first, then those of 16-bit counts. -1 if none does.
+/// The finest row of the range table that holds all values from `lowest` to `highest` without saturation: a
+/// decimal row if possible, else one of 16-bit counts. -1 if no row is wide enough.
 std::int16_t FinestRow(float lowest, float highest);
 
-/// Reads each line a second time, as the driver does, and reports what is odd. Each kind is reported once per
-/// channel, or once in all where it is about the line. May throw std::bad_alloc.
+/// Reads each line a second time, as the driver does, and reports what is unusual. Each kind is reported once
+/// per channel, or once in total if it concerns the whole line. May throw std::bad_alloc.
 class LineWatch {
  public:
-  static constexpr int kEnoughLines = 20;  ///< after which "few codes" and "never" can be said
+  static constexpr int kEnoughLines = 20;  ///< lines to see before kNeverNumber and kCoarse are reported
 
   /// `rules` must outlive the object. All channels start on row 0.
   LineWatch(const NumberRules& rules, const LineFormat& format);
 
-  /// Tells the row that the host has chosen for a channel. What was seen of its range before is forgotten.
+  /// Sets the row that the host has chosen for a channel, and forgets what was reported about its old range.
   void SetRange(std::int16_t channel, std::int16_t row);
 
-  /// Takes the next line, ANSI, and gives what is new.
+  /// Reads the next line (ANSI) and returns the new observations.
   std::vector<Observation> Add(std::string_view line);
 
-  /// Lines taken so far, empty ones left out.
+  /// Number of lines read so far, not counting empty ones.
   int Lines() const { return lines_; }
-  /// What became of the fields of the last line; none for an empty one. Valid until the next Add.
+  /// How each field of the last line was read; empty for an empty line. Valid until the next Add.
   const std::vector<FieldExplanation>& Fields() const { return fields_; }
   /// The channel's code after the last line.
   std::int16_t Code(std::int16_t channel) const { return GetChannel(store_, channel); }
-  /// The finest row that has held all values of the channel so far; -1 if none does, or without any number.
+  /// The finest row that holds all values of the channel so far; -1 if none does or there were no values.
   std::int16_t FittingRow(std::int16_t channel) const;
 
  private:
   struct Channel {
     bool had_number = false;
-    bool inexact = false;  // a code doesn't read back as its value
+    bool inexact = false;  // a code read back as a noticeably different value
     float lowest = 0;      // of the values so far
     float highest = 0;
-    std::set<std::int16_t> codes;  // the first kFewCodes different ones
+    std::set<std::int16_t> codes;  // the distinct codes, at most kFewCodes of them
   };
   static constexpr std::size_t kFewCodes = 20;
 
@@ -106,7 +106,7 @@ class LineWatch {
 
   const NumberRules& rules_;
   const LineFormat format_;
-  Store store_;  // values, rows and the conversion to codes, as the driver has them
+  Store store_;  // a store like the driver's, for its values, rows and conversion to codes
   std::vector<Channel> channels_;
   int lines_ = 0;
   std::vector<FieldExplanation> fields_;

@@ -47,7 +47,7 @@ bool ListContains(std::string_view list, std::string_view word) {
   return list.find(' ' + std::string(word) + ' ') != std::string_view::npos;
 }
 
-/// The locale that is in force for a category, by the order that POSIX fixes: LC_ALL, the category, LANG.
+/// The locale of a category, in the order of precedence that POSIX fixes: LC_ALL, the category, LANG.
 const std::string& LocaleOf(const LocaleEnvironment& environment, const std::string& category) {
   if (!environment.lc_all.empty()) return environment.lc_all;
   return category.empty() ? environment.lang : category;
@@ -88,8 +88,8 @@ std::optional<char> AnsiSeparator(const char* text, CodePage page) {
   wchar_t wide = 0;
   const std::size_t length = std::mbrtowc(&wide, text, std::strlen(text), &state);
   if (length == 0 || length > std::strlen(text)) return std::nullopt;
-  // French and some others group digits by a character that neither code page has; its wider relative stands
-  // in for it, as on Windows.
+  // French and some others group digits with a narrow no-break space, which neither code page has. Use the
+  // normal one, as Windows does.
   constexpr wchar_t kNarrowNoBreakSpace = 0x202F;
   if (wide == kNarrowNoBreakSpace) return kNoBreakSpace;
   std::string utf8;

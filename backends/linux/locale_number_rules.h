@@ -7,7 +7,7 @@
 
 namespace halden {
 
-/// The names by which the environment chooses its locale, such as "ru_RU.UTF-8"; empty where not set.
+/// The locale names set in the environment, such as "ru_RU.UTF-8"; empty for a variable that isn't set.
 struct LocaleEnvironment {
   std::string lc_all = {};  ///< overrules the three categories below, which in turn overrule `lang`
   std::string lc_ctype = {};

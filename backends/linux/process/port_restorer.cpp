@@ -43,7 +43,7 @@ void Exchange(int signal, bool install) {
   if (install ? !IsDefault(now) : !IsOurs(now)) return;
   struct sigaction action = {};
   action.sa_handler = install ? OnEnding : SIG_DFL;
-  // An overflow of the stack is a fault too; its handler needs another stack, if the program has set one up.
+  // After a stack overflow a handler needs an alternate stack, if the program has set one up.
   action.sa_flags = install ? SA_ONSTACK : 0;
   sigfillset(&action.sa_mask);
   sigaction(signal, &action, nullptr);
@@ -53,7 +53,7 @@ void Exchange(int signal, bool install) {
 
 PortRestorer::PortRestorer() : settings_(std::make_unique<termios2>()) {
   static const bool at_exit = std::atexit([] { RestoreAll(); }) == 0;
-  static_cast<void>(at_exit);  // without memory for it, only exit() within an open port is affected
+  static_cast<void>(at_exit);  // if that fails (no memory), only exit() with an open port isn't covered
   const SignalsBlocked blocked;
   const std::lock_guard lock(list_mutex);
   next_ = first.load();
@@ -107,13 +107,13 @@ void PortRestorer::RestoreAll() noexcept {
 void PortRestorer::Restore() const {
   if (state_ == kClosedWithoutHupcl) RestoreHupcl();
   if (state_ != kOpen) return;
-  // Bytes that the device doesn't accept would keep the end of the process waiting.
+  // Unsent bytes that the device doesn't accept would delay the end of the process.
   ioctl(fd_, TCFLSH, TCOFLUSH);
   ioctl(fd_, TCSETS2, settings_.get());
   if (!IsPseudoTerminal(node_)) ioctl(fd_, TIOCNXCL);
 }
 
-/// Opening the port raises no DTR here: it hasn't been dropped yet.
+/// Opening the port doesn't reset the board: DTR is still high, because HUPCL was cleared when it closed.
 void PortRestorer::RestoreHupcl() const {
   struct stat now {};
   if (stat(path_.c_str(), &now) != 0 || now.st_dev != node_.st_dev || now.st_ino != node_.st_ino) return;

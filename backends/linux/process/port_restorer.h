@@ -25,7 +25,7 @@ namespace halden {
 class PortRestorer {
  public:
   PortRestorer();
-  /// As LetGo.
+  /// Calls LetGo.
   ~PortRestorer();
   PortRestorer(const PortRestorer&) = delete;
   PortRestorer& operator=(const PortRestorer&) = delete;
@@ -59,7 +59,7 @@ class PortRestorer {
   // Written while `state_` is kNothingToRestore, since a signal handler may read them in the other states.
   int fd_ = -1;
   std::string path_;
-  struct stat node_ {};                 // tells whether `path_` still leads to the same device
+  struct stat node_ {};                 // to check whether `path_` still leads to the same device
   std::unique_ptr<termios2> settings_;  // to restore
   bool has_hupcl_ = false;              // the port had HUPCL when it was first opened
 

@@ -20,10 +20,11 @@ namespace halden {
 namespace {
 
 constexpr std::chrono::milliseconds kLockPause{1};
-/// Calls of one save follow each other at once. After such a pause, the next call belongs to another save.
+/// The calls of one save follow each other immediately. A call after a pause of this length belongs to
+/// another save.
 constexpr std::chrono::milliseconds kPauseBetweenSaves{1000};
-/// A process that has held the lock for the longest wait probably hangs. For so long, nobody waits for it
-/// again: the lock is only tried.
+/// A process that has held the lock for the longest wait has probably hung. For this time calls don't wait
+/// for it again; they only try the lock.
 constexpr std::chrono::seconds kPauseAfterTimeout{60};
 
 constexpr char kNotRead[] = "the registry can't be read";
@@ -62,7 +63,7 @@ FileResult WriteResult(const std::string& path, bool done) {
   return done ? FileResult() : Failure(path, errno);
 }
 
-/// Anything but a regular file is refused: reading a pipe would wait for its writer.
+/// Fails unless the descriptor is a regular file: reading a pipe would wait for its writer.
 FileResult DemandRegular(const std::string& path, int descriptor, struct stat* status) {
   if (fstat(descriptor, status) != 0) return Failure(path, errno, ERROR_CANTREAD);
   if (S_ISREG(status->st_mode)) return {};
@@ -110,8 +111,8 @@ std::int64_t Nanoseconds(const timespec& time) {
   return std::int64_t{time.tv_sec} * kNanoseconds + time.tv_nsec;
 }
 
-/// Nothing for a file that has changed within the last moment, or in the future: the kernel's file times
-/// advance in steps of some milliseconds, so a further change might get the same time.
+/// nullopt for a file changed within the last 0.1 s (or with a time in the future): file times advance in
+/// steps of some milliseconds, so another change might leave the time, and the version, the same.
 std::optional<FileVersion> VersionOf(const struct stat& status) {
   constexpr std::int64_t kMoment = kNanoseconds / 10;
   timespec now{};
@@ -126,14 +127,14 @@ std::string DirectoryOf(const std::string& path) {
   return directory.empty() ? "." : directory;
 }
 
-/// Creates the file `path` and brings `content` to the disk. It gets the owner and the permissions of `old`,
-/// the file that it is going to replace, if there is one.
+/// Creates the file `path` with `content` and flushes it to the disk. If `old` isn't null, the file gets the
+/// owner and permissions of `old`, which it is about to replace.
 FileResult WriteNew(const std::string& path, std::string_view content, const struct stat* old) {
   const Descriptor file(
       open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, old ? old->st_mode & 0777 : 0666));
   if (!file) return Failure(path, errno);
   if (old && geteuid() == 0 && fchown(file.get(), old->st_uid, old->st_gid) != 0) return Failure(path, errno);
-  // The umask has cut what open() was asked for, and fchown() may have dropped bits.
+  // open() applied the umask, and fchown() may have cleared bits.
   if (old && fchmod(file.get(), old->st_mode & 07777) != 0) return Failure(path, errno);
   // Without fsync, the rename could reach the disk before the content, and a power cut leave an empty file.
   return WriteResult(path, WriteAll(file.get(), content) && fsync(file.get()) == 0);
@@ -234,7 +235,7 @@ std::int32_t FileRegistry::Change(const Operation& operation) {
   return result || changed == tree_ ? result : Store(operation);
 }
 
-/// Brings `tree_` up to date with the file. If there is no memory for that, everything stays as it was.
+/// Brings `tree_` up to date with the file. On bad_alloc nothing has changed.
 FileResult FileRegistry::Refresh() {
   std::optional<FileVersion> version = version_;
   std::optional<std::string> text;
@@ -250,12 +251,12 @@ FileResult FileRegistry::Refresh() {
   return {};
 }
 
-/// Carries the operation out under the lock, on what the file holds by then: another process may have written
-/// since the caller looked.
+/// Runs the operation under the lock, on the file's content at that moment: another process may have written
+/// it since the caller read it.
 std::int32_t FileRegistry::Store(const Operation& operation) {
   AtomicFile::Lock lock;
   FileResult found = Acquire(&lock);
-  version_.reset();  // a network's file system may report an old version for some seconds: read the file
+  version_.reset();  // force a read: a network file system may report an old version for some seconds
   if (!found.failed()) found = Refresh();
   if (found.code == ERROR_BADDB) found = SetAside();
   if (found.failed()) return Report(kNotStored, found);
@@ -271,7 +272,7 @@ std::int32_t FileRegistry::Store(const Operation& operation) {
   return ERROR_SUCCESS;
 }
 
-/// Takes the lock, and waits for it no longer than what is left for this save.
+/// Takes the lock, waiting at most as long as this save may still wait.
 FileResult FileRegistry::Acquire(AtomicFile::Lock* lock) {
   using std::chrono::milliseconds;
   const Time start = std::chrono::steady_clock::now();
@@ -289,7 +290,7 @@ FileResult FileRegistry::Acquire(AtomicFile::Lock* lock) {
   return result;
 }
 
-/// Renames a damaged file and goes on with an empty registry. Needs the lock.
+/// Renames a damaged file and continues with an empty registry. Needs the lock.
 FileResult FileRegistry::SetAside() {
   std::string name;
   FileResult result = file_.SetAside(&name);
@@ -297,14 +298,14 @@ FileResult FileRegistry::SetAside() {
   version_.reset();
   text_.clear();
   damaged_ = false;
-  // That it could not be read before is no longer of interest.
+  // Earlier notices that this file can't be read are out of date.
   std::erase_if(notices_, [](const std::string& notice) { return notice.starts_with(kNotRead); });
   notices_.push_back("the registry file " + file_.path() +
                      " is damaged, or not a registry file; it is kept as " + name);
   return {};
 }
 
-/// Keeps a notice of a failure, unless it is known already, and returns its code.
+/// Adds a notice of the failure unless it was reported before. Returns the failure's code.
 std::int32_t FileRegistry::Report(const char* what, const FileResult& result) {
   const std::string notice = std::string(what) + ": " + result.reason;
   if (std::find(known_failures_.begin(), known_failures_.end(), notice) == known_failures_.end()) {

@@ -13,7 +13,7 @@
 
 namespace halden {
 
-/// How a call on a file ended.
+/// The result of a call on a file.
 struct FileResult {
   std::int32_t code = ERROR_SUCCESS;  ///< a Win32 result
   std::string reason = {};  ///< for a failure: what went wrong, naming the file, for a person to read
@@ -21,7 +21,7 @@ struct FileResult {
   bool failed() const { return code != ERROR_SUCCESS; }
 };
 
-/// Identifies what a file holds: whatever is written to it, or put in its place, has another version.
+/// Identifies a file's content: after a write, or after the file is replaced, the version is different.
 struct FileVersion {
   dev_t device = 0;
   ino_t inode = 0;
@@ -49,17 +49,16 @@ class AtomicFile {
     int fd_ = -1;
   };
 
-  /// Touches nothing. If `path` is a symbolic link, it is resolved here, once, so that the file that it
-  /// points to is replaced and not the link.
+  /// Doesn't touch the file. If `path` is a symbolic link it is resolved here, once, so that Replace replaces
+  /// the file that it points to and not the link.
   explicit AtomicFile(const std::string& path);
 
   const std::string& path() const { return path_; }
 
-  /// Reads the whole file, unless it still has the `version` of an earlier call: then `content` is nothing.
-  /// `content` is empty if the file, or its directory, doesn't exist. Anything but a regular file is refused
-  /// with ERROR_ACCESS_DENIED, and so is a path that leads through something that is no directory. On failure
-  /// `version` and `content` are nothing. Needs no lock: whoever reads sees one version or the next, never a
-  /// mix.
+  /// Reads the whole file into `content` and sets `version`. If the file still has the `version` passed in,
+  /// nothing is read and `content` becomes nullopt. If the file or its directory doesn't exist, `content`
+  /// becomes an empty string. On failure both become nullopt. ERROR_ACCESS_DENIED: not a regular file, or a
+  /// part of the path is not a directory. Needs no lock: a reader sees one version or the next, never a mix.
   FileResult Read(std::optional<FileVersion>* version, std::optional<std::string>* content) const;
   /// Creates missing directories, then tries to take the lock until `at_most` has passed, and at least once.
   /// ERROR_SHARING_VIOLATION if another process still holds it then. PATH.lock has to be a regular file; a
@@ -95,16 +94,16 @@ class FileRegistry : public RegistryBase {
   /// The longest that a save waits in all for another process to release the lock.
   static constexpr std::chrono::milliseconds kLongestWait{5000};
 
-  /// Touches nothing: the first change creates the file and its directories. Names and texts are in the code
-  /// page of `rules` on the caller's side, and UTF-8 in the file. `rules` must outlive the registry.
+  /// Doesn't touch the file; the first change creates it and its directories. Callers pass names and texts in
+  /// the code page of `rules`; the file is in UTF-8. `rules` must outlive the registry.
   FileRegistry(const std::string& path, const NumberRules& rules,
                std::chrono::milliseconds longest_wait = kLongestWait)
       : RegistryBase(rules), file_(path), longest_wait_(longest_wait) {}
 
-  /// What a person should know, one line each, which names the file: that it could not be read, that
-  /// something could not be stored, or under which name a damaged file was set aside. The driver goes on
-  /// without its settings after such failures, so nothing else reports them. Each line is returned once; the
-  /// same failure is reported again only after a change has been stored in between.
+  /// Warnings for the user, one line each, naming the file: it could not be read, a change could not be
+  /// stored, or a damaged file was set aside under another name. The driver ignores such failures and goes on
+  /// without its settings, so nothing else reports them. Each line is returned once; the same failure is
+  /// reported again only after a change has been stored in between.
   std::vector<std::string> TakeNotices();
 
  protected:

@@ -49,7 +49,7 @@ std::string LinkName(const fs::path& link) {
   return fs::read_symlink(link, error).filename();
 }
 
-/// The real paths of what is in a directory. What vanishes meanwhile is left out.
+/// The real paths of a directory's entries, without those that vanish during the call.
 std::vector<fs::path> ResolvedEntries(const fs::path& directory) {
   std::vector<fs::path> found;
   std::error_code error;
@@ -89,8 +89,8 @@ KernelPort ReadPort(const fs::path& interface, const fs::path& root) {
   return port;
 }
 
-/// Whether this is one of the vendor's products that are serial ports as they leave the factory. Others by
-/// the same vendor may be anything, unless the kernel's serial driver takes them.
+/// Whether this is one of the vendor's standard serial chips. Its other products may be anything; they count
+/// as serial only if the kernel's serial driver takes them.
 bool IsSerialChip(std::uint32_t id) {
   constexpr std::uint32_t kIds[] = {0x04036001, 0x04036010, 0x04036011, 0x04036014, 0x04036015};
   return std::find(std::begin(kIds), std::end(kIds), id) != std::end(kIds);
@@ -104,8 +104,8 @@ unsigned long TtyNumber(const std::string& tty) {
   return number;
 }
 
-/// By the lowest tty number of each chip, then by interface. A chip's ports needn't have got their numbers in
-/// order, nor without gaps.
+/// Sorts by the lowest tty number of each chip, then by interface. The numbers of one chip's ports need not
+/// be consecutive or in order.
 void SortByTty(std::vector<KernelPort>* ports) {
   std::map<std::string, unsigned long> lowest;  // by chip
   for (const KernelPort& port : *ports) {
@@ -132,7 +132,7 @@ std::vector<KernelPort> ListServed(const fs::path& root) {
   return ports;
 }
 
-/// The serial chips that another driver has taken, or none.
+/// The serial chips that have another driver, or no driver.
 std::vector<KernelPort> ListOthers(const fs::path& root) {
   std::vector<KernelPort> ports;
   for (const fs::path& interface : ResolvedEntries(root / "sys/bus/usb/devices")) {
@@ -148,8 +148,8 @@ std::vector<KernelPort> ListOthers(const fs::path& root) {
   return ports;
 }
 
-/// The names of all serial ports, such as "ttyACM0". A console or pseudo-terminal has no device. The kernel
-/// lists places for built-in ports where there is none, and these have the type 0.
+/// The names of all serial ports, such as "ttyACM0". Consoles and pseudo-terminals are skipped, since they
+/// have no device, and so are the kernel's unused entries for built-in ports, which have type 0.
 std::vector<std::string> ListSerialPorts(const fs::path& root) {
   std::vector<std::string> names;
   std::error_code error;
@@ -165,7 +165,7 @@ std::vector<std::string> ListSerialPorts(const fs::path& root) {
   return names;
 }
 
-/// The lengths are those of the device library's node. The COM number of ttyUSB0 is 1.
+/// Texts are cut to the lengths of FT_DEVICE_LIST_INFO_NODE. The COM number of ttyUSB0 is 1.
 SerialPort SerialPortOf(const KernelPort& port, const fs::path& root, const NumberRules& rules) {
   const AnsiText ansi(rules);
   return {root / "dev" / port.tty,

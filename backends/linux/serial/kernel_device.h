@@ -68,7 +68,7 @@ class KernelDevice : public SerialDevice {
   const std::filesystem::path root_;
   const std::string full_serial_;  // ANSI, the name in stored_settings_; the device list shows less of it
   StoredLineSettings& stored_settings_;
-  std::string not_served_;  // why the last Open didn't get as far as the tty; else empty
+  std::string not_served_;  // why the last Open failed before it reached the tty; else empty
 };
 
 /// Makes a device for each port that the kernel lists.
@@ -79,11 +79,11 @@ class KernelDevices {
                 StoredLineSettings& stored_settings)
       : root_(std::move(root)), settings_(settings), rules_(rules), stored_settings_(stored_settings) {}
 
-  /// A device for each port that has been plugged in since the last call. A device that comes back to its old
-  /// place isn't new: its object has waited for it.
+  /// Returns a device for each port that has been plugged in since the last call. A device that is plugged
+  /// back into its old socket isn't new: its object still exists and becomes present again.
   std::vector<std::unique_ptr<Device>> FindNew();
-  /// Once, if FindNew has found no device yet: a line that says so and names the other serial ports of the
-  /// system, which a user may have meant. Else nothing.
+  /// If FindNew hasn't found any device yet, returns, once, a line that says so and names the system's other
+  /// serial ports, since the user may have meant one of them. Otherwise empty.
   std::vector<std::string> TakeNotices();
 
  private:

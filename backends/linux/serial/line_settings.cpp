@@ -16,8 +16,8 @@ namespace {
 
 constexpr tcflag_t kFormatFlags = CSIZE | PARENB | PARODD | CMSPAR | CSTOPB;
 
-/// A receiver still reads a line whose rate is so much off: the error adds up to less than half a bit within
-/// the ten bits of a byte.
+/// Whether a receiver set to `wanted` can read a line at `actual`. With 3 % off, the error over the ten bits
+/// of a byte is still less than half a bit.
 bool IsNear(std::uint32_t actual, std::uint32_t wanted) {
   constexpr std::int64_t kPercentOff = 3;
   const std::int64_t off = std::int64_t{actual} - std::int64_t{wanted};
@@ -40,7 +40,7 @@ bool IsStorable(const Dcb& settings) {
          settings.StopBits < std::size(kStopBits) && settings.ByteSize >= 4 && settings.ByteSize <= 8;
 }
 
-/// Reads a text like "230400,N,8,1". Every character counts: a person may have edited it.
+/// Reads a text like "230400,N,8,1". Strict, because a user may have edited it.
 std::optional<Dcb> ParseLineSettings(std::string_view text) {
   Dcb settings;
   const char* const end = text.data() + text.size();

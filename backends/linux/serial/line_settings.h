@@ -64,10 +64,10 @@ class LineSettings {
 /// registry's layout, as values such as "FT1A2B3C"="230400,N,8,1".
 class StoredLineSettings {
  public:
-  /// Touches nothing. `rules` gives the code page of serial numbers and must outlive the object.
+  /// Doesn't touch the file. Serial numbers are in the code page of `rules`, which must outlive the object.
   StoredLineSettings(const std::string& path, const NumberRules& rules) : registry_(path, rules) {}
 
-  /// Nothing if none are stored, or if what is stored can't be understood.
+  /// nullopt if none are stored for this serial number, or if they are malformed.
   std::optional<Dcb> Find(const std::string& serial);
   /// False if they can't be written, or aren't settings that Find could return; then nothing is changed.
   bool Store(const std::string& serial, const Dcb& settings);

@@ -19,15 +19,14 @@
 namespace halden {
 namespace {
 
-/// The file that a link leads to. `path` itself if it leads nowhere: opening that then says why.
+/// The file that a link leads to, or `path` itself if it can't be resolved; opening that gives the reason.
 std::string Resolve(const std::string& path) {
   std::error_code error;
   const std::filesystem::path resolved = std::filesystem::canonical(path, error);
   return error ? path : resolved.string();
 }
 
-/// Whether a device is a tty, as far as /sys can say: with an entry there that isn't in the class "tty", it
-/// is something else.
+/// Whether a file is a tty. Character devices without an entry in /sys are assumed to be one.
 bool IsTty(const struct stat& status) {
   const std::string place =
       "/sys/dev/char/" + std::to_string(major(status.st_rdev)) + ":" + std::to_string(minor(status.st_rdev));
@@ -100,7 +99,7 @@ FT_STATUS SerialDevice::Report(const std::string& failure) {
   return StatusOf(failure.empty());
 }
 
-/// Why it failed; empty if the port is open and locked.
+/// Opens and locks the port. Returns why that failed, or "".
 std::string SerialDevice::TryOpen() {
   const std::string resolved = Resolve(port_.path);
   auto file = std::make_unique<SerialFile>(resolved);
@@ -134,9 +133,9 @@ std::string SerialDevice::TryOpen() {
   return "";
 }
 
-/// Why Open would fail; empty if it would succeed as far as can be seen without resetting the device. Opening
-/// a closed port raises DTR. Opening a pseudo-terminal, or a port that another program has open, doesn't; its
-/// settings and its bytes are left alone.
+/// Returns why Open would fail, or "" if no reason can be found without resetting the device. Opening a
+/// closed port raises DTR, so only its permissions are checked. A pseudo-terminal, or a port that another
+/// program has open, is opened and locked for a moment; its settings and bytes are left alone.
 std::string SerialDevice::TryProbe() {
   const std::string resolved = Resolve(port_.path);
   struct stat status {};
@@ -153,8 +152,8 @@ std::string SerialDevice::TryProbe() {
   return "";
 }
 
-/// A program that has the port open without a lock isn't kept out by ours. It is looked for here, not in
-/// Open, since looking through all processes may take many milliseconds.
+/// Our lock doesn't keep out a program that opened the port without one. Searched here and not in Open,
+/// because searching all processes may take many milliseconds.
 std::vector<std::string> SerialDevice::TakeNotices() {
   if (opened_path_.empty()) return {};
   const std::string opener = FindOpener(std::exchange(opened_path_, ""), port_.root);
@@ -170,7 +169,8 @@ std::optional<std::uint64_t> SerialDevice::Overruns() const {
   return *counter - overruns_before_;
 }
 
-/// What the kernel has counted since it has known the port: overruns of the chip's buffer and of its own.
+/// Overruns of the chip's buffer and of the kernel's since the kernel found the port; nullopt if the port is
+/// closed or its driver doesn't count them.
 std::optional<std::uint64_t> SerialDevice::OverrunCounter() const {
   serial_icounter_struct counters{};
   if (!file_ || ioctl(file_->fd(), TIOCGICOUNT, &counters) != 0) return std::nullopt;
@@ -180,7 +180,7 @@ std::optional<std::uint64_t> SerialDevice::OverrunCounter() const {
 void SerialDevice::Close() {
   if (!file_) return;
   reader_.reset();
-  // Bytes that the device doesn't accept would keep close() waiting.
+  // close() would wait for unsent bytes that the device doesn't accept.
   ioctl(file_->fd(), TCFLSH, TCOFLUSH);
   line_settings_->Restore();
   restorer_.Closing();
@@ -243,7 +243,7 @@ FT_STATUS SerialDevice::SetLatencyTimer(std::uint8_t milliseconds) {
 /// Asks for the shortest latency (1 ms), which an ordinary user may do too.
 bool SerialDevice::SetLowLatency() {
   serial_struct serial{};
-  // Not every serial driver has such a setting, and none is needed then.
+  // A serial driver without this setting adds no latency of its own.
   if (ioctl(file_->fd(), TIOCGSERIAL, &serial) != 0) return errno == ENOTTY || errno == EINVAL;
   serial.flags |= ASYNC_LOW_LATENCY;
   return ioctl(file_->fd(), TIOCSSERIAL, &serial) == 0;
@@ -284,7 +284,8 @@ bool SerialDevice::GetPortLineSettings(Dcb* settings) {
     *settings = *found_line_settings_;
     return true;
   }
-  // The kernel has no way to ask a closed port. Opening it may reset the device, except in these cases.
+  // The settings of a port can't be read without opening it, which may reset the device, except in these two
+  // cases.
   const std::string resolved = Resolve(port_.path);
   struct stat status {};
   if (stat(resolved.c_str(), &status) != 0) return false;

@@ -34,9 +34,9 @@ std::optional<std::int32_t> ComNumberOf(const std::string& name);
 
 /// A serial port or pseudo-terminal of Linux.
 ///
-/// It is always listed as present, so that an attempt to open it can report what is wrong. While it is open,
-/// a SerialReader takes what arrives. So after the device has gone, what it sent before can still be read;
-/// then calls start to fail.
+/// It is always listed as present, so that opening it can report what is wrong. While it is open a
+/// SerialReader collects what arrives. After the device is unplugged, the bytes collected before can still be
+/// read; then calls start to fail.
 ///
 /// A port that is closed is opened only by Open, since that may reset the device. See PortRestorer for what
 /// happens to its settings.
@@ -91,11 +91,11 @@ class SerialDevice : public Device {
   const SerialPort port_;
   const LineEnd line_end_;
   std::optional<Dcb> default_line_settings_;
-  std::optional<Dcb> found_line_settings_;  // of the port itself, when it was last opened
+  std::optional<Dcb> found_line_settings_;  // the port's own when it was last opened, before any change
   std::string open_failure_;
-  std::string opened_path_;  // not empty: has been opened since TakeNotices
-  std::string opener_;       // that TakeNotices has found last
-  std::uint64_t overruns_before_ = 0;
+  std::string opened_path_;            // path of an opening that TakeNotices hasn't checked yet; empty: none
+  std::string opener_;                 // the other program that TakeNotices last reported
+  std::uint64_t overruns_before_ = 0;  // OverrunCounter when the port was opened
   PortRestorer restorer_;
 
   // Set while the port is open. The last two use the file's descriptor, so they go first.

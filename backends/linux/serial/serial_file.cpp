@@ -163,7 +163,7 @@ std::string DescribeHolder(const fs::path& file, const fs::path& root) {
   if (locker == getpid()) return "";
   if (locker) {
     const fs::path process = root / "proc" / std::to_string(*locker);
-    // A process may have passed the lock on to another one and ended.
+    // The process that took the lock may have ended and left it to a child.
     if (!NameOf(process).empty()) return ", " + Describe(process);
   }
   const std::string opener = FindOpener(file, root);

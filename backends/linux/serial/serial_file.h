@@ -31,8 +31,8 @@ class SerialFile {
   bool exclusive_ = false;
 };
 
-/// Why the tty at `path` can't be used, in one line, by the value of `errno`. `root` is the folder that holds
-/// the system's /proc.
+/// One line that says why the tty at `path` can't be used. `error` is a value of `errno`; `root` is the
+/// folder that holds the system's /proc.
 std::string SerialFailureText(int error, const std::string& path, const std::filesystem::path& root = "/");
 
 /// Another program that has the file open, such as "NAME (process N)"; empty if there is none. The program
@@ -40,10 +40,10 @@ std::string SerialFailureText(int error, const std::string& path, const std::fil
 /// other users have open. `root` is the folder that holds the system's /proc.
 std::string FindOpener(const std::filesystem::path& file, const std::filesystem::path& root = "/");
 
-/// Which other program holds a file, as a text to append to "held by another program": the one that has
-/// locked it, or else one that has it open, ", NAME (process N)". If neither can be seen, it is a daemon that
-/// runs and is known to open serial ports, ", perhaps NAME, which runs". Empty if there is none, and if this
-/// process itself has the lock. `root` is the folder that holds the system's /proc.
+/// Which other program holds a file, as a text to append to "held by another program". The program that has
+/// locked it, or else one that has it open, gives ", NAME (process N)". If neither can be seen, a running
+/// daemon that is known to open serial ports gives ", perhaps NAME, which runs". Empty if there is none, or
+/// if this process has the lock. `root` is the folder that holds the system's /proc.
 std::string DescribeHolder(const std::filesystem::path& file, const std::filesystem::path& root = "/");
 
 }  // namespace halden

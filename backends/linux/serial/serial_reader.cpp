@@ -56,7 +56,7 @@ std::optional<std::size_t> SerialReader::Size() const {
 std::optional<std::size_t> SerialReader::Take(char* buffer, std::size_t count) {
   const std::lock_guard lock(mutex_);
   if (Finished()) return std::nullopt;
-  // Also those of a device that has gone meanwhile.
+  // Bytes of a device that is gone by now are still taken.
   const std::size_t taken = queue_.Pop(buffer, count);
   if (taken > 0) ResumeIfFull();
   return taken;
@@ -69,13 +69,13 @@ bool SerialReader::Purge() {
   return ioctl(fd_, TCFLSH, TCIFLUSH) == 0;
 }
 
-/// Lets the thread read again after room has been made. The mutex is held.
+/// Makes the thread read again once the queue has room. The caller holds the mutex.
 void SerialReader::ResumeIfFull() {
   if (full_) wake_->Set();
   full_ = false;
 }
 
-/// The thread. It ends when the device has gone or the reader is destroyed.
+/// The thread's function. Returns when the device is gone or the reader is being destroyed.
 void SerialReader::Run() {
   for (;;) {
     pollfd events[] = {{wake_->fd(), POLLIN, 0}, {fd_, POLLIN, 0}};

@@ -18,8 +18,8 @@ namespace halden {
 /// All public calls are made on one thread. None of them waits for bytes.
 class SerialReader {
  public:
-  /// Bytes that the queue holds. Half of the driver's own receive buffer, so that after a pause of the driver
-  /// a full queue still fits there after the incomplete line that the buffer may hold.
+  /// Size of the queue in bytes: half of the driver's receive buffer. After a pause of the driver, a full
+  /// queue then still fits there along with the unfinished line that the buffer may hold.
   static constexpr std::size_t kCapacity = ByteQueue::kCapacity / 2;
 
   /// `fd` stays the caller's. It must be in raw mode and non-blocking, and must outlive the reader. Throws
@@ -29,9 +29,9 @@ class SerialReader {
   SerialReader(const SerialReader&) = delete;
   SerialReader& operator=(const SerialReader&) = delete;
 
-  /// How many bytes wait. Nothing once the device has gone and everything that it had sent has been taken.
+  /// Number of bytes waiting; nullopt once the device is gone and all its bytes have been taken.
   std::optional<std::size_t> Size() const;
-  /// Moves the oldest bytes, at most `count`, to `buffer` and returns how many. Nothing as for Size.
+  /// Moves the oldest bytes, at most `count`, to `buffer` and returns how many; nullopt as for Size.
   std::optional<std::size_t> Take(char* buffer, std::size_t count);
   /// Drops everything that has been received, here and in the kernel. False if the kernel refuses.
   bool Purge();

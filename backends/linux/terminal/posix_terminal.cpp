@@ -72,7 +72,7 @@ void Leave() {
   entered = false;
 }
 
-/// Switches the terminal to our use. Does nothing if it is ours already.
+/// Switches the terminal to our mode and screen. Does nothing if that was done already.
 void Enter() {
   if (held_fd < 0 || entered.exchange(true)) return;
   // TCSAFLUSH drops pending input: keys pressed before a window was visible weren't meant for it.
@@ -197,7 +197,7 @@ void Release() {
   held_fd = -1;
 }
 
-/// A new descriptor of the terminal; -1 if there is none that could show a window now.
+/// A new descriptor of the terminal; -1 if no terminal can show a window now.
 int OpenTerminal() {
   constexpr int kMode = O_RDWR | O_NOCTTY | O_CLOEXEC;
   const char* kind = std::getenv("TERM");
@@ -248,7 +248,7 @@ void PosixTerminal::Close() {
 TerminalSize PosixTerminal::Size() const {
   // For a terminal that doesn't know its size, a serial console for instance.
   constexpr TerminalSize kUsual{80, 24};
-  constexpr int kMost = 1000;  // bounds the memory of a screen (columns times rows) against absurd sizes
+  constexpr int kMost = 1000;  // columns and rows; limits the memory of a screen if the size is absurd
   winsize size = {};
   if (ioctl(fd_, TIOCGWINSZ, &size) != 0 || size.ws_col == 0 || size.ws_row == 0) return kUsual;
   return {std::min<int>(size.ws_col, kMost), std::min<int>(size.ws_row, kMost)};

@@ -21,7 +21,7 @@ struct CellSize {
   int height;
 };
 
-/// The room that a window needs on the screen, with its border.
+/// The size of a window on the screen, including its border.
 CellSize SizeInCells(const MemoryWindow& window);
 
 /// Draws the window over the centre of the screen and places the cursor on the control with the focus. The

@@ -28,8 +28,8 @@ struct Cell {
   bool operator==(const Cell&) const = default;
 };
 
-/// What a terminal shows: a grid of cells, counted from 0 at the top left, and the cursor. Whatever is drawn
-/// outside the grid is cut off. Drawing sends nothing: Repaint finds out what has to be sent.
+/// What a terminal shows: a grid of cells, counted from 0 at the top left, and the cursor. Anything drawn
+/// outside the grid is cut off. Drawing sends nothing; Repaint computes what has to be sent.
 class TerminalScreen {
  public:
   TerminalScreen() : TerminalScreen(0, 0) {}

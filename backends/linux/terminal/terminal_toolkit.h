@@ -18,8 +18,8 @@ namespace halden {
 /// open only while a window is shown. Windows that are shown at the same time lie on top of each other, each
 /// in the centre.
 ///
-/// If the front window doesn't fit, the size that it needs is shown instead, and of all keys only Esc works
-/// until the terminal is larger.
+/// If the front window doesn't fit on the terminal, the size that it needs is shown instead. Until the
+/// terminal is large enough, only Esc works.
 class TerminalToolkit : public Toolkit, private WindowDisplay {
  public:
   /// Terminal and clock must outlive the toolkit, and the toolkit its windows. `language` is for the

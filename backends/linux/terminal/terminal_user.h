@@ -6,16 +6,15 @@
 
 namespace halden {
 
-/// Carries out what keys do in a window:
+/// Translates keys into actions on a window:
 ///
 /// - Tab and Shift-Tab move the focus round the controls.
-/// - Arrows, Home, End, Page Up and Page Down move within a list or an edit box. A letter selects the next
-/// row
-///   that begins with it.
-/// - Alt and a letter is an access key. While a button has the focus, the letter alone is one, too.
-/// - F4 or Alt-Down drops a list down, as does the space bar in a box without an edit field. Then Enter and
-/// Tab
-///   pick the highlighted row; Esc, F4 and Alt with a key close the list without picking.
+/// - Arrows, Home, End, Page Up and Page Down move within a list or an edit box.
+/// - A letter selects the next row of a list that begins with it.
+/// - Alt and a letter is an access key. While a button has the focus, the letter alone is one too.
+/// - F4 or Alt-Down drops a list down, as does the space bar in a box without an edit field.
+/// - In a list that is dropped down, Enter and Tab pick the highlighted row. Esc, F4, and Alt with any key
+///   close it without picking.
 /// - Enter presses the button with the focus, or else the default button; Esc presses the cancel button.
 /// - Alt-F4 is the close box.
 class TerminalUser {
@@ -30,7 +29,7 @@ class TerminalUser {
   void CloseList() { drop_down_ = {}; }
 
  private:
-  // Each returns whether the key is used up.
+  // Each returns whether it has handled the key.
   bool PressInDropDown(MemoryWindow& window, const Key& key);
   bool PressInRows(MemoryWindow& window, const Key& key);
   bool PressInEdit(MemoryWindow& window, const Key& key);
