@@ -148,7 +148,7 @@ class CommandLine {
     app_.footer(kMainFooter);
   }
 
-  /// Throws WrongWord.
+  /// Throws WrongWord if the command line can't be run.
   Arguments Parse(std::span<const char* const> words) {
     std::vector<std::string> backwards(words.rbegin(), words.rend());  // as CLI11 takes them
     try {
@@ -218,15 +218,16 @@ class CommandLine {
     return added;
   }
 
-  /// They may come before or after the command.
+  /// Options that every command with a device takes. They may also precede the command.
   void AddCommonOptions(CLI::App& command) {
     AddDeviceOptions(command);
     AddPrintOptions(command);
   }
 
   void AddPrintOptions(CLI::App& command) {
-    Flag(command, "--quiet", "Only failures on standard error, and no warnings", &arguments_.quiet);
-    Flag(command, "--json", "Prints JSON for programs; warnings are objects on standard error",
+    Flag(command, "--quiet", "Print only failures on standard error, no progress or warnings",
+         &arguments_.quiet);
+    Flag(command, "--json", "Print JSON, for programs; warnings are objects on standard error",
          &arguments_.json);
   }
 
@@ -237,19 +238,19 @@ class CommandLine {
             machine.devices.push_back(value);
             return !value.empty();
           });
-    File(command, "--registry", "FILE", kAnyFile, "Where the driver keeps what it remembers",
+    File(command, "--registry", "FILE", kAnyFile, "The file with the driver's stored settings",
          &machine.registry_file);
     Value(command, "--answer", "port=N,channels=N,rate=X",
           "port=N,channels=N,rate=X: a row of the port list from 0, 1 to 32 channels, a rate above 0",
-          "Answers the driver's port dialog",
+          "Answer the driver's port dialog",
           [&](const std::string& value) { return ParseAnswer(value, &machine.answer); });
-    Flag(command, "--cancel", "Cancels the driver's port dialog", &arguments_.machine.cancel);
+    Flag(command, "--cancel", "Cancel the driver's port dialog", &arguments_.machine.cancel);
   }
 
-  /// Of the commands that show or keep values.
+  /// Options of the commands that show or record values.
   void AddLiveOptions(CLI::App& command) {
-    Value(command, "--seconds", "S", "a number of seconds from 0.001 to 1e9", "Ends after this time (Ctrl-C)",
-          [&](const std::string& value) {
+    Value(command, "--seconds", "S", "a number of seconds from 0.001 to 1e9",
+          "End after this time (default: at Ctrl-C)", [&](const std::string& value) {
             return ParseWithin(value, 0.001, 1e9, &arguments_.seconds.emplace());
           });
     Value(command, "--range", "CH=RANGE|auto", RangesAllowed(),
@@ -259,7 +260,7 @@ class CommandLine {
   }
 
   void AddDevices() {
-    AddCommand(Command::kDevices, "devices", "List what the device library lists",
+    AddCommand(Command::kDevices, "devices", "List the devices, and say why a port can't be opened",
                "Example:\n  halden-host devices --device linux --device sim:columns=2\n\n" +
                    DescribeDeviceOptions());
   }
@@ -271,9 +272,9 @@ class CommandLine {
 
   void AddExplain() {
     CLI::App& explain =
-        AddCommand(Command::kExplain, "explain", "Show what the driver makes of each line of the device",
+        AddCommand(Command::kExplain, "explain", "Show how the driver reads each line of the device",
                    "Example:\n  halden-host explain --device replay:capture.txt --lines 3");
-    Value(explain, "--lines", "N", "a whole number from 1 to 1000000000", "Ends after this many lines (10)",
+    Value(explain, "--lines", "N", "a whole number from 1 to 1000000000", "End after this many lines (10)",
           [&](const std::string& value) {
             return ParseWithin<std::int64_t>(value, 1, 1'000'000'000, &arguments_.lines);
           });
@@ -288,58 +289,58 @@ class CommandLine {
         "20 lines if those take longer. All start on ±1000.");
   }
 
-  /// What a frame holds, and the files that get it.
+  /// Options for the columns of a frame and the files that frames are written to.
   void AddColumnOptions(CLI::App& record) {
     Value(record, "--channels", "0,2,1", "channels from 0 to 32766, separated by commas",
           "The columns of a frame, in this order (all)",
           [&](const std::string& value) { return ParseChannels(value, &arguments_.channels); });
     File(record, "--csv", "FILE|-", "the name of a file, or - for standard output",
-         "Writes one line per frame", &arguments_.csv);
-    Flag(record, "--codes", "Raw codes in the CSV instead of physical values", &arguments_.codes);
-    File(record, "--npy", "FILE", kAnyFile, "Writes a numpy array of values, float32, frames by columns",
+         "Write one line per frame", &arguments_.csv);
+    Flag(record, "--codes", "Write raw codes to the CSV instead of physical values", &arguments_.codes);
+    File(record, "--npy", "FILE", kAnyFile, "Write a numpy array of values, float32, frames by columns",
          &arguments_.npy);
-    Flag(record, "--force", "Overwrites files that exist", &arguments_.force);
+    Flag(record, "--force", "Overwrite files that exist", &arguments_.force);
   }
 
   void AddConvert() {
     CLI::App& convert = AddCommand(
-        Command::kConvert, "convert", "Make of a captured file what record would have made of its bytes",
+        Command::kConvert, "convert", "Convert a captured file as record would have recorded it",
         "Example:\n  halden-host convert capture.txt --npy data.npy --line-rate 100\n\n"
-        "The driver is the same, but time is simulated, so it takes no longer than the reading. As in a\n"
-        "recording, the first lines serve to recognise the device: at most those of 1024 bytes or 2 s at\n"
-        "115200 baud. The summary counts them.");
-    convert.add_option("INPUT", arguments_.input, "The bytes of a device, as they came")->type_name("");
+        "The driver is the same, but time is simulated, so the conversion takes no longer than reading the\n"
+        "file. As in a recording, the first lines are used to recognise the device: about 1024 bytes, or\n"
+        "2 s at 115200 baud. The summary counts them.");
+    convert.add_option("INPUT", arguments_.input, "The bytes of a device as it sent them")->type_name("");
     AddColumnOptions(convert);
     Value(convert, "--range", "CH=RANGE", RangesAllowed(), "Range of a channel: 0=±10 or 0=2 (see ranges)",
           [&](const std::string& value) {
             return ParseRanges(value, &arguments_.ranges, &arguments_.auto_ranges);
           });
     Value(convert, "--line-rate", "R", "a number of lines a second from 0.001 to 1e9",
-          "First a column Time, for so many lines a second", [&](const std::string& value) {
+          "Add a first column Time, for R lines a second", [&](const std::string& value) {
             return ParseWithin(value, 0.001, 1e9, &arguments_.line_rate.emplace());
           });
   }
 
   void AddRecord() {
-    CLI::App& record =
-        AddCommand(Command::kRecord, "record", "Find the device and record it",
-                   "Example:\n  halden-host record --device tty:/dev/ttyUSB0 --seconds 60 "
-                   "--csv data.csv --svg data.svg\n\n"
-                   "Times come from when the driver's ticks brought the lines. They are right to "
-                   "one tick, 50 ms;\nwithin a tick lines are spread by the pace of the last "
-                   "seconds. With --npy they are in FILE-time.");
+    CLI::App& record = AddCommand(
+        Command::kRecord, "record", "Find the device and record it",
+        "Example:\n  halden-host record --device tty:/dev/ttyUSB0 --seconds 60 "
+        "--csv data.csv --svg data.svg\n\n"
+        "Times are measured when the driver reads the lines, every 50 ms, and are right to 50 ms. "
+        "The lines\nof one read are spaced by the pace of the last seconds. With --npy the times are "
+        "in FILE-time.");
     AddLiveOptions(record);
-    Value(record, "--frames", "N", "a whole number from 1 to 1000000000000", "Ends after this many frames",
+    Value(record, "--frames", "N", "a whole number from 1 to 1000000000000", "End after this many frames",
           [&](const std::string& value) {
             return ParseWithin<std::int64_t>(value, 1, 1'000'000'000'000, &arguments_.frames.emplace());
           });
     AddColumnOptions(record);
     Value(record, "--capacity", "FRAMES", "a whole number from 1024 to 2147483647",
-          "Size of the driver's buffer", [&](const std::string& value) {
+          "Size of the driver's ring of frames", [&](const std::string& value) {
             return ParseWithin(value, 1024, std::numeric_limits<std::int32_t>::max(),
                                &arguments_.capacity.emplace());
           });
-    Value(record, "--svg", "FILE", kAnyFile, "Draws a picture of the recording",
+    Value(record, "--svg", "FILE", kAnyFile, "Draw a picture of the recording",
           [&](const std::string& value) {
             arguments_.svg = value;
             return !value.empty() && value != "-";
@@ -347,22 +348,22 @@ class CommandLine {
     AddFileOptions(record);
   }
 
-  /// How the files of a recording are written, and what ends it but its length.
+  /// Options for how a recording's files are written and what else ends it.
   void AddFileOptions(CLI::App& record) {
     time_option_ =
-        record.add_option("--time", time_, "First a column Time: seconds from the start, or the time of day")
+        record.add_option("--time", time_, "Add a first column Time: seconds from the start, or time of day")
             ->expected(0, 1)
             ->type_name("[absolute]");
-    Flag(record, "--append", "Goes on at the end of a CSV or array of the same columns", &arguments_.append);
+    Flag(record, "--append", "Continue a CSV or array that has the same columns", &arguments_.append);
     Value(record, "--rotate", "SIZE|TIME", "a size (500kB, 10MB, 2GB) or a time (30s, 10min, 1h, 1d)",
-          "Begins a new file, FILE-001, FILE-002 ..., after this size or time",
+          "Begin a new file, FILE-001, FILE-002 ..., at this size or time",
           [&](const std::string& value) { return ParseRotation(value, &arguments_.rotation); });
-    Flag(record, "--sync", "Makes the files survive a power failure, once a second", &arguments_.sync);
+    Flag(record, "--sync", "Flush the files to the disk once a second", &arguments_.sync);
     Value(record, "--silence", "S", "a number of seconds from 0.1 to 1e9",
-          "Ends with exit code 1 when no frame has come for so long", [&](const std::string& value) {
+          "End with exit code 1 when no frame has come for S seconds", [&](const std::string& value) {
             return ParseWithin(value, 0.1, 1e9, &arguments_.silence.emplace());
           });
-    Flag(record, "--reconnect", "Waits for a device that goes, and goes on in the same files",
+    Flag(record, "--reconnect", "If the device is lost wait for it, then continue in the same files",
          &arguments_.reconnect);
   }
 
@@ -372,9 +373,9 @@ class CommandLine {
   }
 
   void AddSettings() {
-    CLI::App& settings = AddCommand(Command::kSettings, "settings", "Show what the driver remembers",
+    CLI::App& settings = AddCommand(Command::kSettings, "settings", "Show the driver's stored settings",
                                     "Example:\n  halden-host settings --registry my.reg --export");
-    Flag(settings, "--export", "As text in the registry editor's layout", &arguments_.export_text);
+    Flag(settings, "--export", "Print them in the registry editor's export format", &arguments_.export_text);
   }
 
   /// The command that the words name; empty if they name none.
@@ -399,7 +400,8 @@ class CommandLine {
     return names;
   }
 
-  /// `message` begins with the option's name, for flags without its dashes, and a colon or blank.
+  /// Replaces CLI11's `message`, which begins with the option's name (a flag's without dashes) and a colon or
+  /// blank.
   std::string ExplainMismatch(const std::string& message) const {
     std::string name = message.substr(0, message.find_first_of(": "));
     if (!name.starts_with("-")) name = "--" + name;
@@ -408,7 +410,7 @@ class CommandLine {
                                      : name + " needs " + std::string(allowed->second);
   }
 
-  /// Throws for the first word that belongs nowhere.
+  /// Throws WrongWord for the first word that CLI11 couldn't place.
   void CheckWords() {
     const std::vector<std::string> words = app_.remaining(true);
     if (words.empty()) return;
@@ -455,12 +457,12 @@ class CommandLine {
       throw WrongWord("only one of --frames and --seconds is allowed");
     if (machine.answer && machine.cancel) throw WrongWord("only one of --answer and --cancel is allowed");
     if (!arguments_.svg.empty() && arguments_.svg == arguments_.csv)
-      throw WrongWord("--svg needs another file than --csv");
+      throw WrongWord("--svg and --csv need different files");
     if (arguments_.export_text && arguments_.json)
       throw WrongWord("only one of --export and --json is allowed");
     FinishFileOptions();
     if (arguments_.command == Command::kConvert) CheckConvert();
-    if (arguments_.codes && arguments_.csv.empty()) throw WrongWord("--codes needs --csv FILE beside it");
+    if (arguments_.codes && arguments_.csv.empty()) throw WrongWord("--codes needs --csv FILE");
   }
 
   void CheckConvert() {
@@ -481,7 +483,7 @@ class CommandLine {
     if (arguments_.append && arguments_.time == TimeColumn::kRelative)
       throw WrongWord("--append needs --time=absolute: the seconds of each recording begin at 0");
     if (arguments_.append && arguments_.csv.empty() && arguments_.npy.empty())
-      throw WrongWord("--append needs --csv FILE or --npy FILE beside it");
+      throw WrongWord("--append needs --csv FILE or --npy FILE");
     if (arguments_.append)
       arguments_.existing = Existing::kContinue;
     else if (arguments_.force)
@@ -494,8 +496,8 @@ class CommandLine {
                 "halden-host"};
   Arguments arguments_;
   CLI::Option* time_option_ = nullptr;
-  std::string time_;                                 ///< its value
-  std::map<std::string, std::string_view> allowed_;  // what the value of an option may be
+  std::string time_;                                 // the value of --time; empty for none
+  std::map<std::string, std::string_view> allowed_;  // by option: the values it takes, for messages
 };
 
 }  // namespace

@@ -25,7 +25,7 @@ struct RangeChoice {
 /// What the command line asks for.
 struct Arguments {
   Command command = Command::kHelp;
-  std::string text;  ///< of kHelp: the help or the version
+  std::string text;  ///< for kHelp, the help or the version to print
   SystemPlatformOptions machine;
   bool quiet = false;
   bool json = false;
@@ -33,18 +33,18 @@ struct Arguments {
   std::optional<std::int64_t> frames;  ///< 1 to 1e12
   std::vector<std::int16_t> channels;  ///< 0 to kLastChannel, in the order of a frame; empty: all
   std::vector<RangeChoice> ranges;
-  bool auto_ranges = false;              ///< for the channels that `ranges` leaves open
+  bool auto_ranges = false;              ///< choose ranges for the channels not in `ranges`
   std::string input;                     ///< the file to convert
-  std::optional<double> line_rate;       ///< lines per second by which a converted file gets its times
-  std::int64_t lines = 10;               ///< to explain, 1 to 1e9
+  std::optional<double> line_rate;       ///< for convert: lines per second, from which times are computed
+  std::int64_t lines = 10;               ///< for explain: number of lines, 1 to 1e9
   std::optional<std::int32_t> capacity;  ///< frames, 1024 or more
   std::string csv;                       ///< a file, "-" for standard output; empty: none
   bool codes = false;
   std::string svg;  ///< a file; empty: none
   std::string npy;  ///< a file; empty: none
   TimeColumn time = TimeColumn::kNone;
-  Existing existing = Existing::kRefuse;  ///< of the CSV and the arrays
-  bool force = false;                     ///< replaces older files
+  Existing existing = Existing::kRefuse;  ///< for the CSV and the arrays
+  bool force = false;                     ///< overwrite existing files
   bool append = false;
   bool sync = false;
   Rotation rotation;
@@ -53,7 +53,7 @@ struct Arguments {
   bool export_text = false;
 };
 
-/// Reads the words that follow the program's name. Nothing on failure; then `error` is one printable line
+/// Parses the words that follow the program's name. nullopt on failure; then `error` is one printable line
 /// that names the word at fault and says what is allowed.
 std::optional<Arguments> ParseArguments(std::span<const char* const> words, std::string* error);
 

@@ -13,7 +13,7 @@ constexpr std::array kRangeTexts = {"±1000",      "±100",        "±10",      
                                     "Int 8-bit",  "Int 10-bit",  "Int 12-bit",  "Int 14-bit",  "Int 16-bit",
                                     "UInt 8-bit", "UInt 10-bit", "UInt 12-bit", "UInt 14-bit", "UInt 16-bit"};
 
-/// Two texts of the same range become equal: "+-10", "± 10" and "±10"; "int8bit" and "Int 8-bit".
+/// Makes different spellings of a range equal: "+-10", "± 10" and "±10"; "int8bit" and "Int 8-bit".
 std::string Normalized(std::string_view text) {
   std::string normalized;
   for (const std::string_view sign : {"±", "+-", "+/-"}) {
@@ -27,7 +27,7 @@ std::string Normalized(std::string_view text) {
   return normalized;
 }
 
-/// What a device sends on this row, and how a code reads back.
+/// What values the row is for, and how a code reads back.
 std::string PurposeOf(std::size_t row) {
   if (row < 5) {
     const double step = 0.05 / std::pow(10, static_cast<double>(row));

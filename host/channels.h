@@ -18,18 +18,18 @@ struct Column {
   ValueFormat format;
 };
 
-/// The row of the range table that a text names: its number, or its text, also with "+-" for the sign and
-/// without regard to case and blanks. -1 if there is none.
+/// The row of the range table named by `text`: its number ("2") or its text ("±10", also "+-10"), regardless
+/// of case and blanks. -1 if there is no such row.
 std::int16_t RowOfRange(std::string_view text);
 
 /// All rows with their texts, in one line.
 std::string ListOfRanges();
 
-/// The range table for people: each row with its text and what it is for, in lines that end in newlines.
+/// The range table for the user: a line for each row, with its text and what it is for.
 std::string DescribeRanges();
 
-/// Chooses the ranges asked for. A detection resets them, so call this after it. False: a channel doesn't
-/// exist; `error` says which, and the ranges before it in the list are chosen.
+/// Sets the ranges of channels. Call this after detection, which resets them. False: a channel doesn't exist;
+/// `error` says which, and the ranges before it in the list have been set.
 bool ApplyRanges(IADC3& adc, const std::vector<RangeChoice>& ranges, std::string* error);
 
 /// Makes `channels`, in this order, the columns of a frame; all channels if it is empty. False: a channel

@@ -9,17 +9,17 @@ namespace halden::host {
 
 class LocalSession;
 
-/// Exit codes. kDone includes a reader of standard output that has left; kRefused includes an output that
-/// can't be written.
+/// Exit codes. kDone is also used if the reader of standard output has closed it (`| head`), and kRefused if
+/// an output can't be written.
 inline constexpr int kDone = 0;
 inline constexpr int kRefused = 1;
 inline constexpr int kWrongArguments = 2;
 
-/// Runs the command and returns the exit code. Each system has its own: how a host reaches the driver
-/// differs.
+/// Runs the command and returns the exit code. There is one implementation in local/, with the driver linked
+/// in, and one in windows/, which loads the component.
 int RunCommand(const Arguments& arguments, Progress& progress);
 
-// The commands below need no more than the host's contract. Each returns the exit code.
+// These commands use only the host's contract, IADC3. Each returns the exit code.
 int RunWatch(Session& session, const Arguments& arguments, Progress& progress);
 int RunRecord(Session& session, const Arguments& arguments, Progress& progress);
 int RunMonitor(Session& session, Progress& progress);
@@ -27,9 +27,9 @@ int RunMonitor(Session& session, Progress& progress);
 /// Lists the ranges that a channel can have.
 int RunRanges(Progress& progress);
 
-// These look into the driver's platform, so only a program that the driver is linked to has them.
+// These commands need the driver's platform, so they exist only where the driver is linked in.
 int RunDevices(SystemPlatform& machine, const Arguments& arguments, Progress& progress);
-/// Needs no device, and so no platform.
+/// Makes a platform of its own, whose only device is the captured file.
 int RunConvert(const Arguments& arguments, Progress& progress);
 int RunExplain(LocalSession& session, const Arguments& arguments, Progress& progress);
 int RunSettings(SystemPlatform& machine, const Arguments& arguments, Progress& progress);

@@ -53,8 +53,8 @@ double ValueOf(std::int16_t code, const ValueFormat& format) {
   return code / format.scale + format.offset;
 }
 
-/// Several times as fast as formatting a double, since it counts in units of the last decimal. With two
-/// decimals -12.5 is 1250 units; the trailing zero is dropped, and "-12.5" remains.
+/// Works in units of the last decimal, which is several times as fast as formatting a double. With two
+/// decimals, -12.5 is 1250 units; dropping the trailing zero gives "-12.5".
 char* WriteValue(std::int16_t code, const ValueFormat& format, char* out) {
   const double value = ValueOf(code, format);
   std::int64_t units = std::llround(std::abs(value) * static_cast<double>(PowerOfTen(format.decimals)));

@@ -37,29 +37,29 @@ double ValueOf(std::int16_t code, const ValueFormat& format);
 /// The most characters that WriteValue and WriteCode write.
 inline constexpr int kValueRoom = 32;
 
-/// Writes the code's physical value without trailing zeros to `out`, where kValueRoom characters must fit.
-/// Returns the end of the text, which no NUL follows. Allocates nothing.
+/// Writes the code's physical value without trailing zeros to `out`, which has room for kValueRoom
+/// characters. Returns the end of the text; no NUL is added. Allocates nothing.
 char* WriteValue(std::int16_t code, const ValueFormat& format, char* out);
-/// As WriteValue, for the code itself.
+/// Like WriteValue, for the code itself.
 char* WriteCode(std::int16_t code, char* out);
 
-/// The texts of all 65536 codes in one format, each made when it is first asked for. A long recording asks
-/// for the same ones again and again. 1 MiB.
+/// A cache of the texts of all 65536 codes in one format, because a long recording writes the same codes
+/// again and again. Takes 1 MiB.
 class CodeTexts {
  public:
-  /// `raw` texts are the codes themselves, and `format` means nothing then.
+  /// `raw`: the texts are the codes themselves, and `format` is ignored.
   CodeTexts(const ValueFormat& format, bool raw) : format_(format), raw_(raw) {}
 
   /// Writes the code's text to `out`, where kValueRoom characters must fit. Returns the end of the text.
   char* Write(std::int16_t code, char* out) {
     Text& text = (*texts_)[static_cast<std::uint16_t>(code)];
     if (text.size == 0) Make(code, text);
-    std::copy_n(text.characters, kLongest, out);  // of a fixed size, which costs less than the exact one
+    std::copy_n(text.characters, kLongest, out);  // a fixed size is faster than the exact one
     return out + text.size;
   }
 
  private:
-  static constexpr int kLongest = 15;  // "-1638.35" to "0.500007630" in all formats of the driver
+  static constexpr int kLongest = 15;  // enough for every format of the driver, e.g. "0.500007630"
   struct Text {
     char characters[kLongest];
     std::uint8_t size;  // 0: not made yet

@@ -12,7 +12,7 @@ std::string Quoted(std::string_view bytes) {
   return "\"" + EscapedBytes(bytes) + "\"";
 }
 
-/// `text` with blanks after it up to `width` characters. Counts UTF-8 characters.
+/// `text` padded with blanks to `width` UTF-8 characters.
 std::string Padded(std::string text, std::size_t width) {
   const auto continues = [](char c) { return (static_cast<unsigned char>(c) & 0xC0) == 0x80; };
   const auto characters = text.size() - static_cast<std::size_t>(std::ranges::count_if(text, continues));
@@ -24,7 +24,7 @@ std::string RangeText(IADC3& adc, std::int16_t row) {
   return static_cast<std::size_t>(row) < ranges.size() ? ranges[static_cast<std::size_t>(row)] : "?";
 }
 
-/// What would fit: an option that a user can copy.
+/// Advice that ends in an option for the user to copy, such as "--range 0=±10".
 std::string RangeAdvice(IADC3& adc, const sdk::Observation& observation) {
   if (observation.row < 0) return "no range is that wide";
   constexpr std::int16_t kFirstRowOfCounts = 5;
@@ -68,14 +68,14 @@ std::string EscapedBytes(std::string_view bytes) {
 
 std::string WhyNotRecognisedText(const sdk::Heard& heard, const std::string& failure) {
   const std::string sample = heard.sample.empty() ? "" : "; it sent " + Quoted(heard.sample);
-  constexpr char kAnswer[] = "--answer channels=N,rate=R takes it all the same";
+  constexpr char kAnswer[] = "--answer channels=N,rate=R uses it anyway";
   switch (sdk::WhyNotRecognised(heard)) {
     case sdk::Silence::kNotOpened:
       return failure.empty() ? "it could not be opened" : failure;
     case sdk::Silence::kNothing:
-      return "no byte came; is it powered, and is this its port? If it speaks later, " + std::string(kAnswer);
+      return "no byte came; is it powered, and is this its port? If it sends later, " + std::string(kAnswer);
     case sdk::Silence::kUnprintable:
-      return "what came is mostly not text, so its baud rate is probably another one than " +
+      return "what it sent is mostly not text, so its baud rate is probably not " +
              (heard.baud > 0 ? std::to_string(heard.baud) : std::string("the port's")) +
              "; set it with --device ...,baud=N" + sample;
     case sdk::Silence::kFeedsOnly:
@@ -155,7 +155,7 @@ std::string ExplanationText(IADC3& adc, const LineFormat& format, std::string_vi
                             const sdk::LineWatch& watch) {
   const auto& fields = watch.Fields();
   std::string text = "Line " + std::to_string(number) + ": " + Quoted(line) + "\n";
-  if (fields.empty()) return text + "  empty: it is passed over\n";
+  if (fields.empty()) return text + "  empty, so it is skipped\n";
   if (!format.IsOneValue()) text += "  split at " + SeparatorText(format.separator) + "\n";
   for (std::size_t i = 0; i < fields.size(); ++i) {
     const auto channel = static_cast<std::int16_t>(i);
@@ -196,7 +196,7 @@ std::string ObservationText(IADC3& adc, const sdk::Observation& observation) {
   const std::string example = Quoted(observation.example);
   switch (observation.kind) {
     case Observation::kCommas:
-      return example + " is read as one value: the comma is no separator; tab, \";\", blank and \"(\" are";
+      return example + " is read as one value: the comma isn't a separator; tab, \";\", blank and \"(\" are";
     case Observation::kHexadecimal:
       return column + ": " + example + " is hexadecimal, which is not read as a number";
     case Observation::kTimeOfDay:
@@ -204,7 +204,7 @@ std::string ObservationText(IADC3& adc, const sdk::Observation& observation) {
     case Observation::kFieldCount:
       return "a line has " + std::to_string(observation.fields) +
              (observation.fields == 1 ? " field" : " fields") +
-             ", not as many as there are columns: " + example;
+             ", which doesn't match the number of columns: " + example;
     case Observation::kNeverNumber:
       return column + " has never been a number";
     case Observation::kSaturated:

@@ -11,8 +11,7 @@
 #include "sdk/heard.h"
 #include "sdk/line_watch.h"
 
-// What the host tells a person about a device: what it sent, how its lines are read, and what is odd about
-// them.
+// Texts for the user about a device: what it sent, how its lines are read, and what is unusual about them.
 
 namespace halden::host {
 
@@ -20,8 +19,8 @@ namespace halden::host {
 /// isn't printable.
 std::string EscapedBytes(std::string_view bytes);
 
-/// Why a device was not recognised and what can be done about it, without a full stop. `failure` says why it
-/// could not be opened; empty if it could.
+/// Why a device was not recognised and what the user can do about it, without a full stop. `failure` says why
+/// it could not be opened; empty if it could.
 std::string WhyNotRecognisedText(const sdk::Heard& heard, const std::string& failure);
 
 /// "tab", "\";\"", "blank" or "\"(\"".
@@ -30,13 +29,13 @@ std::string SeparatorText(char separator);
 /// How the number was read: "plain number", "unit stripped" and so on.
 std::string ReadingText(FieldReading reading);
 
-/// One line each: the last line as received, how it is split, and each column's name, value and range. Of
-/// very many columns only the first are shown. `format.channels` must be the driver's count of channels.
+/// One text each for the last line as received, how it is split, and each column's name, value and range.
+/// Only the first 16 columns are listed. `format.channels` must be the driver's count of channels.
 std::vector<std::string> DescribeLine(IADC3& adc, const NumberRules& rules, const LineFormat& format,
                                       const std::string& line);
 
-/// A line as received, how it is split, and for each field the number, why it is that one, and the code; each
-/// in a line that ends in a newline. `watch` has taken the line last.
+/// Several lines of text: `line` as received, how it is split, and for each field its number, how that was
+/// read, and its code. `line` must be the last line added to `watch`.
 std::string ExplanationText(IADC3& adc, const LineFormat& format, std::string_view line, std::int64_t number,
                             const sdk::LineWatch& watch);
 
@@ -44,11 +43,11 @@ std::string ExplanationText(IADC3& adc, const LineFormat& format, std::string_vi
 std::string ExplanationJson(IADC3& adc, const LineFormat& format, std::string_view line, std::int64_t number,
                             const sdk::LineWatch& watch);
 
-/// What is odd, which columns and ranges it is about, and what would help, in one line without a full stop.
+/// One line, without a full stop, that says what is unusual, in which column, and what would help.
 std::string ObservationText(IADC3& adc, const sdk::Observation& observation);
-/// Prints a warning for each oddity since the last call, with `json` as an object.
+/// Prints a warning for each new observation; with `json`, as a JSON object.
 void SayObservations(Session& session, Progress& progress, bool json);
-/// A word that a program can compare: "commas", "saturated" and so on.
+/// The kind as a fixed word for programs: "commas", "saturated" and so on.
 std::string ObservationName(sdk::Observation::Kind kind);
 
 }  // namespace halden::host

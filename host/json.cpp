@@ -11,7 +11,7 @@ namespace {
 
 using Json = nlohmann::ordered_json;
 
-/// A number that is written with the same digits.
+/// A JSON number with the same digits.
 Json Number(const std::string& decimal) {
   return Json::parse(decimal);
 }

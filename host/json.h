@@ -6,21 +6,21 @@
 
 #include "driver/inspect.h"
 
-// What --json prints: each function gives one object, on one line that ends in a newline. Text that is not
-// UTF-8 has U+FFFD in place of the malformed bytes, and no control character remains unescaped.
+// The output of --json. Each function returns one object on one line that ends in a newline. In text that is
+// not valid UTF-8, U+FFFD replaces the malformed bytes. All control characters are escaped.
 
 namespace halden::host {
 
 struct RecordingSummary;
 
-/// `failures` has one element per device, as SystemPlatform::OpenFailures.
+/// `failures` is the result of SystemPlatform::OpenFailures: one element per device.
 std::string DevicesJson(const std::vector<ListedDevice>& devices, const std::vector<std::string>& failures);
 
 std::string SettingsJson(const std::vector<StoredSetting>& settings);
 
 std::string SummaryJson(const RecordingSummary& summary);
 
-/// What is odd about the lines, without the newline. `channel` -1: the line as a whole.
+/// An observation about the lines; without the newline. `channel` -1: about the whole line.
 std::string WarningJson(const std::string& name, int channel, const std::string& text);
 
 struct ExplainedField {
@@ -28,7 +28,7 @@ struct ExplainedField {
   std::string text;  ///< as received
   float value = 0;
   std::int16_t code = 0;
-  std::string reading;  ///< how the value came about
+  std::string reading;  ///< how the value was read, as ReadingText
 };
 struct ExplainedLine {
   std::int64_t number = 0;  ///< from 1

@@ -17,9 +17,9 @@ static_assert(std::endian::native == std::endian::little, "arrays are written as
 
 constexpr std::size_t kHeaderSize = 128;  // numpy wants a multiple of 64
 
-/// A file in numpy's format 1.0 that grows row by row. Its header counts the rows. It has a fixed size, so
-/// that it can be written again after each block: the rows first, then the count, so that the file never
-/// promises rows that aren't there.
+/// A file in numpy's format 1.0 that grows row by row. The header holds the number of rows and has a fixed
+/// size, so it can be rewritten after each block. The rows are written first and the header last, so the
+/// header never counts rows that aren't in the file.
 class NpyFile {
  public:
   /// `type` is numpy's name of the element type. `columns` 0 makes an array of one dimension. The first
@@ -36,7 +36,7 @@ class NpyFile {
     output_.Write({reinterpret_cast<const char*>(elements.data()), elements.size_bytes()});
     rows_ += elements.size() / std::max<std::size_t>(columns_, 1);
   }
-  /// Hands all rows so far to the system, and their count.
+  /// Hands all rows to the system, then the header with their number.
   void Flush() {
     output_.Flush();
     output_.RewriteStart(Header());
@@ -45,8 +45,8 @@ class NpyFile {
   Output& output() { return output_; }
   const Output& output() const { return output_; }
 
-  /// Rows of the file at `path`, if it is one that this class has written with this type and these columns;
-  /// nothing otherwise.
+  /// The number of rows in the file at `path`; nullopt unless this class has written it with this type and
+  /// these columns.
   static std::optional<std::size_t> RowsIn(const std::string& path, const char* type, std::size_t columns) {
     std::ifstream file(path, std::ios::binary);
     std::string header(kHeaderSize, '\0');
@@ -126,7 +126,8 @@ class NpySink final : public FrameSink {
   static constexpr std::size_t kBlockFrames = 256;
   using ValueTable = std::vector<float>;  // a value for each code, from 0 up and then from -32768 up
 
-  /// The rows that both files hold, to which they are cut. Refuses files of another shape.
+  /// Cuts both files to the number of rows that each of them has, and returns it. Sets refusal_ if a file has
+  /// another shape.
   std::size_t MakeContinuable(const std::string& path, const std::string& times_path) {
     std::size_t rows = CompleteRows(path, kValues, columns_.size(), columns_.size() * sizeof(float));
     if (!times_path.empty()) {
@@ -168,7 +169,7 @@ class NpySink final : public FrameSink {
     times_->Flush();
   }
 
-  /// Columns of one format share their table.
+  /// Columns with the same format share their table.
   std::shared_ptr<const ValueTable> TableOf(const Column& column) const {
     for (std::size_t i = 0; i < value_tables_.size(); ++i)
       if (columns_[i].format == column.format) return value_tables_[i];

@@ -18,15 +18,15 @@ using std::chrono::steady_clock;
 
 constexpr std::size_t kBlock = 1 << 16;  // bytes
 
-/// What a pipe takes without blocking once it says that it can be written, and without mixing it with what
-/// others write.
+/// Bytes that a pipe takes without blocking once poll() says it is writable, and without mixing them with the
+/// writes of other processes (PIPE_BUF).
 constexpr std::size_t kPipePiece = 4096;
 
 std::string WhyNot(const std::string& name, int error) {
   return Printable(name) + " could not be written: " + std::generic_category().message(error);
 }
 
-/// The lines of `text` that end within `most` bytes, or, of a longer line, as many bytes.
+/// The whole lines within the first `most` bytes of `text`; if there are none, the first `most` bytes.
 std::string_view FirstLinesWithin(std::string_view text, std::size_t most) {
   if (text.size() <= most) return text;
   const auto last_end = text.rfind('\n', most - 1);
@@ -50,7 +50,7 @@ std::string WhyNotWritable(const std::string& path, Existing existing) {
   if (path.empty() || path == "-") return {};
   if (there && !IsFile(path) && !fs::is_directory(path, ignored)) return {};  // opening a pipe would block
   if (there && existing == Existing::kRefuse) return AlreadyThere(path);
-  // Opened for appending, an older file stays as it is.
+  // Opening for appending leaves an existing file unchanged.
   std::FILE* const file = std::fopen(path.c_str(), "ab");
   if (!file) return WhyNot(path, errno);
   std::fclose(file);
@@ -108,7 +108,7 @@ void Output::Flush() {
   block_.erase(0, Ok() ? passed : block_.size());
 }
 
-/// False if not all of it could be written.
+/// Hands `piece` to the system. False if not all of it could be written.
 bool Output::Pass(std::string_view piece) {
   const std::size_t written = std::fwrite(piece.data(), 1, piece.size(), file_);
   if (written < piece.size()) Fail();
@@ -147,7 +147,7 @@ void Output::Close(milliseconds patience) {
 
 void Output::WaitForReader(milliseconds patience) {
   constexpr milliseconds kAfterStop(500);
-  auto taken = steady_clock::now();  // something, the last time
+  auto taken = steady_clock::now();  // when the reader last took something
   while (Waiting() && Ok()) {
     const auto allowed = StopRequested() ? kAfterStop : patience;
     const auto waited = steady_clock::now() - taken;
@@ -164,7 +164,7 @@ void Output::WaitForReader(milliseconds patience) {
 }
 
 void Output::Fail() {
-  // Looks at errno, so nothing may come between the failed call and this.
+  // ReaderHasLeft reads errno, so this must come first after the failed call.
   closed_pipe_ = ReaderHasLeft() && file_ == stdout;
   if (!closed_pipe_) failure_ = WhyNot(Name(), errno);
 }

@@ -8,19 +8,19 @@
 
 namespace halden::host {
 
-/// What becomes of a file that is there already. Devices and pipes are simply written to.
+/// What to do with a file that already exists. Devices and pipes are always written to.
 enum class Existing {
-  kRefuse,     ///< it is left alone, and can't be written
-  kOverwrite,  ///< it is replaced
-  kContinue    ///< it is written on at its end
+  kRefuse,     ///< fail and leave it alone
+  kOverwrite,  ///< replace it
+  kContinue    ///< append to it
 };
 
-/// Whether the file could be written, tried without changing or creating it: one line that says why not;
-/// empty if it could. `path` "-" is standard output, and empty is no file: both can.
+/// Checks whether a file can be written, without changing or creating it. Returns one line that says why not,
+/// or "". Always "" for `path` "-" (standard output) and for an empty `path` (no file).
 std::string WhyNotWritable(const std::string& path, Existing existing);
 
-/// A file or standard output, written in blocks. After the first failure it ignores what is written and
-/// remembers why, so that callers may check once at the end.
+/// A file or standard output, written in blocks. The first failure is remembered, and everything written
+/// after it is ignored, so callers need to check only once, at the end.
 class Output {
  public:
   static constexpr std::chrono::milliseconds kForever{-1};
@@ -32,29 +32,29 @@ class Output {
   Output& operator=(const Output&) = delete;
 
   void Write(std::string_view text);
-  /// Hands everything written so far to the system. What the reader of a pipe or a terminal doesn't take now
-  /// is kept for the next call.
+  /// Hands everything written so far to the system. Bytes that the reader of a pipe or terminal doesn't take
+  /// now are kept for the next call.
   void Flush();
-  /// Whether the last Flush has kept something. Writing on is allowed, but only takes memory.
+  /// Whether the last Flush kept bytes. Writing more is allowed, but it stays in memory.
   bool Waiting() const { return !block_.empty(); }
-  /// Makes what was flushed survive a power failure.
+  /// Forces flushed bytes to the disk, so that they survive a power failure.
   void Sync();
-  /// Replaces the file's first bytes and goes on at its end. Not for standard output.
+  /// Replaces the file's first bytes; later writes go to its end as before. Not for standard output.
   void RewriteStart(std::string_view bytes);
-  /// Flushes and closes. A reader of a pipe that takes nothing for as long as `patience` is given up, which
-  /// is a failure; after a stop signal it only gets half a second. Failures of earlier writes may show here.
+  /// Flushes and closes. Fails if the reader of a pipe takes nothing for `patience`, or, after a stop signal,
+  /// for half a second. Failures of earlier writes may only be reported here.
   void Close(std::chrono::milliseconds patience = kForever);
-  /// After a failure, for files of lines: takes away what was written of the last line.
+  /// For text files, after a failure: removes the last line if it is incomplete.
   void CutToWholeLine();
 
   bool Ok() const { return !closed_pipe_ && failure_.empty(); }
-  /// The reader of standard output has gone, as `head` does when it has enough. That is not a failure.
+  /// Whether the reader of standard output has closed it, as `head` does. That isn't a failure.
   bool ClosedPipe() const { return closed_pipe_; }
   /// One line that says what could not be written and why; empty if nothing failed.
   const std::string& Failure() const { return failure_; }
   /// Line ends handed to the system.
   std::int64_t Lines() const { return lines_; }
-  /// Bytes handed to the system; of a continued file, with those that it held.
+  /// Bytes handed to the system; for a continued file, including its old content.
   std::uint64_t Size() const { return size_; }
 
  private:

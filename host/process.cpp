@@ -81,7 +81,7 @@ void FillClosedStreams() {}
 
 void LetWritesFail() {}
 
-// Writing to a pipe waits for its reader here.
+// On Windows writing to a pipe always waits for the reader.
 bool ReaderMayBeSlow(std::FILE*) {
   return false;
 }
@@ -115,7 +115,7 @@ bool ReaderHasLeft() {
 
 #else
 
-/// Opened the wrong way round, so that reading or writing the stream still fails.
+/// Opens the placeholders for the wrong direction, so that using the stream still fails.
 void FillClosedStreams() {
   for (int fd = 0; fd <= 2; ++fd)
     if (fcntl(fd, F_GETFD) < 0) open("/dev/null", fd == 0 ? O_WRONLY : O_RDONLY);

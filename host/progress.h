@@ -5,8 +5,8 @@
 
 namespace halden::host {
 
-/// What a person reads on standard error. With `quiet` only failures are printed. Texts may come from devices
-/// and files; they are made printable.
+/// Messages for the user on standard error. With `quiet` only failures are printed. Texts may come from
+/// devices and files, so they are made printable.
 ///
 /// On a terminal the state is redrawn in place: Update leaves the cursor on the state's line, and Say and
 /// Fail move on to the next line first.
@@ -15,14 +15,15 @@ class Progress {
   explicit Progress(bool quiet);
 
   void Say(const std::string& line);
-  /// What is going on now. Only shown on a terminal, where the next line replaces it.
+  /// Shows what the program is doing. Only on a terminal, where the next line replaces it.
   void Hint(const std::string& state);
   /// Prints "halden-host: REASON", even when quiet.
   void Fail(const std::string& reason);
   /// Prints "warning: TEXT", unless quiet.
   void Warn(const std::string& text);
-  /// Whether it is time for another Update: after 100 ms on a terminal, else after 1 s. Never when quiet.
+  /// Whether it is time for the next Update: 100 ms after the last on a terminal, else 1 s. Never when quiet.
   bool Due() const;
+  /// Prints the current state of the recording.
   void Update(const std::string& state);
 
  private:

@@ -20,8 +20,8 @@ bool ApplyChoices(IADC3& adc, const Arguments& arguments, std::string* error) {
   return ApplyRanges(adc, arguments.ranges, error) && ApplyChannels(adc, arguments.channels, error);
 }
 
-/// One recording, from the first StartRecord to the last frame. It may use several objects of the driver, one
-/// after the other, where the device goes and comes back.
+/// One recording, from the first StartRecord to the last frame. Each time the device is lost and comes back,
+/// the recording continues with a new driver object.
 class Recorder {
  public:
   Recorder(Session& session, const Arguments& arguments, Progress& progress)
@@ -33,10 +33,10 @@ class Recorder {
 
   int Run() {
     if (columns_.empty()) {
-      progress_.Fail("the driver has no memory for its channels");
+      progress_.Fail("there is not enough memory for the channels");
       return kRefused;
     }
-    // The files come after StartRecord, so that a refused recording leaves older ones alone.
+    // Open the files after StartRecord: a recording that is refused must not overwrite older files.
     if (!StartRecord()) return kRefused;
     start_ = session_.Now();
     if (Converts()) {
@@ -69,10 +69,10 @@ class Recorder {
     progress_.Say((Converts() ? "Converting " : "Recording ") + std::to_string(columns_.size()) +
                   (columns_.size() == 1 ? " column" : " columns") + Ending());
     if (arguments_.csv.empty() && arguments_.npy.empty() && arguments_.svg.empty())
-      progress_.Say("Nothing is kept: name a file with --csv, --npy or --svg");
+      progress_.Say("Nothing is stored: name a file with --csv, --npy or --svg");
   }
 
-  /// Until there is enough, or the device is lost.
+  /// Records until the recording is over or the device is lost.
   void Record() {
     device_lost_ = false;
     last_serve_ = Elapsed();
@@ -102,7 +102,8 @@ class Recorder {
     next_sync_ = Elapsed() + 1;
   }
 
-  /// How long the recording may rest: no longer than it lasts, and short enough to notice a stop soon.
+  /// How long to wait for the next tick: not beyond the end of the recording, and short enough to react to a
+  /// stop signal.
   std::chrono::milliseconds Rest() const {
     constexpr std::chrono::milliseconds kLongest(50);
     if (!arguments_.seconds) return kLongest;
@@ -116,7 +117,7 @@ class Recorder {
 
   std::string Ending() const {
     if (Converts()) return "";
-    if (arguments_.frames) return " until " + std::to_string(*arguments_.frames) + " frames are there";
+    if (arguments_.frames) return ", at most " + std::to_string(*arguments_.frames) + " frames";
     if (arguments_.seconds) return " for " + Trimmed(*arguments_.seconds, 3) + " s";
     return " until Ctrl-C";
   }
@@ -153,12 +154,12 @@ class Recorder {
                    " s after the start, because they weren't read in time: frames are missing");
   }
 
-  /// The driver takes bytes from the device at each tick. Where ticks were late, because this process was
-  /// stopped or an output took long, the queues on the way to the driver may have run over. True for such a
-  /// gap.
+  /// Notes a gap since the last tick in which bytes may have been lost, and returns whether there was one.
+  /// The driver reads the device only in ticks, so if a tick is late (the process was stopped, or a write
+  /// took long) the queues before the driver may overflow. `lost`: bytes were lost for certain.
   bool NoteGap(bool lost) {
     constexpr double kNoticeable = 0.25;        // seconds; ticks come every 0.05 s
-    constexpr double kQueueSize = 16 * 1024;    // bytes that surely find room on the way
+    constexpr double kQueueSize = 16 * 1024;    // bytes; the queues before the driver hold at least this many
     constexpr double kUnknownPace = 32 * 1024;  // bytes per second, where received bytes can't be counted
     const double now = Elapsed();
     const double gap = now - std::exchange(last_serve_, now);
@@ -174,8 +175,8 @@ class Recorder {
     return true;
   }
 
-  /// Passes the frames that wait on to the sinks, as long as those are ready for them. Frames that they
-  /// aren't ready for stay in the driver's ring, so that a slow reader of a pipe doesn't hold up the ticks.
+  /// Moves waiting frames to the sinks while the sinks are ready. The rest stay in the driver's ring, so that
+  /// a slow reader of a pipe doesn't hold up the ticks.
   void Collect() {
     StampNewFrames();
     while (files_->Ready() && TakeBlock()) {
@@ -187,7 +188,7 @@ class Recorder {
     }
   }
 
-  /// False if no frame waits.
+  /// Passes one block of frames to the sinks. False if no frame is waiting.
   bool TakeBlock() {
     const auto codes = source_->Next();
     if (codes.empty()) return false;
@@ -197,7 +198,8 @@ class Recorder {
     return true;
   }
 
-  /// The times of the frames that wait are the last waiting_ of the first stamped_ elements of times_.
+  /// Gives times to the frames that arrived since the last call. The times of the frames still waiting are
+  /// the last waiting_ of the first stamped_ elements of times_.
   void StampNewFrames() {
     const auto count = static_cast<std::size_t>(adc().InputCountKadrs());
     const std::size_t fresh = count > waiting_ ? count - waiting_ : 0;
@@ -215,7 +217,7 @@ class Recorder {
 
   bool Converts() const { return arguments_.command == Command::kConvert; }
 
-  /// Without a rate no time is written.
+  /// For a conversion. Without --line-rate the times are computed but not written.
   void StampByLineRate(std::span<double> times) {
     for (double& time : times) time = static_cast<double>(converted_++) / arguments_.line_rate.value_or(1);
   }
@@ -244,13 +246,13 @@ class Recorder {
     return state;
   }
 
-  /// Waits until the device is there again and recognised, with as many columns as before. False if the
-  /// recording ends without it; failure_ then says why, if that is a failure.
+  /// Waits until the device is plugged in and recognised again, with the same number of channels. False if
+  /// the recording ends first; if that is a failure, failure_ says why.
   bool Reconnect() {
     const double lost = Elapsed();
     progress_.Say("The device is gone after " + Fixed(lost, 1) + " s, waiting for it");
     Summarize();
-    files_->Pause(summary_);  // a stop signal ends the process while the driver listens
+    files_->Pause(summary_);  // during detection a stop signal ends the process at once
     if (arguments_.sync) Sync();
     session_.Release();
     while (!session_.FindAgain(progress_)) {
@@ -284,13 +286,13 @@ class Recorder {
   int Finish() {
     Summarize();
     files_->Finish(summary_);
-    summary_.frames = files_->Written(frames_);  // a reader may have taken the last ones just now
+    summary_.frames = files_->Written(frames_);  // again: Finish may have written the last frames
     progress_.Say(SummaryText());
     const int printed = arguments_.json ? PrintSummary() : kDone;
     if (const std::string failure = files_->Failure(); !failure.empty()) failure_ = failure;
     if (failure_.empty() && frames_ == 0)
-      failure_ = Converts() ? "no line is left: those that there are served to recognise the device"
-                            : "no frame came";
+      failure_ =
+          Converts() ? "no line is left: all of them were used to recognise the device" : "no frame came";
     if (failure_.empty()) return printed;
     progress_.Fail(failure_);
     return kRefused;
@@ -321,9 +323,9 @@ class Recorder {
     return std::to_string(summary_.frames) + " frames" +
            (arguments_.line_rate ? " over " + Fixed(summary_.seconds, 2) + " s" : "") + "; the " +
            std::to_string(summary_.skipped_lines) + " lines before them, " +
-           std::to_string(summary_.skipped_bytes) + " bytes, served to recognise the device" +
+           std::to_string(summary_.skipped_bytes) + " bytes, were used to recognise the device" +
            (summary_.unfinished_bytes > 0 ? "; the last " + std::to_string(summary_.unfinished_bytes) +
-                                                " bytes are lost, since no line end follows"
+                                                " bytes have no line end and are left out"
                                           : "") +
            (summary_.ring_full ? "; the ring was full: frames may be missing" : "");
   }

@@ -25,8 +25,8 @@ class TimeTexts {
       : kind_(kind),
         start_ms_(std::chrono::duration_cast<std::chrono::milliseconds>(start.time_since_epoch()).count()) {}
 
-  /// Writes the time and a comma to `out`, where kRoom characters must fit, or nothing without a column of
-  /// times. Returns the end.
+  /// Writes the time and a comma to `out`, which has room for kRoom characters; writes nothing if there is no
+  /// time column. Returns the end of the text.
   char* Write(double seconds, char* out) {
     if (kind_ == TimeColumn::kNone) return out;
     out = kind_ == TimeColumn::kRelative ? WriteSeconds(seconds, out) : WriteTimeOfDay(seconds, out);
@@ -55,8 +55,8 @@ class TimeTexts {
     return std::ranges::copy(offset_, out).out;
   }
 
-  /// The text of a second serves all its frames. The offset is looked up anew, because daylight saving time
-  /// may begin or end in a recording.
+  /// Makes the texts that all frames of one second share. The UTC offset is computed each time, because
+  /// daylight saving time may begin or end during a recording.
   void BeginSecond(std::int64_t second) {
     second_ = second;
     const auto time = static_cast<std::time_t>(second);
@@ -65,7 +65,8 @@ class TimeTexts {
     char text[32];
     std::strftime(text, sizeof text, "%Y-%m-%dT%H:%M:%S.", &local);
     clock_ = text;
-    // The two differ by less than a day; tm_yday tells in which direction, but for the turn of the year.
+    // Local time and UTC differ by less than a day, so the days differ by -1, 0 or 1, except that tm_yday
+    // jumps at the turn of the year.
     int days = local.tm_yday - utc.tm_yday;
     if (std::abs(days) > 1) days = days > 0 ? -1 : 1;
     const int minutes = (days * 24 + local.tm_hour - utc.tm_hour) * 60 + local.tm_min - utc.tm_min;
@@ -76,13 +77,13 @@ class TimeTexts {
 
   const TimeColumn kind_;
   const std::int64_t start_ms_;  ///< since 1970
-  std::int64_t second_ = -1;     ///< since 1970, whose texts follow
+  std::int64_t second_ = -1;     ///< since 1970; clock_ and offset_ are its texts
   std::string clock_;
   std::string offset_;
 };
 
-/// Why a CSV can't be continued with frames of these columns; empty if it can. Takes away a part line at its
-/// end.
+/// Removes an incomplete last line of a CSV. Returns why the file can't be continued with frames under this
+/// header, or "".
 std::string MakeContinuable(const std::string& path, const std::string& header) {
   std::ifstream file(path, std::ios::binary | std::ios::ate);
   const auto size = static_cast<std::int64_t>(file.tellg());
@@ -98,7 +99,7 @@ std::string MakeContinuable(const std::string& path, const std::string& header) 
            Quoted(header.substr(0, header.size() - 1));
   }
   file.clear();
-  std::int64_t end = size;  // of the last whole line; the header is one
+  std::int64_t end = size;  // end of the last whole line; the header is one, so there is always one
   for (char c = 0; file.seekg(end - 1), file.get(c), c != '\n';) --end;
   file.close();
   std::error_code error;
@@ -164,7 +165,7 @@ class CsvSink final : public FrameSink {
     output_->Write(header);
   }
 
-  /// Columns of one format share their texts.
+  /// Columns with the same format share their texts.
   std::shared_ptr<CodeTexts> TextsOf(const Column& column, bool raw_codes) const {
     for (std::size_t i = 0; i < texts_.size(); ++i)
       if (raw_codes || columns_[i].format == column.format) return texts_[i];
@@ -195,7 +196,7 @@ class CsvSink final : public FrameSink {
   int header_lines_ = 0;            ///< that were written to it
 };
 
-/// The frames from the `begin`th up to, but not with, the `end`th.
+/// The frames with indexes from `begin` up to but not including `end`.
 Frames Part(const Frames& frames, std::size_t begin, std::size_t end) {
   const std::size_t width = frames.codes.size() / frames.times.size();
   return {frames.codes.subspan(begin * width, (end - begin) * width),
@@ -229,7 +230,8 @@ class RotatingSink final : public FrameSink {
     return (rotation_.bytes > 0 && sink_->Size() >= rotation_.bytes) ||
            (rotation_.seconds > 0 && time >= EndTime());
   }
-  /// Counted from the start of the recording, so that files begin at regular times.
+  /// The time that ends the current file. Counted from the start of the recording, so that files begin at
+  /// regular times.
   double EndTime() const { return rotation_.seconds * static_cast<double>(period_ + 1); }
 
   std::size_t EndOfFile(std::span<const double> times, std::size_t begin) {

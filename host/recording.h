@@ -17,32 +17,33 @@
 
 namespace halden::host {
 
-/// A stretch of a recording, in seconds from its start.
+/// A part of a recording. In seconds; `start` counts from the start of the recording.
 struct Stretch {
   double start = 0;
   double length = 0;
 };
 
-/// What a recording amounts to.
+/// The figures of a recording, for the summary.
 struct RecordingSummary {
   std::string port;  ///< "COM5"
   int channels = 0;  ///< of the device
   std::size_t columns = 0;
-  float rate_max = 0;       ///< frames per second that the line could carry
+  float rate_max = 0;       ///< frames per second that the baud rate allows
   float rate = 0;           ///< the driver's Rate at the end
-  std::int64_t frames = 0;  ///< that every file holds
-  bool timed = true;        ///< false if a file is converted without a line rate: the next three mean nothing
+  std::int64_t frames = 0;  ///< number of frames in every file
+  bool timed = true;        ///< false for a conversion without line rate, where the next three are undefined
   double seconds = 0;
-  double first_time = 0;       ///< of the first frame, seconds from the start; 0 without frames
-  double last_time = 0;        ///< of the last frame
+  double first_time = 0;       ///< time of the first frame, seconds from the start; 0 without frames
+  double last_time = 0;        ///< time of the last frame
   bool ring_full = false;      ///< the driver's ring was full at some time, so frames may be missing
   std::uint64_t overruns = 0;  ///< how often the system reported that received bytes were lost
-  std::vector<Stretch> gaps;   ///< in which nobody took the device's bytes, and some may be lost
-  /// Before the first frame, of a converted file: bytes by which the device was recognised, and their lines.
+  std::vector<Stretch> gaps;   ///< when the device wasn't read, so that bytes may have been lost
+  /// For a conversion: bytes and lines before the first frame, which were used to recognise the device.
   std::uint64_t skipped_bytes = 0;
   std::uint64_t skipped_lines = 0;
-  std::uint64_t unfinished_bytes = 0;  ///< lost at the end of the file, since no line end follows them
-  std::vector<Stretch> away;           ///< in which the device was gone
+  std::uint64_t unfinished_bytes =
+      0;                      ///< bytes at the end of the file that are left out: no line end follows
+  std::vector<Stretch> away;  ///< when the device was unplugged
 
   double FramesPerSecond() const { return seconds > 0 ? static_cast<double>(frames) / seconds : 0; }
 };
@@ -53,7 +54,7 @@ class FrameSource {
   /// `width` is the number of codes in a frame, above 0. `adc` must outlive the source.
   FrameSource(IADC3& adc, std::size_t width);
 
-  /// The oldest frames that wait, at most as many as fit into one block; empty if none wait. Valid until the
+  /// Takes the oldest waiting frames, at most one block of them; empty if none are waiting. Valid until the
   /// next call. Allocates nothing.
   std::span<const std::int16_t> Next();
   /// Whether a call of Next has found the ring full.
@@ -65,27 +66,26 @@ class FrameSource {
   bool ring_full_ = false;
 };
 
-/// Keeps the frames of a recording in one form.
+/// Writes the frames of a recording in one format.
 class FrameSink {
  public:
   virtual ~FrameSink() = default;
 
   /// Takes frames, in the order of the recording. Does nothing after a failure.
   virtual void Take(const Frames& frames) = 0;
-  /// The recording may be ended without Finish from here on: keeps what it can.
+  /// Called when the process may end without Finish from now on: writes as much as possible.
   virtual void Pause(const RecordingSummary&) {}
-  /// The recording is over. Called once; whether everything was written is known afterwards.
+  /// Called once, when the recording is over. Ok and Failure are final afterwards.
   virtual void Finish(const RecordingSummary& summary) = 0;
-  /// Makes what was taken survive a power failure.
+  /// Forces all frames taken so far to the disk.
   virtual void Sync() {}
-  /// Whether it is ready for more: false while the reader of a pipe has yet to take what it was given.
+  /// Whether the sink can take more frames now. False while the reader of a pipe is behind.
   virtual bool Ready() const { return true; }
-  /// Whether more frames are of use: false after a failure, and when the reader of a pipe has gone.
+  /// False after a failure, and when the reader of a pipe is gone: further frames are ignored.
   virtual bool Ok() const = 0;
   /// One line that says what could not be written and why; empty if nothing failed.
   virtual const std::string& Failure() const = 0;
-  /// The frames, of those that it has taken, which are in the file as a whole. -1 for a sink whose file holds
-  /// no frames.
+  /// How many of the frames taken are completely in the file. -1 for a sink that doesn't store frames.
   virtual std::int64_t Written() const { return -1; }
   /// Bytes in the file.
   virtual std::uint64_t Size() const { return 0; }
@@ -106,35 +106,35 @@ struct FileOptions {
   std::chrono::system_clock::time_point start = {};  ///< of the recording
 };
 
-/// Comma-separated values, a line for each frame, after a line of column names. `path` "-" is standard
-/// output. The time of day is written as 2026-11-26T14:03:07.250+01:00. Each Take hands its lines to the
-/// system. A continued file must have the same names; if it ends within a line, that is taken away.
+/// Comma-separated values: a line of column names, then a line for each frame. `path` "-" is standard output.
+/// The time of day is written as 2026-11-26T14:03:07.250+01:00. Each Take hands its lines to the system. A
+/// continued file must have the same column names; an incomplete last line is removed.
 std::unique_ptr<FrameSink> NewCsvSink(const std::string& path, std::vector<Column> columns,
                                       const FileOptions& options);
 
-/// An SVG picture that needs no other file: a line for each channel over the seconds at which its frames
-/// came, with axes, grid and legend. Channels of very different size get up to eight panels. It is written
-/// at each Pause and when the recording is over.
+/// A self-contained SVG picture: each channel as a line over time, with axes, grid and legend. Channels of
+/// very different size get separate panels, up to eight. Written at each Pause and when the recording is
+/// over.
 std::unique_ptr<FrameSink> NewPictureSink(const std::string& path, std::vector<Column> columns,
                                           const FileOptions& options);
 
-/// numpy's own format: a float32 array of frames by columns. A second file, whose name ends in "-time", gets
-/// the frames' times, if asked for: a float64 array in seconds, for the time of day since 1970 (UTC). After
-/// each Take both files are complete, so that a kill loses nothing that was written. A continued file must
-/// have as many columns.
+/// numpy's .npy format: a float32 array of frames by columns. If times are wanted they are in a second file,
+/// TimesPath(path): a float64 array in seconds, which for the time of day count from 1970 (UTC). After each
+/// Take both files are valid, so a kill loses nothing that was written. A continued file must have the same
+/// number of columns.
 std::unique_ptr<FrameSink> NewNpySink(const std::string& path, std::vector<Column> columns,
                                       const FileOptions& options);
 
-/// When a recording goes on in the next file. Zero: no limit.
+/// When a recording begins a new file. 0: no limit.
 struct Rotation {
-  std::uint64_t bytes = 0;  ///< once a file has as many
-  double seconds = 0;       ///< of frames in each file
+  std::uint64_t bytes = 0;  ///< size that ends a file
+  double seconds = 0;       ///< length of recording in each file
 
   bool Never() const { return bytes == 0 && seconds == 0; }
 };
 
-/// Spreads a recording over numbered files. `open` makes the sink for the `number`th, from 1; the next one is
-/// opened when the first frame for it comes.
+/// Splits a recording into numbered files. `open` makes the sink for file `number`, counting from 1. A file
+/// is opened when its first frame arrives.
 std::unique_ptr<FrameSink> NewRotatingSink(const Rotation& rotation,
                                            std::function<std::unique_ptr<FrameSink>(int number)> open);
 

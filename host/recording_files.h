@@ -10,10 +10,11 @@
 
 namespace halden::host {
 
-/// Why a file that the arguments name can't be written; empty if all can. Changes no file.
+/// Checks whether all files named in the arguments can be written, without changing any. Returns one line
+/// that says why not, or "".
 std::string WhyNotWritable(const Arguments& arguments);
 
-/// The files that the arguments ask for, each with its format. Everything is passed on to all of them.
+/// All files of a recording. Each call is passed on to every file's sink.
 class RecordingFiles {
  public:
   RecordingFiles(const Arguments& arguments, const std::vector<Column>& columns);
@@ -24,9 +25,9 @@ class RecordingFiles {
   void Finish(const RecordingSummary& summary);
   bool Ready() const;
   bool Ok() const;
-  /// Of the first file that has failed; empty if none has.
+  /// The failure of the first file that failed; empty if none has.
   std::string Failure() const;
-  /// The fewest frames that a file holds, or `taken` where no file holds frames.
+  /// The smallest FrameSink::Written of all files, or `taken` if no file stores frames.
   std::int64_t Written(std::int64_t taken) const;
 
  private:

@@ -33,7 +33,7 @@ void Session::SayWhyNot(Progress& progress) {
   if (!reason.empty())
     progress.Fail(reason);
   else if (tried.empty())
-    progress.Fail("no device was recognised and the port dialog named none");
+    progress.Fail("no device was recognised, and none was chosen in the port dialog");
   for (const std::string& line : reason.empty() ? tried : std::vector<std::string>()) progress.Fail(line);
 }
 

@@ -11,7 +11,7 @@
 namespace halden::host {
 namespace {
 
-// Lengths are in the picture's own units, of which a browser makes pixels.
+// Lengths are in the picture's units, which a browser shows as pixels.
 constexpr double kLeft = 84;
 constexpr double kTop = 52;
 constexpr double kPlotWidth = 800;
@@ -41,7 +41,7 @@ struct Axis {
   double low = 0;
   double high = 1;
   std::vector<double> ticks;
-  int decimals = 0;  ///< as many as it takes to tell the ticks apart
+  int decimals = 0;  ///< enough to distinguish neighbouring ticks
 
   /// 0 at `low`, 1 at `high`.
   double Place(double value) const { return (value - low) / (high - low); }
@@ -75,9 +75,8 @@ struct Panel {
   double top = 0;
 };
 
-/// Draws a trace over time. Channels whose values differ too much in size to be seen on one axis get panels
-/// of their own, which share the time axis. Texts are names and numbers of the driver and hold no character
-/// of markup.
+/// Draws a trace over time. Channels whose values differ too much in size for one axis get separate panels,
+/// which share the time axis. Texts aren't escaped: the driver's names and numbers contain no markup.
 class Picture {
  public:
   Picture(const Trace& trace, const std::vector<Column>& columns, double seconds, Output& output)
@@ -123,7 +122,7 @@ class Picture {
     return low > high ? std::pair(0.0, 0.0) : std::pair(low, high);
   }
 
-  /// The largest channels share the first panel, and so on down. A channel of zeros alone fits anywhere.
+  /// Sorts the channels into panels, largest first. A channel that is always 0 fits into any panel.
   void MakePanels() {
     std::vector<std::size_t> order(trace_.Channels());
     std::vector<double> sizes;
@@ -215,8 +214,8 @@ class Picture {
         output_.Write(begin);
         last = extent.low;
       }
-      // A bin is drawn as a line between its lowest and its highest value. It is entered at the end nearer to
-      // where the bin before was left, so that slopes stay slopes.
+      // A bin is drawn as a line between its lowest and its highest value. It starts at the end that is
+      // nearer to the end of the previous bin, so that a slope doesn't become a zigzag.
       const bool low_first = std::abs(last - extent.low) <= std::abs(last - extent.high);
       last = low_first ? extent.high : extent.low;
       const double x = X((static_cast<double>(bin) + 0.5) * trace_.SecondsPerBin());
@@ -282,7 +281,7 @@ class PictureSink final : public FrameSink {
 
  private:
   const std::string path_;
-  Existing existing_;  ///< for the next writing
+  Existing existing_;  ///< for the next write
   const std::vector<Column> columns_;
   Trace trace_;
   std::string failure_;

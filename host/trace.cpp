@@ -34,7 +34,7 @@ void Trace::AddFrame(const std::int16_t* frame, double time) {
   used_ = std::max(used_, bin + 1);
 }
 
-/// Also takes the frame into account for the next one.
+/// Whether a gap precedes a frame at `time`. Updates the mean interval, so call it once per frame.
 bool Trace::IsGap(double time) {
   constexpr double kShortestGap = 1;  // seconds
   constexpr double kUnusual = 5;      // times the mean interval

@@ -6,7 +6,7 @@
 
 namespace halden::host {
 
-/// Whole frames and when their lines came.
+/// Whole frames and the times at which their lines arrived.
 struct Frames {
   std::span<const std::int16_t> codes;  ///< one frame after the other
   std::span<const double> times;  ///< seconds since the recording began, one per frame, never decreasing
@@ -36,10 +36,10 @@ class Trace {
   std::size_t Bins() const { return used_; }
   /// Seconds that a bin spans.
   double SecondsPerBin() const { return seconds_per_bin_; }
-  /// Whether a frame came in this bin. Extents of other bins mean nothing.
+  /// Whether the bin has any frames. Otherwise its extents are undefined.
   bool HasFrames(std::size_t bin) const { return states_[bin] != State::kEmpty; }
-  /// Whether the device had been silent before the first frame of this bin, for over a second and far longer
-  /// than usual. A picture leaves the time in between empty.
+  /// Whether the device was silent before the first frame of this bin for more than a second, and for far
+  /// longer than usual. A picture leaves that time empty.
   bool FollowsGap(std::size_t bin) const { return states_[bin] == State::kFollowsGap; }
   Extent At(std::size_t channel, std::size_t bin) const { return extents_[channel][bin]; }
 

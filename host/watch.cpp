@@ -16,8 +16,8 @@ using std::chrono::milliseconds;
 
 constexpr double kPace = 0.25;  // seconds
 
-/// The last value of every channel as text: on a terminal with enough rows a table that is redrawn in place,
-/// else a line each time.
+/// The last value of every channel as text. On a terminal with enough rows it is a table redrawn in place;
+/// otherwise each update is one line.
 class LiveView {
  public:
   LiveView(Session& session, bool json)
@@ -29,7 +29,7 @@ class LiveView {
         json_(json),
         redraw_(!json && OutputIsTerminal() && static_cast<int>(channels_.size()) + 2 <= OutputRows()) {}
 
-  /// Takes the lines into account that have come since the last call.
+  /// Updates the pace with the lines received since the last call.
   void CountLines() {
     const std::uint64_t lines = session_.LinesReceived();
     const double now = session_.Now();
@@ -45,7 +45,7 @@ class LiveView {
     return redraw_ ? Rows() : Line(seconds);
   }
 
-  /// As measured here: the driver's own rate is that of its last hundred lines.
+  /// The pace measured by arrivals_, because the driver updates its rate only every hundred lines.
   std::string Pace() const {
     const double age = session_.Now() - last_line_;
     if (lines_ > 0 && age > kOld) return "no line for " + Fixed(age, 0) + " s";
@@ -58,7 +58,7 @@ class LiveView {
     return {text, WriteValue(adc_.GetChannel(channels_[i]), columns_[i].format, text)};
   }
 
-  /// Ends with the cursor below the table, from where the next call moves it back up.
+  /// The table. Leaves the cursor below it; the next call first moves the cursor back up.
   std::string Rows() {
     std::string rows = drawn_ ? "\x1b[" + std::to_string(columns_.size() + 1) + "A" : "";
     drawn_ = true;
@@ -119,7 +119,7 @@ int RunWatch(Session& session, const Arguments& arguments, Progress& progress) {
   const double start = session.Now();
   const double end = arguments.seconds ? start + *arguments.seconds : std::numeric_limits<double>::infinity();
   for (double due = start; due < end && !StopRequested() && output.Ok();) {
-    // Values that were due while the program was stopped are skipped, not shown all at once.
+    // After the program was stopped, skip the updates that were missed.
     due += kPace;
     if (due < session.Now()) due = session.Now() + kPace;
     due = std::min(due, end);
@@ -134,7 +134,7 @@ int RunWatch(Session& session, const Arguments& arguments, Progress& progress) {
     }
     if (!arguments.json && !OutputIsTerminal() && progress.Due()) progress.Update(view.Pace());
     if (output.Waiting()) output.Flush();
-    if (output.Waiting()) continue;  // its reader is slow: these values are skipped, too
+    if (output.Waiting()) continue;  // the reader is slow: skip this update
     output.Write(view.Show(session.Now() - start));
     output.Flush();
   }

@@ -277,7 +277,7 @@ std::unique_ptr<Device> MakeDevice(const DeviceOption& option, int number, Clock
     *error = "--device replay: takes a file that can be read, not " + Quoted(replay->path);
     return nullptr;
   }
-  *error = "--device: this kind is not there on this system, sim and replay are";
+  *error = "--device: this kind isn't available on this system; sim and replay are";
   return nullptr;
 }
 

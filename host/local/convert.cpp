@@ -19,8 +19,8 @@
 namespace halden::host {
 namespace {
 
-/// A machine whose only device is a captured file, whose time nobody waits for, and where nobody answers and
-/// nothing is remembered. Only the number rules are the user's, as in a recording.
+/// A platform on a virtual clock whose only device is a captured file. It has no user and stores nothing. The
+/// number rules are the user's, as in a recording.
 class CapturePlatform final : public SystemPlatform {
  public:
   /// Null if the file can't be read.
@@ -58,8 +58,8 @@ class CapturePlatform final : public SystemPlatform {
   Platform platform_{library_, library_, registry_, *clock_, number_rules_, texts_, answering_};
 };
 
-/// The detection takes as many bytes as in a recording, and so at the pace of a line of 115200 baud. What
-/// follows comes as fast as the driver reads it.
+/// Detection runs at the pace of 115200 baud, so that it uses up as many bytes as in a recording. After that
+/// the file is read as fast as possible.
 class Conversion final : public LocalSession {
  public:
   explicit Conversion(CapturePlatform& platform)

@@ -13,7 +13,7 @@ namespace halden::host {
 
 namespace {
 
-/// The file, if all that the arguments name is a replayed one.
+/// The path of the file if the only device is a replayed file; otherwise "".
 std::string ReplayedFile(const Arguments& arguments) {
   if (arguments.machine.devices.size() != 1) return {};
   std::string error;
@@ -22,7 +22,7 @@ std::string ReplayedFile(const Arguments& arguments) {
   return replay ? replay->path : "";
 }
 
-/// Explains lines one after the other on standard output.
+/// Prints the explanations of lines on standard output.
 class Explainer {
  public:
   Explainer(LocalSession& session, const Arguments& arguments)
@@ -52,7 +52,7 @@ class Explainer {
   std::int64_t lines_ = 0;
 };
 
-/// From its beginning, since the detection has listened to the first lines of the replay.
+/// Explains the lines of a file from its start. The session can't: detection has used up the first lines.
 void ExplainFile(const std::string& path, const LocalSession& session, Explainer& explainer) {
   sdk::LineWatch watch(session.Rules(), session.Format());
   sdk::LineCutter cutter;

@@ -61,7 +61,7 @@ int RunSettings(SystemPlatform& machine, const Arguments& arguments, Progress& p
   const std::string exported = arguments.export_text ? ExportSettings(machine.platform(), &error) : "";
   const auto settings = DescribeSettings(machine.platform(), &error);
   if (!error.empty()) {
-    // A notice names the file and the reason, which the driver doesn't know.
+    // Prefer the notices: they name the file and the reason, which the driver's own error doesn't.
     const auto notices = machine.TakeNotices();
     for (const std::string& notice : notices) progress.Fail(notice);
     if (notices.empty()) progress.Fail(error);

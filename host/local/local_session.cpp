@@ -44,9 +44,9 @@ LocalSession::LocalSession(SystemPlatform& system, const std::optional<UserAnswe
   tap_.SetListener([this](std::string_view received) { Listen(received); });
 }
 
-/// A board that restarts when its port is opened may stay silent for longer than the driver listens. The port
-/// is kept from restarting it a second time, so the second detection hears it, and nobody is asked. Only then
-/// is it the dialog's turn.
+/// A board that restarts when its port is opened may stay silent for longer than the driver listens. Opening
+/// the port again doesn't restart it again, so a second detection will hear it. Only if that fails too is the
+/// port dialog allowed.
 bool LocalSession::Find(Progress& progress) {
   system_.HoldDialogBack(true);
   const bool found = adc_->Test();
@@ -91,7 +91,7 @@ void LocalSession::Serve(std::chrono::milliseconds at_most) {
   if (progress_ && !watch_) WatchOnceFormatIsKnown();
 }
 
-/// By the platform's clock, so that a session runs on a virtual clock as well.
+/// Uses the platform's clock, so that a session also works on a virtual clock.
 double LocalSession::Now() const {
   const std::uint32_t tick = tapped_.clock.GetTickCount();
   elapsed_ms_ += tick - std::exchange(last_tick_, tick);
@@ -104,7 +104,7 @@ void LocalSession::BeginWatching(Progress& progress) {
   if (!watch_) progress.Say("No line has come yet");
 }
 
-/// The format isn't known yet where a user has named a silent device.
+/// If the user has named a silent device, the format isn't known before its first lines.
 void LocalSession::WatchOnceFormatIsKnown() {
   const LineFormat format = driver_.Link().format;
   if (format.columns == 0) return;
@@ -180,8 +180,7 @@ void LocalSession::MeasurePartLine(std::string_view received) {
   part_line_ += rest.size();
 }
 
-/// Keeps the last whole line and what is odd about the lines. A line that there is no memory for isn't
-/// watched.
+/// Remembers the last whole line and the observations. If memory runs out, a line isn't watched.
 void LocalSession::Listen(std::string_view received) noexcept {
   bytes_ += received.size();
   MeasurePartLine(received);

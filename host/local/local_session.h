@@ -16,18 +16,17 @@
 
 namespace halden::host {
 
-/// A session with the driver that is linked to the program. What the device sends is watched on its way to
-/// the driver.
+/// A session with the driver linked into the program. It sees the bytes of the device on their way to the
+/// driver.
 class LocalSession : public Session {
  public:
-  /// `system` must outlive the session. `answer` is the one that it gives in the port dialog, if any.
-  /// With `cancel` it cancels the dialog instead.
+  /// `system` must outlive the session. `answer` and `cancel` are the options that `system` was built with.
   LocalSession(SystemPlatform& system, const std::optional<UserAnswer>& answer, bool cancel = false);
 
-  /// Called with each whole line, ANSI, once the format is known. `watch` has taken it already.
+  /// Called with each whole line (ANSI) once the format is known, after the line was added to `watch`.
   using LineListener = std::function<void(std::string_view line, const sdk::LineWatch& watch)>;
   void SetLineListener(LineListener listener) { on_line_ = std::move(listener); }
-  /// As learnt last.
+  /// The format that the driver learned last.
   LineFormat Format() const { return driver_.Link().format; }
   const NumberRules& Rules() const { return tapped_.number_rules; }
 
@@ -52,7 +51,7 @@ class LocalSession : public Session {
   bool Find(Progress& progress) override;
   std::vector<std::string> WhyNotRecognised() const override;
   std::string KindOfDevice() const override { return KindOf(tap_.LatestIndex()); }
-  /// From now on no line is watched, which costs more than the driver takes to read it.
+  /// Stops watching lines. Watching a line takes longer than the driver needs to read it.
   void StopListening() { listens_ = false; }
 
  private:
@@ -66,18 +65,18 @@ class LocalSession : public Session {
   const std::optional<UserAnswer> answer_;
   const bool cancel_;
   sdk::ListeningTap tap_;
-  Platform tapped_;          ///< the system's platform with the tap in the place of the device library
+  Platform tapped_;          ///< the system's platform with tap_ as its device library
   std::uint64_t bytes_ = 0;  ///< received
   std::uint64_t lines_ = 0;
   std::uint64_t part_line_ = 0;  ///< bytes after the last line end
   bool after_return_ = false;    ///< the last byte was a CR
   bool listens_ = true;
   LineListener on_line_;
-  std::string released_;  ///< serial number of the device that Release has let go
+  std::string released_;  ///< serial number of the device that was open when Release was called
   sdk::LineCutter cutter_;
   std::string last_line_;                ///< as received, ANSI
   Progress* progress_ = nullptr;         ///< of BeginWatching
-  std::optional<sdk::LineWatch> watch_;  ///< nothing until the format is known
+  std::optional<sdk::LineWatch> watch_;  ///< nullopt until the format is known
   std::vector<sdk::Observation> observations_;
   mutable std::uint32_t last_tick_;  ///< of the clock, at the last look
   mutable std::uint64_t elapsed_ms_ = 0;

@@ -45,7 +45,7 @@ int RunCommand(const Arguments& arguments, Progress& progress) {
   SetPutBack(AbandonDevices, machine.get());
   EndOnStopSignals();
   const int code = RunOn(*machine, arguments, progress);
-  CatchStopSignals();  // the machine is about to go
+  CatchStopSignals();  // the signal handler must not use the platform, which is about to be destroyed
   for (const std::string& notice : machine->TakeNotices()) progress.Fail(notice);
   return code;
 }

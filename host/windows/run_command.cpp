@@ -86,17 +86,17 @@ class ComSession final : public Session {
   std::unique_ptr<ComAdc> adc_;
 };
 
-/// The reason, in one line, why a command or option isn't available when the driver is a COM component
-/// instead of a part of this program. Empty if it is.
+/// One line that says why a command or option isn't available when the driver is a COM component instead of a
+/// part of this program. Empty if everything is available.
 std::string WhyNotHere(const Arguments& arguments) {
   const SystemPlatformOptions& machine = arguments.machine;
   const auto of_vendor = [](const std::string& device) { return device == "d2xx"; };
   if (arguments.command == Command::kDevices || arguments.command == Command::kSettings ||
       arguments.command == Command::kExplain || arguments.command == Command::kConvert)
-    return "on Windows a host has ranges, watch, record and monitor alone";
+    return "on Windows only ranges, watch, record and monitor are available";
   if (arguments.auto_ranges) return "--range auto: on Windows the component doesn't show the lines";
   if (!std::all_of(machine.devices.begin(), machine.devices.end(), of_vendor))
-    return "--device: on Windows devices come from the vendor's library alone, d2xx";
+    return "--device: on Windows only d2xx is available, the vendor's library";
   if (!machine.registry_file.empty())
     return "--registry: on Windows the driver keeps its settings in the system's registry";
   if (machine.answer || machine.cancel)
