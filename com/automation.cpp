@@ -2,6 +2,7 @@
 
 #include <cstring>
 #include <new>
+#include <string>
 #include <windows.h>
 
 namespace halden::com {
@@ -15,6 +16,84 @@ bool HoldsCodes(SAFEARRAY* array) noexcept {
   VARTYPE type = VT_I2;
   if (array->fFeatures & FADF_HAVEVARTYPE) SafeArrayGetVartype(array, &type);
   return type == VT_I2 && array->cbElements == sizeof(short);
+}
+
+/// Whether ConvertArray reads elements of this type. All of them but VARIANT fit into a VARIANT's value.
+bool IsConvertible(VARTYPE type) noexcept {
+  switch (type) {
+    case VT_I1:
+    case VT_I2:
+    case VT_I4:
+    case VT_I8:
+    case VT_INT:
+    case VT_UI1:
+    case VT_UI2:
+    case VT_UI4:
+    case VT_UI8:
+    case VT_UINT:
+    case VT_R4:
+    case VT_R8:
+    case VT_VARIANT:
+      return true;
+    default:
+      return false;
+  }
+}
+
+/// Converts without loss: 2.0 and "2" are 2. DISP_E_OVERFLOW for 70000, DISP_E_TYPEMISMATCH for 1.5 and for
+/// what isn't a number.
+HRESULT ConvertCode(VARIANT& from, short* to) noexcept {
+  VARIANT code = {}, number = {};
+  HRESULT result = VariantChangeType(&code, &from, 0, VT_I2);
+  if (SUCCEEDED(result)) result = VariantChangeType(&number, &from, 0, VT_R8);
+  if (FAILED(result)) return result;
+  *to = code.iVal;
+  return number.dblVal == code.iVal ? S_OK : DISP_E_TYPEMISMATCH;
+}
+
+/// Puts an array of 16-bit numbers into `to`. False if there is no memory for it.
+bool MakeCodes(SAFEARRAYBOUND bound, VARIANT* to, short** codes) noexcept {
+  SAFEARRAY* const array = SafeArrayCreate(VT_I2, 1, &bound);
+  if (!array) return false;
+  to->vt = VT_ARRAY | VT_I2;
+  to->parray = array;
+  *codes = static_cast<short*>(array->pvData);
+  return true;
+}
+
+/// The caller must clear *value. Fails if the object has no such property.
+HRESULT GetProperty(IDispatch* object, const std::wstring& name, VARIANT* value) {
+  auto* text = const_cast<LPOLESTR>(name.c_str());
+  DISPID id = DISPID_UNKNOWN;
+  DISPPARAMS none = {};
+  const HRESULT found = object->GetIDsOfNames(IID_NULL, &text, 1, LOCALE_NEUTRAL, &id);
+  if (FAILED(found)) return found;
+  return object->Invoke(id, IID_NULL, LOCALE_NEUTRAL, DISPATCH_PROPERTYGET, &none, value, nullptr, nullptr);
+}
+
+HRESULT GetCode(IDispatch* object, const std::wstring& name, short* code) {
+  VARIANT value = {};
+  HRESULT result = GetProperty(object, name, &value);
+  if (SUCCEEDED(result)) result = ConvertCode(value, code);
+  VariantClear(&value);
+  return result;
+}
+
+/// As ConvertArray, for JScript's array [2, 1]: an object with the properties "length", "0" and "1".
+HRESULT ConvertObject(IDispatch* object, VARIANT* to) noexcept {
+  try {
+    short count = 0;
+    if (FAILED(GetCode(object, L"length", &count)) || count < 0) return DISP_E_TYPEMISMATCH;
+    short* codes = nullptr;
+    if (!MakeCodes({static_cast<ULONG>(count), 0}, to, &codes)) return E_OUTOFMEMORY;
+    for (int i = 0; i < count; ++i) {
+      const HRESULT result = GetCode(object, std::to_wstring(i), &codes[i]);
+      if (FAILED(result)) return result == DISP_E_OVERFLOW ? result : DISP_E_TYPEMISMATCH;
+    }
+    return S_OK;
+  } catch (const std::bad_alloc&) {
+    return E_OUTOFMEMORY;
+  }
 }
 
 }  // namespace
@@ -71,26 +150,27 @@ HRESULT ReadCodeArray(SAFEARRAY* array, std::vector<short>* codes) noexcept {
 }
 
 HRESULT ConvertArray(const VARIANT& from, VARIANT* to) noexcept {
+  if (from.vt == VT_DISPATCH && from.pdispVal) return ConvertObject(from.pdispVal, to);
   SAFEARRAY* source = nullptr;
-  if (from.vt == (VT_ARRAY | VT_VARIANT)) source = from.parray;
-  if (from.vt == (VT_BYREF | VT_ARRAY | VT_VARIANT) && from.pparray) source = *from.pparray;
-  if (!source) return DISP_E_TYPEMISMATCH;
+  if ((from.vt & VT_ARRAY) != 0) source = (from.vt & VT_BYREF) != 0 ? *from.pparray : from.parray;
+  VARTYPE type = VT_EMPTY;
+  if (!source || FAILED(SafeArrayGetVartype(source, &type)) || !IsConvertible(type))
+    return DISP_E_TYPEMISMATCH;
   if (SafeArrayGetDim(source) != 1) return DISP_E_BADINDEX;
   SAFEARRAYBOUND bound = source->rgsabound[0];
   if (bound.cElements > 0 && !source->pvData) return E_INVALIDARG;
-  SAFEARRAY* const codes = SafeArrayCreate(VT_I2, 1, &bound);
-  if (!codes) return E_OUTOFMEMORY;
-  to->vt = VT_ARRAY | VT_I2;
-  to->parray = codes;
-  VARIANT* elements = nullptr;
-  HRESULT result = SafeArrayAccessData(source, reinterpret_cast<void**>(&elements));
-  if (FAILED(result)) return result;
+  short* codes = nullptr;
+  if (!MakeCodes(bound, to, &codes)) return E_OUTOFMEMORY;
+  HRESULT result = S_OK;
   for (ULONG i = 0; i < bound.cElements && SUCCEEDED(result); ++i) {
-    VARIANT code = {};
-    result = VariantChangeType(&code, &elements[i], 0, VT_I2);
-    if (SUCCEEDED(result)) static_cast<short*>(codes->pvData)[i] = code.iVal;
+    auto place = static_cast<LONG>(bound.lLbound + static_cast<LONG>(i));
+    VARIANT element = {};
+    element.vt = type == VT_VARIANT ? static_cast<VARTYPE>(VT_EMPTY) : type;
+    result = SafeArrayGetElement(source, &place,
+                                 type == VT_VARIANT ? static_cast<void*>(&element) : &element.byref);
+    if (SUCCEEDED(result)) result = ConvertCode(element, &codes[i]);
+    VariantClear(&element);
   }
-  SafeArrayUnaccessData(source);
   return result;
 }
 

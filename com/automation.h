@@ -33,9 +33,11 @@ inline constexpr VARTYPE kVariantType<float> = VT_R4;
 template <>
 inline constexpr VARTYPE kVariantType<SAFEARRAY*> = VT_ARRAY | VT_I2;
 
-/// Converts a script's array, whose elements are VARIANTs, to an array of 16-bit numbers with the same bounds
-/// and puts it in `to`, which is empty before and must be cleared by the caller afterwards, on failure too.
-/// DISP_E_TYPEMISMATCH for any other array, DISP_E_BADINDEX for one with more than one index.
+/// Converts an array that a script passes to an array of 16-bit numbers with the same bounds. It may be an
+/// array of VARIANTs or of another type of number, or a JScript array, which is an object. Puts the result
+/// into `to`, which must be empty before and be cleared by the caller afterwards, on failure too.
+/// DISP_E_OVERFLOW if a number doesn't fit into 16 bits, DISP_E_TYPEMISMATCH for a fraction, for what isn't a
+/// number and for anything else than an array, DISP_E_BADINDEX for an array with more than one index.
 HRESULT ConvertArray(const VARIANT& from, VARIANT* to) noexcept;
 
 /// An argument of a call by name, in the form in which the member takes it: a pointer to a T. Owns the
