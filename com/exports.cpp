@@ -131,17 +131,38 @@ bool RegisterLibrary(const std::wstring& path) {
   return SUCCEEDED(result);
 }
 
-bool UnregisterLibrary() {
-  const HRESULT result = UnRegisterTypeLib(kLibraryId, kLibraryMajor, kLibraryMinor, LOCALE_NEUTRAL, kSystem);
-  return SUCCEEDED(result) || result == TYPE_E_REGISTRYACCESS || result == TYPE_E_LIBNOTREGISTERED;
+/// Whether the type library is registered for this width. UnRegisterTypeLib reports the same failure for a
+/// library that isn't there as for one that can't be removed.
+bool LibraryIsRegistered() {
+  constexpr const wchar_t* kWidth = kSystem == SYS_WIN64 ? L"win64" : L"win32";
+  const std::wstring key = L"TypeLib\\" + GuidText(kLibraryId) + L"\\1.1\\0\\" + kWidth;
+  return RegGetValueW(HKEY_CLASSES_ROOT, key.c_str(), nullptr, RRF_RT_ANY, nullptr, nullptr, nullptr) ==
+         ERROR_SUCCESS;
 }
 
-/// Takes everything out again. It is no failure if nothing is there.
+/// True if the library isn't registered afterwards.
+bool UnregisterLibrary() {
+  return !LibraryIsRegistered() ||
+         SUCCEEDED(UnRegisterTypeLib(kLibraryId, kLibraryMajor, kLibraryMinor, LOCALE_NEUTRAL, kSystem));
+}
+
+/// Whether the component of the other width is registered on this machine. Each width has a view of CLSID,
+/// but both share the ProgID.
+bool OtherWidthIsRegistered() {
+  constexpr REGSAM kOtherView = kSystem == SYS_WIN64 ? KEY_WOW64_32KEY : KEY_WOW64_64KEY;
+  HKEY key = nullptr;
+  if (RegOpenKeyExW(HKEY_CLASSES_ROOT, ClassKey().c_str(), 0, KEY_READ | kOtherView, &key)) return false;
+  RegCloseKey(key);
+  return true;
+}
+
+/// Removes what registration wrote; succeeds if nothing is there. The ProgID is removed last, and only if
+/// nothing refers to it any more: neither a class that couldn't be removed nor that of the other width.
 HRESULT UnregisterComponent() noexcept {
   try {
     const bool library = UnregisterLibrary();
-    const bool name = Delete(kProgId), entries = Delete(ClassKey());
-    if (!name || !entries) return SELFREG_E_CLASS;
+    if (!Delete(ClassKey())) return SELFREG_E_CLASS;
+    if (!OtherWidthIsRegistered() && !Delete(kProgId)) return SELFREG_E_CLASS;
     return library ? S_OK : SELFREG_E_TYPELIB;
   } catch (...) {
     return E_OUTOFMEMORY;
@@ -157,8 +178,8 @@ HRESULT Register() {
   return RegisterLibrary(path) ? S_OK : SELFREG_E_TYPELIB;
 }
 
-/// Enters the class, its ProgID and the type library for the file that the module was loaded from. If a step
-/// fails the others are undone.
+/// Registers the class, its ProgID and the type library for the file that the module was loaded from. If a
+/// step fails, the steps before it are undone.
 HRESULT RegisterComponent() noexcept {
   try {
     const HRESULT result = Register();
@@ -175,7 +196,8 @@ HRESULT RegisterComponent() noexcept {
 
 using namespace halden::com;
 
-/// `process_ends` is not null if the module is unloaded because the process ends.
+/// `process_ends` is not null if the module is unloaded because the process ends. Nothing is freed then: the
+/// DLLs that the drivers need may already be gone.
 extern "C" BOOL WINAPI DllMain(HINSTANCE module, DWORD reason, void* process_ends) {
   if (reason == DLL_PROCESS_ATTACH) return LoadComponent(module);
   if (reason == DLL_PROCESS_DETACH && !process_ends) UnloadComponent();
