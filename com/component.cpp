@@ -12,6 +12,12 @@
 // After ours, whose names are macros there.
 #include <windows.h>
 
+/// Frees the pool from which the C++ library takes exceptions when memory has run out. Every module that it
+/// is linked into statically has such a pool, and no header declares this function.
+namespace __gnu_cxx {
+void __freeres();
+}
+
 namespace halden::com {
 namespace {
 
@@ -135,6 +141,7 @@ bool LoadComponent(void* module) noexcept {
 
 void UnloadComponent() noexcept {
   delete drivers;
+  __gnu_cxx::__freeres();
 }
 
 }  // namespace halden::com

@@ -178,6 +178,22 @@ TEST_F(Component, IsUnloadedAfterTheLastReleaseButNotDuringACall) {
   EXPECT_FALSE(is_loaded()) << "after the call";
 }
 
+TEST(Module, LeavesNoMemoryBehindWhenItIsUnloaded) {
+  LoadLibraryW(L"FTD2XX.DLL");  // the stand-in stays loaded, since it leaves memory of its own behind
+  const auto allocated = [] {
+    std::size_t bytes = 0;
+    for (_HEAPINFO block{}; _heapwalk(&block) == _HEAPOK;)
+      if (block._useflag == _USEDENTRY) bytes += block._size;
+    return bytes;
+  };
+  const auto load_and_unload = [] { FreeLibrary(LoadLibraryW(L"HT_TEXT.adc")); };
+  load_and_unload();
+  const std::size_t before = allocated();
+  for (int i = 0; i < 8; ++i) load_and_unload();
+  EXPECT_LT(allocated(), before + 8 * 1000) << "after 8 unloads";
+  FreeLibrary(GetModuleHandleW(L"FTD2XX.DLL"));
+}
+
 TEST_F(Component, ArraysOfAWrongShapeAreRefusedAndChangeNothing) {
   ASSERT_EQ(SetChannels(Codes({1, 1, 0})), S_OK);
   SAFEARRAYBOUND square[] = {{2, 0}, {2, 0}};
