@@ -70,8 +70,11 @@ float Halden_Text::RateMax() noexcept {
 std::vector<std::string> Halden_Text::Ranges() noexcept {
   return OrEmpty([&] {
     std::vector<std::string> texts;
-    for (const std::string& text : store_.ADCState.Ranges)
-      texts.push_back(platform_.number_rules.AnsiToUtf8(text));
+    for (const std::string& text : store_.ADCState.Ranges) {
+      // The store has the byte 177 for the sign, which is another character in some code pages (932, 949).
+      const bool has_sign = text.starts_with('\xB1');
+      texts.push_back((has_sign ? "\u00B1" : "") + platform_.number_rules.AnsiToUtf8(text.substr(has_sign)));
+    }
     return texts;
   });
 }
