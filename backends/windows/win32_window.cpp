@@ -63,7 +63,11 @@ Win32Window::Win32Window(WindowLayout layout, HINSTANCE module, const Pointer& p
 
 Win32Window::~Win32Window() {
   Hide();
-  if (owner_) DestroyWindow(owner_);  // which destroys the windows that it owns too
+  if (!owner_ || DestroyWindow(owner_)) return;  // which destroys the windows that it owns too
+  // Only the thread that made a window can destroy it. On another one the dialog is cut off from this object
+  // and from the module, which may be unloaded next, and closes when its own thread dispatches messages.
+  SetWindowLongPtrW(window_, DWLP_DLGPROC, 0);
+  PostMessageW(owner_, WM_CLOSE, 0, 0);
 }
 
 bool Win32Window::Complete() const {

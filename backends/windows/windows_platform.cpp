@@ -11,9 +11,13 @@ namespace {
 
 constexpr UINT_PTR kTimer = 1;
 
-/// A timer whose ticks are sent to a message-only window. The window exists only while the timer is on:
-/// - a tick that is still in the queue when the timer is switched off has no window left to go to;
-/// - a timer that is off leaves nothing in the system that points to our code, which may be unloaded.
+/// A timer whose ticks are sent to a message-only window. The window exists only while the timer is on, so a
+/// tick that is still in the queue when the timer is switched off has no window left to go to.
+///
+/// The window holds the module of this code. Only the thread that made a window can destroy it: if another
+/// thread switches the timer off, the window ignores its ticks and closes when its own thread dispatches
+/// messages or ends. The module then stays loaded until the process ends, because the window procedure can't
+/// unload the code that it returns to.
 class Win32Timer final : public PeriodicTimer {
  public:
   Win32Timer(std::uint32_t interval_ms, std::function<void()> tick)
@@ -27,15 +31,15 @@ class Win32Timer final : public PeriodicTimer {
     if (on) {
       Start();
     } else {
-      DestroyWindow(std::exchange(state_->window, nullptr));
+      Stop();
     }
   }
 
  private:
-  /// Shared with a tick that is running, which may destroy the timer.
+  /// Shared by the timer, its window and a tick that is running. The tick may destroy the other two.
   struct State {
     std::function<void()> tick;
-    HWND window = nullptr;
+    HWND window = nullptr;  // null while the timer is off
     bool ticking = false;
   };
 
@@ -43,24 +47,34 @@ class Win32Timer final : public PeriodicTimer {
 
   /// Leaves the timer off if the system has no room for the window or the timer.
   void Start() {
+    auto owned = std::make_unique<std::shared_ptr<State>>(state_);
     // A class that every system has, so that no class of ours has to be registered and taken out again.
     const HWND window =
         CreateWindowExW(0, L"Message", nullptr, 0, 0, 0, 0, 0, HWND_MESSAGE, nullptr, nullptr, nullptr);
     if (!window) return;
-    SetWindowLongPtrW(window, GWLP_USERDATA, reinterpret_cast<LONG_PTR>(&state_));
+    GetModuleHandleExW(GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS, reinterpret_cast<LPCWSTR>(&Receive), &module_);
+    SetWindowLongPtrW(window, GWLP_USERDATA, reinterpret_cast<LONG_PTR>(owned.release()));
     SetWindowLongPtrW(window, GWLP_WNDPROC, reinterpret_cast<LONG_PTR>(&Receive));
-    if (SetTimer(window, kTimer, interval_ms_, nullptr)) {
-      state_->window = window;
+    state_->window = window;
+    if (!SetTimer(window, kTimer, interval_ms_, nullptr)) Stop();
+  }
+
+  void Stop() {
+    const HWND window = std::exchange(state_->window, nullptr);
+    if (DestroyWindow(window)) {
+      FreeLibrary(module_);  // never the last hold: the caller, who is in the module, has one too
     } else {
-      DestroyWindow(window);
+      PostMessageW(window, WM_CLOSE, 0, 0);
     }
   }
 
   static LRESULT CALLBACK Receive(HWND window, UINT message, WPARAM word, LPARAM data) {
+    auto* const owned = reinterpret_cast<std::shared_ptr<State>*>(GetWindowLongPtrW(window, GWLP_USERDATA));
+    if (message == WM_NCDESTROY) delete owned;
     if (message != WM_TIMER) return DefWindowProcW(window, message, word, data);
-    // A copy, since the tick may destroy the timer and with it the original.
-    const auto state = *reinterpret_cast<std::shared_ptr<State>*>(GetWindowLongPtrW(window, GWLP_USERDATA));
-    if (std::exchange(state->ticking, true)) return 0;  // the tick itself serves messages
+    const auto state = *owned;
+    if (state->window != window) return 0;
+    if (std::exchange(state->ticking, true)) return 0;  // the tick itself dispatches messages
     state->tick();
     state->ticking = false;
     return 0;
@@ -68,6 +82,7 @@ class Win32Timer final : public PeriodicTimer {
 
   std::uint32_t interval_ms_;
   std::shared_ptr<State> state_;
+  HMODULE module_ = nullptr;  // held while the timer is on
 };
 
 static_assert(sizeof(CommConfig) == sizeof(COMMCONFIG));

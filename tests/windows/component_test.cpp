@@ -328,4 +328,14 @@ TEST_F(Component, AsksTheUserAboutASilentDevice) {
   Connect(kDevice);  // unloads the component, which stores it; the end of the process would not
 }
 
+// The last test: it leaves the component loaded.
+TEST_F(Component, SurvivesAReleaseOnAnotherThread) {
+  object = nullptr;
+  Get(adc, &IADC3::Test);
+  std::thread([last = adc.Detach()] { last->Release(); }).join();
+  CoFreeUnusedLibrariesEx(0, 0);
+  Pump(200);  // ticks would go to unloaded code, or to a timer that has been deleted
+  EXPECT_TRUE(GetModuleHandleW(L"HT_TEXT.adc")) << "the window of its timer must hold it";
+}
+
 }  // namespace
