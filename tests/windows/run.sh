@@ -2,11 +2,12 @@
 # run.sh BUILD 32|64 HOST: tests the component of that width in the folder BUILD under Wine: registration, a script host,
 # the C++ tests and the example host, in a fresh Wine that is deleted afterwards. HOST is the example host for this
 # system. Nothing appears on a screen, and every program has a time limit.
-set -euo pipefail
+set -Eeuo pipefail  # -E: a failure inside a function is reported too
 here=$(cd "$(dirname "${BASH_SOURCE[0]}")" && pwd)
 root=$(cd "$here/../.." && pwd)
 host=$3
 folder=$(cd "$1/tests/windows" && pwd)
+class={292810AF-C28E-4FEE-B0F3-693F6DFEC0EF}
 export WINEPREFIX=$folder/wine WINEARCH=win64 WINEDEBUG=-all LC_ALL=C.UTF-8
 export WINEDLLOVERRIDES="mscoree,mshtml,winemenubuilder.exe="
 unset DISPLAY WAYLAND_DISPLAY
@@ -55,9 +56,9 @@ tests() {
 
 rm -rf "$WINEPREFIX"
 mkdir "$WINEPREFIX"
-cp -u "$1/com/HT_TEXT.adc" "$1/halden-host.exe" "$here/script_host.vbs" "$folder"
+cp -u "$1/com/HT_TEXT.adc" "$1/halden-host.exe" "$here"/script_host.* "$folder"
 cd "$folder"
-trap 'echo "failed: $BASH_COMMAND" >&2' ERR
+trap 'echo "run.sh, line $LINENO, exit code $?: $BASH_COMMAND"; tail -n 20 /dev/null *.log' ERR
 trap '"${wineserver[@]}" -k || true; rm -rf "$WINEPREFIX"' EXIT
 on_windows wineboot -i &>/dev/null
 registry add 'HKCU\Software\Wine\Drivers' /v Graphics /d null /f
@@ -70,19 +71,30 @@ echo "-- unregistering restores the registry"
 registry export 'HKLM\Software\Classes' before.reg /y
 on_windows regsvr32 /s HT_TEXT.adc
 on_windows regsvr32 /s /u HT_TEXT.adc
+on_windows regsvr32 /s /u HT_TEXT.adc  # nothing is left to remove, which is no failure
 registry export 'HKLM\Software\Classes' after.reg /y
 cmp before.reg after.reg
+if (($2 == 64)); then  # the ProgID is shared with the component of the other width
+  on_windows regsvr32 /s HT_TEXT.adc
+  registry add "HKLM\\Software\\Classes\\Wow6432Node\\CLSID\\$class" /f
+  on_windows regsvr32 /s /u HT_TEXT.adc
+  registry query 'HKLM\Software\Classes\Brackwell.Halden_Text'
+  registry delete "HKLM\\Software\\Classes\\Wow6432Node\\CLSID\\$class" /f
+fi
 
-echo "-- a script host"
+echo "-- script hosts"
 on_windows regsvr32 /s HT_TEXT.adc
 on_windows press_ok.exe script_host.vbs &
 on_windows cscript //nologo script_host.vbs | tee script.log
 grep -q '^script: complete' script.log
 wait $!
+on_windows cscript //nologo script_host.js | tee script.log
+grep -q '^script: 4 channels, 5 refused' script.log
 
 echo "-- C++ tests, in English and Russian, at 96 and 144 dpi"
 tests C 96
 tests ru_RU 144
+language=ja_JP on_windows windows-tests.exe --gtest_brief=1 --gtest_filter='*EveryMember*'  # byte 177 is no sign there
 
 echo "-- the example host"
 on_windows halden-host.exe record --frames 40 --csv - --quiet >frames.csv
@@ -92,7 +104,8 @@ on_windows halden-host.exe record --csv - --quiet | head -1 >frames.csv  # a clo
 # The same settings, made by the same choice of the user, must look the same in both registries.
 echo "-- settings in the system's registry and in a registry file"
 key='Software\Corvane\ADC\Brackwell\Halden-Text'
-timeout 30 "$host" watch --device sim:silent,com=301 --device sim:silent=5,com=7 --seconds 2 \
+# The host listens twice before it asks, 8 s in all here. The choice is stored once the device has sent.
+timeout 30 "$host" watch --device sim:silent,com=301 --device sim:silent=12,com=7 --seconds 7 \
   --answer port=1,channels=4,rate=7 --registry wine/local.reg --quiet >/dev/null
 grep -q '"ChannelFixed"=dword:00000004' wine/local.reg
 registry delete "HKCU\\$key" /f
