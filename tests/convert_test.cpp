@@ -17,7 +17,7 @@ std::string Counting(const std::string& separator, const std::string& end) {
   return lines;
 }
 
-TEST(Convert, GivesTheCsvThatRecordGetsAtThePaceOfTheDevice) {
+TEST(Convert, WritesTheSameCsvAsARecordingAtTheDevicesPace) {
   const std::string numbers = Counting(";", "\r\n");
   const std::pair<std::string, std::string> captures[] = {
       {"part line first", ".25;7\r\n" + numbers},

@@ -12,7 +12,7 @@
 namespace halden {
 namespace {
 
-TEST_P(DeviceContract, FillsNoMoreNodesThanThereIsRoomFor) {
+TEST_P(DeviceContract, NeverFillsMoreNodesThanFit) {
   std::int32_t number = 0, count = 4;
   EXPECT_EQ(library_.FT_ListDevices(&number, nullptr, FT_LIST_NUMBER_ONLY), FT_OK);
   FT_DEVICE_LIST_INFO_NODE nodes[4];
@@ -25,7 +25,7 @@ TEST_P(DeviceContract, FillsNoMoreNodesThanThereIsRoomFor) {
   EXPECT_EQ(nodes[1].SerialNumber[0], '!');
 }
 
-TEST_P(DeviceContract, OpensADeviceForOneCallerAndKnowsNoOtherHandle) {
+TEST_P(DeviceContract, OpensADeviceOnceAndRejectsUnknownHandles) {
   const FT_HANDLE stale = Open(0);
   for (const std::int32_t index : {-1, 0, 2}) EXPECT_EQ(Open(index), -1);
   EXPECT_EQ(library_.FT_Close(stale), FT_OK);
@@ -40,7 +40,7 @@ TEST_P(DeviceContract, OpensADeviceForOneCallerAndKnowsNoOtherHandle) {
   EXPECT_EQ(Read(open), "1.5\r\n");
 }
 
-TEST_P(DeviceContract, TakesWhatTheLinkSetsAndGivesEachDeviceItsOwnBytes) {
+TEST_P(DeviceContract, AcceptsTheDriversSettingsAndKeepsDevicesApart) {
   const FT_HANDLE handle = Open(0), other = Open(1);
   EXPECT_EQ(library_.FT_SetLatencyTimer(handle, 5), FT_OK);
   EXPECT_NE(library_.FT_SetBaudRate(handle, 0), FT_OK);
@@ -81,7 +81,7 @@ TEST_P(DeviceContract, GivesAPortsConfigurationByItsName) {
   }
 }
 
-TEST_P(DeviceContract, AsksThePortItselfThroughItsPath) {
+TEST_P(DeviceContract, ReadsAnOpenPortsConfigurationByPath) {
   const std::string name = PortName(Open(0)), path = "\\\\.\\" + name;
   const CommHandle port = library_.CreateFileA(path);
   ASSERT_NE(port, -1) << "an open in the device library does not hinder it";
@@ -105,7 +105,7 @@ DevicesUnderTest SimulatedDevices() {
 INSTANTIATE_TEST_SUITE_P(Simulated, DeviceContract,
                          testing::Values(DeviceBackend{"Simulated", SimulatedDevices}));
 
-TEST(EmulatedD2xx, GivesEachDeviceANumberOfItsOwn) {
+TEST(EmulatedD2xx, GivesEachDeviceAUniqueComNumber) {
   SimPlatform sim({"sim", "sim:com=256", "sim:com=none", "sim:com=256", "sim:com=258", "sim"});
   std::string given;
   for (const ListedDevice& device : ListDevices(sim.platform())) given += device.com_name + " ";

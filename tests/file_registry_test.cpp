@@ -51,7 +51,7 @@ TEST_F(RegistryFile, HasTheLayoutOfTheRegistryEditor) {
             "  ab,ab\n\n[HKEY_CURRENT_USER\\Software\\Жук]\n@=\"Жук \\\"x\\\" C:\\\\\"\n");
 }
 
-TEST_F(RegistryFile, MayBeEditedAndKeepsWhatTheCodePageCanNotExpress) {
+TEST_F(RegistryFile, CanBeEditedAndKeepsCharactersOutsideTheCodePage) {
   SetFileText(
       path,
       "\xEF\xBB\xBFREGEDIT4\r\n; mine\r\n[HKEY_CURRENT_USER\\A\\B] \r\n\r\n  \"n\" = dword:000000Ff \r\n"
@@ -66,7 +66,7 @@ TEST_F(RegistryFile, MayBeEditedAndKeepsWhatTheCodePageCanNotExpress) {
   EXPECT_EQ(GetRaw(registry, "A", "no text"), "1:a?");
 }
 
-TEST_F(RegistryFile, IsReadAnewAfterEachChangeAndQuickWithManyValues) {
+TEST_F(RegistryFile, IsReadAgainAfterEachChangeAndFastWithManyValues) {
   for (const char digit : "1234567"s) {  // the same size, within one step of the file's time
     SetFileText(path, "REGEDIT4\n[HKEY_CURRENT_USER\\A]\n\"v\"=\""s + digit + "\"\n");
     EXPECT_EQ(GetRaw(registry, "A", "v"), "1:"s + digit);

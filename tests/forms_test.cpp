@@ -75,7 +75,7 @@ TEST(PortDialog, CancellingForgetsTheRowThatWasSelectedAtFirst) {
   EXPECT_EQ(forms.dialog.SelectedRow, -1);
 }
 
-TEST(PortDialog, TouchesPointerAndQueueInOrderAndStartsAnewEachTime) {
+TEST(PortDialog, SetsPointerAndServesQueueInOrderAndStartsFreshEachTime) {
   Forms forms;
   EXPECT_EQ(forms.AskPort({PickRow("lstPort", 2), PickRow("cboCh", 4), Type("cboRate", "77"), Enter()}),
             (Choice{true, 2, 5, 77}));

@@ -146,7 +146,7 @@ TEST(DeviceKinds, AreExplainedAndRecorded) {
   }
 }
 
-TEST(Watch, SkipsWhatWasDueWhileTheProgramWasStopped) {
+TEST(Watch, SkipsUpdatesMissedWhileStopped) {
   std::unique_ptr<PeriodicTimer> stop;
   const Printed printed = RunHost("watch --seconds 10 --device sim:columns=1", FixedNumberRules::C(),
                                   [&](VirtualMachine& machine) {
@@ -159,7 +159,7 @@ TEST(Watch, SkipsWhatWasDueWhileTheProgramWasStopped) {
   EXPECT_NEAR(static_cast<double>(std::ranges::count(printed.out, '\n')), (10 - 3) / 0.25, 1);
 }
 
-TEST(Watch, SaysHowOldTheValuesAreAndThatTheDeviceIsGone) {
+TEST(Watch, ShowsTheAgeOfTheValuesAndReportsALostDevice) {
   const ScratchDirectory scratch;
   SetFileText(scratch / "sent", Repeated("1\r\n", 60));
   const std::string watch = "watch --device replay:" + scratch / "sent" + ",rate=10 --seconds ";
@@ -171,7 +171,7 @@ TEST(Watch, SaysHowOldTheValuesAreAndThatTheDeviceIsGone) {
   EXPECT_NE(lost.err.find("the device is gone"), std::string::npos) << lost.err;
 }
 
-TEST(Record, SaysWhereBytesWereLost) {
+TEST(Record, ReportsWhenBytesWereLost) {
   std::unique_ptr<PeriodicTimer> stop;
   const auto record = [&](std::uint64_t overruns) {
     const Printed printed = RunHost("record --json --seconds 10 --device sim:columns=8,baud=2000000",
@@ -196,7 +196,7 @@ TEST(Record, SaysWhereBytesWereLost) {
   EXPECT_THAT(certain, has("\"overruns\":2,"));
 }
 
-TEST(Record, SaysThatTheRingWasFull) {
+TEST(Record, ReportsAFullRing) {
   const ScratchDirectory scratch;
   SetFileText(scratch / "sent", Repeated("1\r", 100000));
   const Printed printed = RunHost("record --capacity 1024 --device replay:" + scratch / "sent,baud=2000000");

@@ -61,7 +61,7 @@ TEST(CodeTexts, AreThoseOfWriteValueForEveryCodeOfEveryRange) {
   }
 }
 
-TEST(NpySink, IsAWholeArrayAfterEachTake) {
+TEST(NpySink, FileIsAValidArrayAfterEachTake) {
   const std::string path = testing::TempDir() + "halden.npy", times_path = TimesPath(path);
   const auto sink = NewNpySink(path, {{"Column1", FormatOf(20, 0)}, {"Column2", FormatOf(32768, 0)}},
                                {.time = TimeColumn::kRelative});
@@ -111,7 +111,7 @@ TEST(CsvSink, ContinuesAFileOfTheSameColumnsFromItsLastWholeLine) {
   EXPECT_EQ(TakeFile(path), "Column2\n5\n6") << "refused files stay as they are";
 }
 
-TEST(CsvSink, WritesSecondsOrTheTimeOfDayFirst) {
+TEST(CsvSink, FirstColumnIsSecondsOrTheTimeOfDay) {
   const std::string path = testing::TempDir() + "halden.csv";
   WriteCsv(path, {.time = TimeColumn::kRelative}, {0.05, 12.99996});
   EXPECT_EQ(TakeFile(path), "Time,Column1\n0.0500,1\n13.0000,2\n");
@@ -141,7 +141,7 @@ TEST(RotatingSink, BeginsAFileAtEachMultipleOfTheTimeAndOnceTheSizeIsReached) {
   EXPECT_EQ(TakeFile(NumberedPath(path, 2)), "Column1\n7\n");
 }
 
-TEST(NpySink, ContinuesWithTheRowsThatBothOfItsFilesHold) {
+TEST(NpySink, ContinuesAfterTheRowsThatBothFilesHold) {
   const std::string path = testing::TempDir() + "halden.npy";
   const std::vector<Column> columns = {{"Column1", FormatOf(20, 0)}};
   const std::vector<std::int16_t> codes = {20, 40, 60};
@@ -189,7 +189,7 @@ TEST(Trace, MergingBinsLosesNoPeakAndNoGap) {
   EXPECT_TRUE(trace.HasFrames(500)) << "at 8 s";
 }
 
-TEST(Trace, TakesASlowDeviceForNoGaps) {
+TEST(Trace, ASlowDeviceHasNoGaps) {
   Trace trace(1);
   const std::int16_t code = 1;
   for (double time = 0; time < 200; time += 10) trace.Add({{&code, 1}, {&time, 1}});

@@ -128,7 +128,7 @@ TEST(OfTheKernel, CountsOverrunsOfOpenPortsWhereTheirDriverDoes) {
   EXPECT_EQ(devices.library->Overruns().value_or(0), 0u);
 }
 
-TEST(KernelDevice, ListingShowsAttributesInTheOrderOfTtysAndWhoHasClaimedAChip) {
+TEST(KernelDevice, ListingIsSortedByTtyAndNamesWhoClaimedAChip) {
   const FakeSystem system;
   for (const char* const type :
        {"class/tty/ttyS0/type", "class/tty/ttyS0/device/x", "class/tty/ttyACM10/device/x",

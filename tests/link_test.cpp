@@ -82,7 +82,7 @@ TEST_F(Wrapper, CallsTheLibraryOnlyWhileADeviceIsOpen) {
                    "latency 0", "latency 255", "purge 3", "reset", "reset", "write xy"}));
 }
 
-TEST_F(Wrapper, ReportsFailuresAndCountsThatAreNone) {
+TEST_F(Wrapper, ReportsFailuresAndInvalidCounts) {
   ftdi.Open(0);
   faults.Inject({.call = 1, .and_later = true});
   EXPECT_FALSE(ftdi.SetLine(9600, 8, 0, 0));
@@ -179,7 +179,7 @@ std::string GoldenTrace(const std::string& name) {
   return FileText(std::string(HALDEN_TRACES) + "/" + name);
 }
 
-TEST(DetectionTrace, ListeningTakesTheFirstDeviceThatSpeaksAndTriesItsActualRate) {
+TEST(DetectionTrace, FirstDeviceThatSendsIsUsedAndItsActualRateIsTried) {
   TracedDriver driver({"sim:busy", "sim:columns=5,rate=400,com=6,speaks_at=500000", "sim"});
   driver.sim.device(1).SetDefaultLineSettings(
       {.BaudRate = 460800, .ByteSize = 7, .Parity = 2, .StopBits = 1});
@@ -224,7 +224,7 @@ TEST(UnloadTrace, ThePortIsClosedBeforeTheSettingsAreSaved) {
   EXPECT_EQ(driver.faults.TakeTrace(), GoldenTrace("unloading.txt"));
 }
 
-TEST(Detection, SecondOneMeasuresTheRateAnew) {
+TEST(Detection, RepeatingItMeasuresTheRateAgain) {
   TracedDriver driver({"sim:rate=1000,baud=921600"});
   EXPECT_TRUE(driver.Detect());
   driver.sim.clock().RunFor(1010);  // leaves lines counted, of the hundred that an estimate takes
@@ -243,7 +243,7 @@ std::uint32_t TimeOfTest(FaultyDriver& driver, bool found) {
   return driver.sim.clock().GetTickCount() - start;
 }
 
-TEST(Detection, TriesTheRateThatAChipMayReallyTalkAt) {
+TEST(Detection, TriesTheActualRateOfAChip) {
   const struct {
     std::string configured, speaks_at;
     bool found;
@@ -260,7 +260,7 @@ TEST(Detection, TriesTheRateThatAChipMayReallyTalkAt) {
   }
 }
 
-TEST(Detection, TakesWhatCameInTimeOrAsksTheUser) {
+TEST(Detection, UsesLinesReceivedInTimeOrAsksTheUser) {
   struct Found {
     int port, channels;
     float rate, rate_max;

@@ -70,7 +70,7 @@ TEST(MessageLanguage, IsRussianOnlyForRussianMessages) {
   EXPECT_EQ(MessageLanguage({.lc_numeric = "ru_RU", .lang = "run_BI"}), kEnglishLanguage);
 }
 
-TEST(LocaleNumberRules, TakeTheSeparatorsOfAGeneratedLocale) {
+TEST(LocaleNumberRules, UseTheSeparatorsOfAGeneratedLocale) {
   const ScratchDirectory folder;
   SetFileText(folder / "source",
               "LC_CTYPE\ncopy \"POSIX\"\nEND LC_CTYPE\nLC_NUMERIC\ndecimal_point \",\"\n"

@@ -5,7 +5,7 @@
 namespace halden {
 namespace {
 
-TEST(MessageQueue, TicksOnItsGridAlsoAcrossTheWrapOfTheCountAndMakesUpForNothing) {
+TEST(MessageQueue, TicksStayOnTheirGridAcrossTheWrapAndMissedOnesAreDropped) {
   for (const std::uint32_t start : {0u, 0xFFFFFFFFu - 120, 0x7FFFFFFFu - 60}) {
     VirtualClock clock(start);
     std::vector<std::uint32_t> ticks;
@@ -46,7 +46,7 @@ TEST(MessageQueue, AWaitEndsWithTheNextTickOrMessage) {
   EXPECT_EQ(ticks, 2);
 }
 
-TEST(MessageQueue, ATickIsNotServedInsideItselfAndMayMakeAndEndTimers) {
+TEST(MessageQueue, TicksNeverNestAndMayCreateAndDestroyTimers) {
   VirtualClock clock;
   std::string served;
   std::unique_ptr<PeriodicTimer> first, second;

@@ -52,7 +52,7 @@ TEST(ParseValue, GetsTheNumberOutOfAField) {
   ExpectParsed(kNoGroups, "12,5", 12.5, "12.5");
 }
 
-TEST(IsNumericText, TakesTheFormsOfTheLocaleAndNoOther) {
+TEST(IsNumericText, AcceptsOnlyTheFormsOfTheLocale) {
   const std::tuple<const NumberRules&, std::vector<std::string>, std::vector<std::string>> cases[] = {
       {kPoint,
        {"1", " 1 ", "-1", "+1", ".5", "5.", "1,2,3", "1,,2", "1,234,.5", "1e5", "1E+5", "1e-05", "-.5e1"},
@@ -81,7 +81,7 @@ TEST(TextToFloat, RoundsOnceHoweverLongTheText) {
   for (const auto& [rules, text, value] : cases) EXPECT_EQ(TextToFloat(rules, text), value) << text;
 }
 
-TEST(IsNumberChar, IsADigitInFrontOrExactlyAMark) {
+TEST(IsNumberChar, AcceptsALeadingDigitOrASingleMark) {
   for (const std::string text : {"9x", "-", ","}) EXPECT_TRUE(IsNumberChar(text)) << text;
   for (const std::string text : {"", "/", "e", "-1"}) EXPECT_FALSE(IsNumberChar(text)) << text;
 }

@@ -51,7 +51,7 @@ struct RegistryContract : testing::TestWithParam<RegistryBackend> {
   std::unique_ptr<RegistryApi> registry = GetParam().make(rules);
 };
 
-TEST_P(RegistryContract, KeysAreMadeWithTheirParentsAndMatchWithoutCase) {
+TEST_P(RegistryContract, KeysAreCreatedWithTheirParentsAndMatchWithoutCase) {
   EXPECT_EQ(Open("Software\\A"), ERROR_FILE_NOT_FOUND);
   Create("Software\\b\\\xC6\xF3\xEA]");  // "Жук]"
   Create("SOFTWARE\\B\\\xE6\xD3\xCA]");

@@ -45,7 +45,7 @@ TEST(WhyNotRecognised, NamesTheFirstCauseThatApplies) {
   }
 }
 
-TEST(ListeningTap, NotesWhatEachDeviceSentSinceItsRateWasSet) {
+TEST(ListeningTap, CountsWhatEachDeviceSentSinceItsRateWasSet) {
   SimPlatform sim({"sim:silent", "sim:silent"});
   ListeningTap tap(sim.library());
   std::string listened;
@@ -235,7 +235,7 @@ TEST(LineWatch, ReportsEachOddityOnce) {
   }
 }
 
-TEST(LineWatch, IsQuietAboutOrdinaryLines) {
+TEST(LineWatch, ReportsNothingForOrdinaryLines) {
   struct Row {
     std::string line;
     LineFormat format;

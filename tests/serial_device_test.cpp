@@ -39,7 +39,7 @@ struct OpenDevice {
   std::string taken;
 };
 
-TEST(LineSettings, EachFormatBecomesFlagsAndComesBack) {
+TEST(LineSettings, EachFormatSurvivesConversionToFlags) {
   constexpr unsigned kParity[] = {0, PARENB | PARODD, PARENB, PARENB | CMSPAR | PARODD, PARENB | CMSPAR};
   struct Format {
     std::uint8_t bits, stop;
@@ -61,7 +61,7 @@ TEST(LineSettings, EachFormatBecomesFlagsAndComesBack) {
     }
 }
 
-TEST(SerialPort, IsNamedByWhatLinksLeadTo) {
+TEST(SerialPort, IsNamedAfterTheTargetOfALink) {
   const Pty pty;
   const ScratchDirectory folder;
   std::filesystem::create_symlink(pty.path(), folder / "link77");
@@ -98,7 +98,7 @@ TEST(SerialDevice, SetsRateAndFormatAndRestoresWhatItFound) {
   EXPECT_EQ(after.c_lflag, found.c_lflag & ~unsigned{ECHO}) << "a device must not hear itself";
 }
 
-TEST(SerialDevice, WhatCameBeforeAHangupIsReadBeforeCallsFail) {
+TEST(SerialDevice, BytesBeforeAHangupAreReadBeforeCallsFail) {
   OpenDevice open;
   ASSERT_TRUE(open.pty.Write("last words"));
   std::uint32_t count = 0;
@@ -258,7 +258,7 @@ TEST(SerialDevice, HandlesOnlySignalsThatWouldEndTheProcessAndOnlyWhileItIsOpen)
   for (const int number : {SIGUSR1, SIGUSR2}) signal(number, SIG_DFL);
 }
 
-TEST(SerialDevice, SaysWhyItCanNotBeOpened) {
+TEST(SerialDevice, ReportsWhyItCanNotBeOpened) {
   SerialDevice file(PortAt("/dev/null"));
   EXPECT_NE(file.Open(), FT_OK);
   EXPECT_EQ(file.OpenFailure(), "/dev/null: not a serial device");
@@ -272,7 +272,7 @@ TEST(SerialDevice, SaysWhyItCanNotBeOpened) {
       << denied.OpenFailure();
 }
 
-TEST(SerialDevice, GoesOnWhenSignalsInterruptItsCalls) {
+TEST(SerialDevice, RetriesCallsThatSignalsInterrupt) {
   const ScratchDirectory folder;
   const FixedNumberRules rules = FixedNumberRules::C();
   const Interruptions interruptions;
@@ -283,7 +283,7 @@ TEST(SerialDevice, GoesOnWhenSignalsInterruptItsCalls) {
   EXPECT_TRUE(StoredLineSettings(folder / "ports.reg", rules).Store("A", {.BaudRate = 300, .ByteSize = 8}));
 }
 
-TEST(SerialDevice, MakesCrOfLfWhereLinesEndInLf) {
+TEST(SerialDevice, ConvertsLfToCrIfAsked) {
   for (const auto& [line_end, expected] :
        {std::pair(LineEnd::kLf, "1\r2\r"), {LineEnd::kCr, "1\n2\r\n"}, {LineEnd::kCrLf, "1\n2\r\n"}}) {
     Pty pty;

@@ -72,7 +72,7 @@ TEST_F(Registry, StoresEachTypeInItsForm) {
   EXPECT_EQ(registry.BinaryValue("x"), (ByteArray{0, 10, 255}));
 }
 
-TEST_F(Registry, ReadsWhatFitsAndTheDefaultOtherwise) {
+TEST_F(Registry, ReadsValuesThatFitAndUsesTheDefaultOtherwise) {
   SetRaw(memory, "K", "v", REG_BINARY, "1234");
   double real = 1;
   EXPECT_FALSE(registry.GetDouble("v", real, 2.5));

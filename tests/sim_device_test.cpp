@@ -30,7 +30,7 @@ struct Listening {
   PacedDevice& device = sim.device(0);
 };
 
-TEST(DeviceOptions, TakeValuesWithinTheirBordersAndNameTheRest) {
+TEST(DeviceOptions, AcceptValuesWithinLimitsAndExplainOthers) {
   std::string error;
   for (const char* const good :
        {"sim:rate=0.1,baud=300,speaks_at=12000000,com=32767,serial=0123456789ABCDEF,unplug_after=0",
@@ -51,7 +51,7 @@ TEST(DeviceOptions, TakeValuesWithinTheirBordersAndNameTheRest) {
   EXPECT_EQ(error, "--device tty: write baud=9600, not \"9600\"");
 }
 
-TEST(SimDevice, SpeaksLinesInTheFormThatItsOptionNames) {
+TEST(SimDevice, SendsLinesInTheFormOfItsOptions) {
   const std::pair<std::string, std::string> cases[] = {
       {"columns=1,end=cr", "100.05\r100.05\r"},
       {"columns=2,separator=semicolon,decimal=comma,end=lf,label=T=,unit=mV", "T=100,05mV;T=200,10mV\nT="},
@@ -62,7 +62,7 @@ TEST(SimDevice, SpeaksLinesInTheFormThatItsOptionNames) {
     EXPECT_EQ(Listening("sim:signal=constant," + keys).Hear(1000).substr(0, said.size()), said) << keys;
 }
 
-TEST(SimDevice, TalksOnWhileNobodyListensAndLeavesNoBacklog) {
+TEST(SimDevice, SendsWhileClosedAndLeavesNoBacklog) {
   Listening sim("sim:columns=1,rate=2,signal=ramp,baud=300,silent=5");  // 30 bytes a second
   EXPECT_EQ(sim.Hear(4999), "");
   sim.OpenAfter(10101);
@@ -109,7 +109,7 @@ TEST(ReplayDevice, KeepsThePaceThatItsOptionNames) {
   }
 }
 
-TEST(ReplayDevice, SaysTheSameToDetectionHoweverSlowTheMachineIs) {
+TEST(ReplayDevice, SendsDetectionTheSameBytesOnAnyMachine) {
   const ScratchDirectory folder;
   std::string bytes;
   for (int i = 0; i < 1000; ++i) bytes += std::to_string(i) + "\r";

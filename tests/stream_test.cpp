@@ -90,7 +90,7 @@ TEST_F(Lines, FormatAndValuesOfWholeLines) {
   EXPECT_EQ(parser.ParseLine("1"), 0) << "without a channel";
 }
 
-TEST(Passes, FollowTheRulesAndTheFormatOfTheirTime) {
+TEST(Passes, EachUsesTheCurrentRulesAndFormat) {
   FixedNumberRules rules = kPoint;
   Decoder decoder(rules, 2);
   decoder.store.ColumnsCount = 2;
@@ -124,7 +124,7 @@ TEST_F(Lines, OversizedReadKeepsWhatFitsIntoTheBuffer) {
   EXPECT_EQ(ReceiveBuffer(parser, rate).ReadPort(source, true), 0) << "without storage";
 }
 
-TEST_F(Lines, BytesHeldAreDroppedOnlyWhereTheNewOnesDoNotFit) {
+TEST_F(Lines, BytesHeldAreDroppedOnlyIfNewOnesDoNotFit) {
   for (const int more : {65535, 65536}) {
     buffer.Clear();
     Receive("7");
@@ -133,7 +133,7 @@ TEST_F(Lines, BytesHeldAreDroppedOnlyWhereTheNewOnesDoNotFit) {
   }
 }
 
-TEST_F(Lines, AnalysisLearnsFromWholeLinesAlone) {
+TEST_F(Lines, AnalysisLearnsFromWholeLinesOnly) {
   const struct {
     std::string bytes;
     bool good;
@@ -291,7 +291,7 @@ TEST(Framing, AnySplitIntoReadsTakesTheLinesOfItsPasses) {
     }
 }
 
-TEST(Framing, RandomLinesLeaveWhatTheFullRulesLeave) {
+TEST(Framing, RandomLinesGiveTheValuesOfTheFullRules) {
   const char* asked = std::getenv("HALDEN_RANDOM_LINES");  // a longer run than each test can afford
   const int lines = asked ? std::atoi(asked) : 2500;
   RandomText random;

@@ -186,7 +186,7 @@ bool LiveWith(const Way& way, const Fault& fault, int call, bool and_later) {
   return !faulty_call.empty();
 }
 
-TEST_P(DriverLife, SurvivesAnyCallThatGoesWrongOnceOrForGood) {
+TEST_P(DriverLife, SurvivesAnyCallThatFailsOnceOrAlways) {
   int lives = 0;
   for (const Fault& fault : kFaults)
     for (const bool and_later : {false, true})
@@ -195,7 +195,7 @@ TEST_P(DriverLife, SurvivesAnyCallThatGoesWrongOnceOrForGood) {
   EXPECT_GT(lives, 400);
 }
 
-TEST(Inspection, SurvivesAnyCallThatGoesWrongOnceOrForGood) {
+TEST(Inspection, SurvivesAnyCallThatFailsOnceOrAlways) {
   constexpr int kMostCalls = 60;  // wrong counts make more and more entries
   FaultyDriver driver(kWays[0].devices);
   ExpectCleanLife(driver, kWays[0]);
@@ -263,7 +263,7 @@ int DetectAndShow(FaultyDriver& driver, void (*call)(FaultyDriver&), int pass) {
   return passes;
 }
 
-TEST_P(DriverLife, TakesAnyCallFromWithinAnyPassOfTheMessageQueue) {
+TEST_P(DriverLife, AcceptsAnyCallFromWithinAnyPassOfTheMessageQueue) {
   int lives = 0;
   for (const auto& [name, call] : kNestedCalls) {
     FaultyDriver driver(way.devices);
@@ -311,7 +311,7 @@ void UseAll(FaultyDriver& driver) {
   driver.adc->ShowSetting();
 }
 
-TEST(OutOfMemory, NoExceptionEscapesAndTheNextLifeWorks) {
+TEST(OutOfMemory, NoExceptionEscapesAndTheNextDriverWorks) {
   int lives = 0;
   for (const bool recorded : {false, true})
     for (const bool and_later : {false, true})

@@ -95,7 +95,7 @@ TEST(TerminalScreen, CutsOffAtItsEdgesAndDrawsNoControlCharacters) {
   EXPECT_EQ(screen.Text(), "a b  z\n   漢\n");
 }
 
-TEST(TerminalPainter, DropsAListDownBesideItsBoxAndMarksOnlyRowsThatAreLeft) {
+TEST(TerminalPainter, DropsAListNextToItsBoxAndMarksHiddenRows) {
   const auto box_and_list = [](int height, int row) {
     TerminalScreen screen(36, height);
     KeyUser user;
@@ -118,7 +118,7 @@ TEST(TerminalPainter, DropsAListDownBesideItsBoxAndMarksOnlyRowsThatAreLeft) {
   EXPECT_NE(below.find(box + "┌" + border + "┐\n│>1             │\n"), std::string::npos) << below;
 }
 
-TEST(TerminalToolkit, TakesOnlyEscWhileAWindowDoesNotFit) {
+TEST(TerminalToolkit, AcceptsOnlyEscWhileAWindowDoesNotFit) {
   KeyUser user;
   user.size = {35, 17};
   user.keys = down + f4 + "\x1b[1;3S" + enter;
