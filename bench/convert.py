@@ -1,8 +1,8 @@
 #!/usr/bin/env python3
 """Compares `halden-host convert` with other programs that read the same file of 200 MB, or shows the memory that it takes.
 
-All do the same job on the same lines, in turns, and the one of three that took the least processor time counts. loadtxt and awk
-get a tenth of the file, and their times are multiplied by ten.
+All programs do the same job on the same lines. Each runs three times, in turns, and the run with the least processor time
+counts. loadtxt and awk get a tenth of the file, and their times are multiplied by ten.
 
 usage: convert.py HALDEN_HOST [memory]
 """
@@ -22,7 +22,7 @@ AWK = r"""BEGIN { FS = ";"; OFS = ","; for (i = 1; i <= 8; ++i) printf "%sColumn
 
 
 def block_of_lines():
-    """About 4 MB of lines, always the same. A stream repeats them."""
+    """Returns about 4 MB of lines, always the same, and their number."""
     chance = random.Random(1)
     lines = []
     for _ in range(70_000):

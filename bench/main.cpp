@@ -1,5 +1,5 @@
-// Measures how fast ticks take lines and the host reads frames. Prints one table: medians of interleaved
-// repetitions, each with its ratio to a yardstick that was measured in the same run.
+// Measures how fast ticks process lines and the host reads frames. Prints a table of medians of interleaved
+// repetitions, each with its ratio to a reference measured in the same run.
 
 #include <algorithm>
 #include <benchmark/benchmark.h>
@@ -45,7 +45,7 @@ void RegisterTick(const Stream& stream, const std::string& label, const FixedNum
   });
 }
 
-/// What else could be done with the same bytes. memchr and memcpy show the cost of touching them at all.
+/// Other ways to process the same bytes. memchr and memcpy show the cost of just touching them.
 void RegisterYardsticks(const Stream& stream) {
   Register(stream.name + "/bare loop", [&stream](State& state) {
     std::vector<std::int16_t> codes(65536);
@@ -99,7 +99,7 @@ struct FullRing {
   Store store;
 };
 
-/// The host's reads of `bytes` at a time, and a memcpy of as many bytes out of the same storage.
+/// Reads of `bytes` bytes by the host, and a memcpy of the same size from the same storage.
 void RegisterRead(std::size_t bytes) {
   const std::string name = "read " + std::to_string(bytes >> 10) + " KiB";
   const auto codes = static_cast<std::int32_t>(bytes / sizeof(std::int16_t));
@@ -111,7 +111,7 @@ void RegisterRead(std::size_t bytes) {
     FullRing ring(first);
     std::vector<std::int16_t> to(codes);
     for (auto _ : state) {
-      // Before a read would wrap on its own; the wrapped case wraps in the middle of each.
+      // Refill before a read would wrap by itself. In the wrapped case every read wraps in the middle.
       if (wraps || ring.store.InputState.ReadIndex > kRingFrames - codes / 4) ring.Fill(first);
       std::int32_t room = codes;
       std::int32_t left = 0;
@@ -177,7 +177,7 @@ class Table : public benchmark::BenchmarkReporter {
 
  private:
   static std::string Group(const std::string& name) { return name.substr(0, name.find('/')); }
-  /// The yardstick of a group.
+  /// The reference of a group, to which its ratios refer.
   static std::string Unit(const std::string& group) {
     return group.starts_with("read") ? "memcpy" : "bare loop";
   }

@@ -11,9 +11,9 @@
 
 namespace halden::bench {
 
-// What the driver's speed is compared with. Each function takes a read that ends with a whole line.
+// Parsers to compare the driver with. Each function takes a read that ends with a whole line.
 
-/// A value on the range of +-1000 as a code.
+/// The code of a value in the range ±1000.
 inline std::int16_t CodeOf(float value) {
   const float scaled = value * 20.0f;
   return static_cast<std::int16_t>(std::lrint(scaled < -32768.0f  ? -32768.0f
@@ -51,7 +51,7 @@ inline std::int16_t* BareLoop(const std::string& read, std::int16_t* codes) {
   return codes;
 }
 
-// The same numbers read by other means of the language and added up, so that the compiler can't drop them.
+// The same numbers read with other library functions. They are added up so that the compiler can't drop them.
 
 inline float SumByStrtof(const std::string& read) {
   float sum = 0;

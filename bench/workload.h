@@ -13,7 +13,7 @@
 
 namespace halden::bench {
 
-/// What a device sends, in reads of about 64 KiB that each end with a whole line.
+/// The bytes of a device, in reads of about 64 KiB that each end with a whole line.
 struct Stream {
   std::string name;
   char separator;
@@ -23,7 +23,7 @@ struct Stream {
   double lines = 0;
 };
 
-/// Writes the streams. The same seed always gives the same bytes, so figures of two builds compare.
+/// Generates the streams. The bytes are always the same, so the figures of two builds can be compared.
 class StreamWriter {
  public:
   explicit StreamWriter(char decimal_mark) : mark_(decimal_mark) {}
@@ -56,7 +56,7 @@ class StreamWriter {
 
  private:
   static constexpr std::size_t kReadSize = 65000;
-  static constexpr int kReads = 64;  // enough that the branch predictor can't learn them by heart
+  static constexpr int kReads = 64;  // too many for the branch predictor to memorise
 
   std::string Decimal(unsigned bound, int decimals) {
     std::string text = random_() % 2 ? "-" : "";
@@ -77,7 +77,7 @@ inline std::vector<Stream> MakeStreams(char decimal_mark) {
           writer.Write("16 columns with units", 16, &StreamWriter::UnitsLine)};
 }
 
-/// A recording driver as the read timer sees it, with reads from memory in place of a device.
+/// The part of a recording driver that runs in a tick, reading from memory instead of a device.
 class Tick : private ByteSource {
  public:
   Tick(const NumberRules& rules, char separator, int columns)
@@ -95,7 +95,7 @@ class Tick : private ByteSource {
     buffer_.Load();
   }
 
-  /// One tick with these bytes, which the driver must be able to take whole. Its frames are dropped by moving
+  /// Runs one tick with these bytes, which must fit into the receive buffer. Then drops the frames by moving
   /// the read index, so that the ring never fills.
   void Take(const std::string& read) {
     read_ = &read;

@@ -8,10 +8,10 @@
 namespace halden::com {
 namespace {
 
-constexpr ULONG kMostChannels = 32767;  // a 16-bit number counts them
+constexpr ULONG kMostChannels = 32767;  // their count is a signed 16-bit number
 
-/// Whether the elements are 16-bit numbers. An array that doesn't record its type is judged by the elements'
-/// size.
+/// Whether the elements are 16-bit numbers. If the array doesn't record its type, the size of the elements
+/// decides.
 bool HoldsCodes(SAFEARRAY* array) noexcept {
   VARTYPE type = VT_I2;
   if (array->fFeatures & FADF_HAVEVARTYPE) SafeArrayGetVartype(array, &type);
@@ -113,7 +113,7 @@ SAFEARRAY* NewStringArray(const std::vector<std::string>& texts) noexcept {
   for (const std::string& text : texts) {
     *element = NewString(text);
     if (*element++) continue;
-    SafeArrayDestroy(array);  // with the strings that it holds already
+    SafeArrayDestroy(array);  // also frees the strings that were added
     return nullptr;
   }
   return array;

@@ -6,8 +6,7 @@
 
 namespace halden::com {
 
-// Strings and arrays for the host. Each one is new and belongs to the host. Null if there is no memory for
-// it.
+// New strings and arrays, which the caller owns and hands to the host. Null if out of memory.
 
 BSTR NewString(const std::string& utf8) noexcept;
 SAFEARRAY* NewStringArray(const std::vector<std::string>& texts) noexcept;
@@ -16,7 +15,7 @@ SAFEARRAY* NewCodeArray(const std::vector<short>& codes) noexcept;
 /// memory.
 SAFEARRAY* NewCodeTable(ULONG columns, ULONG rows) noexcept;
 
-/// Copies the codes out of an array of the host's. DISP_E_TYPEMISMATCH unless its elements are 16-bit
+/// Copies the codes from one of the host's arrays. DISP_E_TYPEMISMATCH unless its elements are 16-bit
 /// numbers, DISP_E_BADINDEX unless it has one index that starts at 0, E_INVALIDARG if it is null, has no
 /// storage, or has more than 32767 elements.
 HRESULT ReadCodeArray(SAFEARRAY* array, std::vector<short>* codes) noexcept;
@@ -40,14 +39,14 @@ inline constexpr VARTYPE kVariantType<SAFEARRAY*> = VT_ARRAY | VT_I2;
 /// number and for anything else than an array, DISP_E_BADINDEX for an array with more than one index.
 HRESULT ConvertArray(const VARIANT& from, VARIANT* to) noexcept;
 
-/// An argument of a call by name, in the form in which the member takes it: a pointer to a T. Owns the
-/// converted copy, if one had to be made.
+/// An argument of a call by name, converted to what the member takes: a pointer to a T. Owns the converted
+/// copy, if there is one.
 template <class T>
 class Argument {
  public:
   explicit Argument(VARIANT& given) {
     VARIANT* variant = &given;
-    // What Visual Basic passes for a variable without a type.
+    // Visual Basic passes an untyped variable as a reference to a VARIANT.
     if (variant->vt == (VT_BYREF | VT_VARIANT) && variant->pvarVal) variant = variant->pvarVal;
     if (variant->vt == (VT_BYREF | kVariantType<T>)) {
       pointer_ = static_cast<T*>(variant->byref);
@@ -63,8 +62,8 @@ class Argument {
 
   /// S_OK, or why the argument can't be converted; Pointer() is null then.
   HRESULT Result() const { return result_; }
-  /// Points to the caller's own variable if that has just this type, so that the member can change it. Else
-  /// it points to a converted copy.
+  /// Points to the caller's variable if that has exactly this type, so that the member can change it;
+  /// otherwise to a converted copy.
   T* Pointer() const { return pointer_; }
 
  private:

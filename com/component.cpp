@@ -21,21 +21,21 @@ void __freeres();
 namespace halden::com {
 namespace {
 
-/// The drivers of the component, one for each thread that makes objects: a single-threaded apartment is a
-/// thread, and apartments share no state. The driver of a thread that has ended is deleted when the next
-/// thread asks for its own, unless an object still uses it.
+/// The drivers of the component, one for each thread that creates objects: a single-threaded apartment is one
+/// thread, and apartments share no state. The driver of a thread that has ended is deleted when another
+/// thread creates its driver, unless an object still uses it.
 class ThreadDrivers {
  public:
-  /// `module` as for WindowsPlatform.
+  /// `module` is the module handle that WindowsPlatform takes.
   explicit ThreadDrivers(void* module) : module_(module) {}
 
-  /// The calling thread's driver, made on first use. Any thread may call, but must use only what it gets
-  /// itself. Throws std::bad_alloc.
+  /// The calling thread's driver, created on first use. Any thread may call this, but a driver must only be
+  /// used on its own thread. Throws std::bad_alloc.
   std::shared_ptr<Driver> OfCallingThread();
 
  private:
-  /// Keeps a thread's identifier from being reused, as the system promises for as long as a handle is open.
-  /// So a new thread never finds the driver of one that has ended.
+  /// A handle of a thread. While it is open the system doesn't reuse the thread's identifier, so a new thread
+  /// never finds the driver of one that has ended.
   class ThreadHandle {
    public:
     explicit ThreadHandle(std::uint32_t thread);
@@ -98,7 +98,7 @@ std::shared_ptr<ThreadDrivers::ThreadDriver> ThreadDrivers::Find(std::uint32_t t
 
 void* module_handle = nullptr;
 std::atomic<long> holds = 0;
-ThreadDrivers* drivers = nullptr;  // not an object: at the end of the process it must not be destroyed
+ThreadDrivers* drivers = nullptr;  // a pointer, because it must not be destroyed at the end of the process
 
 }  // namespace
 

@@ -22,8 +22,8 @@ class KeepLoaded {
   KeepLoaded& operator=(const KeepLoaded&) = delete;
 };
 
-/// A new object of the calling thread's driver, which is made with the thread's first object. Null if there
-/// is no memory for it.
+/// Creates a driver object on the calling thread's driver, which is created with the thread's first object.
+/// Null if out of memory.
 std::shared_ptr<halden::IADC3> CreateDriverObject() noexcept;
 
 /// The module handle of the component.

@@ -8,8 +8,7 @@
 #include "com/component.h"
 #include "com/halden_text_object.h"
 
-// The four functions that the module exports, with what only they need: the class factory and the
-// registration.
+// The module's four exported functions, with the class factory and the registration.
 
 namespace halden::com {
 namespace {
@@ -98,7 +97,7 @@ std::wstring ComponentPath() {
   return length < 2048 ? std::wstring(path, length) : std::wstring();
 }
 
-/// What registration writes, besides the type library.
+/// The registry values that registration writes. The type library is registered separately.
 std::array<Entry, 8> Entries(const std::wstring& path) {
   const std::wstring key = ClassKey();
   return {{{kProgId, nullptr, kDescription},
@@ -117,7 +116,7 @@ bool Write(const Entry& entry) {
                          size) == ERROR_SUCCESS;
 }
 
-/// True if the key is gone afterwards, so also if it wasn't there.
+/// Deletes a key and everything below it. True if the key doesn't exist afterwards, even if it never did.
 bool Delete(const std::wstring& key) {
   const LSTATUS result = RegDeleteTreeW(HKEY_CLASSES_ROOT, key.c_str());
   return result == ERROR_SUCCESS || result == ERROR_FILE_NOT_FOUND;

@@ -10,7 +10,7 @@
 namespace halden::com {
 namespace {
 
-/// Hands a result out. A pointer that is null means that there was no memory for what it points to.
+/// Stores a result for the host. A null pointer as `value` means out of memory and gives E_OUTOFMEMORY.
 template <class Out, class In>
 HRESULT Give(Out* result, const In& value) {
   if constexpr (std::is_same_v<In, bool>) {
@@ -30,8 +30,8 @@ HRESULT Give(SAFEARRAY** result, const std::vector<short>& codes) {
   return Give<SAFEARRAY*, SAFEARRAY*>(result, NewCodeArray(codes));
 }
 
-/// One more reference for the length of a call. Test and ShowSetting dispatch messages, and the host's code
-/// that runs meanwhile may release its last reference.
+/// Holds an extra reference during a call. Test and ShowSetting dispatch messages, and the host's code that
+/// runs then may release its last reference.
 class Hold {
  public:
   explicit Hold(ADC3Vtable* object) : object_(object) { object_->AddRef(); }
@@ -234,8 +234,8 @@ HRESULT HaldenTextObject::StopRecord() {
 
 HRESULT HaldenTextObject::get_InputData(SAFEARRAY** result) {
   if (!result) return E_POINTER;
-  // The array is made first, because frames that InputData has taken can't be put back. No line is parsed in
-  // between, so the size is still right then.
+  // Allocate the array before taking the frames, because frames that InputData has taken can't be put back.
+  // No line is parsed in between, so the size doesn't change.
   const auto rows = static_cast<ULONG>(adc_->InputCountKadrs()) + 1;
   *result = NewCodeTable(static_cast<ULONG>(adc_->InputCountChannels()), rows);
   if (!*result) return E_OUTOFMEMORY;

@@ -9,12 +9,12 @@
 
 namespace halden::com {
 
-/// An object of the class: converts between COM's types and those of the driver of its thread. By name both
-/// of its interfaces know the members of both, because a script only ever gets IDispatch and can't query for
-/// IADC3.
+/// An object of the component's class. Converts between COM's types and those of the driver. Calls by name
+/// reach the members of both interfaces through either one, because a script only gets IDispatch and can't
+/// query for IADC3.
 class HaldenTextObject final : public ADC3Vtable, public HaldenTextClass {
  public:
-  /// A new object with one reference. Null if there is no memory for it.
+  /// Creates an object with one reference. Null if out of memory.
   static HaldenTextObject* Create() noexcept;
 
   HRESULT STDMETHODCALLTYPE QueryInterface(REFIID id, void** result) override;

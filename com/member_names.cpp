@@ -11,8 +11,8 @@
 namespace halden::com {
 namespace {
 
-/// The first of the component's own identifiers, far from those that type libraries use. halden_text.idl has
-/// it too.
+/// The first of the component's own identifiers, far from those that type libraries use. Also in
+/// halden_text.idl.
 constexpr DISPID kFirstOwnId = 0x48540001;
 
 /// A call by name.
@@ -24,7 +24,7 @@ struct ByName {
 
   /// The argument for the member's parameter at `place`. IDispatch passes them last to first.
   VARIANT& At(std::size_t place) const { return arguments.rgvarg[arguments.cArgs - 1 - place]; }
-  /// Keeps the first failure in *first, and the index of its argument in the host's order.
+  /// Records the first failure in *first, and the index of its argument in the host's order.
   void Note(std::size_t place, HRESULT outcome, HRESULT* first) {
     if (FAILED(*first) || SUCCEEDED(outcome)) return;
     *first = outcome;
@@ -35,8 +35,8 @@ struct ByName {
 template <auto member, bool gives>
 struct Caller;
 
-/// Calls `member` with the arguments converted to its parameter types. If it gives a result, the last
-/// parameter is the pointer to it and not one of the arguments.
+/// Calls `member` with the arguments converted to its parameter types. `gives`: the member has a result, so
+/// its last parameter points to the result and isn't an argument.
 template <class... T, HRESULT (STDMETHODCALLTYPE HaldenTextObject::*member)(T*...), bool gives>
 struct Caller<member, gives> {
   static HRESULT Call(ByName& call) { return Call(call, std::make_index_sequence<sizeof...(T) - gives>()); }
@@ -59,8 +59,8 @@ struct Caller<member, gives> {
   }
 };
 
-/// Takes nothing but the host's own variables, unconverted: a converted copy of the first would have room for
-/// one code only, and what the member writes to the other two would be lost.
+/// Accepts only references to the host's variables. A converted copy of the first argument would have room
+/// for only one code, and values written to copies of the other two would be lost.
 HRESULT CallGetData(ByName& call) {
   constexpr VARTYPE kTypes[] = {VT_BYREF | VT_I2, VT_BYREF | VT_I4, VT_BYREF | VT_I4};
   if (call.arguments.cArgs != std::size(kTypes)) return DISP_E_BADPARAMCOUNT;

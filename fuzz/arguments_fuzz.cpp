@@ -1,4 +1,5 @@
-// Words of a command line, separated by NUL: what can't be run is explained in one printable line.
+// The input is the words of a command line, separated by NUL. A command line that can't be run must be
+// explained in one printable line.
 
 #include <vector>
 

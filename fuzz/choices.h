@@ -8,7 +8,7 @@
 
 namespace halden {
 
-/// The decisions of a run, taken from bytes; zeros once they are used up.
+/// Takes the decisions of a run from the fuzzer's bytes; they are 0 once the bytes are used up.
 class Choices {
  public:
   Choices(const std::uint8_t* bytes, std::size_t size) : at_(bytes), end_(bytes + size) {}
@@ -29,7 +29,7 @@ class Choices {
   const std::uint8_t* end_;
 };
 
-/// Ends the program where a promise is broken.
+/// Aborts, which the fuzzer reports, unless `kept`. `promise` says what should have held.
 inline void Demand(bool kept, const char* promise) {
   if (kept) return;
   std::fprintf(stderr, "broken: %s\n", promise);

@@ -1,4 +1,4 @@
-// The input chooses calls of a host and their arguments. Every answer of the driver must match the model's.
+// The input chooses the host's calls and their arguments. Every result of the driver must match the model's.
 
 #include "fuzz/choices.h"
 #include "tests/host_model.h"

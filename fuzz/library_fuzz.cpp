@@ -1,4 +1,5 @@
-// Any answer of the device library: statuses, handles, counts, list entries and bytes are the input's.
+// The input is everything that the device library returns: statuses, handles, counts, list entries and bytes.
+// The driver must survive all of it.
 
 #include <cstring>
 
@@ -23,7 +24,7 @@ class AnyD2xx : public D2xx {
   }
   FT_STATUS FT_ListDevices(std::int32_t* number, void*, std::uint32_t) override { return Answer(number); }
   FT_STATUS FT_Open(std::int32_t index, FT_HANDLE* handle) override {
-    constexpr std::int32_t kMostDevices = 3;  // each silent one takes its seconds
+    constexpr std::int32_t kMostDevices = 3;  // each silent device costs seconds of waiting
     if (index >= kMostDevices) return 2;
     const FT_STATUS status = Answer(handle);
     if (status == FT_OK && *handle != -1) open_ = *handle;
@@ -66,7 +67,7 @@ class AnyD2xx : public D2xx {
 
  private:
   FT_STATUS Status() { return choices_.Below(8) == 1 ? 18 : FT_OK; }
-  /// Mostly a small count, at times any.
+  /// Usually a small count, sometimes any.
   template <class Count>
   FT_STATUS Answer(Count* count, int ordinary = 0) {
     const int kind = choices_.Below(8);

@@ -1,4 +1,5 @@
-// Texts of devices, files and other processes: no control character of them reaches a terminal.
+// The input is texts of devices, files and other processes. None of their control characters may reach the
+// terminal.
 
 #include <cstdio>
 #include <sys/mman.h>
@@ -17,7 +18,7 @@
 namespace halden::host {
 namespace {
 
-/// Takes what is written to a standard stream while it exists.
+/// Captures what is written to a standard stream while it exists.
 class Capture {
  public:
   explicit Capture(std::FILE* stream) : stream_(stream), saved_(dup(fileno(stream))) {
@@ -48,7 +49,7 @@ class Capture {
   const int saved_;
 };
 
-/// A registry that holds what the text says.
+/// A registry with this content.
 struct TextRegistry : RegistryBase {
   TextRegistry(const NumberRules& rules, RegistryTree holds) : RegistryBase(rules), tree(std::move(holds)) {}
   std::int32_t Read(const Operation& operation) override { return operation(tree); }
@@ -56,7 +57,7 @@ struct TextRegistry : RegistryBase {
   RegistryTree tree;
 };
 
-/// The settings in a registry of any content.
+/// A platform whose registry has any content.
 class Settings final : public SystemPlatform {
  public:
   Settings(RegistryTree tree, std::vector<std::string> notices)
@@ -78,7 +79,8 @@ class Settings final : public SystemPlatform {
                      all_.number_rules, all_.texts,       all_.toolkit};
 };
 
-/// A device with any serial number, which sends any bytes again and again or can't be opened for any reason.
+/// Runs a command on a device with any serial number, which sends any bytes over and over, or can't be
+/// opened.
 void RunWithDevice(Choices& choices, Arguments arguments, Progress& progress) {
   std::string serial = choices.Text(16);
   std::erase(serial, ',');

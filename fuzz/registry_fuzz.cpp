@@ -1,5 +1,5 @@
-// Content of a registry file: what can be read is written back the same, and nothing in it harms the driver's
-// settings or their export.
+// The input is a registry file. If it can be read, writing it back must give the same registry. The driver's
+// settings and their export must survive any content.
 
 #include "backends/registry/registry_text.h"
 #include "backends/sim/sim_platform.h"
@@ -12,7 +12,7 @@ namespace {
 
 const std::string kKey = "Software\\Corvane\\ADC\\Brackwell\\Halden-Text";
 
-/// A registry that holds what the text says.
+/// A registry with this content.
 struct TextRegistry : RegistryBase {
   TextRegistry(const NumberRules& rules, RegistryTree holds) : RegistryBase(rules), tree(std::move(holds)) {}
   std::int32_t Read(const Operation& operation) override { return operation(tree); }

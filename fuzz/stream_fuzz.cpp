@@ -1,5 +1,5 @@
-// Bytes of a device, cut anywhere, under any number rules: what is decoded in passes of the buffer is what
-// the full rules make of its lines one by one.
+// The input is the bytes of a device, split into reads anywhere, and number rules. Decoding them in passes of
+// the buffer must give the same values as reading each line by the full rules.
 
 #include <algorithm>
 #include <bit>
@@ -27,7 +27,7 @@ struct Given : ByteSource {
   std::string bytes;
 };
 
-/// A driver's decoding part with its state.
+/// The decoding part of a driver, with its state.
 struct Decoder {
   explicit Decoder(const NumberRules& rules) : parser(store, rules, 64) {
     InitRanges(store, rules);

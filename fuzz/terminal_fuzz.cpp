@@ -1,5 +1,5 @@
-// The bytes of a keyboard in any pieces, first through the key decoder alone, then through the forms on a
-// terminal that is kept in memory and resized at any time.
+// The input is the bytes of a keyboard, split anywhere. They go through the key decoder alone, then to the
+// forms on a terminal in memory that is resized at any time.
 
 #include <vector>
 
@@ -20,8 +20,8 @@ struct SentKey {
   std::vector<Key> keys;
 };
 
-/// What terminals send for keys, and broken characters and sequences that must not swallow the key after
-/// them; written down apart from the decoder's tables.
+/// The bytes that terminals send for keys, and broken characters and sequences that must not swallow the key
+/// after them. Written independently of the decoder's tables.
 const std::vector<SentKey>& SentKeys() {
   static const std::vector<SentKey> keys = {
       {"\r", {{KeyCode::kEnter}}},
@@ -82,7 +82,7 @@ void FeedInPieces(std::string_view bytes, std::uint32_t* now, Choices& choices, 
   }
 }
 
-/// Every key that is sent arrives, whatever its bytes' pieces.
+/// Every key that is sent must arrive, however its bytes are split.
 void SendKeys(Choices& choices) {
   KeyDecoder decoder;
   std::vector<Key> sent, received;
@@ -97,7 +97,7 @@ void SendKeys(Choices& choices) {
   Demand(sent == received, "every key that is sent arrives");
 }
 
-/// Any bytes give the same keys in one piece and in several.
+/// Any bytes must give the same keys in one piece and in several.
 void SendBytes(Choices& choices) {
   const std::uint32_t start = choices.Number();
   std::uint32_t now = start;
@@ -116,9 +116,9 @@ void SendBytes(Choices& choices) {
   Demand(expected == std::vector<Key>{{KeyCode::kCharacter, U'x'}}, "no byte is left after a pause");
 }
 
-/// A terminal that understands what the toolkit may send: text, cursor, style and clearing. It sends the keys
-/// that the input chooses, and hangs up at its end. After each key the toolkit must draw everything again,
-/// which must not change what is shown: what was drawn step by step was right.
+/// A terminal that understands what the toolkit may send: text, cursor moves, styles and clearing. It sends
+/// the keys that the input chooses and hangs up at the end of the input. After each key it makes the toolkit
+/// redraw everything. If that changes what is shown, the step-by-step drawing was wrong.
 class MemoryTerminal : public TextTerminal {
  public:
   explicit MemoryTerminal(Choices& choices) : choices_(choices) { Resize(80, 24); }
@@ -197,11 +197,11 @@ class MemoryTerminal : public TextTerminal {
   Choices& choices_;
   TerminalSize size_;
   std::vector<std::string> cells_;     // each with its style
-  std::vector<std::string> expected_;  // after the redraw that is under way; empty: none is
+  std::vector<std::string> expected_;  // what the current redraw must show; empty: no redraw is running
   std::string style_;
   int row_ = 1;              // of the cursor
   int column_ = 1;           // likewise
-  std::uint32_t reads_ = 0;  // one a millisecond
+  std::uint32_t reads_ = 0;  // calls of Read, which is also the time in ms
   bool redraws_ = false;
   bool hung_up_ = false;
 };

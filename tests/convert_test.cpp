@@ -9,7 +9,7 @@
 namespace halden::host {
 namespace {
 
-/// Lines that count, and so many that they come in several portions.
+/// Numbered lines, enough of them to be read in several pieces.
 std::string Counting(const std::string& separator, const std::string& end) {
   std::string lines;
   for (int i = 0; i < 9000; ++i)

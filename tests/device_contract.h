@@ -9,10 +9,10 @@
 
 namespace halden {
 
-/// Two devices of one kind that say nothing by themselves, each with a COM number.
+/// Two devices of one kind, each with a COM number. They send nothing unless told to.
 struct DevicesUnderTest {
   std::shared_ptr<EmulatedD2xx> library;
-  /// Lets the device at this place of the list, which is open by this handle, say these bytes.
+  /// Makes the device at this index send these bytes; it is open with this handle.
   std::function<void(std::size_t, FT_HANDLE, const std::string&)> say;
 };
 
@@ -23,7 +23,7 @@ struct DeviceBackend {
   friend void PrintTo(const DeviceBackend& backend, std::ostream* out) { *out << backend.name; }
 };
 
-/// What holds for every kind of device. A backend instantiates the suite in the file of its own tests.
+/// The contract of every kind of device. Each backend instantiates the suite in its own test file.
 class DeviceContract : public testing::TestWithParam<DeviceBackend> {
  protected:
   void SetUp() override { ASSERT_EQ(library_.FT_CreateDeviceInfoList(&listed_), FT_OK); }
@@ -38,7 +38,7 @@ class DeviceContract : public testing::TestWithParam<DeviceBackend> {
     std::uint32_t read = 0;
     return library_.FT_Read(handle, bytes.data(), most, &read) == FT_OK ? bytes.substr(0, read) : "failed";
   }
-  /// Returns when the bytes have arrived, nothing having waited before.
+  /// Makes the device send bytes and waits until they have arrived. No bytes may be waiting before.
   void Say(std::size_t index, FT_HANDLE handle, const std::string& bytes) {
     devices_.say(index, handle, bytes);
     for (std::uint32_t count = 0; count < bytes.size();)

@@ -27,7 +27,7 @@ void Log(const char* call) {
   if (file_calls) file_calls->calls += call;
 }
 
-/// Whether a call is to fail as if a signal had interrupted it.
+/// Whether this call must fail as if a signal had interrupted it.
 bool IsInterrupted() {
   thread_local bool last = false;
   last = interrupting && !last;
@@ -35,7 +35,7 @@ bool IsInterrupted() {
   return last;
 }
 
-/// Counts an allocation. Whether it has to fail.
+/// Counts an allocation and returns whether it must fail.
 bool Fails() {
   if (plan.first == 0 || plan.pauses > 0) return false;
   ++plan.count;

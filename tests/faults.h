@@ -13,7 +13,7 @@
 
 namespace halden {
 
-/// Blocks of operator new that are in use, of all threads.
+/// Number of blocks allocated with operator new and not yet freed, on all threads.
 std::int64_t LiveAllocations();
 
 /// Makes allocations of this thread fail: operator new, and calloc called by the driver itself. `first`
@@ -68,7 +68,7 @@ class Faults {
 
   /// Names of the calls since Inject, without GetQueueStatus, which the driver polls.
   std::vector<std::string> calls;
-  /// While set, Trace and Make write down what happens, for TakeTrace.
+  /// While set, Trace and Make record what happens, for TakeTrace.
   bool tracing = false;
   /// Calls for which it returns true fail as well.
   std::function<bool(const std::string& call)> fails;
@@ -81,7 +81,7 @@ class Faults {
   /// The first call that went wrong; empty if none did.
   const std::string& FaultyCall() const { return faulty_call_; }
 
-  /// Handles are told apart by the interface that they belong to.
+  /// A handle is identified by its interface and its number.
   void Opened(const void* interface, std::int64_t handle, const std::string& call) {
     if (!open_.emplace(std::pair(interface, handle), call).second)
       misuses_.push_back(call + " gave a handle that was open");
@@ -104,7 +104,7 @@ class Faults {
     if (trace_.empty() || trace_.back().first != line) trace_.emplace_back(line, 0);
     ++trace_.back().second;
   }
-  /// What has been noted since the last call, in lines that end where something comes to rest.
+  /// Returns the trace since the last call, and clears it.
   std::string TakeTrace() {
     std::string text;
     for (const auto& [line, times] : std::exchange(trace_, {})) {

@@ -207,7 +207,7 @@ class FaultyTexts : public FaultyInterface<TextResources> {
   ComponentVersion Version() override { return real_.Version(); }
 };
 
-/// Creating a window can fail. That a window can't be shown is a kLoss: the display is gone.
+/// Creating a window can fail. A window that can't be shown is a kLoss: the display is gone.
 class FaultyToolkit : public FaultyInterface<Toolkit> {
  public:
   using FaultyInterface::FaultyInterface;
@@ -281,8 +281,8 @@ struct FaultyDriver {
     sim.toolkit().Play({user::PickRow("lstPort", 0), user::PickRow("cboCh", 1), user::Press("cmdOK")});
   }
 
-  /// Lets the first device say this during its probe. The probe's opening serves the queue once before it
-  /// purges the device, so the bytes come in the second pass.
+  /// Makes the first device send these bytes while it is probed. Opening serves the queue once before it
+  /// purges the device, so the bytes are sent in the second pass.
   void FeedDuringProbe(const std::string& bytes) {
     const auto feed = [=, this] { sim.device(0).Feed(bytes); };
     sim.clock().Post([=, this] { sim.clock().Post(feed); });

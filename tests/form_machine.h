@@ -5,7 +5,7 @@
 
 namespace halden {
 
-/// What the forms stand on, with a scripted user: three devices of which the second could not be opened.
+/// A platform and store for tests of the forms: three devices, the second of which can't be opened.
 struct FormFixture {
   explicit FormFixture(SimOptions machine = {})
       : sim({"sim:com=5,baud=9600", "sim:busy", "sim:com=12,baud=19200"}, machine) {

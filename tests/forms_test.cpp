@@ -12,7 +12,7 @@ namespace {
 
 using Texts = std::vector<std::string>;
 
-/// The forms with a user at a window in memory, on a machine of whose calls some fail.
+/// The forms on windows in memory, with a scripted user, on a platform where some calls fail.
 struct Forms : FormFixture {
   using FormFixture::FormFixture;
 
@@ -20,7 +20,7 @@ struct Forms : FormFixture {
     script.Play(steps);
     return Ask(dialog, presets);
   }
-  /// In the system's dialog the user chooses a line rate; 0: cancels.
+  /// Makes the user choose a baud rate in the system's dialog; 0: cancel it.
   void ChooseRate(std::uint32_t rate) {
     sim.library().SetLineSettingsDialog([=](const std::string&, Dcb* line) { return line->BaudRate = rate; });
   }

@@ -14,9 +14,9 @@
 
 namespace halden {
 
-/// A host that makes random calls of IADC3, with pauses, and compares the driver after each with a model of
-/// everything that a host can see. In the model the ring is a deque, and a channel is a value and a range
-/// row. `Choices` makes the decisions: Below(bound) returns 0 to bound - 1, Number any 32-bit number.
+/// A host that makes random calls to IADC3, with pauses. After each call it compares everything that a host
+/// can see of the driver with a model, in which the ring is a deque and a channel is a value and a range row.
+/// `Choices` makes the decisions: Below(bound) returns 0 to bound - 1, Number any 32-bit number.
 template <class Choices>
 class HostModel {
  public:
@@ -147,7 +147,7 @@ class HostModel {
     sim_.clock().RunFor(1);
   }
 
-  /// Nothing comes but an empty line and the blank that begins the next one.
+  /// A pause in which the device sends only an empty line and the first blank of the next one.
   void Pause() {
     if (detected_) sim_.device(0).Feed("\r ");
     Tick();
@@ -298,7 +298,7 @@ class HostModel {
 
   std::int32_t Waiting() const { return static_cast<std::int32_t>(ring_.size()); }
 
-  /// Everything that a host can look at without changing it.
+  /// Compares everything that a host can read without changing it.
   void Compare() {
     const auto width = static_cast<std::int16_t>(width_);
     Expect("Busy", adc_->Busy(), busy_);

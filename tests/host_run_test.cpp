@@ -14,14 +14,14 @@
 namespace halden::host {
 namespace {
 
-/// What a run of the host has printed.
+/// The output of a run of the host.
 struct Printed {
   int code = -1;
   std::string out = {};
   std::string err = {};
 };
 
-/// Runs a command line, which holds words between blanks. `prepare` gets the machine before the run.
+/// Runs a command line of words separated by blanks. `prepare` is called with the platform before the run.
 Printed RunHost(
     const std::string& line, const FixedNumberRules& rules = FixedNumberRules::C(),
     const std::function<void(VirtualMachine&)>& prepare = [](VirtualMachine&) {}) {
@@ -48,7 +48,7 @@ Printed RunHost(
   return printed;
 }
 
-/// A device, and what a user who records it reads and gets.
+/// A device, and what recording it prints and writes.
 struct DeviceKind {
   std::string line;           ///< sent ten times a second for ten seconds; empty: `options` names the device
   const char* recorded = "";  ///< the last line of the CSV; empty: the device is not recognised

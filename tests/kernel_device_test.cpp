@@ -100,7 +100,7 @@ DevicesUnderTest InAFakeSystem() {
           [tree](std::size_t index, FT_HANDLE, const std::string& bytes) { tree->ptys[index].Write(bytes); }};
 }
 
-/// Two real chips that send back what they receive.
+/// Two real chips, which echo what they receive.
 DevicesUnderTest OnARealKernel() {
   const auto listed = std::make_shared<ListedDevices>("/");
   return {std::shared_ptr<EmulatedD2xx>(listed, &listed->library),

@@ -38,7 +38,7 @@ inline FormStep SeeFocus(std::string control) {
   return [=](FormUser& user) { EXPECT_EQ(user.Focus(), control); };
 }
 
-/// What a user does in the port dialog of a FormFixture, and what comes of it.
+/// The steps of a user in the port dialog of a FormFixture, and the expected result.
 struct Flow {
   const char* name;
   Choice expected;
@@ -48,7 +48,7 @@ struct Flow {
   SimOptions machine = {};
 };
 
-/// They hold on every backend of the toolkit.
+/// Flows that must give the same result on every backend of the toolkit.
 inline std::vector<Flow> PortDialogFlows() {
   const Choice as_preset{true, 2, 3, 12.5f}, cancelled{false, 2, 3, 12.5f};
   const FormStep ok = Enter(), stays = SeeFocus("cboRate");

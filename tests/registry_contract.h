@@ -18,7 +18,7 @@ struct RegistryBackend {
   friend void PrintTo(const RegistryBackend& backend, std::ostream* out) { *out << backend.name; }
 };
 
-/// What holds for every registry, with an empty HKEY_CURRENT_USER.
+/// The contract of every registry. HKEY_CURRENT_USER is empty at the start.
 struct RegistryContract : testing::TestWithParam<RegistryBackend> {
   static constexpr std::uint32_t kAll = KEY_WRITE | KEY_QUERY_VALUE | KEY_ENUMERATE_SUB_KEYS;
 

@@ -9,10 +9,10 @@
 namespace halden {
 namespace {
 
-/// Listens to the only device of an option, from its opening on.
+/// Opens the only device of an option and reads what it sends.
 struct Listening {
   explicit Listening(const std::string& option) : sim({option}) { EXPECT_EQ(device.Open(), FT_OK); }
-  /// What it has said after so many milliseconds.
+  /// The bytes that it sends in the next `milliseconds`.
   std::string Hear(std::uint32_t milliseconds) {
     clock.Sleep(milliseconds);
     std::string said(ByteQueue::kCapacity, '\0');

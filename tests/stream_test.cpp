@@ -27,7 +27,7 @@ struct Memory : ByteSource {
   std::string bytes;
 };
 
-/// The part of a driver that decodes, with its state, as a detection of this many channels leaves it.
+/// The decoding part of a driver, in the state after detection of a device with this many channels.
 struct Decoder {
   explicit Decoder(const NumberRules& rules = kPoint, std::int16_t channels = 3) : parser(store, rules, 64) {
     InitRanges(store, rules);
@@ -224,7 +224,7 @@ class RandomText {
   std::mt19937 random_{20011};
 };
 
-/// The rules of framing on a plain string: what one pass takes of the bytes held, line by line, and leaves.
+/// The framing rules on a plain string: removes the lines that one pass takes from `held`, and returns them.
 std::vector<std::string> LinesOfPass(std::string& held) {
   std::vector<std::string> lines;
   std::size_t begin = 0;
@@ -237,7 +237,8 @@ std::vector<std::string> LinesOfPass(std::string& held) {
   return lines;
 }
 
-/// Two decoders in the same state: one is fed as a device feeds it, the other line by line by the full rules.
+/// Two decoders in the same state. One gets the bytes as a device sends them, the other line by line by the
+/// full rules.
 struct Twin {
   Twin(const NumberRules& rules, const std::string& separator, std::int16_t channels)
       : passes(rules, channels), plain(rules, channels) {
@@ -250,7 +251,7 @@ struct Twin {
     }
   }
 
-  /// What comes in one pass.
+  /// Gives both decoders the bytes of one pass.
   void Feed(const std::string& bytes) {
     held += bytes;
     EXPECT_EQ(passes.Receive(bytes), static_cast<std::int32_t>(bytes.size()));

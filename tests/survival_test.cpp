@@ -16,7 +16,7 @@ const std::string kSpeaks = "sim:columns=2,signal=ramp,rate=2000,baud=921600,com
 const std::string kNoise = "sim:text=words,rate=2000,baud=1000000";
 const std::string kKey = "Software\\Corvane\\ADC\\Brackwell\\Halden-Text";
 
-/// How the driver comes to its device, which is the last of the list.
+/// A way in which the driver finds its device, which is the last of the list.
 struct Way {
   const char* name;
   std::vector<std::string> devices;
@@ -99,7 +99,7 @@ void ExpectConsecutive(const Way& way, const Codes& codes) {
   }
 }
 
-/// A life in which nothing goes wrong finds the device, records, shows the window and stores the port.
+/// Expects that a life without faults finds the device, records, shows the window and stores the port.
 void ExpectCleanLife(FaultyDriver& driver, const Way& way) {
   SCOPED_TRACE("in the life without faults");
   driver.faults.Inject({});
@@ -153,7 +153,7 @@ const Fault kFaults[] = {
        d.sim.toolkit().SetCanShow(!lost);
      }}};
 
-/// No life makes as many calls, passes or allocations. A fault that adds some each time ends here.
+/// More calls, passes or allocations than any life makes. Stops a fault that adds some each time.
 constexpr int kMost = 1000;
 
 /// Calls `run` with the numbers from 1 until it returns false, and fails the test if that never happens.
@@ -166,8 +166,8 @@ int ForEachNumber(const std::string& what, const std::function<bool(int number)>
   }
 }
 
-/// A life in which one call goes wrong, or it and all later ones, and a life without faults afterwards.
-/// Whether there was such a call.
+/// Runs a life in which one call (or it and all later ones) goes wrong, then a life without faults. Returns
+/// whether there was a call with this number.
 bool LiveWith(const Way& way, const Fault& fault, int call, bool and_later) {
   FaultyDriver driver(way.devices);
   driver.faults.Inject(fault.Plan(driver, call, and_later));

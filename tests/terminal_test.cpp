@@ -15,9 +15,9 @@ const std::string up = "\x1b[A", down = "\x1b[B", right = "\x1b[C", left = "\x1b
                   del = "\x1b[3~", backspace = "\x7f", enter = "\r", escape = "\x1b", alt = escape,
                   f4 = "\x1bOS", alt_down = "\x1b[1;3B", alt_f4 = "\x1b[1;3S";
 
-/// The forms on a terminal, and a user who carries out steps with the keyboard: first what is in `keys`, then
-/// one step after another, each when the step before it has been drawn. Message boxes are dismissed first. A
-/// user with nothing left to do hangs up.
+/// The forms on a terminal, with a user at the keyboard, who first presses `keys` and then carries out the
+/// steps, each after the step before it has been drawn. Message boxes are dismissed first. After the last
+/// step the user hangs up.
 struct KeyUser : FormFixture, TextTerminal, FormUser {
   using FormFixture::FormFixture;
 

@@ -11,8 +11,8 @@
 
 namespace halden {
 
-/// A machine on a virtual clock, as the host's commands need it. Nobody sits at it: without --answer the port
-/// dialog is cancelled.
+/// A platform on a virtual clock for the host's commands. It has no user: without --answer the port dialog is
+/// cancelled.
 class VirtualMachine final : public SystemPlatform {
  public:
   VirtualMachine(const SystemPlatformOptions& options, const FixedNumberRules& rules)

@@ -3,8 +3,8 @@
 
 usage: branches.py PROFILE PROGRAM...
 
-A branch is one outcome of a condition in the source. The line numbers at the end of a row are those of conditions of
-which an outcome was never taken. The backends and com/ aren't listed: much of them can only run on other machines.
+A branch is one outcome of a condition in the source. Each row ends with the line numbers of the conditions that have an
+outcome that was never taken. backends/ and com/ aren't listed, because much of them can only run on other machines.
 """
 import collections
 import json
@@ -27,7 +27,7 @@ def main():
             continue
         outcomes = collections.Counter()
         for branch in file["branches"]:
-            # The same place occurs once for each instantiation of a template; an outcome of any of them counts.
+            # Each instantiation of a template lists the same place again; an outcome taken in any of them counts.
             place, counts = tuple(branch[:4]), branch[4:6]
             for outcome, count in enumerate(counts):
                 outcomes[place, outcome] += count

@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""Checks that includes point only to layers below, and that no headers include each other in a circle.
+"""Checks that files include only from layers below their own, and that no headers include each other in a cycle.
 
 usage: check_includes.py [ROOT]
 """

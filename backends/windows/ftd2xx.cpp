@@ -11,7 +11,7 @@ constexpr FT_STATUS kInsufficientResources = 5;  // one of the library's own fai
 
 const ftd2xx::Handle kNoHandle = reinterpret_cast<ftd2xx::Handle>(std::intptr_t{-1});
 
-/// The driver's form of a row. The row's handle is left out: it would not be one of ours.
+/// Converts a row to the driver's layout. The handle is left out, because it isn't one of ours.
 FT_DEVICE_LIST_INFO_NODE Narrow(const ftd2xx::Node& wide) {
   FT_DEVICE_LIST_INFO_NODE node;
   node.Flags = wide.Flags;
@@ -34,14 +34,13 @@ FT_STATUS ImportedD2xx::FT_CreateDeviceInfoList(std::int32_t* count) {
   return ftd2xx::FT_CreateDeviceInfoList(reinterpret_cast<std::uint32_t*>(count));
 }
 
-/// The rows differ in size between the widths (the handle), so the library fills rows of its own layout
-/// first.
+/// The library's rows are larger than ours in 64 bits (the handle), so it fills rows in its own layout first.
 FT_STATUS ImportedD2xx::FT_GetDeviceInfoList(FT_DEVICE_LIST_INFO_NODE* nodes, std::int32_t* count) {
   try {
     std::vector<ftd2xx::Node> wide(static_cast<std::size_t>(std::max(*count, 0)));
     auto filled = static_cast<std::uint32_t>(wide.size());
     if (const FT_STATUS status = ftd2xx::FT_GetDeviceInfoList(wide.data(), &filled)) return status;
-    // Never more than there was room for, whatever count the library writes.
+    // Don't trust the library's count beyond the room that it was given.
     wide.resize(std::min<std::size_t>(filled, wide.size()));
     std::transform(wide.begin(), wide.end(), nodes, Narrow);
     *count = static_cast<std::int32_t>(wide.size());
@@ -60,7 +59,7 @@ FT_STATUS ImportedD2xx::FT_Open(std::int32_t index, FT_HANDLE* handle) {
   if (const FT_STATUS status = ftd2xx::FT_Open(index, &native)) return status;
   try {
     open_[++last_handle_] = native;
-  } catch (const std::bad_alloc&) {  // unknown to us it could never be closed
+  } catch (const std::bad_alloc&) {  // close it now: without an entry in open_ it never could be
     ftd2xx::FT_Close(native);
     return kInsufficientResources;
   }

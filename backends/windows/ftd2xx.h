@@ -4,8 +4,8 @@
 
 #include "platform/d2xx.h"
 
-// The vendor's device library, FTD2XX.DLL: what it exports of the calls in platform/d2xx.h, and the backend
-// over it. Its handles are as wide as a pointer, the driver's have 32 bits.
+// The vendor's device library, FTD2XX.DLL: declarations of the functions that platform/d2xx.h needs, and the
+// backend that calls them. The library's handles are as wide as a pointer; the driver's have 32 bits.
 
 /// The linkage of the calls. Empty where the library itself is built, as the tests do with a stand-in for it.
 #ifndef HALDEN_FTD2XX
@@ -90,11 +90,10 @@ class ImportedD2xx final : public D2xx {
   FT_STATUS FT_Purge(FT_HANDLE handle, std::uint32_t mask) override;
 
  private:
-  /// The library's own handle. For a handle that isn't open, the value that the library takes for none.
+  /// The library's handle for one of ours; an invalid handle if ours isn't open.
   void* Native(FT_HANDLE handle) const;
 
-  /// The driver's 32-bit handles, each with the library's, which is as wide as a pointer. Numbers are never
-  /// used twice.
+  /// The library's handle for each of our 32-bit handles. Our numbers are never reused.
   std::map<FT_HANDLE, void*> open_;
   FT_HANDLE last_handle_ = 0;
 };

@@ -24,13 +24,13 @@ bool HasFace(const GdiObject& font, const wchar_t* face) {
   return lstrcmpiW(used, face) == 0;
 }
 
-/// The layout's colour as the system has it.
+/// Converts a layout's colour to an RGB colour.
 COLORREF SystemColor(Color color) {
   constexpr Color kOfSystem = 0x80000000;
   return (color & kOfSystem) ? GetSysColor(static_cast<int>(color & ~kOfSystem)) : color;
 }
 
-/// A font that the system doesn't have is replaced by a similar one. Null if there is no room for it.
+/// Creates a font, or a similar one if the system doesn't have it. Null if the system is out of resources.
 GdiObject MakeFont(const Font& font, int dots_per_inch) {
   constexpr double kPointsPerInch = 72;
   LOGFONTW wanted{};
@@ -47,7 +47,7 @@ GdiObject MakeFont(const Font& font, int dots_per_inch) {
   return HasFace(other, wanted.lfFaceName) ? std::move(other) : std::move(made);
 }
 
-/// What CreateWindowEx makes a kind of control of.
+/// The arguments of CreateWindowEx for a kind of control.
 struct NativeKind {
   const wchar_t* window_class;
   DWORD style;

@@ -8,7 +8,7 @@
 
 namespace halden {
 
-/// Owns a font or a brush of the system. Null if the system had no room for it.
+/// Owns a font or a brush of the system. Null if the system was out of resources.
 class GdiObject {
  public:
   GdiObject() = default;
@@ -38,21 +38,21 @@ inline int ToDots(int twips, int dots_per_inch) {
   return MulDiv(twips, dots_per_inch, kTwipsPerInch);
 }
 
-/// A control of the system with its layout. The system destroys its window together with the form's.
-/// Texts are UTF-8. A call that the control's kind has no use for does nothing.
+/// A system control with its layout. The system destroys its window together with the form's. Texts are
+/// UTF-8. Calls that make no sense for the control's kind do nothing.
 class Win32Control {
  public:
   /// `id` is the control's number within the form, as WM_COMMAND gives it.
   Win32Control(ControlLayout layout, HWND form, int id);
 
   const ControlLayout& Layout() const { return layout_; }
-  /// Null if the system had no room for the window.
+  /// Null if the window couldn't be created.
   HWND Handle() const { return window_; }
   bool CanFocus() const { return layout_.kind != ControlKind::kLabel && IsWindowEnabled(window_); }
 
   /// Sets font, position and size for a screen of this density.
   void Place(int dots_per_inch);
-  /// False if there is no such font; the one before stays.
+  /// False, with the font unchanged, if there is no such font.
   bool SetFontCharset(std::uint8_t charset);
   /// Answers a WM_CTLCOLOR message: sets the text's colours and returns the brush for the background.
   HBRUSH Paint(HDC drawing) const;
@@ -65,7 +65,7 @@ class Win32Control {
   void ClearRows();
   void AddRow(const std::string& text);
   void SetRow(int row, const std::string& text);
-  /// A row that doesn't exist selects none. True if the selected row is another one now; `click` isn't run.
+  /// Selects a row; none if it doesn't exist. True if the selection changed. Doesn't run `click`.
   bool SelectRow(int row);
   /// -1 if none is selected.
   int SelectedRow() const;

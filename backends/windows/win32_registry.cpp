@@ -15,7 +15,7 @@ HKEY Narrow(::HKEY key) {
   return static_cast<HKEY>(reinterpret_cast<std::uintptr_t>(key));
 }
 
-/// The same number under the system's type for it, which is another one (unsigned long).
+/// Converts the pointer to the system's type, which has the same size (unsigned long).
 DWORD* Number(std::uint32_t* number) {
   static_assert(sizeof(DWORD) == sizeof *number);
   return reinterpret_cast<DWORD*>(number);
@@ -40,7 +40,7 @@ std::int32_t Win32Registry::RegCreateKeyExA(HKEY parent, const std::string& path
   return result;
 }
 
-/// Closing a root is skipped: the system would accept it and drop what it keeps open for the whole process.
+/// Doesn't close roots: the system would allow it and drop a handle that the whole process shares.
 std::int32_t Win32Registry::RegCloseKey(HKEY key) {
   return IsRootKey(key) ? ERROR_SUCCESS : ::RegCloseKey(Native(key));
 }

@@ -16,7 +16,7 @@ constexpr char kUnknown = '?';
 constexpr wchar_t kNarrowNoBreakSpace = 0x202F;
 constexpr wchar_t kNoBreakSpace = 0x00A0;
 
-/// The character's byte in the ANSI code page, "?" if it has none or takes two bytes there.
+/// The character's byte in the ANSI code page; "?" if it has none or needs two bytes.
 char AnsiCharacter(char32_t character) {
   if (character < 0x80) return static_cast<char>(character);
   if (character > 0xFFFF) return kUnknown;
@@ -37,12 +37,13 @@ char32_t WideCharacter(char ansi) {
   return undefined ? U'?' : wide;
 }
 
-/// The first character of one of the user's separators. `otherwise` if the locale has none, or one that the
-/// code page lacks: no text of the device can hold it then.
+/// The first character of one of the user's separators. `otherwise` if the locale has none, or if the code
+/// page lacks it, since no text of a device can contain it then.
 char Separator(LCTYPE kind, char otherwise) {
   wchar_t text[8] = {};
   if (GetLocaleInfoW(LOCALE_USER_DEFAULT, kind, text, 8) == 0 || text[0] == 0) return otherwise;
-  // Some locales group by a narrow space that is in no code page. Its wide sister is what people type.
+  // Some locales group digits with a narrow no-break space, which no code page has. Use the normal one, which
+  // people type anyway.
   const char mark = AnsiCharacter(text[0] == kNarrowNoBreakSpace ? kNoBreakSpace : text[0]);
   return mark == kUnknown ? otherwise : mark;
 }
@@ -109,7 +110,7 @@ std::uint32_t ResourceTexts::FormatMessageA(std::uint32_t flags, const char* sou
                           reinterpret_cast<va_list*>(const_cast<char**>(arguments)));
 }
 
-/// Reads the block directly: the system's own calls for it would bring in another DLL.
+/// Reads the version block directly, because the system's functions for it need another DLL.
 ComponentVersion ResourceTexts::Version() {
   const auto module = static_cast<HINSTANCE>(module_);
   const wchar_t* const version_type = MAKEINTRESOURCEW(16);

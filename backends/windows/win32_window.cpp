@@ -153,7 +153,7 @@ BOOL CALLBACK Win32Window::Disable(HWND window, LPARAM data) {
   if (window == modal.window_ || !IsWindowVisible(window) || !IsWindowEnabled(window)) return TRUE;
   try {
     modal.disabled_.push_back(window);
-  } catch (...) {  // left enabled: a window that isn't noted would never be enabled again
+  } catch (...) {  // out of memory: leave it enabled, since nothing would enable it again
     return FALSE;
   }
   EnableWindow(window, FALSE);
@@ -181,11 +181,11 @@ void Win32Window::ServeLoop() {
   }
 }
 
-/// Hands a message to the dialog, after mending two habits of the system's.
+/// Passes a message to the dialog, and works around two quirks of the system.
 void Win32Window::Dispatch(MSG& message) {
   const int control = Find(message.hwnd);
   if (message.message == WM_LBUTTONDOWN) pressed_ = control;
-  // A multi-line text box would keep these keys, although its text can't be edited. The dialog gets them.
+  // A multi-line text box would consume these keys even though it is read-only. Give them to the dialog.
   const bool dialog_key =
       message.message == WM_KEYDOWN &&
       (message.wParam == VK_TAB || message.wParam == VK_RETURN || message.wParam == VK_ESCAPE);
@@ -196,7 +196,7 @@ void Win32Window::Dispatch(MSG& message) {
     DispatchMessageW(&message);
   }
   if (message.message != WM_LBUTTONUP || std::exchange(pressed_, -1) != control || control < 0) return;
-  // A list box reports a click only if it changes the selection. The form wants every click.
+  // A list box reports a click only if it changes the selection, but the form needs every click.
   if (controls_[control].Layout().kind != ControlKind::kListBox) return;
   const LRESULT row = SendMessageW(message.hwnd, LB_ITEMFROMPOINT, 0, message.lParam);
   if (row == controls_[control].SelectedRow()) Click(control);
@@ -207,7 +207,7 @@ void Win32Window::SetTopmost(bool topmost) {
 }
 
 void Win32Window::SetEnabled(int control, bool enabled) {
-  // The focus moves on first: from a disabled control the keyboard can't leave.
+  // Move the focus away first: the keyboard can't leave a disabled control.
   if (!enabled && visible_ && FocusedControl() == control) SendMessageW(window_, WM_NEXTDLGCTL, 0, FALSE);
   EnableWindow(controls_[control].Handle(), enabled);
 }
@@ -274,7 +274,7 @@ INT_PTR Win32Window::Serve(UINT message, WPARAM word, LPARAM data) {
                          : reinterpret_cast<INT_PTR>(controls_[control].Paint(reinterpret_cast<HDC>(word)));
     }
     case WM_DPICHANGED: {
-      // The place that the system suggests keeps the window under the pointer that drags it.
+      // The position suggested by the system keeps the window under the pointer that drags it.
       const auto& place = *reinterpret_cast<const RECT*>(data);
       const auto [width, height] = Fit();
       SetWindowPos(window_, nullptr, place.left, place.top, width, height, SWP_NOZORDER | SWP_NOACTIVATE);
@@ -354,9 +354,9 @@ int Win32Window::FocusTarget(const MSG& message) const {
   }
 }
 
-/// Asks `validate` of the control with the focus whether the focus may leave it, and returns true if it may
-/// not. Asked before the message is dispatched: the system reports the loss of the focus only afterwards, and
-/// a button that was clicked would be pressed all the same.
+/// Runs `validate` of the control with the focus, and returns true if the focus must stay. Must be called
+/// before the message is dispatched: the system reports the loss of the focus only afterwards, when it is too
+/// late to keep a clicked button from being pressed.
 bool Win32Window::KeepsFocus(const MSG& message) {
   const int focused = FocusedControl();
   if (focused < 0 || !controls_[focused].Layout().validate) return false;

@@ -13,17 +13,17 @@ void ShowPointer(Pointer pointer);
 /// Whether windows of this process appear on a screen. False in a service.
 bool CanShowWindows();
 
-/// A dialog of the system. Every call must come on the thread that made it.
+/// A system dialog. All calls must be made on the thread that created it.
 class Win32Window final : public Window {
  public:
-  /// `module` holds the icons. `pointer` is the pointer's shape over the window, read anew at each move; it
+  /// `module` holds the icons. `pointer` is the pointer's shape over the window; it is read at each move and
   /// must outlive the window.
   Win32Window(WindowLayout layout, HINSTANCE module, const Pointer& pointer);
   ~Win32Window() override;
   Win32Window(const Win32Window&) = delete;
   Win32Window& operator=(const Win32Window&) = delete;
 
-  /// False if the system had no room for the window or one of its controls.
+  /// False if the window or one of its controls couldn't be created.
   bool Complete() const;
 
   std::uintptr_t Handle() const override { return reinterpret_cast<std::uintptr_t>(window_); }

@@ -45,10 +45,10 @@ class Win32Timer final : public PeriodicTimer {
 
   bool Enabled() const { return state_->window != nullptr; }
 
-  /// Leaves the timer off if the system has no room for the window or the timer.
+  /// Leaves the timer off if the window or the timer can't be created.
   void Start() {
     auto owned = std::make_unique<std::shared_ptr<State>>(state_);
-    // A class that every system has, so that no class of ours has to be registered and taken out again.
+    // Use a window class of the system, so that we needn't register and unregister one.
     const HWND window =
         CreateWindowExW(0, L"Message", nullptr, 0, 0, 0, 0, 0, HWND_MESSAGE, nullptr, nullptr, nullptr);
     if (!window) return;

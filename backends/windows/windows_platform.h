@@ -8,8 +8,8 @@
 
 namespace halden {
 
-/// The configuration of the system's COM ports. Windows keeps the value of a handle within 32 bits even in a
-/// 64-bit process, so a CommHandle holds it whole.
+/// The configuration of the system's COM ports. A Windows handle has at most 32 significant bits, even in a
+/// 64-bit process, so it fits into a CommHandle.
 class Win32CommConfig final : public CommConfigApi {
  public:
   bool GetDefaultCommConfigA(const std::string& name, void* config, std::uint32_t* size) override;
@@ -20,7 +20,7 @@ class Win32CommConfig final : public CommConfigApi {
   void CloseHandle(CommHandle port) override;
 };
 
-/// The system's registry. Keys keep their value within 32 bits too.
+/// The system's registry. Its key handles fit into 32 bits too.
 class Win32Registry : public RegistryApi {
  public:
   std::int32_t RegOpenKeyExA(HKEY parent, const std::string& path, std::uint32_t access, HKEY* key) override;
@@ -45,10 +45,10 @@ class Win32Clock final : public Clock {
  public:
   std::uint32_t GetTickCount() override;
   void Sleep(std::uint32_t milliseconds) override;
-  /// Dispatches what is waiting, for 50 ms at most. WM_QUIT is posted again for the host's loop.
+  /// Dispatches the waiting messages, for at most 50 ms. WM_QUIT is posted again for the host's loop.
   void ServeMessages() override;
   void WaitForMessages(std::uint32_t at_most_ms) override;
-  /// A timer that the system has no room for stays off when it is enabled.
+  /// If the system is out of resources, enabling the timer has no effect.
   std::unique_ptr<PeriodicTimer> NewTimer(std::uint32_t interval_ms, std::function<void()> tick) override;
 };
 
@@ -80,7 +80,7 @@ class ResourceTexts final : public TextResources {
   void* module_;
 };
 
-/// Dialogs made of the system's own controls. A window belongs to the thread that made it.
+/// Dialogs made of system controls. A window belongs to the thread that created it.
 class Win32Toolkit final : public Toolkit {
  public:
   /// `module` holds the windows' icons and must stay loaded for as long as this lives.
@@ -97,7 +97,7 @@ class Win32Toolkit final : public Toolkit {
   Pointer pointer_ = Pointer::kDefault;  // the windows refer to it
 };
 
-/// A whole platform, to be used on the thread that made it.
+/// The Windows platform. Must be used on the thread that created it.
 class WindowsPlatform {
  public:
   /// `module` holds the component's texts and icons. It must stay loaded for as long as this lives.

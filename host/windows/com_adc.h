@@ -6,11 +6,11 @@
 
 namespace halden::host {
 
-/// The driver's interface over a COM object of the component, so that the host's commands work with either. A
-/// call that fails returns an empty result: 0, false, or no text.
+/// Implements the driver's interface by calling a COM object of the component, so that the host's commands
+/// work with either. A call that fails returns 0, false, or an empty text or table.
 class ComAdc final : public halden::IADC3 {
  public:
-  /// Takes over one reference of the caller's.
+  /// Takes over one reference from the caller.
   explicit ComAdc(::IADC3* adc) : adc_(adc) {}
   ~ComAdc() override { adc_->Release(); }
   ComAdc(const ComAdc&) = delete;
@@ -54,7 +54,7 @@ class ComAdc final : public halden::IADC3 {
   std::shared_ptr<IADC3> Parent() noexcept override { return nullptr; }
 
  private:
-  /// The result of a member, given its arguments by value.
+  /// Calls a member with these arguments, which it takes by reference, and returns its result.
   template <class... Parameters, class... Arguments>
   auto Ask(HRESULT (STDMETHODCALLTYPE ::IADC3::*member)(Parameters*...), Arguments... arguments);
 
