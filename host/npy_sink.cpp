@@ -59,6 +59,8 @@ class NpyFile {
   }
 
  private:
+  /// The magic bytes, version 1.0, the length of the text in two bytes (low byte first), and the text, padded
+  /// with blanks to kHeaderSize.
   static std::string HeaderOf(const char* type, std::size_t columns, std::size_t rows) {
     const std::string shape =
         std::to_string(rows) + "," + (columns == 0 ? "" : " " + std::to_string(columns));
@@ -121,8 +123,8 @@ class NpySink final : public FrameSink {
   std::uint64_t Size() const override { return values_ ? values_->output().Size() : 0; }
 
  private:
-  static constexpr char kValues[] = "<f4";
-  static constexpr char kTimes[] = "<f8";
+  static constexpr char kValues[] = "<f4";  // little-endian float32
+  static constexpr char kTimes[] = "<f8";   // little-endian float64
   static constexpr std::size_t kBlockFrames = 256;
   using ValueTable = std::vector<float>;  // a value for each code, from 0 up and then from -32768 up
 
@@ -138,6 +140,8 @@ class NpySink final : public FrameSink {
     return rows;
   }
 
+  /// The rows that are complete in a file: after a crash the header may count fewer or more than there are.
+  /// 0 if there is no file.
   std::size_t CompleteRows(const std::string& path, const char* type, std::size_t columns,
                            std::size_t row_size) {
     std::error_code missing;
@@ -145,7 +149,7 @@ class NpySink final : public FrameSink {
     if (missing || size == 0) return 0;
     const auto rows = NpyFile::RowsIn(path, type, columns);
     if (!rows)
-      refusal_ = Printable(path) + " can't be continued: it is no " + type + " array of " +
+      refusal_ = Printable(path) + " can't be continued: it isn't a " + type + " array of " +
                  (columns == 0 ? "one column" : std::to_string(columns) + " columns");
     return rows ? std::min<std::size_t>(*rows, (size - kHeaderSize) / row_size) : 0;
   }
@@ -181,6 +185,7 @@ class NpySink final : public FrameSink {
     return table;
   }
 
+  /// Converts column by column, so that each value table stays in the cache.
   void TakeBlock(std::span<const std::int16_t> codes) {
     block_.resize(codes.size());
     const std::size_t width = columns_.size();
@@ -193,15 +198,15 @@ class NpySink final : public FrameSink {
   }
 
   const std::vector<Column> columns_;
-  std::string refusal_;              ///< why the files can't be continued
-  std::unique_ptr<NpyFile> values_;  ///< null with a refusal
-  std::unique_ptr<NpyFile> times_;   ///< null without times
-  double start_ = 0;                 ///< added to each time
-  std::size_t first_row_ = 0;        ///< of the recording
-  std::int64_t written_ = 0;         ///< frames
-  std::vector<double> absolute_;
-  std::vector<std::shared_ptr<const ValueTable>> value_tables_;  ///< of each column
-  std::vector<float> block_;
+  std::string refusal_;              ///< why the files can't be continued; empty if they can
+  std::unique_ptr<NpyFile> values_;  ///< null after a refusal
+  std::unique_ptr<NpyFile> times_;   ///< null if no times are written
+  double start_ = 0;                 ///< added to each time; seconds since 1970, or 0 for relative times
+  std::size_t first_row_ = 0;        ///< rows that a continued file already had
+  std::int64_t written_ = 0;         ///< frames written in this recording
+  std::vector<double> absolute_;     ///< buffer for times with start_ added
+  std::vector<std::shared_ptr<const ValueTable>> value_tables_;  ///< one per column
+  std::vector<float> block_;                                     ///< buffer for the values of one block
 };
 
 }  // namespace

@@ -133,6 +133,7 @@ void Output::RewriteStart(std::string_view bytes) {
   if (!written) Fail();
 }
 
+/// Pipes and terminals can't be cut.
 void Output::CutToWholeLine() {
   if (file_ && !may_block_ && part_line_ > 0 && CutFile(file_, part_line_))
     size_ -= std::exchange(part_line_, 0);
@@ -145,6 +146,8 @@ void Output::Close(milliseconds patience) {
   if (file && file != stdout && std::fclose(file) != 0 && Ok()) Fail();
 }
 
+/// Patience is counted from the last time the reader took something, so a slow reader isn't given up. After a
+/// stop signal it gets half a second in total.
 void Output::WaitForReader(milliseconds patience) {
   constexpr milliseconds kAfterStop(500);
   auto taken = steady_clock::now();  // when the reader last took something

@@ -31,6 +31,7 @@ class Recorder {
         columns_(ColumnsOf(adc(), adc().InputChannels())),
         channels_(adc().ChannelsCount()) {}
 
+  /// Returns the exit code.
   int Run() {
     if (columns_.empty()) {
       progress_.Fail("there is not enough memory for the channels");
@@ -91,6 +92,7 @@ class Recorder {
     summary_.rate_max = adc().RateMax();
     summary_.port = "COM" + std::to_string(adc().BasePort());
     adc().StopRecord();
+    // StopRecord keeps the frames of the last tick. Write them even if a sink isn't ready.
     StampNewFrames();
     TakeAll();
     if (Converts()) summary_.seconds = static_cast<double>(frames_) / arguments_.line_rate.value_or(1);
@@ -117,7 +119,7 @@ class Recorder {
 
   std::string Ending() const {
     if (Converts()) return "";
-    if (arguments_.frames) return ", at most " + std::to_string(*arguments_.frames) + " frames";
+    if (arguments_.frames) return " for " + std::to_string(*arguments_.frames) + " frames";
     if (arguments_.seconds) return " for " + Trimmed(*arguments_.seconds, 3) + " s";
     return " until Ctrl-C";
   }
@@ -224,7 +226,7 @@ class Recorder {
 
   void Take(std::span<const std::int16_t> codes, std::span<const double> times) {
     auto frames = static_cast<std::int64_t>(codes.size() / columns_.size());
-    // The last block may hold more than --frames asks for.
+    // The last block may hold more frames than --frames asks for; drop the rest.
     if (arguments_.frames) frames = std::min(frames, *arguments_.frames - frames_);
     if (frames == 0) return;
     codes = codes.first(static_cast<std::size_t>(frames) * columns_.size());

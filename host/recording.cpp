@@ -203,6 +203,8 @@ Frames Part(const Frames& frames, std::size_t begin, std::size_t end) {
           frames.times.subspan(begin, end - begin)};
 }
 
+/// Passes frames on to the sink of the current file, and splits a block at the time at which a file ends. A
+/// size limit is only checked between blocks, so a file may become larger by one block.
 class RotatingSink final : public FrameSink {
  public:
   RotatingSink(const Rotation& rotation, std::function<std::unique_ptr<FrameSink>(int)> open)
@@ -234,6 +236,8 @@ class RotatingSink final : public FrameSink {
   /// regular times.
   double EndTime() const { return rotation_.seconds * static_cast<double>(period_ + 1); }
 
+  /// The index of the first frame after `begin` that belongs to the next file, or the number of frames. Skips
+  /// periods without frames.
   std::size_t EndOfFile(std::span<const double> times, std::size_t begin) {
     if (rotation_.seconds == 0) return times.size();
     period_ = std::max(period_, static_cast<std::int64_t>(times[begin] / rotation_.seconds));

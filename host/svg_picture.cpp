@@ -146,6 +146,7 @@ class Picture {
     for (Panel& panel : panels_) FinishPanel(panel);
   }
 
+  /// Sorts the panel's channels by number and makes its axis, with a margin above and below the values.
   void FinishPanel(Panel& panel) const {
     std::ranges::sort(panel.channels);
     const int most_ticks = panels_.size() > 2 ? 7 : 11;
@@ -164,6 +165,7 @@ class Picture {
     panel.axis = MakeAxis(low - margin, high + margin, most_ticks);
   }
 
+  /// Number of channels left out, because they don't fit into kMostPanels or exceed Trace::kMostChannels.
   std::size_t NotShown() const {
     std::size_t shown = 0;
     for (const Panel& panel : panels_) shown += panel.channels.size();

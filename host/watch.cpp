@@ -14,7 +14,7 @@ namespace {
 
 using std::chrono::milliseconds;
 
-constexpr double kPace = 0.25;  // seconds
+constexpr double kPace = 0.25;  // seconds between two updates
 
 /// The last value of every channel as text. On a terminal with enough rows it is a table redrawn in place;
 /// otherwise each update is one line.
@@ -87,14 +87,14 @@ class LiveView {
     return LiveValuesJson(live);
   }
 
-  static constexpr double kOld = 2;  // seconds
+  static constexpr double kOld = 2;  // seconds without a line after which values are marked as old
 
   Session& session_;
   IADC3& adc_;
   std::vector<std::int16_t> channels_;
   std::vector<Column> columns_;
   std::uint64_t lines_ = 0;
-  double last_line_;  ///< when it came
+  double last_line_;  ///< when the last line was received
   sdk::ArrivalTimes arrivals_;
   std::vector<double> times_;  ///< of the lines of one poll
   bool json_;

@@ -23,7 +23,7 @@ class DriverServices {
   virtual void UnloadForm() noexcept = 0;
   /// Finds and opens the device. False if there is none, and when called from inside a running detection.
   virtual bool DetectPort() noexcept = 0;
-  /// Shows the form and returns when the user has hidden it; at once if it can't be shown or is shown
+  /// Shows the form and returns when the user has hidden it; immediately if it can't be shown or is shown
   /// already.
   virtual void ShowForm() noexcept = 0;
 };

@@ -37,7 +37,7 @@ class IADC3 {
   virtual std::vector<std::string> Ranges() noexcept = 0;
   virtual bool Detected() noexcept = 0;
   /// Finds the device: listens to every port in turn, and asks the user if none sends lines of numbers. May
-  /// take seconds for each silent device, and serves the thread's message queue meanwhile. True at once,
+  /// take seconds for each silent device, and serves the thread's message queue meanwhile. True immediately,
   /// without touching the device, if an earlier call has found it. False if there is no device or the user
   /// cancels, with the reason in LastError where there is one, and when called from inside a running Test.
   virtual bool Test() noexcept = 0;

@@ -21,7 +21,7 @@ namespace halden {
 //   full      x x x x x x x x   R = 4, W = 3
 //   drained   . . . . . . . .   R = 4, W = 3, BufferEmpty
 //
-// Full and drained have the same pair of indexes. Only BufferEmpty tells them apart.
+// A full ring and a drained one have the same pair of indexes. Only BufferEmpty distinguishes them.
 //
 // The host may ask for another capacity or channel table while frames wait. InputSizeKadrs and
 // InputCountChannels then have the new shape, and the storage keeps the old one until AllocBuffer. Counting
@@ -31,7 +31,7 @@ namespace halden {
 /// capacity in codes saturates at INT32_MAX.
 void SetBufferSize(Store& store);
 
-/// Makes zeroed storage of the computed capacity, or clears what there is if the shape is the same, and
+/// Allocates zeroed storage of the computed capacity, or clears the old storage if its shape is the same, and
 /// empties the ring. Returns false with the reason in LastError if there is no memory. The storage of an
 /// earlier recording then stays, and its frames stay readable.
 bool AllocBuffer(Store& store);

@@ -47,7 +47,7 @@ struct Conversion {
 };
 
 /// The conversion of a channel under its range. Valid until the channel gets another range or a detection
-/// counts the channels anew.
+/// sets the number of channels again.
 Conversion ConversionOf(const Store& store, std::int16_t channel);
 
 /// The code of a channel's last parsed value under its range; 0 for a channel that doesn't exist.

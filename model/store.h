@@ -46,7 +46,7 @@ struct tInputState {
   std::int32_t ReadIndex = 0;           ///< slot of the next frame to read, from 1
   std::int32_t WriteIndex = 0;          ///< slot of the last frame written; 0: none since the allocation
   std::int32_t InputCountKadrs = 0;     ///< frames waiting, as of the last count
-  bool BufferEmpty = false;             ///< tells a drained ring from a full one
+  bool BufferEmpty = false;             ///< distinguishes a drained ring from a full one
   /// Frame after frame, slot 1 first, AllocChannels codes each. From the C allocator: the pages of a large
   /// calloc cost nothing until a frame is stored in them.
   std::unique_ptr<std::int16_t[], FreeMemory> Kadrs;

@@ -29,8 +29,8 @@ class Clock {
   /// loop doesn't occupy the processor. Handlers may call it again; a timer never ticks inside its own tick.
   virtual void ServeMessages() = 0;
   /// Blocks the thread until ServeMessages has something to do, a signal arrives, or `at_most_ms` have
-  /// passed. Returns at once if something waits now. Programs call it between passes, so that they needn't
-  /// spin; the driver doesn't.
+  /// passed. Returns immediately if something waits now. Programs call it between passes, so that they
+  /// needn't spin; the driver doesn't.
   virtual void WaitForMessages(std::uint32_t at_most_ms) = 0;
   /// Makes a timer that calls `tick` every `interval_ms` milliseconds once it is enabled. Ticks that fall due
   /// while the thread is busy are merged: at most one is pending. `tick` must not throw, and the timer must

@@ -101,7 +101,7 @@ class RegistryApi {
   virtual std::int32_t RegSetValueExA(HKEY key, const std::string& name, std::uint32_t type, const void* data,
                                       std::uint32_t size) = 0;
   /// Deletes a key. ERROR_ACCESS_DENIED if it has subkeys. Calls on handles still open on it then return
-  /// ERROR_KEY_DELETED; the handles must be closed all the same.
+  /// ERROR_KEY_DELETED; the handles must still be closed.
   virtual std::int32_t RegDeleteKeyA(HKEY parent, const std::string& path) = 0;
   /// Needs KEY_SET_VALUE.
   virtual std::int32_t RegDeleteValueA(HKEY key, const std::string& name) = 0;

@@ -25,7 +25,7 @@ class Window {
   virtual std::uintptr_t Handle() const = 0;
   virtual void SetCaption(const std::string& caption) = 0;
   /// Shows the window without an owner, runs `activate`, and serves the clock's message queue until Hide is
-  /// called, so timers go on ticking. False, without waiting: it can't be shown or is shown already.
+  /// called, so timers keep ticking. False, immediately: it can't be shown or is shown already.
   virtual bool ShowModal() = 0;
   virtual void Hide() = 0;
   virtual bool Visible() const = 0;

@@ -102,7 +102,7 @@ bool cRegistry::DeleteValue(HKEY root, const std::string& key, const std::string
 bool cRegistry::WriteString(HKEY root, const std::string& key, const std::string& name,
                             const std::string& value) {
   if (!Open(root, key, KEY_SET_VALUE)) return false;
-  // The size has no terminating NUL in it; ReadString adds one of its own.
+  // The size doesn't include a terminating NUL; ReadString adds one.
   const auto size = static_cast<std::uint32_t>(value.size());
   const bool written = Record(api_.RegSetValueExA(key_handle_, name, REG_SZ, value.data(), size));
   Close();

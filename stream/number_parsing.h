@@ -54,7 +54,7 @@ inline const char* TakeDigits(const char* at, std::uint64_t& number) {
   return at;
 }
 
-/// A double holds every integer of so many decimal digits exactly.
+/// A double holds every integer of up to this many decimal digits exactly.
 inline constexpr int kExactDigits = 15;
 inline constexpr double kPowersOfTen[kExactDigits + 1] = {1e0, 1e1, 1e2,  1e3,  1e4,  1e5,  1e6,  1e7,
                                                           1e8, 1e9, 1e10, 1e11, 1e12, 1e13, 1e14, 1e15};

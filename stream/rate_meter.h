@@ -46,8 +46,7 @@ inline void RateMeter::Start() {
   RateLines = 0;
 }
 
-/// Estimates Rate if 100 lines have been counted since a valid reading of the clock, then starts to count
-/// anew.
+/// Estimates Rate if 100 lines have been counted since a valid reading of the clock, then restarts the count.
 inline void RateMeter::UpdateRate() {
   const auto now = static_cast<std::int32_t>(clock_.GetTickCount());
   // Compared as signed numbers. Where the count wraps from INT32_MAX to INT32_MIN, `now` is the smaller one

@@ -47,7 +47,7 @@ class CommandLine(unittest.TestCase):
         self.folder = Path(self.enterContext(tempfile.TemporaryDirectory()))
 
     def start(self, arguments, stdout=subprocess.PIPE):
-        # In a session of its own there is no terminal on which the port dialog would wait for a key.
+        # A new session has no terminal on which the port dialog could wait for a key.
         process = self.enterContext(subprocess.Popen(
             [HOST, "--registry", self.folder / "registry", *arguments.split()], text=True, start_new_session=True,
             stdin=subprocess.DEVNULL, stdout=stdout, stderr=subprocess.PIPE))

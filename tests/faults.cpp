@@ -107,7 +107,8 @@ void operator delete(void* memory, std::size_t) noexcept {
   operator delete(memory);
 }
 
-// The linker is told to send these calls of our own objects here (--wrap=calloc and so on).
+// The linker redirects our own objects' calls of these functions to the wrappers here (--wrap=calloc and so
+// on).
 extern "C" void* __real_calloc(std::size_t count, std::size_t size);
 extern "C" void* __wrap_calloc(std::size_t count, std::size_t size) {
   return Fails() ? nullptr : __real_calloc(count, size);

@@ -99,7 +99,7 @@ def record(host, source, device, folder):
                "--registry", f"{folder}/{source.name}"]
     # A device whose writer gets no processor time for 2 s counts as silent, so a busy machine needs another try.
     for _ in range(5):
-        # In a session of its own there is no terminal on which the port dialog would wait for a key.
+        # A new session has no terminal on which the port dialog could wait for a key.
         done = subprocess.run(command, capture_output=True, text=True, env={**os.environ, "LC_ALL": source.locale},
                               stdin=subprocess.DEVNULL, start_new_session=True, check=False)
         if "no device was recognised" not in done.stderr:

@@ -34,14 +34,15 @@ class dlgFTDI final : private DetectionForm {
   /// See PortDetection::DetectPort. Loads the form first if that has failed before. False, with the port
   /// closed, if there is no memory.
   bool DetectPort() noexcept;
-  /// Shows the window and returns when the user has closed it. Returns at once if it can't be shown or is
+  /// Shows the window and returns when the user has closed it. Returns immediately if it can't be shown or is
   /// shown already. Serves the message queue, so acquisition goes on.
   void ShowModal() noexcept;
 
   /// Line rate of the port in use, bits per second; 0 before the first detection.
   std::int32_t BaudRate() const { return detection_.BaudRate; }
-  /// Whether Rate is measured from the lines. True from the first detection by listening on: a later
-  /// detection by the user starts from the rate entered, but the lines go on changing it.
+  /// Whether Rate is measured from the lines. Becomes true when a detection recognises a device by its lines,
+  /// and stays true: if the user names the device in a later detection, Rate starts at the rate entered but
+  /// is still updated from the lines.
   bool AutoRate() const { return rate_.AutoRate; }
 
  private:

@@ -63,7 +63,7 @@ bool dlgPort::GetUserPort(std::int16_t& iGetPort, std::int16_t& iGetCh, float& s
     sGetRate = SelectedRate;
     platform_.toolkit.SetPointer(Pointer::kHourglass);
   }
-  // Lets the screen be redrawn without the dialog: the caller goes on to work that may take seconds.
+  // Serve the queue so that the screen is redrawn without the dialog: the caller may now be busy for seconds.
   platform_.clock.ServeMessages();
   return chosen;
 }

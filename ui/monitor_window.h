@@ -21,8 +21,8 @@ class MonitorWindow {
   void Unload();
 
   bool Visible() const { return form_ && form_->Visible(); }
-  /// Shows the window until the user closes it, serving the message queue meanwhile. False, at once, if the
-  /// form isn't loaded or is shown already, or if there is nothing to show it on.
+  /// Shows the window until the user closes it, serving the message queue meanwhile. False, immediately, if
+  /// the form isn't loaded or is shown already, or if there is nothing to show it on.
   bool ShowModal() { return form_ && form_->ShowModal(); }
   /// Shows two lines, on the port and on the device, with CR LF between them.
   void ShowInfo(const std::string& text);

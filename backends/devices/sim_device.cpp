@@ -113,7 +113,7 @@ void SimDevice::Receive(std::string_view sent, ByteQueue& queue) {
   if (std::abs(static_cast<double>(PortBaud()) / speaks_at_ - 1) <= 0.02) return queue.Push(sent);
   for (std::size_t i = 0; i < sent.size(); ++i) {
     char noise = static_cast<char>(Scramble(settings_.seed + noise_bytes_++));
-    if (noise == '\r') noise = '\0';  // a CR would let the driver take the noise for lines
+    if (noise == '\r') noise = '\0';  // a CR would make the driver see lines in the noise
     queue.Push({&noise, 1});
   }
 }

@@ -67,17 +67,18 @@ bool LocalSession::FindAgain(Progress& progress) {
   progress.Hint("Waiting for the device ...");
   driver_.WaitForMessages(200);
   if (!IsListed(tap_, released_)) return false;
-  EndOnStopSignals();
+  EndOnStopSignals();  // Test can't be cancelled
   adc_ = driver_.CreateObject();
   system_.HoldDialogBack(true);
   const bool found = adc_ && (adc_->Test() || (SomeDeviceWasSilent() && adc_->Test())) &&
-                     tap_.SerialNumber(tap_.LatestIndex()) == released_;
+                     tap_.SerialNumber(tap_.LatestIndex()) == released_;  // not another device
   system_.HoldDialogBack(false);
   CatchStopSignals();
   if (!found) adc_.reset();
   return found;
 }
 
+/// Whether the last detection opened a device that sent nothing: it may be restarting and send later.
 bool LocalSession::SomeDeviceWasSilent() const {
   const auto devices = static_cast<std::int32_t>(system_.OpenFailures().size());
   for (std::int32_t i = 0; i < devices; ++i)
@@ -124,7 +125,8 @@ void LocalSession::ChooseRanges(const std::vector<RangeChoice>& chosen, Progress
     Serve(std::chrono::milliseconds(50));
   }
   using sdk::Observation;
-  std::erase_if(observations_, [](const Observation& seen) {  // of the ranges before
+  // Drop observations about the old ranges.
+  std::erase_if(observations_, [](const Observation& seen) {
     return seen.kind == Observation::kSaturated || seen.kind == Observation::kCoarse;
   });
   if (!watch_) return;
@@ -167,6 +169,8 @@ std::string LocalSession::KindOf(std::int32_t index) const {
   return description == kReplayedDescription ? "replayed file " : "";
 }
 
+/// Updates part_line_. An LF directly after a CR belongs to the line end, even if it arrives in the next
+/// read.
 void LocalSession::MeasurePartLine(std::string_view received) {
   const auto last = received.rfind('\r');
   std::string_view rest = received;

@@ -179,7 +179,7 @@ TEST_F(Component, IsUnloadedAfterTheLastReleaseButNotDuringACall) {
 }
 
 TEST(Module, LeavesNoMemoryBehindWhenItIsUnloaded) {
-  LoadLibraryW(L"FTD2XX.DLL");  // the stand-in stays loaded, since it leaves memory of its own behind
+  LoadLibraryW(L"FTD2XX.DLL");  // keep the stand-in loaded: it leaks memory when it is unloaded
   const auto allocated = [] {
     std::size_t bytes = 0;
     for (_HEAPINFO block{}; _heapwalk(&block) == _HEAPOK;)

@@ -36,8 +36,8 @@ class PortRestorer {
   /// All settings of the open port are as they were found, except for HUPCL, which is cleared. The caller is
   /// about to close it.
   void Closing();
-  /// Sets HUPCL on the closed port again if it was set when the port was first opened. Closes and thereby
-  /// drops DTR. Nothing is done if another device has taken the port's name since.
+  /// Sets HUPCL on the closed port again if it was set when the port was first opened. This drops DTR,
+  /// because it opens and closes the port. Does nothing if the port's name now leads to another device.
   void LetGo();
 
   /// Restores all ports of the process that are open, or closed with HUPCL still cleared. They can't be used

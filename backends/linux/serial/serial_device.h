@@ -18,7 +18,7 @@ namespace halden {
 
 /// Where a tty is, and what the device list says about it.
 struct SerialPort {
-  std::string path;  ///< may be a link, which is resolved anew each time the port is opened
+  std::string path;  ///< may be a link, which is resolved each time the port is opened
   DeviceIdentity identity;
   std::filesystem::path latency_timer;  ///< the kernel's file of milliseconds; need not exist
   std::filesystem::path root = "/";     ///< the folder that holds the system's /proc

@@ -158,8 +158,8 @@ void Restore(int signal, void (*handler)(int)) {
   if (now.sa_handler == handler) sigaction(signal, &before[signal], nullptr);
 }
 
-/// Reads the current mode and derives ours from it: each key comes at once and unchanged, without echo, and a
-/// read never waits. The keys that send signals (Ctrl-C, Ctrl-Z) keep doing so.
+/// Reads the current mode and derives ours from it: each key arrives immediately and unchanged, without echo,
+/// and a read never waits. The keys that send signals (Ctrl-C, Ctrl-Z) keep doing so.
 bool ReadModes(int fd) {
   if (tcgetattr(fd, &original_mode) != 0) return false;
   form_mode = original_mode;
