@@ -26,7 +26,7 @@ struct ListedDevice {
 /// called while a Driver on this platform has a port open.
 std::vector<ListedDevice> ListDevices(Platform& platform);
 
-/// A stored value in a form for people to read.
+/// A stored value in readable form.
 struct StoredSetting {
   std::string name;  ///< empty: the key's label
   std::string text;

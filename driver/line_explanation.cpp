@@ -9,8 +9,8 @@
 namespace halden {
 namespace {
 
-/// Lets ParseValue read the field, then infers from the changed text and value which of its steps gave the
-/// number. The rules live in ParseValue alone, so the explanation can't contradict them.
+/// Calls ParseValue, then infers from the changed text and value which of its steps gave the number. The
+/// rules themselves are only in ParseValue, so the explanation can't contradict them.
 FieldExplanation ExplainField(const NumberRules& rules, std::string_view field, float& value) {
   FieldExplanation explained{.text = std::string(field)};
   std::string text(field);

@@ -19,7 +19,7 @@ struct LineFormat {
   bool IsOneValue() const { return separator == '\0' || columns < 2; }
 };
 
-/// What became of a field.
+/// How a field was read.
 enum class FieldReading {
   kNumber,        ///< a number as received: "-12.5"
   kStripped,      ///< a number after the text around it was removed: "T=4.5C"

@@ -18,7 +18,7 @@ void DriverSettings::InitSettingsKey(const std::string& name) {
   if (store_.ADCState.DriverName.empty()) store_.ADCState.DriverName = name;
   store_.SettingsKey = KeyOf(name);
   cRegistry& registry = OpenSettings();
-  // A label that is right already isn't written again: starting the driver then changes nothing.
+  // Write the label only if it differs, so that starting the driver changes nothing.
   if (registry.StringValue("") != name) registry.SetString("", name);
 }
 
@@ -42,7 +42,7 @@ void DriverSettings::SaveSetting(const tUserChoice& choice) {
   if (choice.UserRate > 0) registry.SetSingle(kRate, choice.UserRate);
 }
 
-/// Selects root and path at each use: the key may have been impossible to make the time before.
+/// Selects root and path at each use, because creating the key may have failed the last time.
 cRegistry& DriverSettings::OpenSettings() {
   if (!settings_registry_) settings_registry_.emplace(api_, texts_);
   settings_registry_->RootKey(HKEY_CURRENT_USER);

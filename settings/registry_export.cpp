@@ -75,7 +75,7 @@ class cRegistry::KeyView {
       const std::int32_t result = registry_.api_.RegOpenKeyExA(root, key, kReadAccess, &handle_);
       open_ = close_ = registry_.RecordOpened(result, handle_);
     }
-    // If the key can't say what it has, info_ stays 0 and the enumeration is empty.
+    // If this fails, info_ stays 0 and the enumeration is empty.
     if (!open_ || !registry_.Record(registry_.api_.RegQueryInfoKeyA(handle_, &info_))) return;
     for (std::uint32_t* entries : {&info_.subkeys, &info_.values})
       *entries = std::min(*entries, kMostEntries);

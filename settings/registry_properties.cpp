@@ -4,7 +4,7 @@ namespace halden {
 
 namespace {
 
-// The members below differ only in the type of the value. Each passes on to the member for any key.
+// The members below differ only in the type of the value. Each calls the member that takes a root and a key.
 
 template <typename Value>
 using Reader = bool (cRegistry::*)(HKEY, const std::string&, const std::string&, Value&);

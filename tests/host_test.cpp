@@ -155,7 +155,7 @@ TEST(NpySink, ContinuesAfterTheRowsThatBothFilesHold) {
   write(Existing::kOverwrite, columns);
   std::filesystem::resize_file(TimesPath(path), 128 + 2 * sizeof(double) + 3);
   EXPECT_EQ(write(Existing::kContinue, columns), "");
-  EXPECT_NE(write(Existing::kContinue, {columns[0], columns[0]}).find("it is no <f4 array of 2 columns"),
+  EXPECT_NE(write(Existing::kContinue, {columns[0], columns[0]}).find("it isn't a <f4 array of 2 columns"),
             std::string::npos);
   const std::string values = TakeFile(path), stamps = TakeFile(TimesPath(path));
   EXPECT_EQ(values.size(), 128 + 5 * sizeof(float));

@@ -45,12 +45,12 @@ bool dlgPort::GetUserPort(std::int16_t& iGetPort, std::int16_t& iGetCh, float& s
       FillPortList();
       Seed(iGetPort, iGetCh, sGetRate);
     }
-    // Only now: filling the list has selected a row, which counts as a click and sets SelectedRow.
+    // Set this after filling the list, which selects a row; that counts as a click and sets SelectedRow.
     Accepted = false;
     SelectedRow = -1;
     if (form_) form_->ShowModal();
   } catch (...) {
-    // Its handlers must not run once the caller has given up.
+    // The form's handlers must not run after the caller has caught the exception.
     form_.reset();
     throw;
   }
@@ -75,7 +75,7 @@ bool dlgPort::Load() {
   return form_ != nullptr;
 }
 
-/// Positions and sizes are in twips (1/1440 inch): left, top, width, height.
+/// Positions and sizes are in twips (1/1440 inch), in the order left, top, width, height.
 WindowLayout dlgPort::Design() {
   ControlLayout channels{
       .name = "cboCh", .kind = ControlKind::kDropDownList, .bounds = {1260, 1560, 1365, 315}};

@@ -30,7 +30,7 @@ void MonitorWindow::Load(const std::string& driver_name) {
   if (form_) LocalizeForm(driver_name);
 }
 
-/// Asks as if the code wanted the form unloaded, which is never refused.
+/// Asks with the reason "unloaded by code", which is never refused.
 void MonitorWindow::Unload() {
   bool cancel = false;
   Form_QueryUnload(cancel, kByCode);
