@@ -18,7 +18,8 @@
 namespace halden::host {
 namespace {
 
-/// Captures what is written to a standard stream while it exists.
+/// Captures what is written to a standard stream while it exists. The destructor demands that the text holds
+/// no control characters except LF.
 class Capture {
  public:
   explicit Capture(std::FILE* stream) : stream_(stream), saved_(dup(fileno(stream))) {

@@ -20,6 +20,7 @@ struct TextRegistry : RegistryBase {
   RegistryTree tree;
 };
 
+/// Writes and reads the registry again, then lets the driver load, save, show and export its settings.
 void Run(const std::string& text) {
   const std::optional<RegistryTree> tree = ParseRegistryText(text);
   if (!tree) return;

@@ -17,6 +17,7 @@ namespace {
 
 constexpr std::int16_t kChannels = 3;
 
+/// A byte source that returns these bytes.
 struct Given : ByteSource {
   std::int32_t RxQueueCount() override { return static_cast<std::int32_t>(bytes.size()); }
   std::int32_t Read(void* buffer, std::int32_t count) override {
@@ -42,12 +43,15 @@ struct Decoder {
   LineParser parser;
 };
 
+/// Also distinguishes 0.0 from -0.0, and compares NaNs as equal.
 bool SameBits(const std::vector<float>& a, const std::vector<float>& b) {
   return std::equal(a.begin(), a.end(), b.begin(), [](float x, float y) {
     return std::bit_cast<std::uint32_t>(x) == std::bit_cast<std::uint32_t>(y);
   });
 }
 
+/// `passes` gets the bytes through the receive buffer; `lines` gets the same lines one by one through
+/// ParseLine. `held` mirrors the bytes that the buffer holds.
 void Run(Choices choices) {
   constexpr char kMarks[] = ".,.,'\xA0";
   constexpr char kGroups[] = ",.\0\xA0 '";

@@ -29,14 +29,17 @@ constexpr int kStopSignals[] = {SIGINT, SIGTERM,
 
 volatile std::sig_atomic_t stop_requested = 0;
 
+// Set before EndOnStopSignals, and read by its handler.
 void (*put_back_before_end)(void*) noexcept = nullptr;
 void* put_back_owner = nullptr;
 
+/// The first signal asks for a stop; the default action makes the second one end the process.
 extern "C" void RequestStop(int signal) {
   stop_requested = 1;
   std::signal(signal, SIG_DFL);
 }
 
+/// Uses _Exit, because destructors and atexit handlers must not run in a signal handler.
 extern "C" void EndProcess(int signal) {
   if (put_back_before_end != nullptr) put_back_before_end(put_back_owner);
   std::_Exit(128 + signal);
@@ -107,7 +110,7 @@ int OutputRows() {
 }
 
 bool ReaderHasLeft() {
-  // Some C libraries map these errors to EINVAL, not EPIPE.
+  // Some C libraries map these Windows errors to EINVAL, not EPIPE.
   const unsigned long error = _doserrno;
   return errno == EPIPE || error == ERROR_NO_DATA || error == ERROR_BROKEN_PIPE ||
          error == ERROR_PIPE_NOT_CONNECTED;
@@ -137,6 +140,7 @@ bool CanWriteWithin(std::FILE* file, std::chrono::milliseconds time) {
   return poll(&waits, 1, static_cast<int>(time.count())) > 0;
 }
 
+/// EINVAL and EROFS mean that the file is a pipe or device, which has nothing to flush.
 bool SyncFile(std::FILE* file) {
   return fdatasync(fileno(file)) == 0 || errno == EINVAL || errno == EROFS;
 }

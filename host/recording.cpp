@@ -14,9 +14,9 @@
 namespace halden::host {
 namespace {
 
-constexpr std::size_t kBlockCodes = 1 << 16;
+constexpr std::size_t kBlockCodes = 1 << 16;  // codes that one GetData takes
 
-/// Writes the times of a CSV.
+/// Writes the times of a CSV, as "12.3456," or "2026-11-26T14:03:07.250+01:00,".
 class TimeTexts {
  public:
   static constexpr std::size_t kRoom = 40;
@@ -35,6 +35,7 @@ class TimeTexts {
   }
 
  private:
+  /// Writes `fraction` as exactly `digits` decimal digits.
   static char* WriteFraction(std::int64_t fraction, int digits, char* out) {
     for (int i = digits - 1; i >= 0; --i, fraction /= 10) out[i] = static_cast<char>('0' + fraction % 10);
     return out + digits;
@@ -153,6 +154,7 @@ class CsvSink final : public FrameSink {
  private:
   static constexpr std::size_t kBlockBytes = 1 << 15;
 
+  /// Opens the file and writes the header, unless a file with content is continued.
   void Open(const std::string& path, const FileOptions& options) {
     std::string header = options.time == TimeColumn::kNone ? "" : "Time,";
     for (const Column& column : columns_) header += column.name + ",";
@@ -172,6 +174,7 @@ class CsvSink final : public FrameSink {
     return std::make_shared<CodeTexts>(column.format, raw_codes);
   }
 
+  /// Writes the codes of a frame and a line end at `end`. Returns the new end.
   char* WriteFrame(std::span<const std::int16_t> frame, char* end) {
     for (std::size_t i = 0; i < frame.size(); ++i) {
       end = texts_[i]->Write(frame[i], end);
@@ -181,19 +184,20 @@ class CsvSink final : public FrameSink {
     return end;
   }
 
+  /// Passes block_ up to `end` on to the output. Returns the start of the empty block.
   char* WriteBlock(char* end) {
     output_->Write({block_.data(), end});
     return block_.data();
   }
 
   const std::vector<Column> columns_;
-  std::vector<std::shared_ptr<CodeTexts>> texts_;  ///< of each column
+  std::vector<std::shared_ptr<CodeTexts>> texts_;  ///< one per column
   TimeTexts times_;
-  const std::size_t longest_line_;  ///< characters
-  std::vector<char> block_;
-  std::string refusal_;             ///< why the file can't be continued
-  std::unique_ptr<Output> output_;  ///< null with a refusal
-  int header_lines_ = 0;            ///< that were written to it
+  const std::size_t longest_line_;  ///< upper limit for the characters of a line
+  std::vector<char> block_;         ///< lines not yet passed to output_; always has room for one more line
+  std::string refusal_;             ///< why the file can't be continued; empty if it can
+  std::unique_ptr<Output> output_;  ///< null after a refusal
+  int header_lines_ = 0;            ///< 1 if this recording wrote the header, which Written must not count
 };
 
 /// The frames with indexes from `begin` up to but not including `end`.

@@ -7,8 +7,8 @@
 
 namespace halden::host {
 
-/// Why a file that the arguments name can't be written; empty if all can. Changes no file.
 std::string WhyNotWritable(const Arguments& arguments) {
+  // With --rotate only the first file is checked.
   const auto first = [&](const std::string& path) {
     return path.empty() || arguments.rotation.Never() ? path : NumberedPath(path, 1);
   };
@@ -16,7 +16,8 @@ std::string WhyNotWritable(const Arguments& arguments) {
   const bool times = !npy.empty() && arguments.time != TimeColumn::kNone;
   for (const std::string& path : {first(arguments.csv), npy, times ? TimesPath(npy) : ""})
     if (const std::string reason = WhyNotWritable(path, arguments.existing); !reason.empty())
-      return reason.ends_with("overwrites it") ? reason + ", --append goes on at its end" : reason;
+      // The reason for a file that exists ends in "--force overwrites it".
+      return reason.ends_with("overwrites it") ? reason + ", --append continues it" : reason;
   return WhyNotWritable(arguments.svg, arguments.force ? Existing::kOverwrite : Existing::kRefuse);
 }
 
@@ -27,7 +28,7 @@ RecordingFiles::RecordingFiles(const Arguments& arguments, const std::vector<Col
                       .start = std::chrono::system_clock::now()};
   if (!arguments.csv.empty()) Add(NewCsvSink, arguments.csv, columns, options, arguments.rotation);
   if (!arguments.npy.empty()) Add(NewNpySink, arguments.npy, columns, options, arguments.rotation);
-  // A picture can't be continued.
+  // A picture can't be continued: with --append it is a new file.
   if (options.existing == Existing::kContinue)
     options.existing = arguments.force ? Existing::kOverwrite : Existing::kRefuse;
   if (!arguments.svg.empty()) sinks_.push_back(NewPictureSink(arguments.svg, columns, options));

@@ -65,6 +65,7 @@ class Conversion final : public LocalSession {
   explicit Conversion(CapturePlatform& platform)
       : LocalSession(platform, std::nullopt, true), platform_(platform) {}
 
+  /// Only the first lines are watched, because watching a line takes longer than converting it.
   void BeginWatching(Progress& progress) override {
     constexpr int kWatchedLines = 1000;
     LocalSession::BeginWatching(progress);
@@ -78,6 +79,7 @@ class Conversion final : public LocalSession {
   CapturePlatform& platform_;
 };
 
+/// Whether `path` is the file to convert, also by another name or a link.
 bool IsInput(const std::string& path, const Arguments& arguments) {
   std::error_code ignored;
   return !path.empty() && std::filesystem::equivalent(path, arguments.input, ignored);

@@ -28,6 +28,7 @@ class Explainer {
   Explainer(LocalSession& session, const Arguments& arguments)
       : session_(session), arguments_(arguments), output_("-") {}
 
+  /// Whether no more lines are wanted: --lines is reached, a stop was requested, or the output failed.
   bool Done() const { return lines_ == arguments_.lines || StopRequested() || !output_.Ok(); }
   void Take(std::string_view line, const sdk::LineWatch& watch) {
     if (Done()) return;
@@ -37,7 +38,7 @@ class Explainer {
   }
   void Flush() { output_.Flush(); }
 
-  /// The exit code.
+  /// Closes the output and returns the exit code.
   int Finish(Progress& progress) {
     output_.Close();
     if (output_.Failure().empty() && lines_ > 0) return kDone;
