@@ -79,7 +79,7 @@ def jobs(host, folder):
 
 
 def check_results(folder, lines):
-    """All have read the same numbers; convert's lack the lines by which the driver recognises the device."""
+    """Checks that all programs read the same numbers. Those of convert lack the lines used to recognise the device."""
     import numpy
     pandas, ours = numpy.load(f"{folder}/pandas.npy"), numpy.load(f"{folder}/host.npy")
     with open(f"{folder}/host.csv", "rb") as file:

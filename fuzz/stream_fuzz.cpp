@@ -80,6 +80,7 @@ void Run(Choices choices) {
       begin = cr + 1;
       if (begin < held.size() && held[begin] == '\n') ++begin;
     }
+    // Like the buffer, keep a lone CR at the front if an unfinished line follows it.
     if (begin != 1 || held.size() == 1) held.erase(0, begin);
     Demand(buffer.RxCount == static_cast<std::int32_t>(held.size()), "the unfinished line stays");
     Demand(SameBits(passes.store.ChannelValues, lines.store.ChannelValues),

@@ -20,7 +20,7 @@ from pathlib import Path
 HOST = os.path.abspath(sys.argv.pop(1))
 FAST = "--device sim:columns=3,rate=200,baud=115200,signal=ramp"
 
-# What the line on standard error must name, and wrong arguments.
+# Wrong arguments, by a text that the line on standard error must contain.
 WRONG = {
     "command": ["", "--frames 3", "walk", "devices watch"],
     'did you mean "record"?': ["recrod"],
@@ -55,13 +55,13 @@ class CommandLine(unittest.TestCase):
         return process
 
     def expect(self, code, arguments, **options):
-        """What it prints on standard output, and on standard error."""
+        """Runs the host and checks its exit code. Returns its standard output and its standard error."""
         process = self.start(arguments, **options)
         out, err = process.communicate()
         self.assertEqual(process.returncode, code, err)
         return out, err
 
-    def test_what_is_wrong_is_named_in_one_line(self):
+    def test_errors_are_named_in_one_line(self):
         cases = [(2, named, arguments) for named, all_arguments in WRONG.items() for arguments in all_arguments]
         cases += [(1, path, f"record --csv - --device tty:{path}") for path in ["/dev/nowhere", "/dev/null"]]
         refused = [(1, "needs a terminal", "monitor"),
@@ -78,7 +78,7 @@ class CommandLine(unittest.TestCase):
         self.assertIn("held by another program", err[0])
         self.assertIn("no byte came", err[1])
 
-    def test_a_signal_during_detection_ends_the_process_at_once_with_its_own_code(self):
+    def test_a_signal_during_detection_ends_the_process_immediately_with_its_own_code(self):
         for number in [signal.SIGHUP, signal.SIGINT, signal.SIGTERM]:
             process = self.start("record --device sim:silent --frames 3")
             time.sleep(0.5)
@@ -98,7 +98,7 @@ class CommandLine(unittest.TestCase):
             with self.subTest(words):
                 self.assertIn(listed, self.expect(0, words)[0])
 
-    def test_a_picture_shows_many_channels_and_none_of_them_moving_or_there(self):
+    def test_a_picture_shows_many_constant_channels_and_a_recording_without_frames(self):
         device = "--device sim:signal=constant --channels " + ",".join(["0"] * 70)
         for code, frames, ending, ticks in [(0, 20, "--frames 20", range(95, 115, 5)),
                                             (1, 0, "--seconds 0.001 --force", [i / 10 for i in range(11)])]:
@@ -122,7 +122,7 @@ class CommandLine(unittest.TestCase):
                 self.assertEqual([third, str(int(second))], [first, second])
             self.assertTrue((self.folder / "picture").read_text().endswith("</svg>\n"))
 
-    def test_a_reader_that_leaves_is_no_failure_but_a_full_disk_is(self):
+    def test_a_closed_pipe_is_not_a_failure_but_a_full_disk_is(self):
         process = self.start(f"record --csv - {FAST} --quiet")
         process.stdout.readline()
         process.stdout.close()
@@ -142,7 +142,7 @@ class CommandLine(unittest.TestCase):
         self.assertEqual((lines[-1], lines[-2].count(",")), ("", 2), "the last line")
         self.assertEqual(json.loads(done.stdout)["frames"], len(lines) - 2)
 
-    def test_a_recording_ends_though_the_reader_of_its_pipe_stalls(self):
+    def test_a_recording_ends_even_if_the_reader_of_its_pipe_stalls(self):
         for ending, number in [("--seconds 2", None), ("", signal.SIGTERM)]:
             process = self.start(f"record {FAST.replace('rate=200', 'rate=9000,columns=9').replace('115200', '9000000')} "
                                  f"--csv - {ending} --json")
@@ -157,7 +157,7 @@ class CommandLine(unittest.TestCase):
             summary = json.loads(next(line for line in err.splitlines() if line.startswith('{"port"')))
             self.assertEqual((summary["frames"], out[-1], summary["gaps"]), (out.count("\n") - 1, "\n", []))
 
-    def test_lines_that_end_in_lf_are_explained_once_the_port_is_told_until_a_signal(self):
+    def test_lines_that_end_in_lf_are_explained_with_eol_lf_until_a_signal(self):
         master, slave = os.openpty()
         tty.setraw(slave)
         device = f"explain --device tty:{os.ttyname(slave)},baud=9600"
@@ -205,7 +205,7 @@ class CommandLine(unittest.TestCase):
             with self.subTest(options):
                 self.assertIn(said, self.expect(code, f"record {options}")[1])
 
-    def test_a_stopped_process_tells_how_long_the_device_was_not_read(self):
+    def test_a_stopped_process_reports_how_long_the_device_was_not_read(self):
         process = self.start(f"record {FAST.replace('rate=200', 'rate=5000').replace('115200', '3000000')} --json "
                              f"--frames 12000 --csv {self.folder}/csv")
         time.sleep(1)
@@ -216,7 +216,7 @@ class CommandLine(unittest.TestCase):
         self.assertRegex(err, r"warning: the device was not read for 1\.\d s")
         self.assertAlmostEqual(json.loads(out)["gaps"][0]["seconds"], 1.5, delta=0.3)
 
-    def test_a_recording_goes_on_when_its_device_comes_back(self):
+    def test_a_recording_continues_when_its_device_comes_back(self):
         link = self.folder / "port"
 
         def plug_in():
@@ -249,12 +249,12 @@ class CommandLine(unittest.TestCase):
         self.assertGreater(gap, (1.0, "1", "3"))
         self.assertGreaterEqual(json.loads(out)["away"][0]["seconds"], 1)
 
-    def test_what_is_printed_goes_to_no_file_when_standard_output_is_closed(self):
+    def test_output_goes_to_no_file_when_standard_output_is_closed(self):
         script = f'cd "$1" && exec "$0" record {FAST} --frames 5 --csv - --svg picture --registry reg >&- --quiet'
         done = subprocess.run(["bash", "-c", script, HOST, self.folder], capture_output=True, check=False)
         self.assertEqual((done.returncode, (self.folder / "picture").read_text()[:4]), (1, "<svg"))
 
-    def test_what_the_user_said_is_remembered_and_shown(self):
+    def test_the_users_answer_is_stored_and_shown(self):
         self.assertEqual(self.expect(0, "settings"), ("nothing is stored yet\n", ""))
         device = "--device sim:silent=6,columns=3,com=5"
         record = f"record {device} --answer port=0,channels=3,rate=12.5 --frames 3"

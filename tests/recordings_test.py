@@ -59,7 +59,7 @@ CAPTURED = Source("a captured file", 4, "\t")
 
 
 def write(source, fd):
-    """Writes lines on time, but in pieces that are cut anywhere."""
+    """Writes the lines on time, but splits them anywhere."""
     chance = random.Random(source.name)
     start, number, pending = time.monotonic(), 1, b""
     while True:

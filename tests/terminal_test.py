@@ -15,12 +15,12 @@ import unittest
 
 HOST = sys.argv.pop(1)
 MONITOR = '"$H" monitor --device sim:com=5 --registry "$D/monitor.reg"'
-PATIENCE = 120  # seconds, on a machine that does other things too
+PATIENCE = 120  # seconds; long enough for a busy machine
 PLAIN, BOLD, DIM, UNDERLINE, REVERSE = ("\x1b[%dm" % style for style in (0, 1, 2, 4, 7))
 GREEN_ON_BLACK = "\x1b[92m\x1b[40m"
 
-# A script's background job and nohup start a program with these ignored. The shells below, which wait for what
-# the signals do, would inherit that.
+# nohup and a script's background job start a program with these signals ignored. The shells below would inherit that,
+# but the tests need the signals' default actions.
 for number in (signal.SIGHUP, signal.SIGINT, signal.SIGQUIT):
     signal.signal(number, signal.SIG_DFL)
 
@@ -46,7 +46,7 @@ class Terminal:
         return subprocess.run(command, env=env, capture_output=True, text=True, check=True).stdout.strip("\n")
 
     def ask(self, variable):
-        """What tmux knows about the terminal, "alternate_on" for instance."""
+        """Returns a tmux variable of the terminal, for example "alternate_on"."""
         return self.tmux("display", "-p", "#{%s}" % variable)
 
     def press(self, *keys):

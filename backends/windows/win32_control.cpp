@@ -13,7 +13,7 @@ constexpr int kColumnStop = 36;   // where the second column of a list box begin
 constexpr int kDroppedFrame = 2;  // dots
 constexpr int kLineIndent = 3;    // dots
 
-/// Whether text in this font is drawn in `face`, and not in another one that the system put in its place.
+/// Whether text in this font is drawn in `face`, and not in a substitute chosen by the system.
 bool HasFace(const GdiObject& font, const wchar_t* face) {
   wchar_t used[LF_FACESIZE] = {};
   const HDC drawing = CreateCompatibleDC(nullptr);
@@ -41,7 +41,8 @@ GdiObject MakeFont(const Font& font, int dots_per_inch) {
   WideText(font.name).copy(wanted.lfFaceName, LF_FACESIZE - 1);
   GdiObject made(CreateFontIndirectW(&wanted));
   if (HasFace(made, wanted.lfFaceName)) return made;
-  // The system prefers another face to another character set. Our text is Unicode, so the face matters more.
+  // To match the character set the system may substitute another face. Our text is Unicode, so the face
+  // matters more.
   wanted.lfCharSet = DEFAULT_CHARSET;
   GdiObject other(CreateFontIndirectW(&wanted));
   return HasFace(other, wanted.lfFaceName) ? std::move(other) : std::move(made);
@@ -93,7 +94,7 @@ std::wstring WindowText(HWND window) {
 }  // namespace
 
 int DotsPerInch(HWND window) {
-  // Systems before Windows 10 don't have the call: there every screen has the same density.
+  // Before Windows 10 the function doesn't exist, and every screen has the same density.
   const auto per_window = reinterpret_cast<UINT(WINAPI*)(HWND)>(
       reinterpret_cast<void*>(GetProcAddress(GetModuleHandleW(L"user32.dll"), "GetDpiForWindow")));
   if (per_window) return static_cast<int>(per_window(window));
@@ -103,7 +104,7 @@ int DotsPerInch(HWND window) {
   return dots;
 }
 
-/// List and combo boxes understand the same messages under different numbers.
+/// List boxes and combo boxes have the same messages with different numbers.
 struct Win32Control::RowMessages {
   UINT add, insert, remove, clear, select, selected, count;
 };
@@ -140,7 +141,7 @@ void Win32Control::Place(int dots_per_inch) {
   const Bounds& bounds = layout_.bounds;
   const int left = dots(bounds.left), top = dots(bounds.top);
   const int width = dots(bounds.left + bounds.width) - left, height = dots(bounds.top + bounds.height) - top;
-  // The edges are converted, not the sizes, so that controls that meet in the layout meet on the screen.
+  // Convert the edges, not the sizes, so that controls that touch in the layout touch on the screen.
   if (layout_.kind == ControlKind::kLabel) return PlaceLabel();
   if (layout_.kind == ControlKind::kDropDownList || layout_.kind == ControlKind::kComboBox)
     return PlaceComboBox(left, top, width, height);
@@ -206,7 +207,7 @@ bool Win32Control::TakeFont(const Font& font) {
   GdiObject made = MakeFont(font, dots_per_inch_);
   if (!made) return false;
   Send(WM_SETFONT, reinterpret_cast<WPARAM>(made.Get()), TRUE);
-  font_ = std::move(made);  // the font before is deleted only now that the control has let go of it
+  font_ = std::move(made);  // deletes the old font, which the control no longer uses
   return true;
 }
 
@@ -218,7 +219,7 @@ HBRUSH Win32Control::Paint(HDC drawing) const {
 
 void Win32Control::SetText(const std::string& text) {
   if (layout_.kind == ControlKind::kListBox || layout_.kind == ControlKind::kDropDownList) return;
-  if (Text() == text) return;  // or a text box that is written 20 times a second would flicker
+  if (Text() == text) return;  // otherwise a text box that is set 20 times a second would flicker
   SendText(WM_SETTEXT, 0, text);
   if (layout_.kind == ControlKind::kLabel) PlaceLabel();
 }
@@ -252,7 +253,7 @@ void Win32Control::AddRow(const std::string& text) {
   if (HasRows()) SendText(Rows().add, 0, text);
 }
 
-/// Replaces a row without moving the selection. There is no message for it.
+/// Replaces a row without moving the selection. The system has no message for that.
 void Win32Control::SetRow(int row, const std::string& text) {
   if (!HasRows()) return;
   const auto place = static_cast<WPARAM>(row);
@@ -277,7 +278,7 @@ bool Win32Control::SelectRow(int row) {
 
 int Win32Control::SelectedRow() const {
   if (!HasRows()) return -1;
-  // The text decides: typing "50" into a combo box selects the row "50".
+  // In a combo box the text decides: typing "50" selects the row "50".
   if (layout_.kind == ControlKind::kComboBox)
     return static_cast<int>(SendText(CB_FINDSTRINGEXACT, static_cast<WPARAM>(-1), Text()));
   return static_cast<int>(Send(Rows().selected));

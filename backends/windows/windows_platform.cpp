@@ -104,7 +104,7 @@ void Win32Clock::Sleep(std::uint32_t milliseconds) {
 }
 
 void Win32Clock::ServeMessages() {
-  // A timer whose tick takes longer than its interval is always due again, so the pass needs an end in time.
+  // A timer whose tick takes longer than its interval is always due again, so the pass needs a time limit.
   constexpr DWORD kLongest = 50;  // milliseconds
   const DWORD start = ::GetTickCount();
   MSG message;
@@ -149,7 +149,7 @@ bool Win32CommConfig::CommConfigDialogA(const std::string& name, std::uintptr_t 
 }
 
 CommHandle Win32CommConfig::CreateFileA(const std::string& path) {
-  constexpr DWORD kNotShared = 0;  // the system demands it for a port
+  constexpr DWORD kNotShared = 0;  // required for a port
   const HANDLE port = ::CreateFileA(path.c_str(), GENERIC_READ | GENERIC_WRITE, kNotShared, nullptr,
                                     OPEN_EXISTING, 0, nullptr);
   return static_cast<CommHandle>(reinterpret_cast<std::intptr_t>(port));

@@ -109,7 +109,7 @@ class RealKernel(unittest.TestCase):
                 self.assertEqual(self.guest.run_until_it_prints("cat /tmp/ended.code"), code)
                 self.guest.run(f"{port} '[^-]hupcl'")
 
-    def test_sleeps_while_nothing_comes(self):
+    def test_sleeps_while_nothing_arrives(self):
         # The context switches of every thread but the first, which wakes up for the host's polls.
         switches = ("p=$(pidof halden-host); for t in /proc/$p/task/*; do "
                     "[ ${t##*/} = $p ] || grep ^voluntary $t/status; done")
