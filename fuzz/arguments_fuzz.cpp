@@ -17,7 +17,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   }
   std::string error;
   const auto arguments = host::ParseArguments(words, &error);
-  Demand(arguments.has_value() == error.empty(), "either there are arguments or there is an error");
+  Demand(arguments.has_value() == error.empty(), "the result is either arguments or an error");
   Demand(host::Printable(error) == error, "an error is one printable line");
   if (!arguments) return 0;
   using host::Command;

@@ -10,6 +10,8 @@
 namespace halden {
 namespace {
 
+/// A device library that answers with the input's bytes. Like the real one, it never stores more than the
+/// caller has room for.
 class AnyD2xx : public D2xx {
  public:
   explicit AnyD2xx(Choices& choices) : choices_(choices) {}
@@ -31,7 +33,7 @@ class AnyD2xx : public D2xx {
     return status;
   }
   FT_STATUS FT_Close(FT_HANDLE handle) override {
-    Demand(handle == -1 || handle == open_, "only an open device is closed");
+    Demand(handle == -1 || handle == open_, "only the open device is closed");
     open_ = -1;
     return Status();
   }
@@ -68,6 +70,7 @@ class AnyD2xx : public D2xx {
  private:
   FT_STATUS Status() { return choices_.Below(8) == 1 ? 18 : FT_OK; }
   /// Usually a small count, sometimes any.
+  /// `ordinary` is not 0 if *count already holds a sensible value.
   template <class Count>
   FT_STATUS Answer(Count* count, int ordinary = 0) {
     const int kind = choices_.Below(8);
@@ -80,6 +83,7 @@ class AnyD2xx : public D2xx {
   FT_HANDLE open_ = -1;
 };
 
+/// Up to three lives of one driver. Each detects a device, records a few ticks and is released.
 void Run(Choices choices) {
   SimPlatform sim({});
   AnyD2xx library(choices);
@@ -90,13 +94,14 @@ void Run(Choices choices) {
   for (int life = 0; life < 3 && choices.Left(); ++life) {
     std::shared_ptr<IADC3> adc = driver.CreateObject();
     const bool found = adc->Test();
-    Demand(found == (library.open() != -1), "what is found is open, else nothing is");
-    Demand(found == (adc->ChannelsCount() > 0), "what is found has channels");
+    Demand(found == (library.open() != -1), "a device is open exactly if Test found one");
+    Demand(found == (adc->ChannelsCount() > 0), "a device that was found has channels");
     adc->InputSizeData(1024);
     adc->InputChannels({0, 1});
     adc->StartRecord();
     for (int tick = 0; tick < 4 && choices.Left(); ++tick) sim.clock().RunFor(50);
-    Demand(adc->InputCountKadrs() <= adc->InputSizeKadrs(), "frames fit");
+    Demand(adc->InputCountKadrs() <= adc->InputSizeKadrs(),
+           "the ring holds no more frames than it has slots");
     adc->InputData();
     adc.reset();
     Demand(library.open() == -1, "the last release closes the device");

@@ -33,7 +33,7 @@ class Capture {
     std::string text(static_cast<std::size_t>(lseek(file_, 0, SEEK_END)), 0);
     const auto size = pread(file_, text.data(), text.size(), 0);
     close(file_);
-    Demand(size == static_cast<ssize_t>(text.size()), "the output is read back");
+    Demand(size == static_cast<ssize_t>(text.size()), "the captured output can be read");
     for (std::size_t i = 0; i < text.size(); ++i) {
       const auto byte = static_cast<unsigned char>(text[i]);
       const auto next = static_cast<unsigned char>(i + 1 < text.size() ? text[i + 1] : 0);

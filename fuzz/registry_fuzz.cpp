@@ -25,7 +25,7 @@ void Run(const std::string& text) {
   const std::optional<RegistryTree> tree = ParseRegistryText(text);
   if (!tree) return;
   const std::optional<RegistryTree> again = ParseRegistryText(FormatRegistryText(*tree));
-  Demand(again == tree, "what is written is read the same");
+  Demand(again == tree, "a registry that is written reads back the same");
 
   SimPlatform sim({});
   TextRegistry registry(sim.number_rules(), *tree);
@@ -37,14 +37,15 @@ void Run(const std::string& text) {
   tUserChoice choice;
   settings.InitSettingsKey("Halden-Text");
   settings.LoadSetting(choice);
-  Demand(choice.UserChannels >= 1 && choice.UserChannels <= 32, "channels are 1 to 32");
+  Demand(choice.UserChannels >= 1 && choice.UserChannels <= 32, "the number of channels is 1 to 32");
   Demand(choice.UserRate >= 0, "the rate is not below 0");
   store.FormatKnown = true;
   settings.SaveSetting(choice);
   const tUserChoice saved = choice;
   const std::int16_t port = store.BasePort;
   settings.LoadSetting(choice);
-  Demand(store.BasePort == port && choice.UserChannels == saved.UserChannels, "what is saved is loaded");
+  Demand(store.BasePort == port && choice.UserChannels == saved.UserChannels,
+         "saved settings are loaded again");
   std::string error;
   DescribeSettings(platform, &error);
   ExportSettings(platform, &error);

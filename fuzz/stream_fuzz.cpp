@@ -69,7 +69,7 @@ void Run(Choices choices) {
     source.bytes = chunk;
     held += chunk;
     Demand(buffer.ReadPort(source, false) == static_cast<std::int32_t>(chunk.size()),
-           "all that is queued is read");
+           "all queued bytes are read");
     if (!passes.store.FormatKnown && !buffer.AnalyzeBuffer(false)) continue;
     lines.store.ColumnsCount = passes.store.ColumnsCount;
     lines.store.Separator = passes.store.Separator;
@@ -82,10 +82,10 @@ void Run(Choices choices) {
     }
     // Like the buffer, keep a lone CR at the front if an unfinished line follows it.
     if (begin != 1 || held.size() == 1) held.erase(0, begin);
-    Demand(buffer.RxCount == static_cast<std::int32_t>(held.size()), "the unfinished line stays");
+    Demand(buffer.RxCount == static_cast<std::int32_t>(held.size()), "the buffer keeps the unfinished line");
     Demand(SameBits(passes.store.ChannelValues, lines.store.ChannelValues),
-           "values are those of the last line");
-    Demand(InputData(passes.store).Codes == InputData(lines.store).Codes, "each line makes its frame");
+           "the values are those of the last line");
+    Demand(InputData(passes.store).Codes == InputData(lines.store).Codes, "each line makes one frame");
   }
 }
 

@@ -135,6 +135,7 @@ class MemoryTerminal : public TextTerminal {
     return true;
   }
 
+  /// Sends the next key every kPause ms. In the millisecond before, it asks for a redraw.
   std::string Read() override {
     if (++reads_ % kPause != 0) {
       if (reads_ % kPause == kPause - 1) redraws_ = true;
@@ -151,7 +152,7 @@ class MemoryTerminal : public TextTerminal {
     while (!output.empty()) {
       if (output.starts_with("\x1b[")) {
         const std::size_t end = output.find_first_of("mHJhl");
-        Demand(end != std::string_view::npos, "a sequence ends");
+        Demand(end != std::string_view::npos, "an escape sequence is complete");
         Obey(output.substr(2, end - 2), output[end]);
         output.remove_prefix(end + 1);
       } else {
@@ -159,7 +160,7 @@ class MemoryTerminal : public TextTerminal {
       }
     }
     if (!expected_.empty())
-      Demand(expected_ == cells_, "drawing step by step shows what drawing everything does");
+      Demand(expected_ == cells_, "drawing step by step gives the same screen as redrawing everything");
     expected_.clear();
   }
 
@@ -169,23 +170,25 @@ class MemoryTerminal : public TextTerminal {
     size_ = {columns, rows};
     cells_.assign(static_cast<std::size_t>(columns) * rows, "");
   }
+  /// Executes one escape sequence, of those that the toolkit uses.
   void Obey(std::string_view parameters, char command) {
     if (command == 'm') {
       style_ = parameters;
     } else if (command == 'H') {
       Demand(std::sscanf(std::string(parameters).c_str(), "%d;%d", &row_, &column_) == 2,
-             "the cursor has a place");
+             "a cursor move has a row and a column");
       Demand(row_ >= 1 && row_ <= size_.rows && column_ >= 1 && column_ <= size_.columns,
-             "it is on the screen");
+             "the cursor stays on the screen");
     } else if (command == 'J') {
       std::fill(cells_.begin(), cells_.end(), "");
     } else {
-      Demand(parameters == "?25", "modes other than the cursor's don't change");
+      Demand(parameters == "?25", "only the cursor's mode is changed");
     }
   }
+  /// Writes a character at the cursor and moves the cursor to the right.
   void Show(char32_t character) {
     const int width = DisplayWidth(character);
-    Demand(width > 0, "nothing but printable characters is sent");
+    Demand(width > 0, "only printable characters are sent");
     Demand(column_ + width - 1 <= size_.columns, "no row is longer than the screen");
     for (int i = 0; i < width; ++i) {
       cells_[static_cast<std::size_t>(row_ - 1) * size_.columns + column_ - 1 + i] =
@@ -199,10 +202,10 @@ class MemoryTerminal : public TextTerminal {
   std::vector<std::string> cells_;     // each with its style
   std::vector<std::string> expected_;  // what the current redraw must show; empty: no redraw is running
   std::string style_;
-  int row_ = 1;              // of the cursor
-  int column_ = 1;           // likewise
+  int row_ = 1;              // row of the cursor, from 1
+  int column_ = 1;           // column of the cursor, from 1
   std::uint32_t reads_ = 0;  // calls of Read, which is also the time in ms
-  bool redraws_ = false;
+  bool redraws_ = false;     // the next TakeScreenLost asks for a redraw
   bool hung_up_ = false;
 };
 
@@ -215,7 +218,7 @@ void UsePortDialog(Choices& choices) {
   std::int16_t port = 0, channels = 3;
   float rate = 12.5f;
   const bool accepted = dialog.GetUserPort(port, channels, rate);
-  Demand(port >= 0 && port < 3 && channels >= 1 && channels <= 32 && rate > 0, "the answer is a valid one");
+  Demand(port >= 0 && port < 3 && channels >= 1 && channels <= 32 && rate > 0, "the answer is valid");
   Demand(accepted || (port == 0 && channels == 3 && rate == 12.5f), "cancelling changes nothing");
 }
 

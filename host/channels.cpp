@@ -29,6 +29,7 @@ std::string Normalized(std::string_view text) {
 
 /// What values the row is for, and how a code reads back.
 std::string PurposeOf(std::size_t row) {
+  // Row 0 is ±1000 with steps of 0.05; each further decimal row is ten times as fine.
   if (row < 5) {
     const double step = 0.05 / std::pow(10, static_cast<double>(row));
     const int decimals = static_cast<int>(row) + 2;
@@ -42,6 +43,7 @@ std::string PurposeOf(std::size_t row) {
              : "counts from 0 to " + std::to_string(2 * half - 1) + " of a converter, read back as 0 to 1";
 }
 
+/// Whether the device has this channel. If not, `error` is one line that names the option.
 bool Exists(IADC3& adc, std::int16_t channel, const char* option, std::string* error) {
   const int count = adc.ChannelsCount();
   if (channel < count) return true;
@@ -66,7 +68,7 @@ std::string ListOfRanges() {
     list += (row == 0 ? "" : ", ") + std::to_string(row) + " " + kRangeTexts[row] +
             (row == 4    ? " for numbers"
              : row == 9  ? " for signed counts"
-             : row == 14 ? " for unsigned ones"
+             : row == 14 ? " for unsigned counts"
                          : "");
   return list;
 }

@@ -69,11 +69,11 @@ class HostModel {
       wrong_ = std::string(what) + ": expected " + Text(expected) + ", actual " + Text(actual);
   }
 
-  /// Remembers what the host does. Allocates nothing, so that the blocks in use can be compared.
+  /// Records a call for the failure message. Allocates nothing, so that the blocks in use can be compared.
   void Log(const std::string& call) { calls_[call_count_++ % calls_.size()].assign(call, 0, kLongestCall); }
 
   std::string LastCalls() const {
-    std::string text = "\nthe last calls, which count from 1:";
+    std::string text = "\nthe last calls, counted from 1:";
     for (std::size_t i = call_count_ - std::min(call_count_, calls_.size()); i < call_count_; ++i)
       text += "\n  " + std::to_string(i + 1) + ": " + calls_[i % calls_.size()];
     return text;
@@ -87,8 +87,8 @@ class HostModel {
     adc_->InputSizeData(requested_ = 1024);
   }
 
-  /// Any release stops a recording, and the last one drops the settings. A device that was unplugged
-  /// meanwhile can be detected again.
+  /// Releasing any object stops a recording; releasing the last one also resets the settings. Afterwards a
+  /// device that was unplugged can be detected again.
   void Release() {
     if (choices_.Below(4) != 0) {
       Log("another object is created and released");
@@ -97,7 +97,7 @@ class HostModel {
       return;
     }
     const bool replug = choices_.Below(2) == 0;
-    Log(replug ? "unplugged, plugged in, the last object is released" : "the last object is released");
+    Log(replug ? "replugged, then the last object is released" : "the last object is released");
     if (replug) {
       sim_.device(0).Unplug();
       Tick();
@@ -115,7 +115,7 @@ class HostModel {
     if (!detected_) {
       values_.assign(kChannels, 0);
       rows_.assign(kChannels, 0);
-      // In the second pass of the queue: opening serves it once before it purges the device.
+      // Send in the second pass of the queue: opening serves it once before it purges the device.
       sim_.clock().Post([this] {
         sim_.clock().Post([this] {
           for (int line = 0; line < 200; ++line) sim_.device(0).Feed("0;0;0\r");
@@ -129,7 +129,7 @@ class HostModel {
   void Lines() {
     if (!detected_) return;
     const int lines = 1 + choices_.Below(choices_.Below(16) == 0 ? 1100 : 10);
-    Log(std::to_string(lines) + " lines come");
+    Log(std::to_string(lines) + " lines are received");
     for (int left = lines; left > 0; --left) {
       std::string text;
       for (double& value : values_) {
@@ -164,7 +164,7 @@ class HostModel {
   }
 
   void Range() {
-    const auto below = [this](int bound) {  // or any other number
+    const auto below = [this](int bound) {  // sometimes out of range
       return static_cast<std::int16_t>(choices_.Below(6) == 0 ? choices_.Number() : choices_.Below(bound));
     };
     const std::int16_t channel = below(4), row = below(15);
