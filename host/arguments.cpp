@@ -315,6 +315,12 @@ class CommandLine {
           [&](const std::string& value) {
             return ParseRanges(value, &arguments_.ranges, &arguments_.auto_ranges);
           });
+    Value(convert, "--eol", "cr|lf|crlf", "cr, lf or crlf", "How the file ends its lines",
+          [&](const std::string& value) {
+            const bool feed = value == "lf";
+            if (feed) arguments_.line_end = LineEnd::kLf;
+            return feed || value == "cr" || value == "crlf";
+          });
     Value(convert, "--line-rate", "R", "a number of lines a second from 0.001 to 1e9",
           "Add a first column Time, for R lines a second", [&](const std::string& value) {
             return ParseWithin(value, 0.001, 1e9, &arguments_.line_rate.emplace());

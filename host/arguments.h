@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "backends/devices/device.h"
 #include "backends/system_platform.h"
 #include "host/recording.h"
 
@@ -35,6 +36,7 @@ struct Arguments {
   std::vector<RangeChoice> ranges;
   bool auto_ranges = false;              ///< choose ranges for the channels not in `ranges`
   std::string input;                     ///< the file to convert
+  LineEnd line_end = LineEnd::kCr;       ///< for convert: how the file ends its lines
   std::optional<double> line_rate;       ///< for convert: lines per second, from which times are computed
   std::int64_t lines = 10;               ///< for explain: number of lines, 1 to 1e9
   std::optional<std::int32_t> capacity;  ///< frames, 1024 or more

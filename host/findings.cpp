@@ -66,34 +66,55 @@ std::string EscapedBytes(std::string_view bytes) {
   return text;
 }
 
-std::string WhyNotRecognisedText(const sdk::Heard& heard, const std::string& failure) {
-  const std::string sample = heard.sample.empty() ? "" : "; it sent " + Quoted(heard.sample);
-  constexpr char kAnswer[] = "--answer channels=N,rate=R uses it anyway";
+/// What a user can do about slow or very long lines.
+static std::string AnswerHint(ByteOrigin origin) {
+  return origin == ByteOrigin::kConvertedFile ? "replay it with record --device replay:FILE --answer ..."
+                                              : "--answer channels=N,rate=R uses it anyway";
+}
+
+static std::string NothingCame(ByteOrigin origin) {
+  if (origin != ByteOrigin::kDevice) return "the file is empty";
+  return "no byte came; is it powered, and is this its port? If it sends later, " + AnswerHint(origin);
+}
+
+static std::string UnprintableCame(const sdk::Heard& heard, ByteOrigin origin) {
+  if (origin != ByteOrigin::kDevice) return "most of the file is not text";
+  return "what it sent is mostly not text, so its baud rate is probably not " +
+         (heard.baud > 0 ? std::to_string(heard.baud) : std::string("the port's")) +
+         "; set it with --device ...,baud=N";
+}
+
+static std::string CauseText(const sdk::Heard& heard, ByteOrigin origin) {
   switch (sdk::WhyNotRecognised(heard)) {
     case sdk::Silence::kNotOpened:
-      return failure.empty() ? "it could not be opened" : failure;
+      return "it could not be opened";
     case sdk::Silence::kNothing:
-      return "no byte came; is it powered, and is this its port? If it sends later, " + std::string(kAnswer);
+      return NothingCame(origin);
     case sdk::Silence::kUnprintable:
-      return "what it sent is mostly not text, so its baud rate is probably not " +
-             (heard.baud > 0 ? std::to_string(heard.baud) : std::string("the port's")) +
-             "; set it with --device ...,baud=N" + sample;
+      return UnprintableCame(heard, origin);
     case sdk::Silence::kFeedsOnly:
-      return "its lines end in LF alone, but the driver needs CR; add eol=lf to the device: --device "
-             "...,eol=lf" +
-             sample;
+      return "its lines end in LF alone, but the driver needs CR; add " +
+             std::string(origin == ByteOrigin::kConvertedFile ? "--eol lf"
+                                                              : "eol=lf to the device: --device ...,eol=lf");
     case sdk::Silence::kNoLineEnd:
       return "no line end (CR) came in " + std::to_string(heard.bytes) +
-             " bytes, so its lines are very long or end in something else; " + std::string(kAnswer) + sample;
+             " bytes, so its lines are very long or end in something else; " + AnswerHint(origin);
     case sdk::Silence::kFewLines:
-      return "fewer than three line ends came, so it is slow or its lines are very long; " +
-             std::string(kAnswer) + sample;
+      return "fewer than three line ends came, so " +
+             std::string(origin == ByteOrigin::kDevice ? "it is slow" : "the file is short") +
+             " or its lines are very long; " + AnswerHint(origin);
     case sdk::Silence::kEmptyLines:
-      return "only empty lines came" + sample;
+      return "only empty lines came";
     case sdk::Silence::kRecognisable:
       break;
   }
-  return "lines came, but no two whole ones in a row" + sample;
+  return "lines came, but no two whole ones in a row";
+}
+
+std::string WhyNotRecognisedText(const sdk::Heard& heard, ByteOrigin origin, const std::string& failure) {
+  if (!failure.empty() && sdk::WhyNotRecognised(heard) == sdk::Silence::kNotOpened) return failure;
+  const char* const sent = origin == ByteOrigin::kDevice ? "; it sent " : "; it begins with ";
+  return CauseText(heard, origin) + (heard.sample.empty() ? "" : sent + Quoted(heard.sample));
 }
 
 std::string SeparatorText(char separator) {

@@ -19,9 +19,12 @@ namespace halden::host {
 /// isn't printable.
 std::string EscapedBytes(std::string_view bytes);
 
+/// Where bytes come from, which decides what a user can do about them.
+enum class ByteOrigin { kDevice, kReplayedFile, kConvertedFile };
+
 /// Why a device was not recognised and what the user can do about it, without a full stop. `failure` says why
 /// it could not be opened; empty if it could.
-std::string WhyNotRecognisedText(const sdk::Heard& heard, const std::string& failure);
+std::string WhyNotRecognisedText(const sdk::Heard& heard, ByteOrigin origin, const std::string& failure);
 
 /// "tab", "\";\"", "blank" or "\"(\"".
 std::string SeparatorText(char separator);

@@ -1,4 +1,5 @@
 #include <algorithm>
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include "host/commands.h"
@@ -48,6 +49,26 @@ TEST(Convert, WritesTheSameCsvAsARecordingAtTheDevicesPace) {
     const auto differs = std::ranges::mismatch(recorded, converted).in1 - recorded.begin();
     EXPECT_TRUE(recorded == converted) << name << ": they differ in line "
                                        << std::count(recorded.begin(), recorded.begin() + differs, '\n') + 1;
+  }
+}
+
+TEST(Convert, SaysWhatIsWrongWithTheFile) {
+  const std::pair<std::string, const char*> captures[] = {
+      {"", "the file is empty"},
+      {"1;2\n3;4\n5;6\n7;8\n", "add --eol lf; it begins with \"1;2\\n3;4"},
+      {"1\r2", "the file is short or its lines are very long"},
+      {std::string(300, '\xB5') + "\r", "most of the file is not text"}};
+  for (const auto& [bytes, reason] : captures) {
+    const ScratchDirectory folder;
+    SetFileText(folder / "capture", bytes);
+    Arguments arguments;
+    arguments.command = Command::kConvert;
+    arguments.input = folder / "capture";
+    arguments.csv = folder / "csv";
+    Progress progress(false);
+    testing::internal::CaptureStderr();
+    EXPECT_EQ(RunConvert(arguments, progress), kRefused) << reason;
+    EXPECT_THAT(testing::internal::GetCapturedStderr(), testing::HasSubstr(reason));
   }
 }
 

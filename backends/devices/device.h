@@ -16,6 +16,10 @@ inline constexpr FT_STATUS kDeviceFailed = 1;
 /// The highest rate of any chip, bits per second.
 inline constexpr std::uint32_t kHighestBaud = 12'000'000;
 
+/// How a device ends its lines. The driver splits at CR and drops an LF that follows one, so the backend
+/// turns a lone LF into a CR.
+enum class LineEnd { kCr, kLf, kCrLf };
+
 /// A device's entry in the device list.
 struct DeviceIdentity {
   std::uint32_t type = 5;         ///< chip type code of the device library; 5 is an FT232R

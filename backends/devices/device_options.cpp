@@ -146,16 +146,20 @@ std::vector<Key<SimDeviceSettings>> KeysOf(const SimDeviceSettings&) {
   };
 }
 
+template <typename Settings>
+Key<Settings> LineEndKey() {
+  return ChoiceKey("eol", {{"cr", LineEnd::kCr}, {"lf", LineEnd::kLf}, {"crlf", LineEnd::kCrLf}},
+                   &Settings::line_end);
+}
+
 std::vector<Key<ReplayDeviceSettings>> KeysOf(const ReplayDeviceSettings&) {
   return {NumberKey("rate", 0.1, 10000.0, &ReplayDeviceSettings::rate),
           NumberKey("baud", kLowestBaud, kHighestBaud, &ReplayDeviceSettings::baud),
-          FlagKey("loop", &ReplayDeviceSettings::loop)};
+          LineEndKey<ReplayDeviceSettings>(), FlagKey("loop", &ReplayDeviceSettings::loop)};
 }
 
 std::vector<Key<PortSettings>> KeysOf(const PortSettings&) {
-  return {NumberKey("baud", kLowestBaud, kHighestBaud, &PortSettings::baud),
-          ChoiceKey("eol", {{"cr", LineEnd::kCr}, {"lf", LineEnd::kLf}, {"crlf", LineEnd::kCrLf}},
-                    &PortSettings::line_end)};
+  return {NumberKey("baud", kLowestBaud, kHighestBaud, &PortSettings::baud), LineEndKey<PortSettings>()};
 }
 
 /// Removes the part up to and including the next comma from `rest` and returns it without the comma.

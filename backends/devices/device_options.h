@@ -13,10 +13,6 @@
 
 namespace halden {
 
-/// How a device ends its lines. The driver splits at CR and drops an LF that follows one, so the backend
-/// turns a lone LF into a CR.
-enum class LineEnd { kCr, kLf, kCrLf };
-
 /// The keys that every kind of serial port takes.
 struct PortSettings {
   std::optional<std::uint32_t> baud = {};  ///< the port's default rate; nullopt: the rate it is set to
@@ -37,7 +33,7 @@ struct VendorDevices {};
 using DeviceOption = std::variant<SimDeviceSettings, ReplayDeviceSettings, SerialDeviceSettings,
                                   KernelDeviceSettings, VendorDevices>;
 
-/// Parses one --device option: "sim[:key=value,...]", "replay:FILE[,rate=N][,baud=N][,loop]",
+/// Parses one --device option: "sim[:key=value,...]", "replay:FILE[,rate=N][,baud=N][,eol=...][,loop]",
 /// "tty:PATH[,baud=N][,eol=cr|lf|crlf]", "linux[,baud=N][,eol=cr|lf|crlf]" or "d2xx". An absolute path is
 /// short for "tty:" and that path. A path can't contain a comma. If a key is given twice the last one counts.
 /// nullopt on failure; then `error` is one line that says what is wrong and what is allowed.

@@ -36,6 +36,7 @@ ReplayDevice::ReplayDevice(Clock& clock, const ReplayDeviceSettings& settings, c
           {settings.rate.value_or(kUnbounded),
            settings.rate && !settings.baud ? kUnbounded : settings.baud.value_or(kUsualBaud) / kBitsPerByte}),
       file_(std::move(file)),
+      line_end_(settings.line_end),
       loop_(settings.loop) {}
 
 std::string ReplayDevice::OnOpen() {
@@ -61,6 +62,7 @@ bool ReplayDevice::Refill() {
   begin_ = 0;
   file_.read(block_.data() + end_, static_cast<std::streamsize>(block_.size() - end_));
   const auto count = static_cast<std::size_t>(file_.gcount());
+  if (line_end_ == LineEnd::kLf) std::replace(block_.data() + end_, block_.data() + end_ + count, '\n', '\r');
   end_ += count;
   return count > 0;
 }

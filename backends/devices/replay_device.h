@@ -22,6 +22,7 @@ struct ReplayDeviceSettings {
   std::string path;
   std::optional<double> rate = {};         ///< lines per second; a line ends in CR LF, CR or LF
   std::optional<std::uint32_t> baud = {};  ///< the port's default rate; nullopt: 115200
+  LineEnd line_end = LineEnd::kCr;         ///< kLf: every LF of the file is sent as a CR
   bool loop = false;                       ///< starts again at the end of the file; otherwise falls silent
 };
 
@@ -65,6 +66,7 @@ class ReplayDevice : public PacedDevice {
   std::size_t NextPiece();
 
   std::ifstream file_;
+  const LineEnd line_end_;
   const bool loop_;
   bool hurries_ = false;
   bool was_read_ = false;  // Read was called since the device was opened

@@ -24,9 +24,9 @@ namespace {
 class CapturePlatform final : public SystemPlatform {
  public:
   /// Null if the file can't be read.
-  static std::unique_ptr<CapturePlatform> Open(const std::string& path) {
+  static std::unique_ptr<CapturePlatform> Open(const std::string& path, LineEnd line_end) {
     auto clock = std::make_unique<VirtualClock>();
-    auto device = ReplayDevice::Open(*clock, {.path = path}, "REPLAY1");
+    auto device = ReplayDevice::Open(*clock, {.path = path, .line_end = line_end}, "REPLAY1");
     if (!device) return nullptr;
     return std::unique_ptr<CapturePlatform>(new CapturePlatform(std::move(clock), std::move(device)));
   }
@@ -76,6 +76,8 @@ class Conversion final : public LocalSession {
   }
 
  private:
+  ByteOrigin OriginOf(std::int32_t) const override { return ByteOrigin::kConvertedFile; }
+
   CapturePlatform& platform_;
 };
 
@@ -93,7 +95,7 @@ int RunConvert(const Arguments& arguments, Progress& progress) {
     progress.Fail(Quoted(path) + " is the file to convert, and can't be written");
     return kWrongArguments;
   }
-  const auto platform = CapturePlatform::Open(arguments.input);
+  const auto platform = CapturePlatform::Open(arguments.input, arguments.line_end);
   if (!platform) {
     progress.Fail(Quoted(arguments.input) + " can't be read: convert takes the file of a captured stream");
     return kWrongArguments;

@@ -1,4 +1,6 @@
+#include <algorithm>
 #include <fstream>
+#include <optional>
 #include <variant>
 #include <vector>
 
@@ -13,13 +15,13 @@ namespace halden::host {
 
 namespace {
 
-/// The path of the file if the only device is a replayed file; otherwise "".
-std::string ReplayedFile(const Arguments& arguments) {
-  if (arguments.machine.devices.size() != 1) return {};
+/// The replayed file if it is the only device; otherwise nullopt.
+std::optional<ReplayDeviceSettings> ReplayedFile(const Arguments& arguments) {
+  if (arguments.machine.devices.size() != 1) return std::nullopt;
   std::string error;
   const auto option = ParseDeviceOption(arguments.machine.devices[0], &error);
   const auto* const replay = option ? std::get_if<ReplayDeviceSettings>(&*option) : nullptr;
-  return replay ? replay->path : "";
+  return replay ? std::optional(*replay) : std::nullopt;
 }
 
 /// Prints the explanations of lines on standard output.
@@ -53,14 +55,15 @@ class Explainer {
   std::int64_t lines_ = 0;
 };
 
-/// Explains the lines of a file from its start. The session can't: detection has used up the first lines.
-void ExplainFile(const std::string& path, const LocalSession& session, Explainer& explainer) {
+/// From its beginning, since the detection has listened to the first lines of the replay.
+void ExplainFile(const ReplayDeviceSettings& replay, const LocalSession& session, Explainer& explainer) {
   sdk::LineWatch watch(session.Rules(), session.Format());
   sdk::LineCutter cutter;
-  std::ifstream file(path, std::ios::binary);
+  std::ifstream file(replay.path, std::ios::binary);
   std::vector<char> block(4096);
   while (!explainer.Done() && file) {
     file.read(block.data(), static_cast<std::streamsize>(block.size()));
+    if (replay.line_end == LineEnd::kLf) std::ranges::replace(block, '\n', '\r');
     cutter.Add({block.data(), static_cast<std::size_t>(file.gcount())}, [&](std::string_view line) {
       watch.Add(line);
       explainer.Take(line, watch);
@@ -75,8 +78,8 @@ int RunExplain(LocalSession& session, const Arguments& arguments, Progress& prog
   if (!session.Detect(progress)) return kRefused;
   CatchStopSignals();
   Explainer explainer(session, arguments);
-  if (const std::string path = ReplayedFile(arguments); !path.empty()) {
-    ExplainFile(path, session, explainer);
+  if (const auto replay = ReplayedFile(arguments)) {
+    ExplainFile(*replay, session, explainer);
     return explainer.Finish(progress);
   }
   session.SetLineListener([&](auto line, const auto& watch) { explainer.Take(line, watch); });

@@ -156,17 +156,20 @@ std::vector<std::string> LocalSession::WhyNotRecognised() const {
     return {"--answer: the port list has no row " + std::to_string(answer_->port)};
   for (std::size_t i = 0; i < failures.size(); ++i) {
     const auto index = static_cast<std::int32_t>(i);
-    reasons.push_back("device " + std::to_string(i) + " (" + KindOf(index) +
-                      EscapedBytes(tap_.SerialNumber(index)) +
-                      ") was not recognised: " + WhyNotRecognisedText(tap_.At(index), failures[i]));
+    reasons.push_back(
+        "device " + std::to_string(i) + " (" + KindOf(index) + EscapedBytes(tap_.SerialNumber(index)) +
+        ") was not recognised: " + WhyNotRecognisedText(tap_.At(index), OriginOf(index), failures[i]));
   }
   return reasons;
 }
 
 std::string LocalSession::KindOf(std::int32_t index) const {
-  const std::string description = tap_.Description(index);
-  if (description == kSimulatedDescription) return "simulated device ";
-  return description == kReplayedDescription ? "replayed file " : "";
+  if (tap_.Description(index) == kSimulatedDescription) return "simulated device ";
+  return OriginOf(index) == ByteOrigin::kReplayedFile ? "replayed file " : "";
+}
+
+ByteOrigin LocalSession::OriginOf(std::int32_t index) const {
+  return tap_.Description(index) == kReplayedDescription ? ByteOrigin::kReplayedFile : ByteOrigin::kDevice;
 }
 
 /// Updates part_line_. An LF directly after a CR belongs to the line end, even if it arrives in the next

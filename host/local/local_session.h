@@ -10,6 +10,7 @@
 
 #include "backends/system_platform.h"
 #include "driver/driver.h"
+#include "host/findings.h"
 #include "host/session.h"
 #include "sdk/heard.h"
 #include "sdk/line_watch.h"
@@ -50,6 +51,8 @@ class LocalSession : public Session {
   IADC3* Object() override { return adc_.get(); }
   bool Find(Progress& progress) override;
   std::vector<std::string> WhyNotRecognised() const override;
+  /// Where the bytes of the device at this place of the list come from.
+  virtual ByteOrigin OriginOf(std::int32_t index) const;
   std::string KindOfDevice() const override { return KindOf(tap_.LatestIndex()); }
   /// Stops watching lines. Watching a line takes longer than the driver needs to read it.
   void StopListening() { listens_ = false; }
