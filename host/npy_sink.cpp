@@ -151,7 +151,7 @@ class NpySink final : public FrameSink {
     if (!rows)
       refusal_ = Printable(path) + " can't be continued: it isn't a " + type + " array of " +
                  (columns == 0 ? "one column" : std::to_string(columns) + " columns");
-    return rows ? std::min<std::size_t>(*rows, (size - kHeaderSize) / row_size) : 0;
+    return rows ? std::min(*rows, static_cast<std::size_t>((size - kHeaderSize) / row_size)) : 0;
   }
 
   void Cut(const std::string& path, std::size_t bytes) {
