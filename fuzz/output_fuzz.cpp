@@ -86,9 +86,9 @@ void RunWithDevice(Choices& choices, Arguments arguments, Progress& progress) {
   std::string serial = choices.Text(16);
   std::erase(serial, ',');
   std::string error;
-  arguments.machine.devices = {(choices.Below(4) == 0 ? "sim:busy,serial=" : "sim:silent,serial=") + serial};
-  if (!ParseDeviceOption(arguments.machine.devices[0], &error)) return progress.Fail(error);
-  VirtualMachine machine(arguments.machine, FixedNumberRules::Point());
+  arguments.platform.devices = {(choices.Below(4) == 0 ? "sim:busy,serial=" : "sim:silent,serial=") + serial};
+  if (!ParseDeviceOption(arguments.platform.devices[0], &error)) return progress.Fail(error);
+  VirtualMachine machine(arguments.platform, FixedNumberRules::Point());
   if (choices.Below(4) == 0) machine.failures = {choices.Text(choices.Byte())};
   if (arguments.command == Command::kDevices) return void(RunDevices(machine, arguments, progress));
   const std::string sent = choices.Text(4096);

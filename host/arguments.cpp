@@ -2,17 +2,14 @@
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
-#include <array>
-#include <charconv>
 #include <functional>
 #include <limits>
 #include <map>
 #include <stdexcept>
 #include <string_view>
-#include <system_error>
 
 #include "backends/devices/device_options.h"
-#include "host/channels.h"
+#include "host/option_rules.h"
 #include "host/printable_text.h"
 
 namespace halden::host {
@@ -22,96 +19,6 @@ namespace {
 struct WrongWord : std::runtime_error {
   using std::runtime_error::runtime_error;
 };
-
-// The parsers of values. Each returns false for a value that isn't allowed.
-
-/// Reads a whole text as a number, whatever the locale.
-template <typename Number>
-bool ParseWithin(std::string_view text, Number lowest, Number highest, Number* value) {
-  Number parsed{};
-  const auto [end, result] = std::from_chars(text.data(), text.data() + text.size(), parsed);
-  if (result != std::errc() || end != text.data() + text.size()) return false;
-  if (!(parsed >= lowest && parsed <= highest)) return false;
-  *value = parsed;
-  return true;
-}
-
-/// Calls `take` for each piece between commas, empty ones included, until it refuses one.
-template <typename Take>
-bool ForEachPiece(std::string_view list, Take take) {
-  for (;;) {
-    const auto comma = list.find(',');
-    if (!take(list.substr(0, comma))) return false;
-    if (comma == std::string_view::npos) return true;
-    list.remove_prefix(comma + 1);
-  }
-}
-
-bool ParseAnswerPart(std::string_view part, UserAnswer* answer) {
-  const auto equals = part.find('=');
-  if (equals == std::string_view::npos) return false;
-  const auto key = part.substr(0, equals);
-  const auto value = part.substr(equals + 1);
-  if (key == "port") return ParseWithin(value, 0, int{kLastChannel}, &answer->port);
-  if (key == "channels") return ParseWithin(value, 1, 32, &answer->channels);
-  answer->rate = value;
-  float rate = 0;
-  return key == "rate" && ParseWithin(value, std::numeric_limits<float>::min(), 1e9F, &rate);
-}
-
-bool ParseAnswer(std::string_view value, std::optional<UserAnswer>* answer) {
-  UserAnswer& parsed = answer->emplace();
-  return ForEachPiece(value, [&](auto part) { return ParseAnswerPart(part, &parsed); }) &&
-         !parsed.rate.empty();
-}
-
-bool ParseChannels(std::string_view value, std::vector<std::int16_t>* channels) {
-  constexpr std::size_t kMostChannels = std::numeric_limits<std::int16_t>::max();
-  channels->clear();
-  return ForEachPiece(value, [&](auto piece) {
-    return channels->size() < kMostChannels &&
-           ParseWithin<std::int16_t>(piece, 0, kLastChannel, &channels->emplace_back());
-  });
-}
-
-/// Appends, since --range may be given several times.
-bool ParseRanges(std::string_view value, std::vector<RangeChoice>* ranges, bool* auto_ranges) {
-  return ForEachPiece(value, [&](auto piece) {
-    if (piece == "auto") return *auto_ranges = true;
-    const auto equals = piece.find('=');
-    if (equals == std::string_view::npos) return false;
-    auto& choice = ranges->emplace_back();
-    choice.row = RowOfRange(piece.substr(equals + 1));
-    return choice.row >= 0 &&
-           ParseWithin<std::int16_t>(piece.substr(0, equals), 0, kLastChannel, &choice.channel);
-  });
-}
-
-const std::string& RangesAllowed() {
-  static const std::string allowed =
-      "auto or CH=RANGE[,CH=RANGE...], a channel from 0 and a range of " + ListOfRanges();
-  return allowed;
-}
-
-bool ParseRotation(std::string_view value, Rotation* rotation) {
-  struct Unit {
-    std::string_view name;
-    double bytes = 0;
-    double seconds = 0;
-  };
-  static constexpr Unit kUnits[] = {{"kB", 1e3},    {"MB", 1e6},    {"GB", 1e9},    {"s", 0, 1},
-                                    {"min", 0, 60}, {"h", 0, 3600}, {"d", 0, 86400}};
-  const auto digits = value.find_first_not_of("0123456789.");
-  double count = 0;
-  if (digits == std::string_view::npos || !ParseWithin(value.substr(0, digits), 0.001, 1e9, &count))
-    return false;
-  for (const auto& [name, bytes, seconds] : kUnits) {
-    if (value.substr(digits) != name) continue;
-    *rotation = {.bytes = static_cast<std::uint64_t>(count * bytes), .seconds = count * seconds};
-    return !rotation->Never();
-  }
-  return false;
-}
 
 constexpr std::string_view kAnyFile = "the name of a file";
 
@@ -163,7 +70,8 @@ class CommandLine {
       throw WrongWord(Printable(other.what()));
     }
     CheckWords();
-    CheckWhole();
+    FinishArguments();
+    if (const std::string conflict = FindConflict(arguments_); !conflict.empty()) throw WrongWord(conflict);
     return arguments_;
   }
 
@@ -232,19 +140,19 @@ class CommandLine {
   }
 
   void AddDeviceOptions(CLI::App& command) {
-    SystemPlatformOptions& machine = arguments_.machine;
+    SystemPlatformOptions& options = arguments_.platform;
     Value(command, "--device", "D", "sim[:KEY=VALUE,...], replay:FILE, tty:PATH or linux",
           "Where devices come from (sim); may be repeated", [&](const std::string& value) {
-            machine.devices.push_back(value);
+            options.devices.push_back(value);
             return !value.empty();
           });
     File(command, "--registry", "FILE", kAnyFile, "The file with the driver's stored settings",
-         &machine.registry_file);
+         &options.registry_file);
     Value(command, "--answer", "port=N,channels=N,rate=X",
           "port=N,channels=N,rate=X: a row of the port list from 0, 1 to 32 channels, a rate above 0",
           "Answer the driver's port dialog",
-          [&](const std::string& value) { return ParseAnswer(value, &machine.answer); });
-    Flag(command, "--cancel", "Cancel the driver's port dialog", &arguments_.machine.cancel);
+          [&](const std::string& value) { return ParseAnswer(value, &options.answer); });
+    Flag(command, "--cancel", "Cancel the driver's port dialog", &arguments_.platform.cancel);
   }
 
   /// Options of the commands that show or record values.
@@ -455,47 +363,17 @@ class CommandLine {
            (nearest.empty() ? "; --help lists what is allowed" : "; did you mean " + nearest + "?");
   }
 
-  void CheckWhole() {
-    const SystemPlatformOptions& machine = arguments_.machine;
-    if (arguments_.command == Command::kHelp)
-      throw WrongWord("a command is missing; \"halden-host --help\" lists them");
-    if (arguments_.frames && arguments_.seconds)
-      throw WrongWord("only one of --frames and --seconds is allowed");
-    if (machine.answer && machine.cancel) throw WrongWord("only one of --answer and --cancel is allowed");
-    if (!arguments_.svg.empty() && arguments_.svg == arguments_.csv)
-      throw WrongWord("--svg and --csv need different files");
-    if (arguments_.export_text && arguments_.json)
-      throw WrongWord("only one of --export and --json is allowed");
-    FinishFileOptions();
-    if (arguments_.command == Command::kConvert) CheckConvert();
-    if (arguments_.codes && arguments_.csv.empty()) throw WrongWord("--codes needs --csv FILE");
-  }
-
-  void CheckConvert() {
-    if (arguments_.input.empty()) throw WrongWord("convert needs a captured file: convert INPUT --csv FILE");
-    if (arguments_.csv.empty() && arguments_.npy.empty())
-      throw WrongWord("convert needs --csv FILE or --npy FILE");
-    if (arguments_.auto_ranges) throw WrongWord("--range auto goes with watch and record only");
-    if (arguments_.line_rate) arguments_.time = TimeColumn::kRelative;
-  }
-
-  void FinishFileOptions() {
+  /// Derives what several options decide together.
+  void FinishArguments() {
     if (!time_.empty() && time_ != "absolute")
       throw WrongWord("--time takes no value, or absolute, not " + Quoted(time_));
     if (time_option_->count() > 0)
       arguments_.time = time_.empty() ? TimeColumn::kRelative : TimeColumn::kAbsolute;
-    if (arguments_.append && !arguments_.rotation.Never())
-      throw WrongWord("only one of --append and --rotate is allowed");
-    if (arguments_.append && arguments_.time == TimeColumn::kRelative)
-      throw WrongWord("--append needs --time=absolute: the seconds of each recording begin at 0");
-    if (arguments_.append && arguments_.csv.empty() && arguments_.npy.empty())
-      throw WrongWord("--append needs --csv FILE or --npy FILE");
+    if (arguments_.line_rate) arguments_.time = TimeColumn::kRelative;
     if (arguments_.append)
       arguments_.existing = Existing::kContinue;
     else if (arguments_.force)
       arguments_.existing = Existing::kOverwrite;
-    if (!arguments_.rotation.Never() && arguments_.csv == "-")
-      throw WrongWord("--rotate needs files, not standard output");
   }
 
   CLI::App app_{"Finds a device that sends lines of numbers, and shows or records its values.",

@@ -27,7 +27,7 @@ struct RangeChoice {
 struct Arguments {
   Command command = Command::kHelp;
   std::string text;  ///< for kHelp, the help or the version to print
-  SystemPlatformOptions machine;
+  SystemPlatformOptions platform;
   bool quiet = false;
   bool json = false;
   std::optional<double> seconds;       ///< 0.001 to 1e9

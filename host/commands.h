@@ -28,11 +28,11 @@ int RunMonitor(Session& session, Progress& progress);
 int RunRanges(Progress& progress);
 
 // These commands need the driver's platform, so they exist only where the driver is linked in.
-int RunDevices(SystemPlatform& machine, const Arguments& arguments, Progress& progress);
+int RunDevices(SystemPlatform& system, const Arguments& arguments, Progress& progress);
 /// Makes a platform of its own, whose only device is the captured file.
 int RunConvert(const Arguments& arguments, Progress& progress);
 int RunExplain(LocalSession& session, const Arguments& arguments, Progress& progress);
-int RunSettings(SystemPlatform& machine, const Arguments& arguments, Progress& progress);
+int RunSettings(SystemPlatform& system, const Arguments& arguments, Progress& progress);
 
 /// Prints `text` on standard output and returns the exit code: kRefused if it could not be written.
 int Print(const std::string& text, Progress& progress);

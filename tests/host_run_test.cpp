@@ -36,9 +36,9 @@ Printed RunHost(
   testing::internal::CaptureStderr();
   {
     Progress progress(arguments->quiet);
-    VirtualMachine machine(arguments->machine, rules);
+    VirtualMachine machine(arguments->platform, rules);
     prepare(machine);
-    LocalSession session(machine, arguments->machine.answer, true);
+    LocalSession session(machine, arguments->platform.answer, true);
     const bool watch = arguments->command == Command::kWatch;
     printed.code = (watch ? RunWatch : RunRecord)(session, *arguments, progress);
   }

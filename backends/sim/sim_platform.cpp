@@ -6,15 +6,15 @@
 
 namespace halden {
 
-SimPlatform::SimPlatform(const std::vector<std::string>& devices, const SimOptions& machine)
-    : machine_(machine),
-      clock_(machine.start_tick),
+SimPlatform::SimPlatform(const std::vector<std::string>& devices, const SimOptions& options)
+    : options_(options),
+      clock_(options.start_tick),
       devices_(devices.size()),
       library_(MakeDevices(devices)),
-      registry_(machine_.number_rules),
-      texts_(machine.language, machine.system_language),
+      registry_(options_.number_rules),
+      texts_(options_.language, options_.system_language),
       toolkit_(clock_),
-      platform_{library_, library_, registry_, clock_, machine_.number_rules, texts_, toolkit_} {}
+      platform_{library_, library_, registry_, clock_, options_.number_rules, texts_, toolkit_} {}
 
 std::vector<std::unique_ptr<Device>> SimPlatform::MakeDevices(const std::vector<std::string>& options) {
   std::vector<std::unique_ptr<Device>> made;

@@ -31,7 +31,7 @@ class SimPlatform {
  public:
   /// `devices` are --device options of the kinds "sim" and "replay", in listing order. Throws
   /// std::invalid_argument for any other or a malformed one.
-  explicit SimPlatform(const std::vector<std::string>& devices, const SimOptions& machine = {});
+  explicit SimPlatform(const std::vector<std::string>& devices, const SimOptions& options = {});
   SimPlatform(const SimPlatform&) = delete;
   SimPlatform& operator=(const SimPlatform&) = delete;
 
@@ -41,7 +41,7 @@ class SimPlatform {
   MemoryRegistry& registry() { return registry_; }
   ScriptedToolkit& toolkit() { return toolkit_; }
   /// Assign other rules at any time, to simulate a change of the system's settings.
-  FixedNumberRules& number_rules() { return machine_.number_rules; }
+  FixedNumberRules& number_rules() { return options_.number_rules; }
   /// The device of the option at `index`; valid as long as this object.
   PacedDevice& device(std::size_t index) { return *devices_.at(index).device; }
   /// The calls of that device, in the form of PacedDevice::LogCallsTo.
@@ -55,7 +55,7 @@ class SimPlatform {
 
   std::vector<std::unique_ptr<Device>> MakeDevices(const std::vector<std::string>& options);
 
-  SimOptions machine_;
+  SimOptions options_;
   VirtualClock clock_;
   std::vector<SimulatedDevice> devices_;
   EmulatedD2xx library_;

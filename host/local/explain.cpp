@@ -17,9 +17,9 @@ namespace {
 
 /// The replayed file if it is the only device; otherwise nullopt.
 std::optional<ReplayDeviceSettings> ReplayedFile(const Arguments& arguments) {
-  if (arguments.machine.devices.size() != 1) return std::nullopt;
+  if (arguments.platform.devices.size() != 1) return std::nullopt;
   std::string error;
-  const auto option = ParseDeviceOption(arguments.machine.devices[0], &error);
+  const auto option = ParseDeviceOption(arguments.platform.devices[0], &error);
   const auto* const replay = option ? std::get_if<ReplayDeviceSettings>(&*option) : nullptr;
   return replay ? std::optional(*replay) : std::nullopt;
 }

@@ -45,9 +45,9 @@ std::string Table(const std::vector<Row>& rows) {
 
 }  // namespace
 
-int RunDevices(SystemPlatform& machine, const Arguments& arguments, Progress& progress) {
-  const auto devices = ListDevices(machine.platform());
-  auto failures = machine.OpenFailures();
+int RunDevices(SystemPlatform& system, const Arguments& arguments, Progress& progress) {
+  const auto devices = ListDevices(system.platform());
+  auto failures = system.OpenFailures();
   failures.resize(devices.size());
   if (arguments.json) return Print(DevicesJson(devices, failures), progress);
   if (devices.empty()) return Print("no devices\n", progress);
@@ -56,13 +56,13 @@ int RunDevices(SystemPlatform& machine, const Arguments& arguments, Progress& pr
   return Print(Table(rows), progress);
 }
 
-int RunSettings(SystemPlatform& machine, const Arguments& arguments, Progress& progress) {
+int RunSettings(SystemPlatform& system, const Arguments& arguments, Progress& progress) {
   std::string error;
-  const std::string exported = arguments.export_text ? ExportSettings(machine.platform(), &error) : "";
-  const auto settings = DescribeSettings(machine.platform(), &error);
+  const std::string exported = arguments.export_text ? ExportSettings(system.platform(), &error) : "";
+  const auto settings = DescribeSettings(system.platform(), &error);
   if (!error.empty()) {
     // Prefer the notices: they name the file and the reason, which the driver's own error doesn't.
-    const auto notices = machine.TakeNotices();
+    const auto notices = system.TakeNotices();
     for (const std::string& notice : notices) progress.Fail(notice);
     if (notices.empty()) progress.Fail(error);
     return kRefused;

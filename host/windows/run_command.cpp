@@ -40,7 +40,7 @@ constexpr char kHelpOfWindows[] =
     "or\n"
     "--reconnect; --device can only be d2xx.\n";
 
-/// An object of the component that is registered on this machine.
+/// An object of the component that is registered on this options.
 class ComSession final : public Session {
  public:
   ComSession() {
@@ -89,17 +89,17 @@ class ComSession final : public Session {
 /// One line that says why a command or option isn't available when the driver is a COM component instead of a
 /// part of this program. Empty if everything is available.
 std::string WhyNotHere(const Arguments& arguments) {
-  const SystemPlatformOptions& machine = arguments.machine;
+  const SystemPlatformOptions& options = arguments.platform;
   const auto of_vendor = [](const std::string& device) { return device == "d2xx"; };
   if (arguments.command == Command::kDevices || arguments.command == Command::kSettings ||
       arguments.command == Command::kExplain || arguments.command == Command::kConvert)
     return "on Windows only ranges, watch, record and monitor are available";
   if (arguments.auto_ranges) return "--range auto: on Windows the component doesn't show the lines";
-  if (!std::all_of(machine.devices.begin(), machine.devices.end(), of_vendor))
+  if (!std::all_of(options.devices.begin(), options.devices.end(), of_vendor))
     return "--device: on Windows only d2xx is available, the vendor's library";
-  if (!machine.registry_file.empty())
+  if (!options.registry_file.empty())
     return "--registry: on Windows the driver keeps its settings in the system's registry";
-  if (machine.answer || machine.cancel)
+  if (options.answer || options.cancel)
     return "--answer and --cancel: on Windows the driver's own dialog asks";
   if (arguments.reconnect) return "--reconnect: on Windows the component doesn't say when a device is gone";
   return {};
