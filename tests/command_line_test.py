@@ -18,6 +18,9 @@ from concurrent.futures import ThreadPoolExecutor
 from pathlib import Path
 
 HOST = os.path.abspath(sys.argv.pop(1))
+# A background job inherits an ignored SIGINT, and nohup an ignored SIGHUP. The host would keep ignoring them.
+signal.signal(signal.SIGINT, signal.default_int_handler)
+signal.signal(signal.SIGHUP, signal.SIG_DFL)
 FAST = "--device sim:columns=3,rate=200,baud=115200,signal=ramp"
 
 # Wrong arguments, by a text that the line on standard error must contain.
@@ -38,7 +41,7 @@ WRONG = {
     "--export": ["settings --export --json"],
     "--answer": ["watch --answer rate=1,channels=33", "watch --answer port", "watch --answer colour=2",
                  "watch --answer rate=1 --cancel"],
-    "nowhere": ["watch --device nowhere", "watch --device replay:/nowhere"],
+    "nowhere": ["watch --device nowhere", "watch --device replay:/dev/null/nowhere"],
 }
 
 
@@ -66,7 +69,7 @@ class CommandLine(unittest.TestCase):
         cases += [(1, path, f"record --csv - --device tty:{path}") for path in ["/dev/nowhere", "/dev/null"]]
         refused = [(1, "needs a terminal", "monitor"),
                    (1, "(simulated device SIM1) was not recognised: no byte came", "watch --device sim:silent --quiet"),
-                   (1, "/nowhere/x could not be written", f"record {FAST} --csv /nowhere/x --frames 3 --quiet"),
+                   (1, "/dev/null/x could not be written", f"record {FAST} --csv /dev/null/x --frames 3 --quiet"),
                    (1, "--answer", "watch --device sim:busy --answer port=1,channels=1,rate=1 --quiet")]
         for code, named, arguments in refused + cases:
             with self.subTest(arguments):
