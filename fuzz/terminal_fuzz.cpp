@@ -7,7 +7,7 @@
 #include "backends/linux/terminal/terminal_toolkit.h"
 #include "backends/text/characters.h"
 #include "fuzz/choices.h"
-#include "tests/form_machine.h"
+#include "tests/form_fixture.h"
 #include "ui/dlgPort.h"
 
 namespace halden {

@@ -7,7 +7,7 @@
 #include <vector>
 
 #include "backends/toolkit/form_user.h"
-#include "tests/form_machine.h"
+#include "tests/form_fixture.h"
 #include "ui/dlgPort.h"
 
 namespace halden {

@@ -6,7 +6,7 @@
 #include "driver/driver.h"
 #include "settings/driver_settings.h"
 #include "tests/faulty_platform.h"
-#include "tests/form_machine.h"
+#include "tests/form_fixture.h"
 #include "tests/registry_values.h"
 #include "tests/scratch_files.h"
 
