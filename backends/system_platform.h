@@ -51,4 +51,7 @@ class SystemPlatform {
 /// allowed.
 std::unique_ptr<SystemPlatform> OpenSystemPlatform(const SystemPlatformOptions& options, std::string* error);
 
+/// The number rules of the user who runs the process, as a platform of the system has them.
+std::unique_ptr<NumberRules> UserNumberRules();
+
 }  // namespace halden

@@ -17,6 +17,7 @@
 #include "backends/linux/terminal/terminal_toolkit.h"
 #include "backends/system_platform.h"
 #include "backends/text/common_texts.h"
+#include "backends/text/fixed_number_rules.h"
 #include "backends/toolkit/answering_toolkit.h"
 #include "backends/toolkit/message_queue.h"
 
@@ -208,6 +209,10 @@ std::unique_ptr<SystemPlatform> OpenSystemPlatform(const SystemPlatformOptions& 
   Devices devices;
   if (!factory->MakeAll(options.devices, &devices, error)) return nullptr;
   return std::make_unique<LinuxPlatform>(std::move(factory), std::move(devices), environment, options);
+}
+
+std::unique_ptr<NumberRules> UserNumberRules() {
+  return std::make_unique<FixedNumberRules>(LocaleNumberRules(LocaleEnvironment::OfProcess()));
 }
 
 }  // namespace halden

@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <string>
 
+#include "backends/text/common_texts.h"
 #include "backends/text/fixed_number_rules.h"
 
 namespace halden {
@@ -27,9 +28,6 @@ struct LocaleEnvironment {
 /// written in Cyrillic. Asking both keeps, say, Russian window texts readable where only LC_MESSAGES is
 /// Russian.
 FixedNumberRules LocaleNumberRules(const LocaleEnvironment& environment);
-
-inline constexpr std::uint16_t kEnglishLanguage = 0x0409;
-inline constexpr std::uint16_t kRussianLanguage = 0x0419;
 
 /// The Windows language identifier for messages: kRussianLanguage, or kEnglishLanguage for every other
 /// language.

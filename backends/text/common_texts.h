@@ -6,6 +6,10 @@ namespace halden {
 
 enum class TextLanguage { kEnglish, kRussian };
 
+// Windows language identifiers.
+inline constexpr std::uint16_t kEnglishLanguage = 0x0409;
+inline constexpr std::uint16_t kRussianLanguage = 0x0419;
+
 /// The texts of the forms and the system's error messages, for systems that have neither string resources nor
 /// a message formatter. The forms are English or Russian; the system's messages are always English.
 class CommonTexts : public TextResources {

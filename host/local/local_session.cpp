@@ -10,6 +10,7 @@
 #include "host/decimal_text.h"
 #include "host/findings.h"
 #include "host/process.h"
+#include "sdk/detection.h"
 
 namespace halden::host {
 namespace {
@@ -44,18 +45,10 @@ LocalSession::LocalSession(SystemPlatform& system, const std::optional<UserAnswe
   tap_.SetListener([this](std::string_view received) { Listen(received); });
 }
 
-/// A board that restarts when its port is opened may stay silent for longer than the driver listens. Opening
-/// the port again doesn't restart it again, so a second detection will hear it. Only if that fails too is the
-/// port dialog allowed.
 bool LocalSession::Find(Progress& progress) {
-  system_.HoldDialogBack(true);
-  const bool found = adc_->Test();
-  system_.HoldDialogBack(false);
-  if (found || !adc_->LastError().empty()) return found;
   const bool somebody_answers = answer_ || (!cancel_ && tapped_.toolkit.CanShow());
-  if (!somebody_answers && !SomeDeviceWasSilent()) return false;
-  progress.Hint("Listening once more ...");
-  return adc_->Test();
+  return sdk::Detect(system_, tap_, *adc_, somebody_answers,
+                     [&] { progress.Hint("Listening once more ..."); });
 }
 
 void LocalSession::Release() {
@@ -70,20 +63,12 @@ bool LocalSession::FindAgain(Progress& progress) {
   EndOnStopSignals();  // Test can't be cancelled
   adc_ = driver_.CreateObject();
   system_.HoldDialogBack(true);
-  const bool found = adc_ && (adc_->Test() || (SomeDeviceWasSilent() && adc_->Test())) &&
+  const bool found = adc_ && (adc_->Test() || (sdk::SomeDeviceWasSilent(system_, tap_) && adc_->Test())) &&
                      tap_.SerialNumber(tap_.LatestIndex()) == released_;  // not another device
   system_.HoldDialogBack(false);
   CatchStopSignals();
   if (!found) adc_.reset();
   return found;
-}
-
-/// Whether the last detection opened a device that sent nothing: it may be restarting and send later.
-bool LocalSession::SomeDeviceWasSilent() const {
-  const auto devices = static_cast<std::int32_t>(system_.OpenFailures().size());
-  for (std::int32_t i = 0; i < devices; ++i)
-    if (sdk::WhyNotRecognised(tap_.At(i)) == sdk::Silence::kNothing) return true;
-  return false;
 }
 
 void LocalSession::Serve(std::chrono::milliseconds at_most) {

@@ -59,7 +59,6 @@ class LocalSession : public Session {
 
  private:
   void MeasurePartLine(std::string_view received);
-  bool SomeDeviceWasSilent() const;
   void WatchOnceFormatIsKnown();
   std::string KindOf(std::int32_t index) const;
   void Listen(std::string_view received) noexcept;
