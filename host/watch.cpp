@@ -33,7 +33,7 @@ class LiveView {
   void CountLines() {
     const std::uint64_t lines = session_.LinesReceived();
     const double now = session_.Now();
-    times_.resize(lines - lines_);
+    times_.resize(static_cast<std::size_t>(lines - lines_));
     arrivals_.Poll(now, times_);
     if (lines != lines_) last_line_ = now;
     lines_ = lines;
