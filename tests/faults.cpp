@@ -16,28 +16,25 @@ struct AllocationPlan {
   int first = 0;
   bool and_later = false;
   int count = 0;
-  int pauses = 0;
   bool failed = false;
 };
 thread_local AllocationPlan plan;
-thread_local bool interrupting = false;
-thread_local halden::FileCallLog* file_calls = nullptr;
 
 void Log(const char* call) {
-  if (file_calls) file_calls->calls += call;
+  if (halden::file_calls) *halden::file_calls += call;
 }
 
 /// Whether this call must fail as if a signal had interrupted it.
 bool IsInterrupted() {
   thread_local bool last = false;
-  last = interrupting && !last;
+  last = halden::interrupting && !last;
   if (last) errno = EINTR;
   return last;
 }
 
 /// Counts an allocation and returns whether it must fail.
 bool Fails() {
-  if (plan.first == 0 || plan.pauses > 0) return false;
+  if (plan.first == 0 || halden::allocation_pauses > 0) return false;
   ++plan.count;
   if (plan.count < plan.first || (plan.count > plan.first && !plan.and_later)) return false;
   plan.failed = true;
@@ -51,35 +48,11 @@ std::int64_t halden::LiveAllocations() {
 }
 
 void halden::FailAllocations(int first, bool and_later) {
-  plan = {first, and_later, 0, plan.pauses, false};
+  plan = {first, and_later, 0, false};
 }
 
 bool halden::AllocationFailed() {
   return plan.failed;
-}
-
-halden::AllocationPause::AllocationPause() {
-  ++plan.pauses;
-}
-
-halden::AllocationPause::~AllocationPause() {
-  --plan.pauses;
-}
-
-halden::Interruptions::Interruptions() {
-  interrupting = true;
-}
-
-halden::Interruptions::~Interruptions() {
-  interrupting = false;
-}
-
-halden::FileCallLog::FileCallLog() {
-  file_calls = this;
-}
-
-halden::FileCallLog::~FileCallLog() {
-  file_calls = nullptr;
 }
 
 void* operator new(std::size_t size) {

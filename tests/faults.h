@@ -22,24 +22,29 @@ void FailAllocations(int first, bool and_later = false);
 /// Whether an allocation has failed since the last FailAllocations.
 bool AllocationFailed();
 
+// What faults.cpp does to this thread's calls. The three structs below set and reset these.
+inline thread_local int allocation_pauses = 0;
+inline thread_local bool interrupting = false;
+inline thread_local std::string* file_calls = nullptr;
+
 /// While one of these lives, no allocation of its thread fails or is counted.
 struct AllocationPause {
-  AllocationPause();
-  ~AllocationPause();
+  AllocationPause() { ++allocation_pauses; }
+  ~AllocationPause() { --allocation_pauses; }
 };
 
 /// While one of these lives, every second call of write() and flock() that our code makes on this thread
 /// fails with EINTR, beginning with the first.
 struct Interruptions {
-  Interruptions();
-  ~Interruptions();
+  Interruptions() { interrupting = true; }
+  ~Interruptions() { interrupting = false; }
 };
 
 /// While one of these lives, it lists the calls of fchmod(), fsync() and rename() that our code makes on this
 /// thread: "fchmod fsync rename ", say.
 struct FileCallLog {
-  FileCallLog();
-  ~FileCallLog();
+  FileCallLog() { file_calls = &calls; }
+  ~FileCallLog() { file_calls = nullptr; }
   std::string calls;
 };
 

@@ -14,6 +14,8 @@
 namespace halden::host {
 namespace {
 
+using testing::HasSubstr;
+
 /// The output of a run of the host.
 struct Printed {
   int code = -1;
@@ -39,8 +41,11 @@ Printed RunHost(
     VirtualMachine machine(arguments->platform, rules);
     prepare(machine);
     LocalSession session(machine, arguments->platform.answer, true);
-    const bool watch = arguments->command == Command::kWatch;
-    printed.code = (watch ? RunWatch : RunRecord)(session, *arguments, progress);
+    if (arguments->command == Command::kConvert)
+      printed.code = RunConvert(*arguments, progress);
+    else
+      printed.code =
+          (arguments->command == Command::kWatch ? RunWatch : RunRecord)(session, *arguments, progress);
   }
   for (const int number : {SIGINT, SIGTERM, SIGHUP}) std::signal(number, SIG_DFL);  // as the host found them
   printed.err = testing::internal::GetCapturedStderr();
@@ -142,8 +147,7 @@ TEST(DeviceKinds, AreExplainedAndRecorded) {
     const Printed printed = RunHost("record --csv - --device " + device + kind.options, kind.rules);
     EXPECT_EQ(printed.code, *kind.recorded ? kDone : kRefused);
     EXPECT_EQ(LastLine(printed.out), kind.recorded);
-    for (const std::string& text : kind.said)
-      EXPECT_NE(printed.err.find(text), std::string::npos) << text << "\nnot in\n" << printed.err;
+    for (const std::string& text : kind.said) EXPECT_THAT(printed.err, HasSubstr(text));
   }
 }
 
@@ -166,10 +170,10 @@ TEST(Watch, ShowsTheAgeOfTheValuesAndReportsALostDevice) {
   const std::string watch = "watch --device replay:" + scratch / "sent" + ",rate=10 --seconds ";
   EXPECT_TRUE(LastLine(RunHost(watch + "9").out).ends_with(" 1  (5 s old)"));
   const Printed json = RunHost(watch + "4 --json");
-  EXPECT_NE(LastLine(json.out).find("\"pace\":10."), std::string::npos) << json.out;
+  EXPECT_THAT(LastLine(json.out), HasSubstr("\"pace\":10."));
   const Printed lost = RunHost("watch --device sim:unplug_after=6");
   EXPECT_EQ(lost.code, kRefused);
-  EXPECT_NE(lost.err.find("the device is gone"), std::string::npos) << lost.err;
+  EXPECT_THAT(lost.err, HasSubstr("the device is gone"));
 }
 
 TEST(Record, ReportsWhenBytesWereLost) {
@@ -187,28 +191,75 @@ TEST(Record, ReportsWhenBytesWereLost) {
     return printed.err + printed.out;
   };
   const std::string guessed = record(0), certain = record(2);
-  const auto has = [](const std::string& text) { return testing::HasSubstr(text); };
-  EXPECT_THAT(guessed, has("the device was not read for 3.0 s, from "));
-  EXPECT_THAT(guessed, has("s on: frames may be missing\n"));
-  EXPECT_THAT(guessed, has("; the device was not read in time once, for 3.0 s: frames may be missing"));
-  EXPECT_THAT(guessed, has("\"overruns\":0,\"gaps\":[{\"start\":"));
-  EXPECT_THAT(certain, has("s on: frames are missing\n"));
-  EXPECT_THAT(certain, has("; received bytes were lost 2 times: frames are missing"));
-  EXPECT_THAT(certain, has("\"overruns\":2,"));
+  EXPECT_THAT(guessed, HasSubstr("the device was not read for 3.0 s, from "));
+  EXPECT_THAT(guessed, HasSubstr("s on: frames may be missing\n"));
+  EXPECT_THAT(guessed, HasSubstr("; the device was not read in time once, for 3.0 s: frames may be missing"));
+  EXPECT_THAT(guessed, HasSubstr("\"overruns\":0,\"gaps\":[{\"start\":"));
+  EXPECT_THAT(certain, HasSubstr("s on: frames are missing\n"));
+  EXPECT_THAT(certain, HasSubstr("; received bytes were lost 2 times: frames are missing"));
+  EXPECT_THAT(certain, HasSubstr("\"overruns\":2,"));
 }
 
 TEST(Record, ReportsAFullRing) {
   const ScratchDirectory scratch;
   SetFileText(scratch / "sent", Repeated("1\r", 100000));
-  const Printed printed = RunHost("record --capacity 1024 --device replay:" + scratch / "sent,baud=2000000");
-  EXPECT_NE(printed.err.find("the ring was full"), std::string::npos) << printed.err;
+  EXPECT_THAT(RunHost("record --capacity 1024 --device replay:" + scratch / "sent,baud=2000000").err,
+              HasSubstr("the ring was full"));
 }
 
 TEST(Record, LabelsTicksAWholeUnitApartWithoutDecimals) {
   const ScratchDirectory scratch;
   RunHost("record --seconds 8 --device sim:columns=1 --svg " + scratch / "picture");
-  const std::string picture = FileText(scratch / "picture");
-  EXPECT_NE(picture.find("\"middle\">8</text>"), std::string::npos) << picture.substr(0, 4000);
+  EXPECT_THAT(FileText(scratch / "picture"), HasSubstr("\"middle\">8</text>"));
+}
+
+/// Numbered lines, enough of them to be read in several pieces.
+std::string Counting(const std::string& separator, const std::string& end) {
+  std::string lines;
+  for (int i = 0; i < 9000; ++i)
+    lines += std::to_string(i % 1000) + ".5" + separator + std::to_string(i % 77) + separator + "-3" + end;
+  return lines;
+}
+
+TEST(Convert, WritesTheSameCsvAsARecordingAtTheDevicesPace) {
+  const std::string numbers = Counting(";", "\r\n");
+  const std::pair<std::string, std::string> captures[] = {
+      {"part line first", ".25;7\r\n" + numbers},
+      {"tabs, last line without an end", Counting("\t", "\r") + "1\t2\t"},
+      {"blanks, the last LF is missing", Counting(" ", "\r\n") + "1 2 3\r"},
+      {"parentheses, LF within lines", Counting("(\n", "\r\n")},
+      {"empty lines", numbers + "\r\n\r\r\n  \r\n" + numbers},
+      {"lines of 60000 bytes", numbers + "1;" + std::string(60000, ' ') + "2\r\n" + numbers + numbers + "3;" +
+                                   std::string(60000, 'x') + "4\r\n" + numbers},
+      {"fewer columns in the end", numbers + "1;2\r\n\xFF\x00;;\r\n8"}};
+  for (const auto& [name, bytes] : captures) {
+    SCOPED_TRACE(name);
+    const ScratchDirectory folder;
+    SetFileText(folder / "capture", bytes);
+    const Printed recorded = RunHost("record --csv - --quiet --device replay:" + folder / "capture");
+    const Printed converted = RunHost("convert --csv - --quiet " + folder / "capture");
+    EXPECT_EQ(recorded.code, kDone) << recorded.err;
+    EXPECT_EQ(converted.code, kDone) << converted.err;
+    EXPECT_GT(std::ranges::count(recorded.out, '\n'), 8900);
+    const auto differs = std::ranges::mismatch(recorded.out, converted.out).in1;
+    EXPECT_TRUE(recorded.out == converted.out)
+        << "they differ in line " << std::count(recorded.out.begin(), differs, '\n') + 1;
+  }
+}
+
+TEST(Convert, SaysWhatIsWrongWithTheFile) {
+  const std::pair<std::string, const char*> captures[] = {
+      {"", "the file is empty"},
+      {"1;2\n3;4\n5;6\n7;8\n", "add --eol lf; it begins with \"1;2\\n3;4"},
+      {"1\r2", "the file is short or its lines are very long"},
+      {std::string(300, '\xB5') + "\r", "most of the file is not text"}};
+  for (const auto& [bytes, reason] : captures) {
+    const ScratchDirectory folder;
+    SetFileText(folder / "capture", bytes);
+    const Printed printed = RunHost("convert --csv - " + folder / "capture");
+    EXPECT_EQ(printed.code, kRefused) << reason;
+    EXPECT_THAT(printed.err, HasSubstr(reason));
+  }
 }
 
 }  // namespace

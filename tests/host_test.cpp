@@ -8,57 +8,43 @@
 #include <gtest/gtest.h>
 #include <numeric>
 
+#include "backends/text/fixed_number_rules.h"
 #include "host/decimal_text.h"
 #include "host/json.h"
 #include "host/recording.h"
 #include "host/trace.h"
+#include "model/ranges.h"
+#include "tests/scratch_files.h"
 
 namespace halden::host {
 namespace {
 
 TEST(ValueText, EveryCodeOfEveryRangeReadsBackFromItsText) {
-  struct Range {
-    float scale = 0;
-    float offset = 0;
-  };
-  const Range ranges[] = {{.scale = 20, .offset = 0},
-                          {.scale = 200000, .offset = 0},
-                          {.scale = 128, .offset = 0},
-                          {.scale = 255, .offset = 128.0F / 255},
-                          {.scale = 65535, .offset = 32768.0F / 65535},
-                          {.scale = 0, .offset = 0}};  // of a channel that doesn't exist
-  for (const auto& [scale, offset] : ranges) {
+  Store store;
+  InitRanges(store, FixedNumberRules::Point());
+  const auto& [scales, offsets] = std::tie(store.ADCState.UnitScale, store.ADCState.UnitOffset);
+  for (std::size_t row = 0; row <= scales.size(); ++row) {
+    SCOPED_TRACE("row " + std::to_string(row));
+    const bool exists = row < scales.size();
+    const float scale = exists ? scales[row] : 0, offset = exists ? offsets[row] : 0;
     const ValueFormat format = FormatOf(scale, offset);
+    CodeTexts texts(format, false);
     for (int code = -32768; code <= 32767; ++code) {
-      char text[kValueRoom];
-      const std::string value(text, WriteValue(static_cast<std::int16_t>(code), format, text));
-      ASSERT_NE(value, "-0") << "scale " << scale << ", code " << code;
-      ASSERT_EQ(std::lround((std::stod(value) - offset) * format.scale), code)
-          << "scale " << scale << ", offset " << offset << ", text " << value;
+      char written[kValueRoom], kept[kValueRoom];
+      const auto c = static_cast<std::int16_t>(code);
+      const std::string value(written, WriteValue(c, format, written));
+      ASSERT_EQ(std::string(kept, texts.Write(c, kept)), value);
+      ASSERT_NE(value, "-0") << "code " << code;
+      ASSERT_EQ(std::lround((std::stod(value) - offset) * format.scale), code) << "text " << value;
     }
   }
 }
 
 /// The bytes of a file, which is removed.
 std::string TakeFile(const std::string& path) {
-  std::ifstream file(path, std::ios::binary);
-  std::string bytes((std::istreambuf_iterator<char>(file)), {});
+  std::string bytes = FileText(path);
   std::filesystem::remove(path);
   return bytes;
-}
-
-TEST(CodeTexts, AreThoseOfWriteValueForEveryCodeOfEveryRange) {
-  for (const float scale :
-       {20.0F, 200.0F, 2000.0F, 20000.0F, 200000.0F, 128.0F, 32768.0F, 255.0F, 65535.0F}) {
-    const ValueFormat format = FormatOf(scale, scale == 255 ? 128.0F / 255 : 0);
-    CodeTexts texts(format, false);
-    for (int code = -32768; code <= 32767; ++code) {
-      char made[kValueRoom], direct[kValueRoom];
-      const auto c = static_cast<std::int16_t>(code);
-      ASSERT_EQ(std::string(made, texts.Write(c, made)), std::string(direct, WriteValue(c, format, direct)))
-          << "scale " << scale;
-    }
-  }
 }
 
 TEST(NpySink, FileIsAValidArrayAfterEachTake) {
