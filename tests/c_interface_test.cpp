@@ -59,7 +59,7 @@ std::vector<Frame> ReadAll(halden_adc* adc, std::size_t room) {
 }
 
 TEST(CInterface, ReadsEveryFrameOfACaptureInPiecesOfAnySize) {
-  constexpr int kLines = 3000;
+  constexpr int kLines = 20000;
   std::vector<Frame> whole;
   for (const std::size_t room : {20000, 3, 256}) {
     const Capture capture(kLines);
@@ -68,10 +68,10 @@ TEST(CInterface, ReadsEveryFrameOfACaptureInPiecesOfAnySize) {
     const auto read = ReadAll(capture.adc, room);
     EXPECT_THAT(capture.Error(), HasSubstr("has ended"));
     if (whole.empty()) whole = read;
-    EXPECT_EQ(read, whole) << "room for " << room << " values";
+    EXPECT_TRUE(read == whole) << "other frames with room for " << room << " values";
   }
   // Detection uses the first lines. The others must all be there, with times from 0 on.
-  ASSERT_GT(whole.size(), 2000U);
+  ASSERT_GT(whole.size(), 19000U);
   for (std::size_t i = 0; i < whole.size(); ++i) {
     const auto number = static_cast<float>((kLines - static_cast<int>(whole.size() - i)) % 1000);
     ASSERT_EQ(whole[i].first, number) << "frame " << i;
