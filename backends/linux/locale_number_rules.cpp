@@ -5,6 +5,7 @@
 #include <cstring>
 #include <cwchar>
 #include <langinfo.h>
+#include <mutex>
 #include <optional>
 #include <string_view>
 
@@ -103,6 +104,10 @@ std::optional<char> AnsiSeparator(const char* text, CodePage page) {
 /// or if one of its separators has no byte in the code page.
 std::optional<Separators> GeneratedSeparators(const std::string& name, CodePage page) {
   if (name.empty()) return std::nullopt;  // newlocale("") would read the process's environment
+  // Locales with the same name share data inside the C library. It has locks for that, but the thread
+  // sanitizer doesn't see them, and would report two threads that open a platform at once.
+  static std::mutex one_at_a_time;
+  const std::lock_guard lock(one_at_a_time);
   const locale_t locale = newlocale(LC_NUMERIC_MASK | LC_CTYPE_MASK, name.c_str(), locale_t{});
   if (locale == locale_t{}) return std::nullopt;
   std::optional<Separators> result;
