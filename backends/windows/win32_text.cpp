@@ -1,5 +1,6 @@
 #include "backends/windows/win32_text.h"
 
+#include <array>
 #include <cstring>
 
 #include "backends/text/characters.h"
@@ -16,6 +17,24 @@ constexpr char kUnknown = '?';
 constexpr wchar_t kNarrowNoBreakSpace = 0x202F;
 constexpr wchar_t kNoBreakSpace = 0x00A0;
 
+std::wstring Widen(UINT page, std::string_view text) {
+  const int size = static_cast<int>(text.size());
+  std::wstring wide(static_cast<std::size_t>(MultiByteToWideChar(page, 0, text.data(), size, nullptr, 0)),
+                    L'\0');
+  MultiByteToWideChar(page, 0, text.data(), size, wide.data(), static_cast<int>(wide.size()));
+  return wide;
+}
+
+std::string Narrow(UINT page, std::wstring_view wide) {
+  const int size = static_cast<int>(wide.size());
+  std::string text(
+      static_cast<std::size_t>(WideCharToMultiByte(page, 0, wide.data(), size, nullptr, 0, nullptr, nullptr)),
+      '\0');
+  WideCharToMultiByte(page, 0, wide.data(), size, text.data(), static_cast<int>(text.size()), nullptr,
+                      nullptr);
+  return text;
+}
+
 /// The character's byte in the ANSI code page; "?" if it has none or needs two bytes.
 char AnsiCharacter(char32_t character) {
   if (character < 0x80) return static_cast<char>(character);
@@ -24,14 +43,14 @@ char AnsiCharacter(char32_t character) {
   char ansi[4];
   BOOL replaced = FALSE;
   // Without the flag the system would pick a similar letter, "C" for "Ĉ".
-  const int length =
-      WideCharToMultiByte(CP_ACP, WC_NO_BEST_FIT_CHARS, &wide, 1, ansi, sizeof ansi, nullptr, &replaced);
+  const int length = WideCharToMultiByte(AnsiCodePage(), WC_NO_BEST_FIT_CHARS, &wide, 1, ansi, sizeof ansi,
+                                         nullptr, &replaced);
   return length == 1 && !replaced ? ansi[0] : kUnknown;
 }
 
 char32_t WideCharacter(char ansi) {
   wchar_t wide = 0;
-  const int length = MultiByteToWideChar(CP_ACP, 0, &ansi, 1, &wide, 1);
+  const int length = MultiByteToWideChar(AnsiCodePage(), 0, &ansi, 1, &wide, 1);
   // The system maps a byte that the code page leaves undefined to the control character of that number.
   const bool undefined = length != 1 || (wide >= 0x80 && wide < 0xA0) || wide == 0xFFFD;
   return undefined ? U'?' : wide;
@@ -51,21 +70,31 @@ char Separator(LCTYPE kind, char otherwise) {
 }  // namespace
 
 std::wstring WideText(std::string_view utf8) {
-  const int size = static_cast<int>(utf8.size());
-  std::wstring wide(static_cast<std::size_t>(MultiByteToWideChar(CP_UTF8, 0, utf8.data(), size, nullptr, 0)),
-                    L'\0');
-  MultiByteToWideChar(CP_UTF8, 0, utf8.data(), size, wide.data(), static_cast<int>(wide.size()));
-  return wide;
+  return Widen(CP_UTF8, utf8);
 }
 
 std::string Utf8Text(std::wstring_view wide) {
-  const int size = static_cast<int>(wide.size());
-  std::string utf8(static_cast<std::size_t>(
-                       WideCharToMultiByte(CP_UTF8, 0, wide.data(), size, nullptr, 0, nullptr, nullptr)),
-                   '\0');
-  WideCharToMultiByte(CP_UTF8, 0, wide.data(), size, utf8.data(), static_cast<int>(utf8.size()), nullptr,
-                      nullptr);
-  return utf8;
+  return Narrow(CP_UTF8, wide);
+}
+
+unsigned AnsiCodePage() {
+  const UINT process = GetACP();
+  if (process != CP_UTF8) return process;
+  DWORD page = 0;
+  GetLocaleInfoW(LOCALE_SYSTEM_DEFAULT, LOCALE_IDEFAULTANSICODEPAGE | LOCALE_RETURN_NUMBER,
+                 reinterpret_cast<LPWSTR>(&page), sizeof page / sizeof(wchar_t));
+  constexpr UINT kWestern = 1252;
+  CPINFO info{};
+  // 0 (CP_ACP) in a locale that has Unicode only.
+  return page != CP_ACP && GetCPInfo(page, &info) && info.MaxCharSize == 1 ? page : kWestern;
+}
+
+std::wstring AnsiToWide(std::string_view ansi) {
+  return Widen(AnsiCodePage(), ansi);
+}
+
+std::string WideToAnsi(std::wstring_view wide) {
+  return Narrow(AnsiCodePage(), wide);
 }
 
 char Win32NumberRules::DecimalSeparator() const {
@@ -106,8 +135,20 @@ std::uint16_t ResourceTexts::GetSystemDefaultLangID() {
 std::uint32_t ResourceTexts::FormatMessageA(std::uint32_t flags, const char* source, std::uint32_t id,
                                             std::uint32_t language, char* buffer, std::uint32_t capacity,
                                             const char* const* arguments) {
-  return ::FormatMessageA(flags, source, id, language, buffer, capacity,
-                          reinterpret_cast<va_list*>(const_cast<char**>(arguments)));
+  const std::wstring wide_source = AnsiToWide(source ? source : "");
+  std::array<std::wstring, 5> texts;
+  std::array<DWORD_PTR, 5> inserts{};
+  for (std::size_t i = 0; arguments && i < texts.size(); ++i) {
+    texts[i] = AnsiToWide(arguments[i]);
+    inserts[i] = reinterpret_cast<DWORD_PTR>(texts[i].c_str());
+  }
+  std::wstring wide(capacity, L'\0');
+  wide.resize(::FormatMessageW(flags, source ? wide_source.c_str() : nullptr, id, language, wide.data(),
+                               capacity, reinterpret_cast<va_list*>(inserts.data())));
+  const std::string text = WideToAnsi(wide);
+  if (text.size() >= capacity) return 0;
+  buffer[text.copy(buffer, text.size())] = '\0';
+  return static_cast<std::uint32_t>(text.size());
 }
 
 /// Reads the version block directly, because the system's functions for it need another DLL.

@@ -133,25 +133,26 @@ std::unique_ptr<PeriodicTimer> Win32Clock::NewTimer(std::uint32_t interval_ms, s
 
 bool Win32CommConfig::GetDefaultCommConfigA(const std::string& name, void* config, std::uint32_t* size) {
   DWORD room = *size;
-  const bool filled = ::GetDefaultCommConfigA(name.c_str(), static_cast<COMMCONFIG*>(config), &room);
+  const bool filled =
+      ::GetDefaultCommConfigW(AnsiToWide(name).c_str(), static_cast<COMMCONFIG*>(config), &room);
   *size = room;
   return filled;
 }
 
 bool Win32CommConfig::SetDefaultCommConfigA(const std::string& name, const void* config, std::uint32_t size) {
   auto* const block = static_cast<COMMCONFIG*>(const_cast<void*>(config));
-  return ::SetDefaultCommConfigA(name.c_str(), block, size);
+  return ::SetDefaultCommConfigW(AnsiToWide(name).c_str(), block, size);
 }
 
 bool Win32CommConfig::CommConfigDialogA(const std::string& name, std::uintptr_t owner, CommConfig* config) {
-  return ::CommConfigDialogA(name.c_str(), reinterpret_cast<HWND>(owner),
+  return ::CommConfigDialogW(AnsiToWide(name).c_str(), reinterpret_cast<HWND>(owner),
                              reinterpret_cast<COMMCONFIG*>(config));
 }
 
 CommHandle Win32CommConfig::CreateFileA(const std::string& path) {
   constexpr DWORD kNotShared = 0;  // required for a port
-  const HANDLE port = ::CreateFileA(path.c_str(), GENERIC_READ | GENERIC_WRITE, kNotShared, nullptr,
-                                    OPEN_EXISTING, 0, nullptr);
+  const HANDLE port = ::CreateFileW(AnsiToWide(path).c_str(), GENERIC_READ | GENERIC_WRITE, kNotShared,
+                                    nullptr, OPEN_EXISTING, 0, nullptr);
   return static_cast<CommHandle>(reinterpret_cast<std::intptr_t>(port));
 }
 

@@ -45,13 +45,16 @@ registry() {
   on_windows reg "$@" >/dev/null
 }
 
-# tests LANGUAGE DENSITY: runs the C++ tests in this locale, on a screen of DENSITY dots per inch.
+# tests LANGUAGE DENSITY: runs the C++ tests in this locale, on a screen of DENSITY dots per inch, first in its ANSI code
+# page, then in UTF-8.
 tests() {
-  local language=$1
+  local language=$1 program
   registry add 'HKCU\Control Panel\Desktop' /v LogPixels /t REG_DWORD /d "$2" /f
-  rm -f tests.json
-  HALDEN_DPI=$2 on_windows windows-tests.exe --gtest_output=json:tests.json >tests.log || true
-  python3 "$here/known_differences.py" tests.json
+  for program in windows-tests utf8-tests; do
+    rm -f tests.json
+    HALDEN_DPI=$2 on_windows $program.exe --gtest_output=json:tests.json >tests.log || true
+    python3 "$here/known_differences.py" tests.json
+  done
 }
 
 rm -rf "$WINEPREFIX"
