@@ -114,9 +114,12 @@ bool Output::Pass(std::string_view piece) {
   if (written < piece.size()) Fail();
   piece = piece.substr(0, written);
   size_ += written;
-  lines_ += std::ranges::count(piece, '\n');
-  const auto last_end = piece.rfind('\n');
-  part_line_ = last_end == std::string_view::npos ? part_line_ + written : written - last_end - 1;
+  part_line_ += written;
+  // find() steps over whole lines; looking at each byte took a tenth of the time of a conversion.
+  for (std::size_t end; (end = piece.find('\n')) != std::string_view::npos; ++lines_) {
+    piece.remove_prefix(end + 1);
+    part_line_ = piece.size();
+  }
   return Ok();
 }
 

@@ -45,6 +45,25 @@ TEST(WhyNotRecognised, NamesTheFirstCauseThatApplies) {
   }
 }
 
+TEST(Heard, CountsEveryByteAtEveryPlace) {
+  for (int value = 0; value < 256; ++value) {
+    for (std::size_t place = 0; place < 12; ++place) {  // a word of eight bytes, and a rest
+      const char c = static_cast<char>(value);
+      std::string sent(12, ' ');
+      sent[place] = c;
+      Heard heard;
+      heard.Add(sent);
+      const bool end = c == '\r' || c == '\n';
+      const bool printable = (value >= 0x20 && value <= 0x7e) || end || c == '\t';
+      SCOPED_TRACE("byte " + std::to_string(value) + " at " + std::to_string(place));
+      ASSERT_EQ(heard.returns, c == '\r' ? 1u : 0u);
+      ASSERT_EQ(heard.feeds, c == '\n' ? 1u : 0u);
+      ASSERT_EQ(heard.unprintable, printable ? 0u : 1u);
+      ASSERT_EQ(heard.text, end ? 11u : 12u);
+    }
+  }
+}
+
 TEST(ListeningTap, CountsWhatEachDeviceSentSinceItsRateWasSet) {
   SimPlatform sim({"sim:silent", "sim:silent"});
   ListeningTap tap(sim.library());
