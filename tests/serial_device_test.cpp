@@ -217,6 +217,17 @@ void (*HandlerOf(int signal))(int) {
 }
 void OwnHandler(int) {}
 
+/// The first signal that would end the process without a handler and has none; 0 if there is none.
+int FirstUnhandledEnding() {
+  for (int number = 1; number < NSIG; ++number) {
+    const bool ends = number != SIGKILL && number != SIGSTOP && number != SIGTSTP && number != SIGTTIN &&
+                      number != SIGTTOU && number != SIGCHLD && number != SIGCONT && number != SIGURG &&
+                      number != SIGWINCH && (number < 32 || number >= SIGRTMIN) && number != SIGXFSZ;
+    if (ends && HandlerOf(number) == SIG_DFL) return number;
+  }
+  return 0;
+}
+
 TEST(SerialDevice, IsRestoredTogetherWithTheTerminal) {
   enum Order { kPortFirst, kTerminalFirst, kTerminalClosed };
   for (const Order order : {kPortFirst, kTerminalFirst, kTerminalClosed}) {
@@ -226,12 +237,15 @@ TEST(SerialDevice, IsRestoredTogetherWithTheTerminal) {
       setsid();
       setenv("TERM", "xterm", 1);
       signal(SIGTERM, OwnHandler);
+      signal(SIGHUP, SIG_IGN);
       SerialDevice device(PortAt(pty.path()));
       PosixTerminal terminal;
       if (order == kPortFirst && device.Open() != FT_OK) _exit(1);
       if (open(screen.path().c_str(), O_RDWR) < 0 || !terminal.Open()) _exit(2);  // the controlling terminal
       if (order != kPortFirst && device.Open() != FT_OK) _exit(3);
       if (device.SetBaudRate(250000) != FT_OK) _exit(4);
+      if (HandlerOf(SIGHUP) != SIG_IGN) _exit(7);
+      if (const int unhandled = FirstUnhandledEnding()) _exit(100 + unhandled);
       if (order == kTerminalClosed) terminal.Close();
       if (order == kTerminalClosed && HandlerOf(SIGTERM) != OwnHandler) _exit(5);
       if (order == kTerminalClosed && HandlerOf(SIGCONT) != SIG_DFL) _exit(6);
