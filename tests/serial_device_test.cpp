@@ -242,10 +242,10 @@ TEST(SerialDevice, IsRestoredTogetherWithTheTerminal) {
       PosixTerminal terminal;
       if (order == kPortFirst && device.Open() != FT_OK) _exit(1);
       if (open(screen.path().c_str(), O_RDWR) < 0 || !terminal.Open()) _exit(2);  // the controlling terminal
+      if (const int unhandled = FirstUnhandledEnding()) _exit(100 + unhandled);
       if (order != kPortFirst && device.Open() != FT_OK) _exit(3);
       if (device.SetBaudRate(250000) != FT_OK) _exit(4);
       if (HandlerOf(SIGHUP) != SIG_IGN) _exit(7);
-      if (const int unhandled = FirstUnhandledEnding()) _exit(100 + unhandled);
       if (order == kTerminalClosed) terminal.Close();
       if (order == kTerminalClosed && HandlerOf(SIGTERM) != OwnHandler) _exit(5);
       if (order == kTerminalClosed && HandlerOf(SIGCONT) != SIG_DFL) _exit(6);
