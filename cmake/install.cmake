@@ -1,5 +1,6 @@
-# What `cmake --install` installs, and how CPack makes Debian packages of it. There are two components: `runtime` with the
-# program and the shared library, and `development` with what compilers, linkers and find_package need.
+# What `cmake --install` installs, and how CPack makes Debian packages of it. There are three components: `runtime` with
+# the program and the shared library, `development` with what compilers, linkers and find_package need, and `python` with the
+# Python package, which is for Debian only: elsewhere a wheel is installed.
 include(GNUInstallDirs)
 include(CMakePackageConfigHelpers)
 if(NOT TARGET halden-text)
@@ -29,6 +30,9 @@ if(TARGET halden-reference)
   install(FILES ${reference}/_halden-host DESTINATION ${CMAKE_INSTALL_DATADIR}/zsh/vendor-completions COMPONENT runtime)
 endif()
 
+install(DIRECTORY python/halden_text DESTINATION lib/python3/dist-packages COMPONENT python EXCLUDE_FROM_ALL
+  FILES_MATCHING PATTERN *.py PATTERN py.typed PATTERN __pycache__ EXCLUDE)
+
 if(NOT PROJECT_IS_TOP_LEVEL)
   return()
 endif()
@@ -45,11 +49,16 @@ file(ARCHIVE_CREATE OUTPUT ${debian}/changelog.Debian.gz PATHS ${debian}/changel
 file(WRITE ${debian}/copyright "Halden-Text\n\nNo licence has been chosen. All rights belong to the owner of Halden-Text.\n")
 file(WRITE ${debian}/shlibs "libhalden-text ${PROJECT_VERSION_MAJOR} halden-text (>= ${PROJECT_VERSION})\n")
 file(WRITE ${debian}/triggers "activate-noawait ldconfig\n")  # dpkg runs it when the library has come or gone
-set(components runtime development)
-set(packages halden-text halden-text-dev)
+# Python's compiled files belong to no package, so these scripts make and remove them.
+file(WRITE ${debian}/postinst "#!/bin/sh\nset -e\n[ \"$1\" != configure ] || py3compile -p python3-halden-text\n")
+file(WRITE ${debian}/prerm "#!/bin/sh\nset -e\npy3clean -p python3-halden-text\n")
+file(CHMOD ${debian}/postinst ${debian}/prerm PERMISSIONS
+  OWNER_READ OWNER_WRITE OWNER_EXECUTE GROUP_READ GROUP_EXECUTE WORLD_READ WORLD_EXECUTE)
+set(components runtime development python)
+set(packages halden-text halden-text-dev python3-halden-text)
 foreach(component package IN ZIP_LISTS components packages)
   install(FILES ${debian}/changelog.Debian.gz ${debian}/copyright DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/${package}
-          COMPONENT ${component})
+          COMPONENT ${component} EXCLUDE_FROM_ALL)
 endforeach()
 
 set(CPACK_GENERATOR DEB)
@@ -58,7 +67,7 @@ set(CPACK_PACKAGE_NAME halden-text)
 set(CPACK_PACKAGE_VENDOR "The Halden-Text developers")
 set(CPACK_PACKAGE_CONTACT ${HALDEN_MAINTAINER})
 set(CPACK_STRIP_FILES ON)
-set(CPACK_COMPONENTS_ALL runtime development)
+set(CPACK_COMPONENTS_ALL runtime development python)
 set(CPACK_DEB_COMPONENT_INSTALL ON)
 set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
 set(CPACK_DEBIAN_PACKAGE_RELEASE ${release})
@@ -77,4 +86,13 @@ set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_DEPENDS "halden-text (= ${PROJECT_VERSION}-
 set(CPACK_COMPONENT_DEVELOPMENT_DESCRIPTION "serial device that sends lines of numbers, files for programmers
 The C header, the static library, and the files of pkg-config and CMake for
 programs that read such a device.")
+set(CPACK_DEBIAN_PYTHON_PACKAGE_NAME python3-halden-text)
+set(CPACK_DEBIAN_PYTHON_PACKAGE_SECTION python)
+set(CPACK_DEBIAN_PYTHON_PACKAGE_ARCHITECTURE all)
+set(CPACK_DEBIAN_PYTHON_PACKAGE_DEPENDS
+  "python3 (>= 3.9), python3-numpy, halden-text (>= ${PROJECT_VERSION})")
+set(CPACK_DEBIAN_PYTHON_PACKAGE_CONTROL_EXTRA ${debian}/postinst ${debian}/prerm)
+set(CPACK_COMPONENT_PYTHON_DESCRIPTION "serial device that sends lines of numbers, as numpy arrays
+A Python package that finds a serial device which sends its measurements as
+lines of numbers, and returns them as numpy arrays with times.")
 include(CPack)

@@ -39,8 +39,16 @@ in_root man -w halden-host halden_text
 in_root bash -c 'source /usr/share/bash-completion/completions/halden-host
   COMP_WORDS=(halden-host record --recon) COMP_CWORD=2 && _halden_host && [[ ${COMPREPLY[*]} == --reconnect ]]'
 in_root zsh -n /usr/share/zsh/vendor-completions/_halden-host
+in_root python3 -c 'import halden_text as ht
+with ht.open("sim:columns=2") as adc:
+    assert adc.read(10).shape == (10, 2)'
 mapfile -t names < <(for package in "$packages"/*.deb; do dpkg-deb -f "$package" Package; done)
 in_root dpkg -P "${names[@]}"
+# The wheel carries the library, so it needs no other package.
+in_root python3 -m pip install --no-deps --no-index --target /tmp/stranger/wheel "$packages"/halden_text-*.whl
+in_root env PYTHONPATH=/tmp/stranger/wheel python3 -c 'import halden_text as ht
+assert ht.devices("sim:com=9")[0].com_name == "COM9"
+assert "stranger" in ht.__file__'
 
 left=$(cd /mnt/written && find . ! -type d ! -path './tmp/*' ! -path './var/*' ! -path ./etc/ld.so.cache)
 left+=$(find /mnt/written -name '*halden*' ! -path '*/tmp/stranger/*' ! -path '*/var/lib/dpkg/*')
