@@ -33,14 +33,14 @@ class Attempt(NamedTuple):
     """What was heard of a device since it was last opened.
 
     `text` says why it was not recognised; "" if it was. `baud` is in bits per second. `returns`, `feeds` and `unprintable`
-    count bytes among `bytes`; `sample` are the first of them, at most 60.
+    count bytes among the `received` ones; `sample` are the first of them, at most 60.
     """
 
     serial: str
     description: str
     text: str
     baud: int
-    bytes: int
+    received: int
     returns: int
     feeds: int
     unprintable: int
@@ -301,7 +301,8 @@ class Adc:
         return self._get("rate_max", ctypes.c_float)
 
     def latest(self) -> np.ndarray:
-        """The values of the last line: float32, shape (columns,)."""
+        """The values of the last line: float32, shape (columns,). Lets the driver read the device first."""
+        self.serve()
         values = np.empty(len(self.columns), np.float32)
         count = ctypes.c_size_t()
         self._call("latest_values", values.ctypes.data, len(values), ctypes.byref(count))

@@ -166,7 +166,7 @@ def test_a_silent_device_is_told_and_the_dialog_can_be_answered(tmp_path):
     with pytest.raises(ht.DetectionError, match="no byte came") as raised:
         ht.open("sim:silent,serial=DUMB", registry=tmp_path / "r.reg")
     (attempt,) = raised.value.tried
-    assert (attempt.serial, attempt.bytes, attempt.sample) == ("DUMB", 0, b"")
+    assert (attempt.serial, attempt.received, attempt.sample) == ("DUMB", 0, b"")
     with ht.open("sim:silent=9", registry=tmp_path / "r.reg", answer=(0, 4, 5.0)) as adc:
         assert (adc.channels, adc.rate, adc.link.measures_rate) == (4, 5.0, False)
 
