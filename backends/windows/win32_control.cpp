@@ -180,18 +180,17 @@ void Win32Control::PlaceLine() {
   Send(EM_SETRECT, 0, reinterpret_cast<LPARAM>(&place));
 }
 
-/// Makes the box itself `height` dots high. The system takes a combo box's window height for that of the
-/// dropped list, and makes the box as high as its font, so the difference is added to the height of the box's
-/// item.
+/// Leaves the box as high as the system makes it for its font, and centres it in the layout's row. In a
+/// higher box the system would draw the text at the top. It takes the height of a combo box's window for that
+/// of the dropped list.
 void Win32Control::PlaceComboBox(int left, int top, int width, int height) {
   const auto row = static_cast<int>(Send(CB_GETITEMHEIGHT, 0));
   SetWindowPos(window_, nullptr, left, top, width, height + kRowsDropped * row + kDroppedFrame,
                SWP_NOZORDER | SWP_NOACTIVATE);
-  constexpr auto kBoxItself = static_cast<WPARAM>(-1);
-  Send(CB_SETITEMHEIGHT, kBoxItself, row);
   RECT closed{};
   GetWindowRect(window_, &closed);
-  Send(CB_SETITEMHEIGHT, kBoxItself, row + height - (closed.bottom - closed.top));
+  SetWindowPos(window_, nullptr, left, top + (height - (closed.bottom - closed.top)) / 2, 0, 0,
+               SWP_NOSIZE | SWP_NOZORDER | SWP_NOACTIVATE);
 }
 
 bool Win32Control::SetFontCharset(std::uint8_t charset) {

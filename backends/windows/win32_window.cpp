@@ -9,7 +9,8 @@
 namespace halden {
 namespace {
 
-constexpr int kFirstId = 100;  // of the controls; the system gives low numbers a meaning (1 is IDOK)
+constexpr int kFirstId = 100;          // of the controls; the system gives low numbers a meaning (1 is IDOK)
+constexpr UINT kSelectAgain = WM_APP;  // to our own window
 
 /// Calls a handler of the form. No exception may pass through the system's code that called us.
 template <class... T>
@@ -185,6 +186,7 @@ void Win32Window::ServeLoop() {
 void Win32Window::Dispatch(MSG& message) {
   const int control = Find(message.hwnd);
   if (message.message == WM_LBUTTONDOWN) pressed_ = control;
+  if (message.message == WM_LBUTTONDOWN || message.message == WM_KEYDOWN) selection_.reset();
   // A multi-line text box would consume these keys even though it is read-only. Give them to the dialog.
   const bool dialog_key =
       message.message == WM_KEYDOWN &&
@@ -219,6 +221,11 @@ void Win32Window::SetFocus(int control) {
   } else {
     first_focus_ = control;
   }
+}
+
+void Win32Window::SetSelection(int control, int start, int length) {
+  selection_ = Selection{control, start, length};
+  controls_[control].SetSelection(start, length);
 }
 
 void Win32Window::SelectRow(int control, int row) {
@@ -280,6 +287,9 @@ INT_PTR Win32Window::Serve(UINT message, WPARAM word, LPARAM data) {
       SetWindowPos(window_, nullptr, place.left, place.top, width, height, SWP_NOZORDER | SWP_NOACTIVATE);
       return TRUE;
     }
+    case kSelectAgain:
+      if (selection_) controls_[selection_->control].SetSelection(selection_->start, selection_->length);
+      return TRUE;
     case DM_GETDEFID: {  // which button Enter presses
       const int focused = FocusedControl();
       const bool own = focused >= 0 && controls_[focused].Layout().kind == ControlKind::kButton;
@@ -296,7 +306,12 @@ void Win32Window::ServeCommand(int id, int event) {
   static_assert(BN_CLICKED == 0 && LBN_SELCHANGE == CBN_SELCHANGE);
   const int control = id == IDCANCEL ? ControlWithRole(&ControlLayout::cancel_button) : id - kFirstId;
   if (control < 0 || control >= ControlCount()) return;
-  const bool is_button = controls_[control].Layout().kind == ControlKind::kButton;
+  const ControlKind kind = controls_[control].Layout().kind;
+  const bool is_button = kind == ControlKind::kButton;
+  // When a message box has closed, the system returns the focus and selects the whole text of a combo box.
+  // The form had set another selection before the message, so it is set again once the system is done.
+  if (kind == ControlKind::kComboBox && event == CBN_SETFOCUS && selection_ && selection_->control == control)
+    PostMessageW(window_, kSelectAgain, 0, 0);
   if (event == (is_button ? BN_CLICKED : LBN_SELCHANGE)) Click(control);
 }
 

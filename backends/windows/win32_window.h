@@ -1,5 +1,6 @@
 #pragma once
 
+#include <optional>
 #include <vector>
 
 #include "backends/windows/win32_control.h"
@@ -39,9 +40,7 @@ class Win32Window final : public Window {
   std::string Text(int control) const override { return controls_[control].Text(); }
   void SetEnabled(int control, bool enabled) override;
   void SetFocus(int control) override;
-  void SetSelection(int control, int start, int length) override {
-    controls_[control].SetSelection(start, length);
-  }
+  void SetSelection(int control, int start, int length) override;
   void ClearRows(int control) override { controls_[control].ClearRows(); }
   void AddRow(int control, const std::string& text) override { controls_[control].AddRow(text); }
   void SetRow(int control, int row, const std::string& text) override {
@@ -77,6 +76,11 @@ class Win32Window final : public Window {
   bool KeepsFocus(const MSG& message);
   void Click(int control);
 
+  /// A selection as the form has set it, in characters.
+  struct Selection {
+    int control, start, length;
+  };
+
   WindowLayout layout_;
   const Pointer& pointer_;
   HWND owner_ = nullptr;  // hidden; a window with an owner has no button on the task bar
@@ -85,6 +89,7 @@ class Win32Window final : public Window {
   std::vector<HWND> disabled_;  // by ShowModal; enabled again by Hide
   int first_focus_ = -1;        // the control that SetFocus named before the window was shown
   int pressed_ = -1;  // the control that the mouse button went down on and that hasn't been clicked yet
+  std::optional<Selection> selection_;  // the last one that was set; nullopt once the user has done something
   bool visible_ = false;
 };
 

@@ -94,9 +94,9 @@ wait $!
 on_windows cscript //nologo script_host.js | tee script.log
 grep -q '^script: 4 channels, 5 refused' script.log
 
-echo "-- C++ tests, in English and Russian, at 96 and 144 dpi"
+echo "-- C++ tests, in English and Russian, at 96 and 192 dpi"
 tests C 96
-tests ru_RU 144
+tests ru_RU 192
 language=ja_JP on_windows windows-tests.exe --gtest_brief=1 --gtest_filter='*EveryMember*'  # byte 177 is no sign there
 
 echo "-- the example host"

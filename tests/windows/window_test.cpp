@@ -25,6 +25,19 @@ std::pair<COLORREF, COLORREF> ColorsOf(HWND form, HWND control) {
   return colors;
 }
 
+WNDPROC edit_procedure;
+
+/// Selects all of an edit box's text when it gets the focus, as Windows does in a combo box. Wine doesn't.
+LRESULT CALLBACK SelectAllOnFocus(HWND edit, UINT message, WPARAM word, LPARAM data) {
+  const LRESULT result = CallWindowProcW(edit_procedure, edit, message, word, data);
+  if (message == WM_SETFOCUS) SendMessageW(edit, EM_SETSEL, 0, -1);
+  return result;
+}
+
+HWND EditOf(HWND combo) {
+  return FindWindowExW(combo, nullptr, L"Edit", nullptr);
+}
+
 }  // namespace
 
 TEST(Win32PortDialog, EveryFlowOfAUserHasItsResult) {
@@ -36,6 +49,44 @@ TEST(Win32PortDialog, EveryFlowOfAUserHasItsResult) {
     EXPECT_EQ(Ask(machine, toolkit, flow.presets), flow.expected);
     EXPECT_EQ(user.messages, flow.messages);
   }
+}
+
+TEST(Win32PortDialog, KeepsTheSelectionBehindAMessageAndCentresItsCombos) {
+  const int density = std::stoi(std::getenv("HALDEN_DPI"));
+  SetProcessDPIAware();
+  FormFixture machine;
+  Win32Toolkit toolkit(GetModuleHandleW(nullptr));
+  const auto place_of = [](HWND window) {
+    RECT place{};
+    GetWindowRect(window, &place);
+    return place;
+  };
+  const auto play_windows = [](FormUser& user) {
+    const HWND edit = EditOf(static_cast<ScreenUser&>(user).Control("cboRate"));
+    edit_procedure = reinterpret_cast<WNDPROC>(
+        SetWindowLongPtrW(edit, GWLP_WNDPROC, reinterpret_cast<LONG_PTR>(&SelectAllOnFocus)));
+  };
+  const auto look = [&](FormUser& user) {
+    const auto& screen = static_cast<ScreenUser&>(user);
+    const HWND rate = screen.Control("cboRate");
+    EXPECT_EQ(SendMessageW(rate, CB_GETEDITSEL, 0, 0), MAKELONG(1, 2)) << "all but the first character of 5x";
+    POINT form{};
+    ClientToScreen(screen.Form(), &form);
+    for (const auto& [box, row_top] : {std::pair(screen.Control("cboCh"), 1560), std::pair(rate, 2010)}) {
+      const RECT place = place_of(box);
+      const int row_height = MulDiv(315, density, 1440),
+                row_middle = MulDiv(2 * row_top + 315, density, 2880);
+      EXPECT_NEAR((place.top + place.bottom) / 2 - form.y, row_middle, 1) << "a combo's middle in its row";
+      EXPECT_LE(place.bottom - place.top, row_height + density / 48)
+          << "a combo is hardly higher than its row";
+    }
+    const RECT box = place_of(rate), edit = place_of(EditOf(rate));
+    EXPECT_NEAR(edit.top - box.top, box.bottom - edit.bottom, 1) << "the text's room above and below";
+    EXPECT_LE(edit.bottom - edit.top, -FontOf(rate).lfHeight * 3 / 2) << "room for hardly more than the text";
+  };
+  ScreenUser user(kPortControls, {play_windows, Type("cboRate", "5x"), Enter(), look, Escape()});
+  Ask(machine, toolkit, {false, 2, 3, 12.5f});
+  EXPECT_EQ(user.messages, 1);
 }
 
 TEST(Win32MonitorWindow, MatchesItsLayoutAtThisDensity) {
