@@ -133,6 +133,12 @@ void* ComponentModule() {
   return module_handle;
 }
 
+std::wstring ComponentPath() {
+  wchar_t path[2048];
+  const DWORD length = GetModuleFileNameW(static_cast<HINSTANCE>(ComponentModule()), path, 2048);
+  return length < 2048 ? std::wstring(path, length) : std::wstring();
+}
+
 bool LoadComponent(void* module) noexcept {
   module_handle = module;
   drivers = new (std::nothrow) ThreadDrivers(module);

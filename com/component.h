@@ -1,6 +1,7 @@
 #pragma once
 
 #include <memory>
+#include <string>
 
 #include "model/IADC3.h"
 
@@ -28,6 +29,8 @@ std::shared_ptr<halden::IADC3> CreateDriverObject() noexcept;
 
 /// The module handle of the component.
 void* ComponentModule();
+/// The path of the component's file; empty if it is 2048 characters or longer.
+std::wstring ComponentPath();
 
 /// For DllMain, when the module has been loaded and before anything above is called. False if there is no
 /// memory.

@@ -90,13 +90,6 @@ std::wstring ClassKey() {
   return L"CLSID\\" + GuidText(kClassId);
 }
 
-/// The path of the module's file; empty if it is too long for the buffer.
-std::wstring ComponentPath() {
-  wchar_t path[2048];
-  const DWORD length = GetModuleFileNameW(static_cast<HINSTANCE>(ComponentModule()), path, 2048);
-  return length < 2048 ? std::wstring(path, length) : std::wstring();
-}
-
 /// The registry values that registration writes. The type library is registered separately.
 std::array<Entry, 8> Entries(const std::wstring& path) {
   const std::wstring key = ClassKey();

@@ -2,17 +2,19 @@
 
 #include <algorithm>
 #include <iterator>
+#include <string>
 #include <tuple>
 #include <utility>
 
 #include "com/automation.h"
+#include "com/component.h"
 #include "com/halden_text_object.h"
 
 namespace halden::com {
 namespace {
 
 /// The first of the component's own identifiers, far from those that type libraries use. Also in
-/// halden_text.idl.
+/// halden_text.idl, and counted on in members.idl.
 constexpr DISPID kFirstOwnId = 0x48540001;
 
 /// A call by name.
@@ -147,14 +149,27 @@ std::size_t FirstRowOf(const wchar_t* name) {
   return row;
 }
 
+/// The description of an interface in a library, which is released; null if it has none.
+ITypeInfo* Describe(ITypeLib* library, const GUID& interface_id) {
+  ITypeInfo* info = nullptr;
+  library->GetTypeInfoOfGuid(interface_id, &info);
+  library->Release();
+  return info;
+}
+
 /// The description of IADC3, with one reference; null if the contract's type library isn't registered.
 ITypeInfo* LoadContract() {
   ITypeLib* library = nullptr;
-  ITypeInfo* info = nullptr;
   if (FAILED(LoadRegTypeLib(kADC3LibraryId, 1, 0, LOCALE_NEUTRAL, &library))) return nullptr;
-  library->GetTypeInfoOfGuid(kADC3Id, &info);
-  library->Release();
-  return info;
+  return Describe(library, kADC3Id);
+}
+
+/// The component's own description of the members, with one reference; null if the system can't load it.
+ITypeInfo* LoadOwn() {
+  const std::wstring path = ComponentPath() + L"\\2";  // the number of the resource
+  ITypeLib* library = nullptr;
+  if (FAILED(LoadTypeLibEx(path.c_str(), REGKIND_NONE, &library))) return nullptr;
+  return Describe(library, kMembersId);
 }
 
 /// Whether the names of the arguments are allowed: only the new value of a property has one.
@@ -187,6 +202,7 @@ const std::array<DISPID, MemberNames::kRows>& MemberNames::Ids() {
     const bool known = type_info_ && SUCCEEDED(type_info_->GetIDsOfNames(&name, 1, &id));
     (*ids_)[row] = known ? id : kFirstOwnId + static_cast<DISPID>(FirstRowOf(name));
   }
+  if (!type_info_) type_info_ = LoadOwn();
   return *ids_;
 }
 

@@ -21,8 +21,8 @@ class MemberNames {
   MemberNames(const MemberNames&) = delete;
   MemberNames& operator=(const MemberNames&) = delete;
 
-  /// The description of IADC3 in the contract's type library; null if that isn't registered. Owned by this
-  /// object.
+  /// The description of IADC3 in the contract's type library, or the component's own description of the
+  /// members if that isn't registered. Null if the system can't load either. Owned by this object.
   ITypeInfo* TypeInfo();
   /// As IDispatch::GetIDsOfNames: case doesn't matter. Parameters have no names: DISP_E_UNKNOWNNAME.
   HRESULT GetIds(LPOLESTR* names, UINT count, DISPID* ids);

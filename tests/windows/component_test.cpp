@@ -259,6 +259,31 @@ TEST_F(Component, EveryMemberIsAtItsPlaceHasItsNameAndRefusesNull) {
   EXPECT_EQ(range.front(), L'±');
 }
 
+TEST_F(Component, DescribesItsMembersItselfWhereTheContractIsNotRegistered) {
+  GUID contract{};
+  CLSIDFromString(L"{97B526A7-3B46-11D7-B688-FDAEA8668E28}", &contract);
+  UnRegisterTypeLib(contract, 1, 0, LOCALE_NEUTRAL, sizeof(void*) == 8 ? SYS_WIN64 : SYS_WIN32);
+  Connect(kDevice);
+  ITypeInfoPtr info;
+  ASSERT_EQ(object->GetTypeInfo(0, LOCALE_NEUTRAL, &info), S_OK);
+  UINT place = 0;
+  for (FUNCDESC* member = nullptr; SUCCEEDED(info->GetFuncDesc(place, &member)); ++place) {
+    _bstr_t name;
+    info->GetDocumentation(member->memid, name.GetAddress(), nullptr, nullptr, nullptr);
+    EXPECT_EQ(IdOf(name), member->memid) << Utf8Text(static_cast<const wchar_t*>(name));
+    _variant_t result;
+    if (member->invkind == INVOKE_PROPERTYGET && member->cParams == 0) {
+      EXPECT_EQ(Invoke(name, DISPATCH_PROPERTYGET, {}, &result), S_OK)
+          << Utf8Text(static_cast<const wchar_t*>(name));
+      const auto described = member->elemdescFunc.tdesc.vt;
+      EXPECT_EQ(described == VT_SAFEARRAY ? described : result.vt, described)
+          << Utf8Text(static_cast<const wchar_t*>(name));
+    }
+    info->ReleaseFuncDesc(member);
+  }
+  EXPECT_EQ(place, 35u) << "the members of IADC3 and GetADC3";
+}
+
 TEST_F(Component, CallsByNameRefuseWhatDoesNotConvert) {
   const _variant_t one(short{1}), word(L"x");
   EXPECT_EQ(Invoke(L"ChannelRange", DISPATCH_PROPERTYPUT, {one, word}), DISP_E_TYPEMISMATCH);

@@ -35,14 +35,15 @@ class ModuleTest(unittest.TestCase):
         texts = re.findall(r"TEXT_ROW\((\d+)", (ROOT / "backends/text/text_table.inc").read_text())
         expected = {(ICON, i, RUSSIAN) for i in (1, 2, 3, 4)} | {(GROUP_ICON, name, RUSSIAN) for name in (1, "ADC")}
         expected |= {(STRING, 1 + int(id) // 16, language) for id in texts for language in (ENGLISH, RUSSIAN)}
-        expected |= {(VERSION, 1, ENGLISH), ("TYPELIB", 1, NEUTRAL), ("_IID_HALDEN_TEXT", 1, NEUTRAL)}
+        expected |= {(VERSION, 1, ENGLISH), ("TYPELIB", 1, NEUTRAL), ("TYPELIB", 2, NEUTRAL), ("_IID_HALDEN_TEXT", 1, NEUTRAL)}
         self.assertEqual(set(resources), {tuple(map(str, place)) for place in expected})
 
         ours = uuid.UUID("0058F2CF-423E-42C8-86C9-F2323C000C21").bytes_le
         contract = uuid.UUID("97B526A8-3B46-11D7-B688-FDAEA8668E28").bytes_le
         self.assertEqual(resources["_IID_HALDEN_TEXT", "1", "0"], struct.pack("<I", 32) + ours + contract)
-        library = resources["TYPELIB", "1", "0"]
-        self.assertTrue(ours in library and contract not in library, "registering it must not replace the contract's")
+        self.assertIn(ours, resources["TYPELIB", "1", "0"])
+        for library in "12":
+            self.assertNotIn(contract, resources["TYPELIB", library, "0"], "registering it must not replace the contract's")
         for text in ("040904B0", "3.02.0002", "HT_TEXT.adc", "OLESelfRegister"):
             self.assertIn(text.encode("utf-16-le"), resources[str(VERSION), "1", str(ENGLISH)])
 
