@@ -1,7 +1,5 @@
 #include "driver/inspect.h"
 
-#include <utility>
-
 #include "link/cFTDI.h"
 #include "link/port_table.h"
 #include "model/Halden_Text.h"
@@ -49,12 +47,11 @@ std::string Hexadecimal(const ByteArray& bytes) {
 ///   ChannelFixed dword 4             -> "4", 4
 ///   bytes        {0, 10, 255}        -> "00 0a ff"
 /// Everything else is tried as a text. What can't be read as one either has an empty text.
-StoredSetting Describe(Platform& platform, cRegistry& registry, const std::string& name) {
+StoredSetting Describe(Platform& platform, cRegistry& registry, const NamedValue& stored) {
+  const auto& [name, value] = stored;
   float rate = 0;
   if (name == DriverSettings::kRate && registry.ReadSingle(HKEY_CURRENT_USER, SettingsKey(), name, rate))
     return {name, platform.number_rules.NumberToText(rate, 7), rate};
-  AnyValue value;
-  registry.ReadAnyValue(HKEY_CURRENT_USER, SettingsKey(), name, value);
   if (const auto* number = std::get_if<std::int32_t>(&value)) return {name, std::to_string(*number), *number};
   if (const auto* bytes = std::get_if<ByteArray>(&value)) return {name, Hexadecimal(*bytes)};
   StoredSetting setting{name, ""};
@@ -82,16 +79,11 @@ std::vector<ListedDevice> ListDevices(Platform& platform) {
 
 std::vector<StoredSetting> DescribeSettings(Platform& platform, std::string* error) {
   cRegistry registry(platform.registry, platform.texts);
-  std::vector<std::string> names;
-  registry.ListValues(HKEY_CURRENT_USER, SettingsKey(), names);
+  const std::vector<NamedValue> values = registry.ReadAllValues(HKEY_CURRENT_USER, SettingsKey());
   *error = ErrorOf(registry);
   std::vector<StoredSetting> settings;
-  bool labelled = false;
-  // names[0] is the key.
-  for (std::size_t i = 1; i < names.size(); ++i) {
-    // The label's name is empty, and so is a name that can't be read: list the label once.
-    if (names[i].empty() && std::exchange(labelled, true)) continue;
-    StoredSetting& setting = settings.emplace_back(Describe(platform, registry, names[i]));
+  for (const NamedValue& value : values) {
+    StoredSetting& setting = settings.emplace_back(Describe(platform, registry, value));
     for (std::string* text : {&setting.name, &setting.text}) *text = platform.number_rules.AnsiToUtf8(*text);
   }
   return settings;

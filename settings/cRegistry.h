@@ -13,6 +13,11 @@ namespace halden {
 using ByteArray = std::vector<std::uint8_t>;
 /// A registry value of any type: text, bytes or a number.
 using AnyValue = std::variant<std::string, ByteArray, std::int32_t>;
+/// A value of a key with its name, which is empty for the default value.
+struct NamedValue {
+  std::string name;
+  AnyValue value;
+};
 
 /// Typed access to the registry. Every call opens a key, does one thing and closes the key again. Failures
 /// are reported only through the return value; ErrorCode then says what the system answered. Only
@@ -113,6 +118,10 @@ class cRegistry {
   /// exactly this name (upper and lower case differ here). A text comes without its last byte, the NUL.
   /// `value` is unchanged for other types, for text or bytes of size 0, and if the data can't be read.
   std::int32_t ReadAnyValue(HKEY root, const std::string& key, const std::string& name, AnyValue& value);
+  /// All values of a key that can be read, in the order of the enumeration, each as ReadAnyValue gives it.
+  /// Takes time linear in their number, where ReadAnyValue for each name would take the square. Empty if the
+  /// key can't be opened.
+  std::vector<NamedValue> ReadAllValues(HKEY root, const std::string& key);
   /// Returns the number of subkeys. names[0] becomes `key` and names[1] to names[count] their names; a name
   /// that can't be read is "". `key` may be an element of `names`. 0 if the key can't be opened.
   std::int32_t ListSubKeys(HKEY root, const std::string& key, std::vector<std::string>& names);

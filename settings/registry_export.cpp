@@ -46,6 +46,17 @@ std::uint32_t Number(const ByteArray& data) {
   return number;
 }
 
+/// Puts the data of a value into `value`, which stays as it is for other types, and for text or bytes of size
+/// 0.
+void TakeData(std::uint32_t type, const ByteArray& data, AnyValue& value) {
+  if (IsNumber(type)) {
+    value = static_cast<std::int32_t>(Number(data));
+  } else if (!data.empty()) {
+    if (IsTextType(type)) value = std::string(data.begin(), data.end() - 1);
+    if (type == REG_BINARY) value = data;
+  }
+}
+
 /// The data part of an entry with its line end. Types that have no textual form give nothing, not even the
 /// line end, so the next entry continues the line.
 std::string ExportData(std::uint32_t type, const ByteArray& data) {
@@ -150,16 +161,22 @@ std::int32_t cRegistry::ReadAnyValue(HKEY root, const std::string& key, const st
   for (std::uint32_t i = 0; view.Has(i, view.info().values); ++i) {
     const std::optional<ValueEntry> entry = view.Value(i);
     if (!entry || entry->name != name) continue;
-    const std::optional<ByteArray> data = view.Data(i, *entry);
-    if (data && IsNumber(entry->type)) {
-      value = static_cast<std::int32_t>(Number(*data));
-    } else if (data && !data->empty()) {
-      if (IsTextType(entry->type)) value = std::string(data->begin(), data->end() - 1);
-      if (entry->type == REG_BINARY) value = *data;
-    }
+    if (const std::optional<ByteArray> data = view.Data(i, *entry)) TakeData(entry->type, *data, value);
     return static_cast<std::int32_t>(entry->type);
   }
   return 0;
+}
+
+std::vector<NamedValue> cRegistry::ReadAllValues(HKEY root, const std::string& key) {
+  KeyView view(*this, root, key);
+  std::vector<NamedValue> values;
+  for (std::uint32_t i = 0; view.Has(i, view.info().values); ++i) {
+    const std::optional<ValueEntry> entry = view.Value(i);
+    if (!entry) continue;
+    NamedValue& read = values.emplace_back(NamedValue{entry->name, {}});
+    if (const std::optional<ByteArray> data = view.Data(i, *entry)) TakeData(entry->type, *data, read.value);
+  }
+  return values;
 }
 
 std::int32_t cRegistry::ListSubKeys(HKEY root, const std::string& key, std::vector<std::string>& names) {

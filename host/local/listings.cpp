@@ -58,8 +58,13 @@ int RunDevices(SystemPlatform& system, const Arguments& arguments, Progress& pro
 
 int RunSettings(SystemPlatform& system, const Arguments& arguments, Progress& progress) {
   std::string error;
-  const std::string exported = arguments.export_text ? ExportSettings(system.platform(), &error) : "";
-  const auto settings = DescribeSettings(system.platform(), &error);
+  std::string exported;
+  std::vector<StoredSetting> settings;
+  if (arguments.export_text) {
+    exported = ExportSettings(system.platform(), &error);
+  } else {
+    settings = DescribeSettings(system.platform(), &error);
+  }
   if (!error.empty()) {
     // Prefer the notices: they name the file and the reason, which the driver's own error doesn't.
     const auto notices = system.TakeNotices();
