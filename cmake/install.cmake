@@ -3,7 +3,7 @@
 # Python package, which is for Debian only: elsewhere a wheel is installed.
 include(GNUInstallDirs)
 include(CMakePackageConfigHelpers)
-if(NOT TARGET halden-text)
+if(WIN32 OR NOT TARGET halden-text)
   return()
 endif()
 

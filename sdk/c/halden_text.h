@@ -98,10 +98,11 @@ typedef enum halden_dialog {
 typedef struct halden_options {
   size_t struct_size;
   /** Where devices come from, such as "sim:columns=2", "tty:/dev/ttyUSB0,baud=9600", "linux" or
-   *  "replay:FILE". They are listed in this order. Null or device_count 0: one simulated device. */
+   *  "replay:FILE"; on Windows "d2xx", "sim" and "replay". They are listed in this order. Null or
+   *  device_count 0: one simulated device. */
   const char* const* devices;
   size_t device_count;
-  const char* registry_file; /**< with the stored settings; null: the user's own file */
+  const char* registry_file; /**< with the stored settings; null: the user's own; on Windows null or "NUL" */
   int32_t dialog;            /**< a halden_dialog */
   int32_t answer_port;       /**< for HALDEN_DIALOG_ANSWER: the row in the list of ports, from 0 */
   int32_t answer_channels;   /**< 1 to 32 */

@@ -27,6 +27,12 @@ class ModuleTest(unittest.TestCase):
         declared = re.findall(r"virtual FT_STATUS (\w+)", (ROOT / "platform/d2xx.h").read_text())
         self.assertEqual(sorted(devices), sorted(declared))
 
+    def test_the_c_library_exports_what_its_header_declares(self):
+        library = pefile.PE(str(pathlib.Path(sys.argv[-1]).parents[1] / "halden_text.dll"))
+        declared = re.findall(r"^HALDEN_API .*?(halden_\w+)\(", (ROOT / "sdk/c/halden_text.h").read_text(), re.M)
+        exported = [export.name.decode() for export in library.DIRECTORY_ENTRY_EXPORT.symbols]
+        self.assertEqual(sorted(exported), sorted(declared))
+
     def test_resources_hold_icons_texts_version_and_type_library(self):
         resources = {tuple(map(str, (kind.name or kind.id, name.name or name.id, leaf.id))):
                      self.module.get_data(leaf.data.struct.OffsetToData, leaf.data.struct.Size)

@@ -59,7 +59,7 @@ tests() {
 
 rm -rf "$WINEPREFIX"
 mkdir "$WINEPREFIX"
-cp -u "$1/com/HT_TEXT.adc" "$1/halden-host.exe" "$here"/script_host.* "$folder"
+cp -u "$1/com/HT_TEXT.adc" "$1/halden-host.exe" "$1/halden_text.dll" "$here"/script_host.* "$folder"
 cd "$folder"
 trap 'echo "run.sh, line $LINENO, exit code $?: $BASH_COMMAND"; tail -n 20 /dev/null *.log' ERR
 trap '"${wineserver[@]}" -k || true; rm -rf "$WINEPREFIX"' EXIT
@@ -103,6 +103,15 @@ echo "-- the example host"
 on_windows halden-host.exe record --frames 40 --csv - --quiet >frames.csv
 grep -cxE '(Column1,Column2,Column3|-?[0-9.]+(,-?[0-9.]+){2})' frames.csv | grep -qx 41
 on_windows halden-host.exe record --csv - --quiet | head -1 >frames.csv  # a closed pipe ends it with exit code 0
+
+echo "-- the C library"
+on_windows record.exe sim:columns=2,rate=100 | tr -d '\r' >frames.csv
+lines=$(grep -cxE '[0-9.]+(,-?[0-9.]+){2}' frames.csv)
+if ((lines < 90)); then echo "record.exe printed $lines frames of about 100" && false; fi
+on_windows record.exe d2xx | tr -d '\r' >frames.csv  # the stand-in's device
+grep -qxE '[0-9.]+(,-?[0-9.]+){3}' frames.csv
+if on_windows record.exe tty:/dev/ttyUSB0 2>error.txt; then false; fi
+grep -q 'allowed here are d2xx' error.txt
 
 # The same settings, made by the same choice of the user, must look the same in both registries.
 echo "-- settings in the system's registry and in a registry file"
