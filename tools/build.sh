@@ -25,6 +25,14 @@ need_compiler() {
     /usr/include/nlohmann/json.hpp nlohmann-json3-dev
 }
 
+# The compilers for Windows, and what they read from Wine: the standard type library and the interface descriptions.
+need_mingw() {
+  need_compiler
+  need i686-w64-mingw32-g++-posix g++-mingw-w64-i686-posix x86_64-w64-mingw32-g++-posix g++-mingw-w64-x86-64-posix \
+    i686-w64-mingw32-widl mingw-w64-tools wine wine /usr/lib/wine/wine64 wine64 \
+    /usr/include/wine/wine/windows/oaidl.idl libwine-dev python3 python3
+}
+
 # build PRESET [TARGET]...: builds in build/PRESET. Prints nothing unless it fails.
 build() {
   local preset=$1 log

@@ -1,0 +1,1 @@
+@call "%~dp0register.cmd" /u %*
