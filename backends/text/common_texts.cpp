@@ -124,4 +124,8 @@ std::uint32_t CommonTexts::FormatMessageA(std::uint32_t flags, const char* sourc
   return static_cast<std::uint32_t>(length);
 }
 
+ComponentVersion CommonTexts::Version() {
+  return {HALDEN_VERSION_MAJOR, HALDEN_VERSION_MINOR, HALDEN_VERSION_PATCH};
+}
+
 }  // namespace halden

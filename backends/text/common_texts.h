@@ -27,7 +27,7 @@ class CommonTexts : public TextResources {
   std::uint32_t FormatMessageA(std::uint32_t flags, const char* source, std::uint32_t id,
                                std::uint32_t language, char* buffer, std::uint32_t capacity,
                                const char* const* arguments) override;
-  ComponentVersion Version() override { return {3, 2, 2}; }
+  ComponentVersion Version() override;
 
  private:
   TextLanguage language_;
