@@ -165,6 +165,17 @@ class CommandLine {
           "Range of a channel: 0=±10 or 0=2; or auto (see ranges)", [&](const std::string& value) {
             return ParseRanges(value, &arguments_.ranges, &arguments_.auto_ranges);
           });
+    Value(
+        command, "--serve", "[ADDRESS:]PORT",
+        "a port from 1 to 65535, with a numeric address before it if not 127.0.0.1: 8080 or 192.168.0.5:8080",
+        "Show the values in a browser, at this address",
+        [&](const std::string& value) { return ParseWebAddress(value, &arguments_.serve); });
+    Value(command, "--serve-token", "TEXT", "8 or more letters and digits",
+          "Serve only who gives this token; needed for other machines", [&](const std::string& value) {
+            arguments_.serve.token = value;
+            return value.size() >= 8 &&
+                   std::ranges::all_of(value, [](unsigned char c) { return std::isalnum(c); });
+          });
   }
 
   void AddDevices() {

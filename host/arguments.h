@@ -9,6 +9,7 @@
 #include "backends/devices/device.h"
 #include "backends/system_platform.h"
 #include "host/recording.h"
+#include "host/web/web_server.h"
 
 namespace halden::host {
 
@@ -53,6 +54,7 @@ struct Arguments {
   std::optional<double> silence;  ///< seconds, 0.1 to 1e9
   bool reconnect = false;
   bool export_text = false;
+  WebAddress serve;  ///< port 0: nothing is served
 };
 
 /// Parses the words that follow the program's name. nullopt on failure; then `error` is one printable line

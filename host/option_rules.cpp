@@ -104,12 +104,28 @@ bool ParseRotation(std::string_view value, Rotation* rotation) {
   return false;
 }
 
+bool ParseWebAddress(std::string_view value, WebAddress* where) {
+  const auto colon = value.rfind(':');
+  if (!ParseWithin(value.substr(colon == std::string_view::npos ? 0 : colon + 1), 1, 65535, &where->port))
+    return false;
+  if (colon == std::string_view::npos) return true;
+  std::string_view address = value.substr(0, colon);
+  const bool is_v6 = address.starts_with('[') && address.ends_with(']') && address.size() > 2;
+  if (is_v6) address = address.substr(1, address.size() - 2);
+  where->address = address;
+  return !address.empty() && address.find_first_not_of(is_v6 ? "0123456789abcdefABCDEF:." : "0123456789.") ==
+                                 std::string_view::npos;
+}
+
 std::string FindConflict(const Arguments& arguments) {
   if (arguments.command == Command::kHelp) return "a command is missing; \"halden-host --help\" lists them";
   if (arguments.frames && arguments.seconds) return "only one of --frames and --seconds is allowed";
   if (arguments.platform.answer && arguments.platform.cancel)
     return "only one of --answer and --cancel is allowed";
   if (!arguments.svg.empty() && arguments.svg == arguments.csv) return "--svg and --csv need different files";
+  if (arguments.serve.port == 0 && !arguments.serve.token.empty()) return "--serve-token needs --serve";
+  if (arguments.serve.port > 0 && !arguments.serve.IsLocal() && arguments.serve.token.empty())
+    return "--serve " + arguments.serve.address + " lets other machines in, so it needs --serve-token";
   if (arguments.export_text && arguments.json) return "only one of --export and --json is allowed";
   if (arguments.command == Command::kConvert)
     if (std::string conflict = FindConvertConflict(arguments); !conflict.empty()) return conflict;

@@ -40,6 +40,9 @@ const std::string& RangesAllowed();
 /// Reads a size ("500kB") or a time ("10min").
 bool ParseRotation(std::string_view value, Rotation* rotation);
 
+/// Reads "[ADDRESS:]PORT" with a numeric address; one of version 6 is in brackets.
+bool ParseWebAddress(std::string_view value, WebAddress* where);
+
 /// The first reason why these arguments can't be carried out together, as one line for the user; empty if
 /// they can.
 std::string FindConflict(const Arguments& arguments);

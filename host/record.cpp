@@ -37,6 +37,7 @@ class Recorder {
       progress_.Fail("there is not enough memory for the channels");
       return kRefused;
     }
+    if (!Serve()) return kRefused;
     // Open the files after StartRecord: a recording that is refused must not overwrite older files.
     if (!StartRecord()) return kRefused;
     start_ = session_.Now();
@@ -66,10 +67,23 @@ class Recorder {
     return true;
   }
 
+  /// Serves the page, if it is asked for.
+  bool Serve() {
+    if (arguments_.serve.port == 0) return true;
+    web_ = std::make_unique<WebView>("COM" + std::to_string(adc().BasePort()), columns_);
+    std::string error;
+    web_->server = WebServer::Start(arguments_.serve, web_->feed, &error);
+    if (web_->server)
+      progress_.Say("Serving " + WebServer::UrlOf(arguments_.serve));
+    else
+      progress_.Fail(error);
+    return web_->server != nullptr;
+  }
+
   void SayWhatIsRecorded() {
     progress_.Say((Converts() ? "Converting " : "Recording ") + std::to_string(columns_.size()) +
                   (columns_.size() == 1 ? " column" : " columns") + Ending());
-    if (arguments_.csv.empty() && arguments_.npy.empty() && arguments_.svg.empty())
+    if (arguments_.csv.empty() && arguments_.npy.empty() && arguments_.svg.empty() && !web_)
       progress_.Say("Nothing is stored: name a file with --csv, --npy or --svg");
   }
 
@@ -81,6 +95,7 @@ class Recorder {
       session_.Serve(Rest());
       NoteLoss();
       Collect();
+      if (web_) web_->feed.Send(session_.LastLine(), session_.RateText());
       SayObservations(session_, progress_, arguments_.json);
       if (progress_.Due()) progress_.Update(State());
       if (arguments_.sync && Elapsed() >= next_sync_) Sync();
@@ -235,6 +250,7 @@ class Recorder {
     summary_.last_time = times.back();
     frames_ += frames;
     files_->Take({codes, times});
+    if (web_) web_->feed.Add({codes, times});
   }
 
   std::string State() const {
@@ -286,6 +302,7 @@ class Recorder {
   }
 
   int Finish() {
+    web_.reset();
     Summarize();
     files_->Finish(summary_);
     summary_.frames = files_->Written(frames_);  // again: Finish may have written the last frames
@@ -358,6 +375,7 @@ class Recorder {
   const std::vector<Column> columns_;
   const int channels_;  ///< of the device
   std::unique_ptr<FrameSource> source_;
+  std::unique_ptr<WebView> web_;  ///< null unless --serve is given
   std::unique_ptr<RecordingFiles> files_;
   sdk::ArrivalTimes arrivals_;
   std::vector<double> times_;

@@ -56,6 +56,8 @@ class Session {
   /// How often the system has reported, since the device was opened, that received bytes were lost because
   /// they weren't read in time; 0 if it doesn't report that.
   virtual std::uint64_t Overruns() const { return 0; }
+  /// The last whole line as received, UTF-8; empty if the session can't see the lines.
+  virtual std::string LastLine() const { return {}; }
   /// Warnings for the user that no return value carried, one line each. Each is returned once.
   virtual std::vector<std::string> TakeNotices() { return {}; }
 

@@ -1,5 +1,7 @@
 #include <chrono>
 #include <limits>
+#include <memory>
+#include <span>
 
 #include "host/channels.h"
 #include "host/commands.h"
@@ -7,6 +9,8 @@
 #include "host/json.h"
 #include "host/output.h"
 #include "host/process.h"
+#include "host/recording.h"
+#include "host/web/web_server.h"
 #include "sdk/arrival_times.h"
 
 namespace halden::host {
@@ -102,6 +106,64 @@ class LiveView {
   bool drawn_ = false;
 };
 
+/// Records without storing anything, so that a page shows every frame.
+class WatchedFrames {
+ public:
+  /// Null on failure; then `progress` has said why.
+  static std::unique_ptr<WatchedFrames> Serve(Session& session, const WebAddress& where, Progress& progress) {
+    auto frames = std::make_unique<WatchedFrames>(session);
+    std::string error = session.Adc().LastError();
+    if (frames->recording_) frames->web_.server = WebServer::Start(where, frames->web_.feed, &error);
+    if (frames->web_.server) {
+      progress.Say("Serving " + WebServer::UrlOf(where));
+      return frames;
+    }
+    progress.Fail(error);
+    return nullptr;
+  }
+  explicit WatchedFrames(Session& session)
+      : session_(session),
+        start_(session.Now()),
+        recording_(Record(session.Adc())),
+        source_(session.Adc(), AllChannels(session.Adc()).size()),
+        web_("COM" + std::to_string(session.Adc().BasePort()),
+             ColumnsOf(session.Adc(), AllChannels(session.Adc()))) {
+    arrivals_.Poll(0, {});
+  }
+  ~WatchedFrames() { session_.Adc().StopRecord(); }
+  WatchedFrames(const WatchedFrames&) = delete;
+  WatchedFrames& operator=(const WatchedFrames&) = delete;
+
+  /// Passes the frames that have come to the page.
+  void Collect() {
+    times_.resize(static_cast<std::size_t>(session_.Adc().InputCountKadrs()));
+    arrivals_.Poll(session_.Now() - start_, times_);
+    const std::size_t width = AllChannels(session_.Adc()).size();
+    for (std::span<const double> left = times_; !left.empty();) {
+      const auto codes = source_.Next();
+      const std::size_t count = std::min(codes.size() / width, left.size());
+      if (count == 0) break;
+      web_.feed.Add({codes.first(count * width), left.first(count)});
+      left = left.subspan(count);
+    }
+    web_.feed.Send(session_.LastLine(), session_.RateText());
+  }
+
+ private:
+  static bool Record(IADC3& adc) {
+    adc.InputChannels(AllChannels(adc));
+    return adc.StartRecord();
+  }
+
+  Session& session_;
+  const double start_;
+  const bool recording_;
+  FrameSource source_;
+  sdk::ArrivalTimes arrivals_;
+  std::vector<double> times_;
+  WebView web_;
+};
+
 }  // namespace
 
 int RunWatch(Session& session, const Arguments& arguments, Progress& progress) {
@@ -114,6 +176,11 @@ int RunWatch(Session& session, const Arguments& arguments, Progress& progress) {
   CatchStopSignals();
   session.BeginWatching(progress);
   if (arguments.auto_ranges) session.ChooseRanges(arguments.ranges, progress);
+  std::unique_ptr<WatchedFrames> served;
+  if (arguments.serve.port > 0) {
+    served = WatchedFrames::Serve(session, arguments.serve, progress);
+    if (!served) return kRefused;
+  }
   LiveView view(session, arguments.json);
   Output output("-");
   const double start = session.Now();
@@ -126,6 +193,7 @@ int RunWatch(Session& session, const Arguments& arguments, Progress& progress) {
     for (double now = session.Now(); now < due && !StopRequested(); now = session.Now()) {
       session.Serve(std::chrono::ceil<milliseconds>(std::chrono::duration<double>(due - now)));
       view.CountLines();
+      if (served) served->Collect();
     }
     SayObservations(session, progress, arguments.json);
     if (session.DeviceLost()) {

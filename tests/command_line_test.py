@@ -41,6 +41,9 @@ WRONG = {
     "--export": ["settings --export --json"],
     "--answer": ["watch --answer rate=1,channels=33", "watch --answer port", "watch --answer colour=2",
                  "watch --answer rate=1 --cancel"],
+    "--serve": ["watch --serve 0", "record --serve host:80", "watch --serve-token abcdefgh",
+                "watch --serve 80 --serve-token abc"],
+    "needs --serve-token": ["record --serve 0.0.0.0:8080"],
     "nowhere": ["watch --device nowhere", "watch --device replay:/dev/null/nowhere"],
 }
 

@@ -25,6 +25,11 @@ need_compiler() {
     /usr/include/nlohmann/json.hpp nlohmann-json3-dev
 }
 
+# What the page of --serve is built from. Without it the host has no page.
+need_web() {
+  need /usr/include/httplib.h libcpp-httplib-dev npm npm pkg-config pkg-config
+}
+
 # The compilers for Windows, and what they read from Wine: the standard type library and the interface descriptions.
 need_mingw() {
   need_compiler

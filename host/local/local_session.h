@@ -37,6 +37,7 @@ class LocalSession : public Session {
   bool FindAgain(Progress& progress) override;
   void ChooseRanges(const std::vector<RangeChoice>& chosen, Progress& progress) override;
   std::string RateText() override;
+  std::string LastLine() const override { return tapped_.number_rules.AnsiToUtf8(last_line_); }
   std::uint64_t LinesReceived() const override { return lines_; }
   std::uint64_t BytesReceived() const override { return bytes_; }
   std::uint64_t PartLineReceived() const override { return part_line_; }
